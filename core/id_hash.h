@@ -1,0 +1,193 @@
+// Hash tables of IDs that live in one block of memory, without an allocation per entry.
+//
+// The first `nbr_buckets` entries are the heads of the chains; what doesn't fit there is appended
+// behind them. A chain is linked by forward distances, so the block may move. An entry is live when
+// it bears the table's stamp, so clearing a table is raising its stamp. Keys are their own hash.
+//
+// One template serves sets, maps and multimaps. What the entries hold is told by `Held`:
+//
+//   content       type of what an entry holds
+//   unique        whether a key stands in the table at most once
+//   key(content)  the key, an ID; only where `unique`
+//
+// A unique table grows by itself. A multimap appends to the chain of the hash that it is given,
+// never compares contents, and keeps the buckets that `init` made.
+#ifndef TESSMAKER_CORE_ID_HASH_H
+#define TESSMAKER_CORE_ID_HASH_H
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+#include "tessmaker/containers.h"
+
+namespace kv7::tessmaker {
+
+inline constexpr std::array<std::uint64_t, 30> bucket_primes{
+    13,        23,        53,        97,         193,        389,       769,      1543,
+    3079,      6151,      12289,     24593,      49157,      98317,     196613,   393241,
+    786433,    1572869,   3145739,   6291469,    12582917,   25165843,  50331653, 100663319,
+    201326611, 402653189, 805306457, 1610612741, 3221225473, 4294967291};
+
+// The first of the primes that isn't below `n`; the last one beyond them all.
+inline std::uint64_t next_prime(std::uint64_t n) {
+    const auto* const prime = std::lower_bound(bucket_primes.begin(), bucket_primes.end(), n);
+    return prime == bucket_primes.end() ? bucket_primes.back() : *prime;
+}
+
+template <class Held> class id_hash_table {
+public:
+    using content = typename Held::content;
+    // The content, the stamp of the generation that wrote it (0: none did), and the distance to the
+    // next entry of the chain (0: the last one).
+    using entry = triad<content, std::uint64_t, std::uint64_t>;
+
+    // Where the content stands, null when memory failed, and whether it is new.
+    struct insertion {
+        content* place = nullptr;
+        bool added = false;
+    };
+
+    // Holds nothing and takes nothing in before `init`.
+    id_hash_table() = default;
+    id_hash_table(const id_hash_table&) = delete;
+    id_hash_table& operator=(const id_hash_table&) = delete;
+
+    // Empties the table and prepares it for `nbr_entries` insertions into at least `min_buckets`
+    // buckets. False when memory fails; the table then takes nothing in.
+    bool init(std::uint64_t nbr_entries, std::uint64_t min_buckets) {
+        nbr_buckets_ = next_prime(std::max<std::uint64_t>(min_buckets, 23));
+        stamp_ = 1;
+        count_ = 0;
+        entries_.clear();
+        // How many entries are expected to meet a bucket that is taken.
+        const auto n = static_cast<double>(nbr_entries);
+        const double overflow = n / (n + static_cast<double>(nbr_buckets_)) * n;
+        if (overflow > most_overflow) return false;
+        entries_.reserve(nbr_buckets_ + static_cast<std::uint64_t>(overflow), 1);
+        return entries_.resize(nbr_buckets_, entry{});
+    }
+
+    // No live entry; buckets and memory stay.
+    void clear() {
+        ++stamp_;
+        count_ = 0;
+    }
+
+    std::uint64_t nbr_buckets() const { return nbr_buckets_; }
+    // Live entries.
+    std::uint64_t count() const { return count_; }
+
+    // Puts a content in. One whose key is there already is left alone and told. Invalidates
+    // pointers to entries.
+    insertion insert(const content& held) requires(Held::unique) {
+        if (2 * nbr_buckets_ < count_ + 1 && !rebuild(count_ + 1)) return {};
+        return place(Held::key(held), held);
+    }
+
+    // Appends to the chain of bucket `hash % nbr_buckets()`. Invalidates pointers to entries.
+    insertion insert(std::uint64_t hash, const content& held) requires(!Held::unique) {
+        return place(hash, held);
+    }
+
+    // The content under a key, or null.
+    const content* find(unsigned int key) const requires(Held::unique) {
+        for (const entry* e = chain(key); e; e = next(e)) {
+            if (is_live(*e) && Held::key(e->first) == key) return &e->first;
+        }
+        return nullptr;
+    }
+
+    // The chain of a bucket, in the order of insertion where nothing was cleared: its head, then
+    // the entry after another, null at the end. Entries that are not live are to be passed over.
+    entry* bucket(std::uint64_t b) { return entries_.empty() ? nullptr : entries_.data() + b; }
+    static entry* next(entry* e) { return e->third == 0 ? nullptr : e + e->third; }
+    static const entry* next(const entry* e) { return e->third == 0 ? nullptr : e + e->third; }
+    bool is_live(const entry& e) const { return e.second == stamp_; }
+
+private:
+    // Beyond any memory, and still safe to convert.
+    static constexpr double most_overflow = 1e18;
+
+    template <class Hash> std::uint64_t bucket_of(Hash hash) const {
+        // Bucket counts fit in 32 bits, and so short keys need no long division.
+        return hash % static_cast<Hash>(nbr_buckets_);
+    }
+
+    const entry* chain(unsigned int key) const {
+        return entries_.empty() ? nullptr : entries_.data() + bucket_of(key);
+    }
+
+    template <class Hash> insertion place(Hash hash, const content& held) {
+        if (entries_.empty()) return {};
+        entry* e = entries_.data() + bucket_of(hash);
+        entry* free = nullptr;
+        while (true) {
+            if (is_live(*e)) {
+                if constexpr (Held::unique) {
+                    if (Held::key(e->first) == hash) return {&e->first, false};
+                }
+            } else if (!free) {
+                free = e;
+            }
+            if (e->third == 0) break;
+            e += e->third;
+        }
+        if (free) {
+            free->first = held;
+            free->second = stamp_;
+        } else {
+            free = append_behind(e, held);
+            if (!free) return {};
+        }
+        ++count_;
+        return {&free->first, true};
+    }
+
+    entry* append_behind(const entry* tail, const content& held) {
+        const auto t = static_cast<std::size_t>(tail - entries_.data());
+        const std::size_t added = entries_.size();
+        if (!entries_.push_back(entry{held, stamp_, 0})) return nullptr;
+        entries_[t].third = added - t;
+        return entries_.data() + added;
+    }
+
+    // Moves all to a table for `nbr_keys` keys. On failure the table stays as it is.
+    bool rebuild(std::uint64_t nbr_keys) {
+        id_hash_table larger;
+        if (!larger.init(nbr_keys, nbr_keys)) return false;
+        for (const entry& e : std::as_const(entries_)) {
+            if (is_live(e) && !larger.place(Held::key(e.first), e.first).place) return false;
+        }
+        entries_ = larger.entries_;
+        nbr_buckets_ = larger.nbr_buckets_;
+        stamp_ = larger.stamp_;
+        return true;
+    }
+
+    dense1D<entry, 8> entries_;
+    std::uint64_t nbr_buckets_ = 23;
+    std::uint64_t stamp_ = 1;
+    std::uint64_t count_ = 0;
+};
+
+struct held_id {
+    using content = unsigned int;
+    static constexpr bool unique = true;
+    static unsigned int key(content id) { return id; }
+};
+
+struct held_id_and_value {
+    using content = std::pair<unsigned int, unsigned int>;
+    static constexpr bool unique = true;
+    static unsigned int key(const content& held) { return held.first; }
+};
+
+using id_hash_set = id_hash_table<held_id>;
+using id_hash_map = id_hash_table<held_id_and_value>;
+
+} // namespace kv7::tessmaker
+
+#endif

@@ -1,0 +1,26 @@
+// Hints for walks that know what they will read.
+#ifndef TESSMAKER_CORE_PREFETCH_H
+#define TESSMAKER_CORE_PREFETCH_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kv7::tessmaker {
+
+// How far a walk over consecutive IDs asks ahead: hardware that does so by itself stops at the end
+// of each page.
+inline constexpr std::size_t ids_ahead = 256;
+
+// IDs in what one request brings.
+inline constexpr std::size_t ids_of_line = 16;
+
+// Asks for the memory `distance` IDs behind `ids`, which may lie beyond any array.
+inline void prefetch(const unsigned int* ids, std::size_t distance) {
+    const auto address = reinterpret_cast<std::uintptr_t>(ids) + distance * sizeof(unsigned int);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a pointer must not leave its array, a number may.
+    __builtin_prefetch(reinterpret_cast<const void*>(address));
+}
+
+} // namespace kv7::tessmaker
+
+#endif

@@ -1,0 +1,89 @@
+// Element shapes, their tables, and the check of a connectivity against its shape.
+//
+// A connectivity is a `dense2D<unsigned int>` with one column per element and one row per node of
+// the element; its entries are 0-based node IDs, corners first. 0xFFFFFFFF is the absent ID. Three
+// types name a dimension and not a shape; two of them tell the shape of each column by sentinels:
+//
+//   ET_FACE_MIX   3 rows: triangles. 4 rows: a quadrangle, or a triangle with 0xFFFFFFFF in row 3.
+//   ET_SOLID_MIX  4 rows: tetrahedra. 5 rows: pyramids. 6 rows: wedges. 8 rows: a hexahedron, or
+//                 0xFFFFFFFF from row 4 on (tetrahedron), row 5 on (pyramid), row 6 on (wedge).
+//
+// Every function of the library that returns an `int` follows one frame. It empties its outputs;
+// returns 0 when its main input is empty; checks its arguments in the order of the signature; sizes
+// the outputs; works; and returns 0 or a count. A negative result is a failure:
+//
+//   -1 to -8      the first to eighth argument is not acceptable (each function says in what way)
+//   -102          malformed FEMAP file
+//   -198, -199    out of memory
+//
+// Memory failure inside standard containers reaches the caller as an exception.
+#ifndef TESSMAKER_ELEMENT_TYPE_H
+#define TESSMAKER_ELEMENT_TYPE_H
+
+#include "tessmaker/api.h"
+#include "tessmaker/containers.h"
+
+namespace kv7 {
+
+enum element_type : int {
+    ET_UNKNOWN,
+    ET_NODE,
+    ET_BAR_MIX,
+    ET_BAR2,
+    ET_BAR3,
+    ET_FACE_MIX,
+    ET_TRIA3,
+    ET_QUAD4,
+    ET_TRIA6,
+    ET_QUAD8,
+    ET_QUAD9,
+    ET_SOLID_MIX,
+    ET_TETRA4,
+    ET_TETRA10,
+    ET_PYRA5,
+    ET_PYRA13,
+    ET_PYRA14,
+    ET_PENTA6,
+    ET_PENTA15,
+    ET_PENTA18,
+    ET_HEXA8,
+    ET_HEXA20,
+    ET_HEXA27
+};
+
+namespace tessmaker {
+
+// Look-ups for one of the 23 types; any other value is the caller's error. A mixed type has the
+// values of its largest member.
+//
+// 0 for a point, 1 for bars, 2 for faces, 3 for solids.
+TESSMAKER_API unsigned int element_dim(element_type type);
+// Nodes of an element, mid-side and inner nodes included.
+TESSMAKER_API unsigned int nbr_nodes(element_type type);
+// Corner nodes, which come first in a column.
+TESSMAKER_API unsigned int nbr_base_nodes(element_type type);
+// Facets of a solid, sides of a face, end points of a bar.
+TESSMAKER_API unsigned int nbr_boundaries(element_type type);
+
+// The library's version, "5.4.1.0". Static text.
+TESSMAKER_API const char* version();
+
+// Whether every ID is below `limit` or 0xFFFFFFFF. True for an empty list, and for a `limit` of
+// 0xFFFFFFFF, which compares nothing.
+TESSMAKER_API bool check_IDs(const dense1D<unsigned int, 8>& nodes, unsigned int limit);
+
+// The same over all entries of a connectivity of any shape.
+TESSMAKER_API bool check_IDs(const dense2D<unsigned int>& connect, unsigned int limit);
+
+// Whether `connect` has the rows of `type`, every node that the shape of a column needs is below
+// `limit`, and sentinels stand only where a mixed type allows them. Plain types, ET_BAR_MIX among
+// them, tolerate no sentinel. True for an empty array under any type. No value of `limit` skips the
+// comparison: with 0xFFFFFFFF only the sentinel itself is not below it.
+TESSMAKER_API bool check_IDs(const dense2D<unsigned int>& connect, element_type type,
+                             unsigned int limit);
+
+} // namespace tessmaker
+
+} // namespace kv7
+
+#endif
