@@ -1,0 +1,166 @@
+#include "tessmaker/node_detector.h"
+
+#include <limits>
+#include <numeric>
+#include <random>
+#include <utility>
+
+#include "search/point_tree.h"
+#include "tessmaker/index_arrays.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+bool is_2d_or_3d(const dense2D<double>& pos) { return pos.rows() == 2 || pos.rows() == 3; }
+
+// The same shuffle in every call. The tree is not balanced again after insertions, and a sorted run
+// would become a chain in it.
+void shuffle(dense1D<unsigned int, 8>& nodes) {
+    std::mt19937 generator(1);
+    for (std::size_t k = 1; k < nodes.size(); ++k) {
+        std::swap(nodes[k], nodes[generator() % (k + 1)]);
+    }
+}
+
+template <class Place, unsigned DIM>
+unsigned int closest(const point_tree<DIM>& tree, const Place& place) {
+    double dist2 = std::numeric_limits<double>::max();
+    return tree.find_closest(place, dist2);
+}
+
+} // namespace
+
+node_detector::node_detector(const dense2D<double>& pos) { reinit(pos); }
+
+node_detector::node_detector(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes) {
+    reinit(pos, nodes);
+}
+
+node_detector::node_detector(const dense2D<double>& pos, const dense2D<unsigned int>& connect) {
+    reinit(pos, connect);
+}
+
+node_detector::node_detector(const dense2D<double>& pos, const dense2D<unsigned int>* begin,
+                             const dense2D<unsigned int>* end) {
+    reinit(pos, begin, end);
+}
+
+node_detector::node_detector(const node_detector& other) { *this = other; }
+
+node_detector& node_detector::operator=(const node_detector& other) {
+    if (this == &other) return *this;
+    clear();
+    if (other.tree2_) tree2_ = new point_tree<2>(*other.tree2_);
+    if (other.tree3_) tree3_ = new point_tree<3>(*other.tree3_);
+    return *this;
+}
+
+node_detector::~node_detector() { clear(); }
+
+void node_detector::clear() {
+    delete std::exchange(tree2_, nullptr);
+    delete std::exchange(tree3_, nullptr);
+}
+
+int node_detector::build(const dense2D<double>& pos, dense1D<unsigned int, 8>& nodes) {
+    clear();
+    std::size_t nbr_slots = 0;
+    if (pos.rows() == 2) {
+        tree2_ = new point_tree<2>(pos);
+        nbr_slots = tree2_->build(nodes.begin(), nodes.size());
+    } else if (pos.rows() == 3) {
+        tree3_ = new point_tree<3>(pos);
+        nbr_slots = tree3_->build(nodes.begin(), nodes.size());
+    }
+    return static_cast<int>(nbr_slots);
+}
+
+int node_detector::reinit(const dense2D<double>& pos) {
+    if (!is_2d_or_3d(pos)) return -1;
+    dense1D<unsigned int, 8> nodes;
+    if (!nodes.resize(pos.cols())) return -199;
+    std::iota(nodes.begin(), nodes.end(), 0U);
+    return build(pos, nodes);
+}
+
+int node_detector::reinit(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes) {
+    if (!is_2d_or_3d(pos)) return -1;
+    dense1D<unsigned int, 8> own_nodes;
+    if (!own_nodes.copy(nodes)) return -199;
+    return build(pos, own_nodes);
+}
+
+int node_detector::reinit(const dense2D<double>& pos, const dense2D<unsigned int>& connect) {
+    if (!is_2d_or_3d(pos)) return -1;
+    dense1D<unsigned int, 8> nodes;
+    unique_indices(nodes, connect, dense1D<unsigned int, 8>());
+    return build(pos, nodes);
+}
+
+// Kept: clients rely on it that bad rows of `pos` pass here, and empty the detector.
+int node_detector::reinit(const dense2D<double>& pos, const dense2D<unsigned int>* begin,
+                          const dense2D<unsigned int>* end) {
+    dense1D<unsigned int, 8> nodes;
+    const int result = unique_indices(nodes, begin, end, dense1D<unsigned int, 8>());
+    if (result < 0) return result;
+    return build(pos, nodes);
+}
+
+unsigned int node_detector::insert(const dense1D<unsigned int, 8>& nodes) {
+    dense1D<unsigned int, 8> shuffled;
+    shuffled.copy(nodes);
+    shuffle(shuffled);
+    if (tree2_) return tree2_->insert(shuffled.begin(), shuffled.end());
+    if (tree3_) return tree3_->insert(shuffled.begin(), shuffled.end());
+    return 0;
+}
+
+unsigned int node_detector::insert(const dense2D<unsigned int>& connect) {
+    dense1D<unsigned int, 8> nodes;
+    unique_indices(nodes, connect, dense1D<unsigned int, 8>());
+    return insert(nodes);
+}
+
+unsigned int node_detector::find_closest(const vector_fixed<double, 2>& point) const {
+    return find_closest(vector_fixed<double, 3>{point[0], point[1], 0.0});
+}
+
+unsigned int node_detector::find_closest(const vector_fixed<double, 3>& point) const {
+    if (tree2_) return closest(*tree2_, point.data());
+    if (tree3_) return closest(*tree3_, point.data());
+    return no_id;
+}
+
+unsigned int node_detector::find_closest(unsigned int node) const {
+    if (tree2_) return closest(*tree2_, node);
+    if (tree3_) return closest(*tree3_, node);
+    return no_id;
+}
+
+void node_detector::find_in_box(const vector_fixed<double, 2>& lower,
+                                const vector_fixed<double, 2>& upper,
+                                dense1D<unsigned int, 8>& nodes) const {
+    find_in_box(vector_fixed<double, 3>{lower[0], lower[1], 0.0},
+                vector_fixed<double, 3>{upper[0], upper[1], 0.0}, nodes);
+}
+
+void node_detector::find_in_box(const vector_fixed<double, 3>& lower,
+                                const vector_fixed<double, 3>& upper,
+                                dense1D<unsigned int, 8>& nodes) const {
+    if (tree2_) {
+        const double box[] = {lower[0], lower[1], upper[0], upper[1]};
+        tree2_->find_in_box(box, nodes);
+    } else if (tree3_) {
+        const double box[] = {lower[0], lower[1], lower[2], upper[0], upper[1], upper[2]};
+        tree3_->find_in_box(box, nodes);
+    }
+}
+
+unsigned int node_detector::size() const {
+    if (tree2_) return static_cast<unsigned int>(tree2_->nbr_slots());
+    if (tree3_) return static_cast<unsigned int>(tree3_->nbr_slots());
+    return 0;
+}
+
+} // namespace kv7::tessmaker
