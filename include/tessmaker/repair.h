@@ -1,0 +1,113 @@
+// Assembly and repair of meshes: welding nodes, removing collapsed elements and unused nodes,
+// listing edges.
+//
+// `pos` holds coordinates, 2 or 3 rows, one column per node, packed (`ld == rows`) for `merge`. A
+// connectivity has one column per element, 0-based node IDs, 0xFFFFFFFF for an absent node. A pair
+// `begin`, `end` is a plain array of connectivities, `end` behind the last; overloads with
+// `connect1` and `connect2` treat the two as one mesh.
+#ifndef TESSMAKER_REPAIR_H
+#define TESSMAKER_REPAIR_H
+
+#include "tessmaker/api.h"
+#include "tessmaker/containers.h"
+#include "tessmaker/element_type.h"
+
+namespace kv7::tessmaker {
+
+// Welds nodes that lie within `tol` of each other. All overloads return the number of nodes merged
+// away, or a negative code. `new_IDs` gets one entry per column of `pos`: the surviving node, the
+// node itself where nothing happened. It is emptied first, also on failure. `tol` is a distance,
+// 0 or more (infinity included); 0 merges exact coincidence only. Nodes with coordinates that are
+// not finite merge with nothing, as long as `tol` doesn't reach to infinity either.
+//
+// Each node goes to its nearest neighbour of lower rank within `tol`, and chains are followed to
+// their end: in a row of nodes spaced below `tol` all collapse onto the first.
+
+// All nodes of `pos`; the rank is the ID, so the lowest ID of a cluster survives. Merged nodes keep
+// their columns and take the survivor's coordinates.
+// Empty `pos`: 0. -1: `pos` has not 2 or 3 rows. -3: `tol`, in both overloads. -198: out of memory;
+// the contents of `pos` are then undefined.
+TESSMAKER_API int merge(dense2D<double>& pos, dense1D<unsigned int, 8>& new_IDs, double tol);
+TESSMAKER_API int merge(dense2D<double>& pos, double tol);
+
+// Each node of `nodes1` goes to a node of `nodes2`; the rank is the place in `nodes2`, and a node
+// that isn't there has the last. `pos` stays. With an empty list `new_IDs` stays empty.
+// Empty `pos`: 0. -1: rows of `pos`. -2: `nodes1` holds an ID that is no column of `pos`. -3: the
+// same for `nodes2`. -4: `tol`. -199: out of memory.
+TESSMAKER_API int merge(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes1,
+                        const dense1D<unsigned int, 8>& nodes2, dense1D<unsigned int, 8>& new_IDs,
+                        double tol);
+// The nodes of one list among themselves; the node listed first survives.
+// As above, but -3: `tol`. -198: out of memory.
+TESSMAKER_API int merge(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
+                        dense1D<unsigned int, 8>& new_IDs, double tol);
+
+// The nodes of connectivities, which are relabelled in place; no column is removed.
+//   flag 0   any two nodes within `tol`; the node seen first survives
+//   flag 1   only nodes that share an element, closest pairs first; the lower ID of a pair
+//            survives, and a node that has gone takes no others
+//   flag 2   the same, repeated until nothing merges
+// Empty `pos` or empty range: 0, `new_IDs` empty. -1: rows of `pos`. -3: `end` lies before `begin`.
+// -5: `tol`. -6: `flag`. -2: an ID that is no column of `pos`; `new_IDs` is then the identity.
+// -199: out of memory.
+TESSMAKER_API int merge(const dense2D<double>& pos, dense2D<unsigned int>* begin,
+                        dense2D<unsigned int>* end, dense1D<unsigned int, 8>& new_IDs, double tol,
+                        unsigned int flag);
+TESSMAKER_API int merge(const dense2D<double>& pos, dense2D<unsigned int>* begin,
+                        dense2D<unsigned int>* end, double tol, unsigned int flag);
+TESSMAKER_API int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect1,
+                        dense2D<unsigned int>& connect2, dense1D<unsigned int, 8>& new_IDs,
+                        double tol, unsigned int flag);
+TESSMAKER_API int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect1,
+                        dense2D<unsigned int>& connect2, double tol, unsigned int flag);
+// As above, but -4: `tol`. -5: `flag`. -198: out of memory.
+TESSMAKER_API int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect,
+                        dense1D<unsigned int, 8>& new_IDs, double tol, unsigned int flag);
+TESSMAKER_API int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect, double tol,
+                        unsigned int flag);
+
+// Removes the elements in which a node occurs twice. The others keep their order, and `connect` its
+// `ld`. With `strict`, two sentinels in a column count as a repeated node too. `new_IDs` gets one
+// entry per old column: the new column, or 0xFFFFFFFF.
+// Returns the number of columns removed; -199 when memory fails for `new_IDs`, `connect` unchanged.
+TESSMAKER_API int remove_degenerated(dense2D<unsigned int>& connect,
+                                     dense1D<unsigned int, 8>& new_IDs, bool strict);
+TESSMAKER_API int remove_degenerated(dense2D<unsigned int>& connect, bool strict);
+
+// Removes the nodes from `first_node` on that no element uses, and renumbers the others, which keep
+// their order; `pos` keeps its `ld`. `new_IDs` gets one entry per old node: the new ID, or
+// 0xFFFFFFFF. It is empty when nothing was looked at: no arrays, an empty `pos`, a `first_node`
+// that is no column of it. Returns the number of nodes removed. -3: `end` lies before `begin`. -2:
+// an ID that is no column of `pos`. -199: out of memory, nothing changed.
+TESSMAKER_API int simplify(dense2D<double>& pos, dense2D<unsigned int>* begin,
+                           dense2D<unsigned int>* end, dense1D<unsigned int, 8>& new_IDs,
+                           unsigned int first_node);
+TESSMAKER_API int simplify(dense2D<double>& pos, dense2D<unsigned int>* begin,
+                           dense2D<unsigned int>* end, unsigned int first_node);
+TESSMAKER_API int simplify(dense2D<double>& pos, dense2D<unsigned int>& connect1,
+                           dense2D<unsigned int>& connect2, unsigned int first_node);
+TESSMAKER_API int simplify(dense2D<double>& pos, dense2D<unsigned int>& connect,
+                           dense1D<unsigned int, 8>& new_IDs, unsigned int first_node);
+TESSMAKER_API int simplify(dense2D<double>& pos, dense2D<unsigned int>& connect,
+                           unsigned int first_node);
+
+// Appends to `edges` (2 rows) the distinct edges of one or several connectivities, as pairs of
+// corner nodes with the smaller ID in row 0, ascending by row 0, then row 1, without those in
+// `exclude` (2 rows, either direction, may be empty). What `edges` holds is kept and not looked at.
+// A node that an element repeats gives the edge (n, n). ET_PYRA13, ET_PENTA15, ET_HEXA20,
+// ET_BAR_MIX, ET_NODE have no edges here. Returns 0, also for an empty `connect`. -1: `connect`
+// fails check_IDs. -3: `edges` holds columns of other than 2 rows. -4: `exclude` does. -199: out of
+// memory. On failure `edges` is as it was.
+TESSMAKER_API int copy_edges(const dense2D<unsigned int>& connect, element_type type,
+                             dense2D<unsigned int>& edges, const dense2D<unsigned int>& exclude);
+// types[i] is the type of the i-th connectivity of the range.
+// Returns 0. -2: `end` lies before `begin`. -3: the range has not as many members as `types`. -4:
+// `edges` holds columns of other than 2 rows. -1: a connectivity fails check_IDs. -5: `exclude`
+// holds columns of other than 2 rows. -199: out of memory. On failure `edges` is as it was.
+TESSMAKER_API int copy_edges(const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
+                             const dense1D<int, 8>& types, dense2D<unsigned int>& edges,
+                             const dense2D<unsigned int>& exclude);
+
+} // namespace kv7::tessmaker
+
+#endif

@@ -1,0 +1,51 @@
+#include "tessmaker/repair.h"
+
+#include <algorithm>
+
+#include "core/element_table.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+// Elements have few nodes: pairs are faster compared than sorted.
+bool repeats_a_node(const unsigned int* column, std::size_t rows, bool strict) {
+    for (std::size_t i = 1; i < rows; ++i) {
+        if (column[i] == no_id && !strict) continue;
+        for (std::size_t j = 0; j < i; ++j) {
+            if (column[j] == column[i]) return true;
+        }
+    }
+    return false;
+}
+
+// `new_columns`, where given, has one entry per column, all 0xFFFFFFFF.
+int remove_columns(dense2D<unsigned int>& connect, unsigned int* new_columns, bool strict) {
+    const std::size_t rows = connect.rows();
+    const std::size_t cols = connect.cols();
+    std::size_t dest = 0;
+    for (std::size_t c = 0; c < cols; ++c) {
+        const unsigned int* const column = connect.column(c);
+        if (repeats_a_node(column, rows, strict)) continue;
+        if (dest < c) std::copy_n(column, rows, connect.column(dest));
+        if (new_columns) new_columns[c] = static_cast<unsigned int>(dest);
+        ++dest;
+    }
+    connect.resize(rows, dest); // never more columns, so in place
+    return static_cast<int>(cols - dest);
+}
+
+} // namespace
+
+int remove_degenerated(dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& new_IDs,
+                       bool strict) {
+    new_IDs.clear();
+    if (!new_IDs.resize(connect.cols(), no_id)) return -199;
+    return remove_columns(connect, new_IDs.data(), strict);
+}
+
+int remove_degenerated(dense2D<unsigned int>& connect, bool strict) {
+    return remove_columns(connect, nullptr, strict);
+}
+
+} // namespace kv7::tessmaker
