@@ -1,0 +1,218 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "connectivity/facets.h"
+#include "core/element_table.h"
+#include "core/element_walk.h"
+#include "core/id_hash.h"
+#include "tessmaker/connectivity.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+// A set of elements that is emptied often and is small most of the time.
+class element_set {
+public:
+    void clear() { few_.clear(); }
+
+    // Puts an element in; `added` becomes whether it is new. False when memory fails.
+    bool insert(unsigned int element, bool& added) {
+        constexpr std::size_t most_few = 32;
+        if (few_.size() < most_few) {
+            added = std::find(few_.begin(), few_.end(), element) == few_.end();
+            if (!added) return true;
+            if (!few_.push_back(element)) return false;
+            return few_.size() < most_few || move_to_table();
+        }
+        const auto insertion = many_.insert(element);
+        added = insertion.added;
+        return insertion.place != nullptr;
+    }
+
+private:
+    bool move_to_table() {
+        many_.clear();
+        if (!has_table_ && !many_.init(0, 0)) return false;
+        has_table_ = true;
+        return std::all_of(few_.begin(), few_.end(), [this](unsigned int element) {
+            return many_.insert(element).place != nullptr;
+        });
+    }
+
+    dense1D<unsigned int, 8> few_;
+    id_hash_set many_;
+    bool has_table_ = false;
+};
+
+// The local facets of an element through which a walk around `node` leaves it, in order. Where the
+// node stands twice the first row counts, but for two shapes: a bar is left through the facets of
+// both its rows, and a tetrahedron through all facets that face another node, even if it doesn't
+// hold `node` at all (kept: clients rely on the walk going on there).
+node_facets facets_around(unsigned int node, const unsigned int* column, element_type shape) {
+    const auto& around = topology_of(shape).around;
+    const unsigned int rows = nbr_nodes(shape);
+    node_facets facets{};
+    switch (shape) {
+    case ET_TETRA4:
+        for (unsigned int r = 0; r < rows; ++r) {
+            if (column[r] != node) facets.facet[facets.count++] = static_cast<std::uint8_t>(r);
+        }
+        return facets;
+    case ET_BAR2:
+        for (unsigned int r = 0; r < rows; ++r) {
+            if (column[r] == node) facets.facet[facets.count++] = around[r].facet[0];
+        }
+        return facets;
+    default: {
+        const auto u = static_cast<std::size_t>(std::find(column, column + rows, node) - column);
+        return u < rows ? around[u] : facets;
+    }
+    }
+}
+
+// The elements around a node.
+class node_ball {
+public:
+    node_ball(const dense2D<unsigned int>& connect, const dense2D<unsigned int>& neighbors,
+              element_type type)
+        : connect_(connect), neighbors_(neighbors), type_(type) {}
+
+    const dense1D<unsigned int, 8>& elements() const { return elements_; }
+
+    // Walks around `node` from the element `start`. Returns 0; -4: `start` doesn't hold the node;
+    // -3: an element that was reached doesn't; -199: out of memory.
+    int walk(unsigned int node, unsigned int start) {
+        elements_.clear();
+        pending_.clear();
+        reached_.clear();
+        if (!reach(start)) return -199;
+        while (!pending_.empty()) {
+            const std::size_t top = pending_.size() - 1;
+            const unsigned int e = pending_[top];
+            pending_.resize(top);
+            const unsigned int* const column = connect_.column(e);
+            const node_facets facets = facets_around(node, column, column_type(type_, column));
+            if (facets.count == 0) return elements_.empty() ? -4 : -3;
+            if (!elements_.push_back(e)) return -199;
+            for (unsigned int k = facets.count; k-- > 0;) {
+                const unsigned int across = neighbors_(facets.facet[k], e);
+                if (across != no_id && !reach(across)) return -199;
+            }
+        }
+        return 0;
+    }
+
+private:
+    bool reach(unsigned int element) {
+        bool added = false;
+        return reached_.insert(element, added) && (!added || pending_.push_back(element));
+    }
+
+    const dense2D<unsigned int>& connect_;
+    const dense2D<unsigned int>& neighbors_;
+    element_type type_;
+    dense1D<unsigned int, 8> elements_;
+    dense1D<unsigned int, 8> pending_; // the element to visit next stands last
+    element_set reached_;
+};
+
+// A facet of an element that holds the same nodes.
+struct facet_match {
+    int direction; // as by `compare_facets`; 0 for none
+    unsigned int local_facet;
+};
+
+facet_match find_facet(const facet_nodes& wanted, const unsigned int* column, element_type shape) {
+    const local_facets& facets = topology_of(shape).facets;
+    for (unsigned int f = 0; f < facets.count; ++f) {
+        const int direction = compare_facets(facet_of(column, facets.facet[f]), wanted);
+        if (direction != 0) return {direction, f};
+    }
+    return {0, 0};
+}
+
+// The handle of the facet that `side` selects among those of the elements, or 0xFFFFFFFF.
+unsigned int select_handle(const facet_nodes& wanted, const dense1D<unsigned int, 8>& elements,
+                           const dense2D<unsigned int>& connect, element_type type, int side) {
+    unsigned int same = no_id;
+    unsigned int opposite = no_id;
+    for (const unsigned int e : elements) {
+        const unsigned int* const column = connect.column(e);
+        const facet_match match = find_facet(wanted, column, column_type(type, column));
+        const unsigned int handle = e * boundary_stride(type) + match.local_facet;
+        if (match.direction > 0) {
+            same = handle;
+            if (side >= 2) break;
+        } else if (match.direction < 0) {
+            opposite = handle;
+            if (side <= -2) break;
+        }
+    }
+    if (side >= 2) return same;
+    if (side <= -2) return opposite;
+    if (side >= 0) return same != no_id ? same : opposite;
+    return opposite != no_id ? opposite : same;
+}
+
+// Fills `handles`, which holds 0xFFFFFFFF.
+int find_handles(const dense2D<unsigned int>& boundaries, const dense2D<unsigned int>& connect,
+                 const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
+                 element_type type, int side, dense1D<unsigned int, 8>& handles) {
+    const auto height = static_cast<unsigned int>(boundaries.rows());
+    node_ball ball(connect, neighbors, type);
+    std::size_t center = ancestors.size(); // the node of the ball, none at first
+    for (std::size_t b = 0; b < boundaries.cols(); ++b) {
+        const unsigned int* const boundary = boundaries.column(b);
+        const unsigned int node = boundary[0];
+        if (node >= ancestors.size() || ancestors[node] == no_id) continue;
+        if (node != center) {
+            const int result = ball.walk(node, ancestors[node]);
+            if (result != 0) return result;
+            center = node;
+        }
+        handles[b] =
+            select_handle(facet_of(boundary, height), ball.elements(), connect, type, side);
+    }
+    return 0;
+}
+
+int check_arguments(const dense2D<unsigned int>& boundaries, const dense2D<unsigned int>& connect,
+                    const dense2D<unsigned int>& neighbors,
+                    const dense1D<unsigned int, 8>& ancestors, element_type type) {
+    const auto nbr_elements = static_cast<unsigned int>(connect.cols());
+    if (boundaries.rows() != boundary_height(type)) return -1;
+    if (connect.rows() != nbr_nodes(type)) return -2;
+    if (neighbors.cols() != connect.cols() || neighbors.rows() != boundary_stride(type)) return -3;
+    if (!check_IDs(neighbors, nbr_elements)) return -3;
+    if (!check_IDs(ancestors, nbr_elements)) return -4;
+    return is_linear_type(type) ? 0 : -5;
+}
+
+} // namespace
+
+int get_elements_on_boundaries(const dense2D<unsigned int>& boundaries,
+                               const dense2D<unsigned int>& connect,
+                               const dense2D<unsigned int>& neighbors,
+                               const dense1D<unsigned int, 8>& ancestors, element_type type,
+                               int side, dense1D<unsigned int, 8>& handles, unsigned int& stride) {
+    handles.clear();
+    stride = 0;
+    if (boundaries.empty()) return 0;
+    if (!handles.reserve(boundaries.cols(), 1)) return -199;
+    type = resolve_mixed_type(connect.rows(), type);
+    const int fault = check_arguments(boundaries, connect, neighbors, ancestors, type);
+    if (fault != 0) return fault;
+
+    handles.resize(boundaries.cols(), no_id);
+    stride = boundary_stride(type);
+    const int result = find_handles(boundaries, connect, neighbors, ancestors, type, side, handles);
+    if (result == -199) {
+        handles.clear();
+        stride = 0;
+    }
+    return result;
+}
+
+} // namespace kv7::tessmaker

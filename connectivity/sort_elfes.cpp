@@ -1,0 +1,126 @@
+#include "connectivity/sort_elfes.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+#include <utility>
+
+#include "core/element_table.h"
+#include "tessmaker/connectivity.h"
+#include "tessmaker/index_arrays.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+// Rows that are left below the nodes of a column: its place in the order, the last one for columns
+// without a node.
+std::size_t nbr_rows_below(const unsigned int* column, std::size_t rows) {
+    return static_cast<std::size_t>(column + rows - std::find(column, column + rows, no_id));
+}
+
+// A counting sort of the columns by the rows below their nodes.
+bool sort_columns(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& order,
+                  dense1D<unsigned int, 8>& node_counts, dense1D<unsigned int, 8>& group_ends) {
+    const std::size_t rows = connect.rows();
+    const std::size_t cols = connect.cols();
+    dense1D<unsigned int, 8> places;
+    if (!places.resize(rows + 1, 0)) return false;
+    for (std::size_t c = 0; c < cols; ++c) ++places[nbr_rows_below(connect.column(c), rows)];
+
+    unsigned int nbr_placed = 0;
+    for (std::size_t below = 0; below < rows; ++below) {
+        const unsigned int count = std::exchange(places[below], nbr_placed);
+        if (count == 0) continue;
+        nbr_placed += count;
+        if (!node_counts.push_back(static_cast<unsigned int>(rows - below)) ||
+            !group_ends.push_back(nbr_placed))
+            return false;
+    }
+    if (nbr_placed == 0) return node_counts.push_back(0) && group_ends.push_back(0);
+
+    if (!order.resize(nbr_placed)) return false;
+    for (std::size_t c = 0; c < cols; ++c) {
+        const std::size_t below = nbr_rows_below(connect.column(c), rows);
+        if (below < rows) order[places[below]++] = static_cast<unsigned int>(c);
+    }
+    return true;
+}
+
+void exchange_columns(dense2D<unsigned int>& array, std::size_t a, std::size_t b) {
+    std::swap_ranges(array.column(a), array.column(a) + array.rows(), array.column(b));
+}
+
+// Brings the columns in `order` to the front by exchanges, from the first place on, and returns
+// whether any moved. Both lists have one entry per column and hold 0, 1, 2, ...
+bool exchange_columns(const dense1D<unsigned int, 8>& order, dense2D<unsigned int>& connect,
+                      dense2D<unsigned int>& neighbors, dense1D<unsigned int, 8>& old_to_new,
+                      dense1D<unsigned int, 8>& new_to_old) {
+    bool any_moved = false;
+    for (unsigned int i = 0; i < order.size(); ++i) {
+        const unsigned int from = old_to_new[order[i]];
+        if (from == i) continue;
+        any_moved = true;
+        exchange_columns(connect, i, from);
+        if (!neighbors.empty()) exchange_columns(neighbors, i, from);
+        std::swap(new_to_old[i], new_to_old[from]);
+        old_to_new[new_to_old[i]] = i;
+        old_to_new[new_to_old[from]] = from;
+    }
+    return any_moved;
+}
+
+} // namespace
+
+bool order_by_nbr_nodes(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& order,
+                        dense1D<unsigned int, 8>& node_counts,
+                        dense1D<unsigned int, 8>& group_ends) {
+    order.clear();
+    node_counts.clear();
+    group_ends.clear();
+    if (sort_columns(connect, order, node_counts, group_ends)) return true;
+    order.clear();
+    node_counts.clear();
+    group_ends.clear();
+    return false;
+}
+
+int sort_elfes(dense2D<unsigned int>& connect, dense2D<unsigned int>& neighbors,
+               dense1D<unsigned int, 8>& node_counts, dense1D<unsigned int, 8>& group_ends,
+               dense1D<unsigned int, 8>& old_to_new) {
+    const std::size_t cols = connect.cols();
+    if (!neighbors.empty() && neighbors.cols() != cols) return -1;
+    old_to_new.clear();
+    dense1D<unsigned int, 8> order;
+    dense1D<unsigned int, 8> new_to_old;
+    if (!order_by_nbr_nodes(connect, order, node_counts, group_ends)) return 0;
+    if (!old_to_new.resize(cols) || !new_to_old.resize(cols)) {
+        // Kept: clients know no other result. The mesh is as it was, and the lists are empty.
+        old_to_new.clear();
+        node_counts.clear();
+        group_ends.clear();
+        return 0;
+    }
+
+    std::iota(old_to_new.begin(), old_to_new.end(), 0U);
+    std::iota(new_to_old.begin(), new_to_old.end(), 0U);
+    const bool any_moved = exchange_columns(order, connect, neighbors, old_to_new, new_to_old);
+    const std::size_t nbr_kept = order.size();
+    if (!any_moved && nbr_kept == cols) return 0;
+
+    connect.resize(connect.rows(), nbr_kept);
+    if (!neighbors.empty()) neighbors.resize(neighbors.rows(), nbr_kept);
+    for (unsigned int& place : old_to_new) {
+        if (place >= nbr_kept) place = no_id;
+    }
+    change_indices(neighbors, old_to_new);
+    return 0;
+}
+
+int sort_elfes(dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& node_counts,
+               dense1D<unsigned int, 8>& group_ends, dense1D<unsigned int, 8>& old_to_new) {
+    dense2D<unsigned int> none;
+    return sort_elfes(connect, none, node_counts, group_ends, old_to_new);
+}
+
+} // namespace kv7::tessmaker
