@@ -1,0 +1,135 @@
+#include <algorithm>
+
+#include "quality/shapes.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+constexpr double tria_scale = 3.4641016151377544; // 2 sqrt(3)
+constexpr double quad_scale = 5.656854249492381;  // 4 sqrt(2)
+
+double cross_2d(const point& a, const point& b) { return a[0] * b[1] - a[1] * b[0]; }
+
+// Keeps both values where one is not a number.
+void put_in_order(double& a, double& b) {
+    const double low = a < b ? a : b;
+    b = a < b ? b : a;
+    a = low;
+}
+
+// The perimeter times the longest side. Not a number when one of the sides is none.
+double perimeter_product(double a, double b, double c) {
+    put_in_order(a, b);
+    put_in_order(b, c);
+    put_in_order(a, b);
+    return (b + a + c) * c;
+}
+
+// Kept: what is not a number comes out as -1.
+double tria_clamped(double q) {
+    if (!(q >= -1.0)) return -1.0;
+    return q > 1.0 ? 1.0 : q;
+}
+
+// The sides of a quadrangle as vectors, each from its corner to the next.
+std::array<point, 4> sides_of(const std::array<point, 4>& p) {
+    return {p[1] - p[0], p[2] - p[1], p[3] - p[2], p[0] - p[3]};
+}
+
+// 1 for a flat pair of corner normals, 0 for an opposed one, c being their scalar product and D the
+// product of their squared lengths.
+double warp_of(double c, double D) {
+    const double cosine = std::max(c / std::sqrt(D), -1.0);
+    return cosine >= flat_cos ? 1.0 : 1.0 - std::sqrt((1.0 - cosine) * 0.5);
+}
+
+struct corner_normals {
+    explicit corner_normals(const std::array<point, 4>& e)
+        : a(cross(e[0], e[1])), b(cross(e[1], e[2])), c(cross(e[2], e[3])), d(cross(e[3], e[0])),
+          a2(square(a)), b2(square(b)), c2(square(c)), d2(square(d)) {}
+
+    point a, b, c, d;
+    double a2, b2, c2, d2;
+};
+
+// The warp factor of the pair of opposite normals with the smaller signed squared cosine.
+double warp_of(const corner_normals& n) {
+    const double c1 = dot(n.c, n.a);
+    const double D1 = n.c2 * n.a2;
+    const double c2 = dot(n.d, n.b);
+    const double D2 = n.d2 * n.b2;
+    if (!(D1 > 0.0 && D2 > 0.0)) return 0.0;
+    const bool is_first = std::fabs(c1) * c1 * D2 <= std::fabs(c2) * c2 * D1;
+    return is_first ? warp_of(c1, D1) : warp_of(c2, D2);
+}
+
+double largest_side2(const std::array<point, 4>& e) {
+    return std::max(std::max(square(e[0]), square(e[1])), std::max(square(e[2]), square(e[3])));
+}
+
+} // namespace
+
+double tria_quality_2d(const std::array<point, 3>& p) {
+    const point a = p[0] - p[2];
+    point b = p[1] - p[2];
+    const point side = b - a;
+    const double la = std::sqrt(square(a));
+    const double lb = std::sqrt(square(b));
+    const double l_side = std::sqrt(square(side));
+    // The two shortest sides lose least in the product.
+    if (!(l_side > std::min(la, lb))) b = side;
+    const double c = cross_2d(a, b);
+    const double d = perimeter_product(la, lb, l_side);
+    return tria_clamped(d > 0.0 ? (c / d) * tria_scale : 0.0);
+}
+
+double tria_quality_3d(const std::array<point, 3>& p) {
+    const point a = p[0] - p[2];
+    point b = p[1] - p[2];
+    const point side = b - a;
+    const double la = std::sqrt(square(a));
+    const double lb = std::sqrt(square(b));
+    const double l_side = std::sqrt(square(side));
+    const double d = perimeter_product(la, lb, l_side);
+    if (needs_other_unit(d)) return tria_quality_3d(in_other_unit(p, d));
+    if (l_side < std::min(la, lb)) b = side;
+    const double c = std::sqrt(square(cross(a, b)));
+    return tria_clamped(d > 0.0 ? (tria_scale / d) * c : 0.0);
+}
+
+double quad_quality_2d(const std::array<point, 4>& p) {
+    const std::array<point, 4> e = sides_of(p);
+    double corner = cross_2d(e[3], e[0]);
+    for (std::size_t i = 1; i < 4; ++i) corner = std::min(corner, cross_2d(e[i - 1], e[i]));
+    double l_far = std::sqrt(largest_side2(e));
+    const double diagonal2 = std::max(square(p[2] - p[0]), square(p[3] - p[1]));
+    if (diagonal2 > largest_side2(e)) l_far = std::sqrt(diagonal2);
+    const double d = l_far * ((std::sqrt(square(e[2])) + std::sqrt(square(e[3]))) +
+                              (std::sqrt(square(e[1])) + std::sqrt(square(e[0]))));
+    return at_most_one(d > 0.0 ? (corner / d) * quad_scale : 0.0);
+}
+
+double quad_quality_3d(const std::array<point, 4>& p) {
+    const std::array<point, 4> e = sides_of(p);
+    const double L2 =
+        std::max(largest_side2(e), std::max(square(p[2] - p[0]), square(p[3] - p[1])));
+    if (needs_other_unit(L2)) return quad_quality_3d(in_other_unit(p, L2));
+    const corner_normals n(e);
+    const double m = std::min(std::min(n.a2, n.b2), std::min(n.c2, n.d2));
+    const double P = std::sqrt(square(e[3])) + std::sqrt(square(e[2])) + std::sqrt(square(e[1])) +
+                     std::sqrt(square(e[0]));
+    const double d = L2 * P * P;
+    const double q = d > 0.0 ? std::sqrt(m / d) * quad_scale : 0.0;
+    const double w = m > 0.0 ? warp_of(n) : 0.0;
+    return std::clamp(q * w, 0.0, 1.0);
+}
+
+double quad_warp(const std::array<point, 4>& p) {
+    const std::array<point, 4> e = sides_of(p);
+    const double L2 = largest_side2(e);
+    if (needs_other_unit(L2)) return quad_warp(in_other_unit(p, L2));
+    return std::clamp(warp_of(corner_normals(e)), 0.0, 1.0);
+}
+
+} // namespace kv7::tessmaker
