@@ -1,0 +1,285 @@
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+#include "formats/stl_weld.h"
+#include "formats/text_scanning.h"
+#include "tessmaker/formats.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+constexpr int bad_stream = -1;
+constexpr int no_start = -2;       // no `solid` line, no whole header
+constexpr int broken_rest = -3;    // broken grammar, truncated file
+constexpr int merge_failed = -198; // kept: the last code that lets binary follow a text attempt
+constexpr int out_of_memory = -199;
+
+constexpr double no_height = std::numeric_limits<double>::max();
+
+using point = vector_fixed<double, 3>;
+
+point difference(const double* a, const double* b) {
+    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+}
+double square(const point& v) { return v[0] * v[0] + v[1] * v[1] + v[2] * v[2]; }
+point cross(const point& u, const point& v) {
+    return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+}
+
+// The squared height of the triangle over corner `a`, from the nearer of the two others.
+double height2(const double* a, const double* b, const double* c) {
+    const bool b_is_near = square(difference(a, b)) <= square(difference(a, c));
+    const double* const near = b_is_near ? b : c;
+    const double* const far = b_is_near ? c : b;
+    const point e = difference(far, near);
+    const point d = difference(a, near);
+    const double value = square(cross(e, d));
+    const double length2 = square(e);
+    return length2 > 0.0 ? value / length2 : value;
+}
+
+double triangle_min_height2(const double* corners) {
+    double result = no_height;
+    for (int i = 0; i < 3; ++i) {
+        result = std::min(result, height2(corners + 3 * i, corners + 3 * ((i + 1) % 3),
+                                          corners + 3 * ((i + 2) % 3)));
+    }
+    return result;
+}
+
+// Facets in file order, each with three nodes of its own at the end of `pos`, and the smallest
+// height met that isn't 0.
+class triangle_soup {
+public:
+    explicit triangle_soup(dense2D<double>& pos) : pos_(pos) {}
+
+    // Makes room in advance, if memory allows.
+    void expect(std::size_t nbr_facets) { pos_.reserve(3, 3 * nbr_facets, 1); }
+
+    // The coordinates of `n` more facets, 9 for each; null when memory fails or IDs run out.
+    double* add(std::size_t n) {
+        const std::size_t cols = pos_.cols();
+        if (n > (max_nodes - cols) / 3) return nullptr;
+        const std::size_t new_cols = cols + 3 * n;
+        if (pos_.capacity() / 3 < new_cols) pos_.reserve(3, std::max(new_cols, 2 * cols), 1);
+        return pos_.resize(3, new_cols) ? pos_.column(cols) : nullptr;
+    }
+    void measure(const double* corners) {
+        const double h2 = triangle_min_height2(corners);
+        if (h2 > 0.0) min_height2_ = std::min(min_height2_, h2);
+    }
+
+    bool has_height() const { return min_height2_ > 0.0 && min_height2_ < no_height; }
+    double min_height() const { return std::sqrt(min_height2_); }
+
+private:
+    // 0xFFFFFFFF is no node.
+    static constexpr std::size_t max_nodes = 0xFFFFFFFF;
+
+    dense2D<double>& pos_;
+    double min_height2_ = no_height;
+};
+
+int number_and_weld(const triangle_soup& soup, dense2D<double>& pos,
+                    dense2D<unsigned int>& connect) {
+    if (!connect.resize(3, pos.cols() / 3)) return out_of_memory;
+    number_corners(connect);
+    return soup.has_height() ? stl_weld(0.05 * soup.min_height(), pos, connect) : 0;
+}
+
+// Turns the soup that has been read into a mesh. A soup without any height stays as it is.
+int finish(int read_result, const triangle_soup& soup, dense2D<double>& pos,
+           dense2D<unsigned int>& connect) {
+    const int result = read_result < 0 ? read_result : number_and_weld(soup, pos, connect);
+    if (result < 0) {
+        pos.clear();
+        connect.clear();
+    }
+    return result;
+}
+
+// The lines of a text file. Each is looked at as it is, for the forms that nearly all lines have,
+// and only if it has another form in lower case, word by word.
+class line_reader {
+public:
+    explicit line_reader(std::FILE* file) : file_(file) {}
+
+    bool next() {
+        is_lower_ = false;
+        return read_text_line(line_, file_);
+    }
+
+    bool contains(const char* word) {
+        if (skip_word(skip_spaces(line_), word)) return true;
+        make_lower();
+        return std::strstr(line_, word) != nullptr;
+    }
+    bool next_contains(const char* word) { return next() && contains(word); }
+
+    // Whether the line is a facet's first and nothing else.
+    bool is_plain_facet() const {
+        const char* end = skip_word(skip_spaces(line_), "facet");
+        if (end) end = skip_word(skip_spaces(end), "normal");
+        double normal[3];
+        if (end) end = scan_decimals(end, normal, 3);
+        return end && *skip_spaces(end) == '\0';
+    }
+    bool is_facet() {
+        if (is_plain_facet()) return true;
+        make_lower();
+        const c_locale_scope point_is_decimal;
+        double normal[3];
+        return scan_text(line_, " facet normal %lg %lg %lg\n", &normal[0], &normal[1],
+                         &normal[2]) == 3;
+    }
+
+    bool next_vertex(double* corner) {
+        if (!next()) return false;
+        const char* const numbers = skip_word(skip_spaces(line_), "vertex");
+        if (numbers && scan_decimals(numbers, corner, 3)) return true;
+        make_lower();
+        const c_locale_scope point_is_decimal;
+        return scan_text(line_, " vertex %lg %lg %lg\n", corner, corner + 1, corner + 2) == 3;
+    }
+
+private:
+    void make_lower() {
+        if (!is_lower_) to_lower_line(line_);
+        is_lower_ = true;
+    }
+
+    std::FILE* file_;
+    char line_[line_buffer_size];
+    bool is_lower_ = false;
+};
+
+// Reads what follows the first line of a facet.
+int read_text_facet(line_reader& reader, triangle_soup& soup) {
+    if (!reader.next_contains("outer loop")) return broken_rest;
+    double corners[9];
+    for (double* corner = corners; corner != corners + 9; corner += 3) {
+        if (!reader.next_vertex(corner)) return broken_rest;
+    }
+    if (!reader.next_contains("endloop") || !reader.next_contains("endfacet")) return broken_rest;
+    double* const stored = soup.add(1);
+    if (!stored) return out_of_memory;
+    std::copy_n(corners, 9, stored);
+    soup.measure(stored);
+    return 0;
+}
+
+// Reads all solids up to the end of the file.
+int read_text_solids(std::FILE* file, triangle_soup& soup) {
+    line_reader reader(file);
+    if (!reader.next_contains("solid")) return no_start;
+    while (reader.next()) {
+        if (!reader.is_plain_facet()) {
+            // Kept: "color" comes first; a line with both words is a color.
+            if (reader.contains("color")) continue;
+            if (reader.contains("endsolid")) {
+                if (!reader.next()) return 0;
+                // Kept: without a new `solid`, facets go on behind an `endsolid`.
+                if (reader.contains("solid")) continue;
+            }
+            if (!reader.is_facet()) return broken_rest;
+        }
+        const int result = read_text_facet(reader, soup);
+        if (result < 0) return result;
+    }
+    return broken_rest;
+}
+
+int stl_read_text(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect) {
+    triangle_soup soup(pos);
+    return finish(read_text_solids(file, soup), soup, pos, connect);
+}
+
+std::uint32_t little_endian(const unsigned char* bytes) {
+    return std::uint32_t{bytes[0]} | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
+           std::uint32_t{bytes[3]} << 24;
+}
+
+// The number of bytes up to the end of a file, where it can be found out.
+std::size_t nbr_bytes_left(std::FILE* file) {
+    const long here = std::ftell(file);
+    if (here < 0 || std::fseek(file, 0, SEEK_END) != 0) return 0;
+    const long end = std::ftell(file);
+    std::fseek(file, here, SEEK_SET);
+    return end > here ? static_cast<std::size_t>(end - here) : 0;
+}
+
+int read_binary_facets(std::FILE* file, triangle_soup& soup) {
+    constexpr std::size_t header_size = 80;
+    constexpr std::size_t normal_size = 12;
+    constexpr std::size_t record_size = 50;
+    constexpr std::size_t block_size = 1024;
+
+    unsigned char header[header_size];
+    if (std::fread(header, 1, header_size, file) < header_size) return no_start;
+    unsigned char count[4];
+    if (std::fread(count, 1, 4, file) < 4) return broken_rest;
+    const auto nbr_facets = static_cast<std::int32_t>(little_endian(count));
+    std::size_t nbr_left = nbr_facets > 0 ? static_cast<std::size_t>(nbr_facets) : 0;
+    // The count alone isn't trusted.
+    soup.expect(std::min(nbr_left, nbr_bytes_left(file) / record_size));
+
+    unsigned char block[block_size * record_size];
+    while (nbr_left > 0) {
+        const std::size_t nbr_wanted = std::min(nbr_left, block_size);
+        if (std::fread(block, record_size, nbr_wanted, file) < nbr_wanted) return broken_rest;
+        double* corners = soup.add(nbr_wanted);
+        if (!corners) return out_of_memory;
+        for (std::size_t k = 0; k < nbr_wanted; ++k, corners += 9) {
+            const unsigned char* const numbers = block + k * record_size + normal_size;
+            for (std::size_t i = 0; i < 9; ++i) {
+                corners[i] = double{std::bit_cast<float>(little_endian(numbers + 4 * i))};
+            }
+            soup.measure(corners);
+        }
+        nbr_left -= nbr_wanted;
+    }
+    return 0;
+}
+
+int stl_read_binary(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect) {
+    triangle_soup soup(pos);
+    return finish(read_binary_facets(file, soup), soup, pos, connect);
+}
+
+// Whether a failed text attempt is to be followed by a binary one.
+bool may_be_binary(int text_result) { return text_result >= merge_failed && text_result <= -1; }
+
+} // namespace
+
+int STL_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect) {
+    pos.clear();
+    connect.clear();
+    if (!is_usable(file)) return bad_stream;
+    std::fpos_t start;
+    const bool can_return = std::fgetpos(file, &start) == 0;
+    const int result = stl_read_text(file, pos, connect);
+    if (!may_be_binary(result)) return result;
+    if (!can_return || std::fsetpos(file, &start) != 0) return result;
+    return stl_read_binary(file, pos, connect);
+}
+
+int STL_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect) {
+    pos.clear();
+    connect.clear();
+    int result = bad_stream;
+    if (const opened_file file{filename, "rt"}) {
+        result = stl_read_text(file.get(), pos, connect);
+        if (!may_be_binary(result)) return result;
+    }
+    const opened_file file{filename, "rb"};
+    return file ? stl_read_binary(file.get(), pos, connect) : result;
+}
+
+} // namespace kv7::tessmaker

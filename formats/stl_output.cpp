@@ -1,0 +1,129 @@
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "formats/output_buffer.h"
+#include "formats/text_scanning.h"
+#include "tessmaker/element_type.h"
+#include "tessmaker/formats.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+using point = vector_fixed<double, 3>;
+
+point difference(const double* a, const double* b) {
+    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+}
+double dot(const point& u, const point& v) { return u[0] * v[0] + u[1] * v[1] + u[2] * v[2]; }
+point cross(const point& u, const point& v) {
+    return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+}
+
+// The unit normal, from the two shorter sides; zero for a degenerate triangle.
+point stl_facet_normal(const double* a, const double* b, const double* c) {
+    const point u = difference(a, c);
+    const point v = difference(b, c);
+    const point w = difference(b, a);
+    const bool w_is_short = dot(w, w) <= std::min(dot(u, u), dot(v, v));
+    point n = w_is_short ? cross(u, w) : cross(u, v);
+    const double s = dot(n, n);
+    if (s != 0.0 && s != 1.0) {
+        const double factor = 1.0 / std::sqrt(s);
+        for (std::size_t i = 0; i < 3; ++i) n[i] *= factor;
+    }
+    return n;
+}
+
+struct facet {
+    const double* corners[3];
+    point normal;
+};
+facet facet_at(const dense2D<double>& pos, const unsigned int* ids) {
+    const double* const a = pos.column(ids[0]);
+    const double* const b = pos.column(ids[1]);
+    const double* const c = pos.column(ids[2]);
+    return {{a, b, c}, stl_facet_normal(a, b, c)};
+}
+
+void put_text(const double* numbers, output_buffer& output) {
+    for (int i = 0; i < 3; ++i) {
+        output.put(" ");
+        output.put_scientific(numbers[i]);
+    }
+    output.put("\n");
+}
+void put_text(const facet& f, output_buffer& output) {
+    output.put("   facet normal");
+    put_text(f.normal.data(), output);
+    output.put("      outer loop\n");
+    for (const double* const corner : f.corners) {
+        output.put("         vertex");
+        put_text(corner, output);
+    }
+    output.put("      endloop\n"
+               "   endfacet\n");
+}
+
+bool stl_write_text(std::FILE* file, const dense2D<double>& pos,
+                    const dense2D<unsigned int>& connect) {
+    constexpr std::size_t words_size = 120; // the words of a facet, and of a solid
+    constexpr std::size_t facet_size = words_size + 12 * (output_buffer::number_size + 1);
+    output_buffer output(file);
+    output.put("solid KV7\n");
+    for (std::size_t k = 0; k < connect.cols(); ++k) {
+        if (!output.make_room(facet_size)) return false;
+        put_text(facet_at(pos, connect.column(k)), output);
+    }
+    if (!output.make_room(words_size)) return false;
+    output.put("endsolid KV7\n");
+    return output.flush();
+}
+
+void put_binary(const double* numbers, output_buffer& output) {
+    for (int i = 0; i < 3; ++i) output.put_little_endian(static_cast<float>(numbers[i]));
+}
+void put_binary(const facet& f, output_buffer& output) {
+    put_binary(f.normal.data(), output);
+    for (const double* const corner : f.corners) put_binary(corner, output);
+    output.put({"\0\0", 2}); // attributes
+}
+
+bool stl_write_binary(std::FILE* file, const dense2D<double>& pos,
+                      const dense2D<unsigned int>& connect) {
+    constexpr char header[80] = "KV7 STL Binary";
+    constexpr std::size_t facet_size = 50;
+    output_buffer output(file);
+    output.put({header, sizeof header});
+    output.put_little_endian(static_cast<std::uint32_t>(connect.cols()));
+    for (std::size_t k = 0; k < connect.cols(); ++k) {
+        if (!output.make_room(facet_size)) return false;
+        put_binary(facet_at(pos, connect.column(k)), output);
+    }
+    return output.flush();
+}
+
+} // namespace
+
+int STL_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect,
+               bool text) {
+    if (!is_usable(file)) return -1;
+    if (!pos.empty() && pos.rows() != 3) return -2;
+    const auto nbr_nodes = static_cast<unsigned int>(std::min<std::size_t>(pos.cols(), 0xFFFFFFFF));
+    if (!check_IDs(connect, ET_TRIA3, nbr_nodes)) return -3;
+    const bool written =
+        text ? stl_write_text(file, pos, connect) : stl_write_binary(file, pos, connect);
+    return written ? 0 : -1;
+}
+
+int STL_output(const char* filename, const dense2D<double>& pos,
+               const dense2D<unsigned int>& connect, bool text) {
+    opened_file file{filename, text ? "wt" : "wb"};
+    const int result = STL_output(file.get(), pos, connect, text);
+    return file.close() || result != 0 ? result : -1;
+}
+
+} // namespace kv7::tessmaker

@@ -1,0 +1,149 @@
+#include "formats/text_scanning.h"
+
+#include <bit>
+#include <charconv>
+#include <cstdarg>
+#include <cstdint>
+#include <system_error>
+
+namespace kv7::tessmaker {
+
+namespace {
+
+constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+// A number taken apart: digits * 10 ^ exponent.
+struct decimal {
+    bool negative = false;
+    std::uint64_t digits = 0;
+    int nbr_digits = 0;
+    int exponent = 0;
+
+    // Takes digits up to the first other character. The first 19 are kept, which fit for certain.
+    const char* take_digits(const char* text) {
+        for (; is_digit(*text); ++text) {
+            if (nbr_digits < 19) digits = 10 * digits + static_cast<std::uint64_t>(*text - '0');
+            ++nbr_digits;
+        }
+        return text;
+    }
+    const char* take_fraction(const char* text) {
+        const int before = nbr_digits;
+        text = take_digits(text);
+        exponent -= nbr_digits - before;
+        return text;
+    }
+    // Null where no digit follows. Exponents that are far out of range don't count any further.
+    const char* take_exponent(const char* text) {
+        const bool is_negative = *text == '-';
+        if (*text == '-' || *text == '+') ++text;
+        if (!is_digit(*text)) return nullptr;
+        int value = 0;
+        for (; is_digit(*text); ++text) {
+            if (value < 10000) value = 10 * value + (*text - '0');
+        }
+        exponent += is_negative ? -value : value;
+        return text;
+    }
+
+    // Whether digits and power of ten are exact as doubles, so that one operation on the two is
+    // rounded once.
+    bool is_exact() const {
+        return nbr_digits <= 19 && digits <= std::uint64_t{1} << 53 && exponent >= -22 &&
+               exponent <= 22;
+    }
+    double exact_value() const {
+        static constexpr double powers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                            1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                            1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+        const double magnitude = static_cast<double>(digits);
+        const double value = negative ? -magnitude : magnitude;
+        return exponent < 0 ? value / powers[-exponent] : value * powers[exponent];
+    }
+};
+
+const char* scan_decimal(const char* text, double& value) {
+    text = skip_spaces(text);
+    decimal number;
+    number.negative = *text == '-';
+    if (*text == '+') ++text;
+    const char* const begin = text;
+    if (number.negative) ++text;
+    text = number.take_digits(text);
+    if (*text == '.') text = number.take_fraction(text + 1);
+    if (number.nbr_digits == 0) return nullptr;
+    if (*text == 'e' || *text == 'E') {
+        text = number.take_exponent(text + 1);
+        if (!text) return nullptr;
+    }
+    if (*text != '\0' && !is_space(*text)) return nullptr;
+    if (number.is_exact()) {
+        value = number.exact_value();
+        return text;
+    }
+    const auto [end, error] = std::from_chars(begin, text, value);
+    return error == std::errc() && end == text ? text : nullptr;
+}
+
+} // namespace
+
+int print_text(std::FILE* file, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int result = std::vfprintf(file, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+int scan_text(const char* text, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int result = std::vsscanf(text, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+c_locale_scope::c_locale_scope()
+    : c_locale_(newlocale(LC_ALL_MASK, "C", nullptr)), callers_(uselocale(c_locale_)) {}
+
+c_locale_scope::~c_locale_scope() {
+    uselocale(callers_);
+    if (c_locale_) freelocale(c_locale_);
+}
+
+bool read_text_line(char* buffer, std::FILE* file) {
+    return std::fgets(buffer, line_buffer_size, file) != nullptr;
+}
+
+void to_lower_line(char* buffer) {
+    for (; *buffer != '\0'; ++buffer) *buffer = to_lower(*buffer);
+}
+
+const char* scan_decimals(const char* text, double* values, int n) {
+    for (int i = 0; text && i < n; ++i) text = scan_decimal(text, values[i]);
+    return text;
+}
+
+void trim_right(std::string& line) {
+    while (!line.empty() && is_space(line.back())) line.pop_back();
+}
+
+void strip_spaces(std::string& text) { std::erase_if(text, is_space); }
+
+void split_nonempty(const std::string& line, char separator, std::vector<std::string>& fields) {
+    fields.clear();
+    for (std::size_t begin = 0; begin < line.size();) {
+        const std::size_t end = std::min(line.find(separator, begin), line.size());
+        if (end > begin) fields.push_back(line.substr(begin, end - begin));
+        begin = end + 1;
+    }
+}
+
+bool place_by_id(dense2D<double>& pos, unsigned int id) {
+    const std::uint64_t k = std::uint64_t{id} - 1;
+    const std::size_t ld = pos.empty() ? 3 : pos.ld();
+    if (k >= pos.capacity() / ld && !pos.reserve(3, std::bit_ceil(k + 1), 1)) return false;
+    return k < pos.cols() || pos.resize(3, id, 0.0);
+}
+
+} // namespace kv7::tessmaker

@@ -1,0 +1,140 @@
+// What the readers and writers of mesh files share: streams opened by name, lines and their pieces,
+// and arrays that grow while a file is read.
+#ifndef TESSMAKER_FORMATS_TEXT_SCANNING_H
+#define TESSMAKER_FORMATS_TEXT_SCANNING_H
+
+#include <locale.h> // the types and functions that POSIX adds to <clocale>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "tessmaker/containers.h"
+
+namespace kv7::tessmaker {
+
+// Whether the stream can be worked on: it is there, and no error has been met on it.
+inline bool is_usable(std::FILE* file) { return file && !std::ferror(file); }
+
+// A stream opened by name. It is closed at the end of its scope, unless the caller closes it
+// earlier, to learn whether all was written, or leaves it open for the rest of the process.
+class opened_file {
+public:
+    opened_file(const char* filename, const char* mode)
+        : file_(filename ? std::fopen(filename, mode) : nullptr) {}
+    ~opened_file() { close(); }
+    opened_file(const opened_file&) = delete;
+    opened_file& operator=(const opened_file&) = delete;
+
+    explicit operator bool() const { return file_ != nullptr; }
+    std::FILE* get() const { return file_; }
+
+    // Whether everything written has reached the file. A stream that isn't open has nothing to
+    // lose.
+    bool close() {
+        std::FILE* const file = leave_open();
+        return !file || std::fclose(file) == 0;
+    }
+    // The stream, which is not closed any more.
+    std::FILE* leave_open() {
+        std::FILE* const file = file_;
+        file_ = nullptr;
+        return file;
+    }
+
+private:
+    std::FILE* file_;
+};
+
+// Formatted output and input as in the C library, in the caller's locale, with its results: the
+// number of characters written, negative on failure; the number of values found, EOF when the text
+// ends before the first.
+[[gnu::format(printf, 2, 3)]] int print_text(std::FILE* file, const char* format, ...);
+[[gnu::format(scanf, 2, 3)]] int scan_text(const char* text, const char* format, ...);
+
+// White space and letters are those of the C locale, whatever the caller has set, so that a file
+// reads the same everywhere.
+constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+constexpr char to_lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Room for the 255 characters that count as one line, and the terminator.
+inline constexpr int line_buffer_size = 256;
+
+// Reads a line with its ending into `line_buffer_size` characters. A longer line arrives in pieces.
+// False when nothing is left.
+bool read_text_line(char* buffer, std::FILE* file);
+
+void to_lower_line(char* buffer);
+
+// The first character that isn't white space.
+inline const char* skip_spaces(const char* text) {
+    while (is_space(*text)) ++text;
+    return text;
+}
+
+// The place behind `word`, in small letters, at the start of the text, in letters of any case. Null
+// when the text starts otherwise.
+inline const char* skip_word(const char* text, const char* word) {
+    for (; *word != '\0'; ++text, ++word) {
+        if (to_lower(*text) != *word) return nullptr;
+    }
+    return text;
+}
+
+// Reads `n` decimal numbers, white space before each and at least one space or the end of the text
+// behind it. Returns the place behind them, or null when anything else stands there (what
+// `scan_text` makes of that, hexadecimal numbers or `nan`, is not looked at) or a number is beyond
+// the range of double. The values are those of `scan_text`, at a fraction of its cost.
+const char* scan_decimals(const char* text, double* values, int n);
+
+// While it lives, the C library reads and writes numbers in this thread as in the C locale.
+class c_locale_scope {
+public:
+    c_locale_scope();
+    ~c_locale_scope();
+    c_locale_scope(const c_locale_scope&) = delete;
+    c_locale_scope& operator=(const c_locale_scope&) = delete;
+
+private:
+    locale_t c_locale_;
+    locale_t callers_;
+};
+
+// Drops the white space at the end.
+void trim_right(std::string& line);
+
+// Drops all white space.
+void strip_spaces(std::string& text);
+
+// The pieces between separators. Empty pieces are dropped: in `1,,2` the second piece is `2`.
+void split_nonempty(const std::string& line, char separator, std::vector<std::string>& fields);
+
+// Appends a column; repeated appends take linear time. An empty column is no column, and always
+// fits. False, and nothing changed, when the sizes differ or memory fails.
+template <class T> bool append_column(const dense1D<T, 8>& column, dense2D<T>& array) {
+    if (column.empty()) return true;
+    const std::size_t rows = column.size();
+    const std::size_t cols = array.cols();
+    if (!array.empty() && array.rows() != rows) return false;
+    const std::size_t ld = array.empty() ? rows : array.ld();
+    if (array.capacity() / ld <= cols) {
+        // The block moves on in place, so that other views on it follow; `resize` has the last
+        // word.
+        array.reserve(rows, std::max<std::size_t>(4, 2 * cols), 1);
+    }
+    if (!array.resize(rows, cols + 1)) return false;
+    std::copy(column.begin(), column.end(), array.column(cols));
+    return true;
+}
+
+// Makes column `id - 1` of 3-row coordinates exist, for files that number their nodes from 1, in
+// any order. `id` is 1 or more. Columns that were skipped hold zeros. False when memory fails.
+bool place_by_id(dense2D<double>& pos, unsigned int id);
+
+} // namespace kv7::tessmaker
+
+#endif
