@@ -1,0 +1,106 @@
+// How the facets of a triangle surface hang together.
+#ifndef SURFACE_TOPOLOGY_H
+#define SURFACE_TOPOLOGY_H
+
+#include <cstddef>
+#include <cstdio>
+#include <vector>
+
+#include <tessmaker/connectivity.h>
+#include <tessmaker/repair.h>
+
+struct surface_topology {
+    std::size_t nodes = 0;
+    std::size_t edges = 0;
+    std::size_t facets = 0;
+    std::size_t components = 0;    // parts that share no node
+    std::size_t free_edges = 0;    // of one facet
+    std::size_t shared_edges = 0;  // of two
+    std::size_t crowded_edges = 0; // of three or more
+    std::size_t crowded_uses = 0;  // facets at those, counted at each
+
+    long long characteristic() const {
+        return static_cast<long long>(nodes) - static_cast<long long>(edges) +
+               static_cast<long long>(facets);
+    }
+    // Each facet has three sides.
+    bool adds_up() const { return 3 * facets == free_edges + 2 * shared_edges + crowded_uses; }
+    bool is_closed_surface() const { return free_edges == 0 && crowded_edges == 0; }
+};
+
+// The number of parts that share no node; -1 when memory fails. Every node must be in a facet.
+inline int count_components(const kv7::dense2D<unsigned int>& connect) {
+    kv7::dense1D<unsigned int> first;
+    kv7::dense1D<unsigned int> list;
+    if (kv7::tessmaker::get_node_graph(connect, first, list, kv7::ET_TRIA3) < 0) return -1;
+    const std::size_t nbr_nodes = first.empty() ? 0 : first.size() - 1;
+    std::vector<bool> is_reached(nbr_nodes, false);
+    std::vector<unsigned int> to_visit;
+    int count = 0;
+    for (unsigned int start = 0; start < nbr_nodes; ++start) {
+        if (is_reached[start]) continue;
+        ++count;
+        is_reached[start] = true;
+        to_visit.push_back(start);
+        while (!to_visit.empty()) {
+            const unsigned int node = to_visit.back();
+            to_visit.pop_back();
+            for (unsigned int k = first[node]; k < first[node + 1]; ++k) {
+                if (is_reached[list[k]]) continue;
+                is_reached[list[k]] = true;
+                to_visit.push_back(list[k]);
+            }
+        }
+    }
+    return count;
+}
+
+// False when memory fails. `connect` must have no repeated node in a column and use all nodes.
+inline bool find_topology(std::size_t nbr_nodes, const kv7::dense2D<unsigned int>& connect,
+                          surface_topology& topology) {
+    using namespace kv7;
+    using namespace kv7::tessmaker;
+    const dense2D<unsigned int> none;
+    // Where three or more facets meet, unlinked ones have no neighbour and linked ones all have
+    // one.
+    dense2D<unsigned int> linked;
+    dense2D<unsigned int> unlinked;
+    dense2D<unsigned int> free_sides;
+    dense2D<unsigned int> unpaired_sides;
+    dense2D<unsigned int> edges;
+    dense2D<unsigned int> crowded;
+    const int nbr_components = count_components(connect);
+    if (get_neighbors(connect, ET_TRIA3, true, linked) < 0 ||
+        get_neighbors(connect, ET_TRIA3, false, unlinked) < 0 ||
+        get_mesh_boundaries(connect, linked, ET_TRIA3, free_sides) < 0 ||
+        get_mesh_boundaries(connect, unlinked, ET_TRIA3, unpaired_sides) < 0 ||
+        copy_edges(connect, ET_TRIA3, edges, none) < 0 ||
+        copy_edges(unpaired_sides, ET_BAR2, crowded, free_sides) < 0 || nbr_components < 0) {
+        return false;
+    }
+    topology.nodes = nbr_nodes;
+    topology.edges = edges.cols();
+    topology.facets = connect.cols();
+    topology.components = static_cast<std::size_t>(nbr_components);
+    topology.free_edges = free_sides.cols();
+    topology.crowded_edges = crowded.cols();
+    topology.crowded_uses = unpaired_sides.cols() - free_sides.cols();
+    topology.shared_edges = edges.cols() - free_sides.cols() - crowded.cols();
+    return true;
+}
+
+inline void print_topology(const surface_topology& t) {
+    std::printf("\n%-24s%14zu\n", "components", t.components);
+    std::printf("%-24s%14zu\n", "edges", t.edges);
+    std::printf("%-24s%14zu\n", "  of one facet, free", t.free_edges);
+    std::printf("%-24s%14zu\n", "  of two", t.shared_edges);
+    std::printf("%-24s%14zu\n", "  of three or more", t.crowded_edges);
+    std::printf("%-24s%14lld  nodes - edges + facets", "Euler characteristic", t.characteristic());
+    const auto twice_parts = 2 * static_cast<long long>(t.components);
+    if (t.is_closed_surface()) {
+        std::printf("; closed, %lld handles", (twice_parts - t.characteristic()) / 2);
+    }
+    std::printf("\n");
+}
+
+#endif
