@@ -1,0 +1,215 @@
+// Runs the program as its users do: on files, with its output read back.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+
+#include "support/meshes.h"
+#include "tessmaker/formats.h"
+
+using namespace kv7;
+using namespace kv7::tessmaker;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct program_run {
+    int exit_code;
+    std::string output;
+    std::string errors;
+};
+
+std::string text_of(const fs::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+class weld_stl : public testing::Test {
+protected:
+    // A folder for each test, as tests may run side by side.
+    weld_stl()
+        : folder_(fs::path("weld_stl") /
+                  testing::UnitTest::GetInstance()->current_test_info()->name()) {
+        fs::remove_all(folder_);
+        fs::create_directories(folder_);
+    }
+
+    fs::path file(const std::string& name) const { return folder_ / name; }
+
+    fs::path file(const std::string& name, const std::string& content) const {
+        std::ofstream(file(name), std::ios::binary) << content;
+        return file(name);
+    }
+
+    program_run run(const std::string& arguments) const {
+        const std::string command = std::string("'") + WELD_STL + "' " + arguments + " >'" +
+                                    file("stdout").string() + "' 2>'" + file("stderr").string() +
+                                    "'";
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(file("stdout")),
+                text_of(file("stderr"))};
+    }
+    program_run run(const fs::path& in, const fs::path& out) const {
+        return run("'" + in.string() + "' '" + out.string() + "'");
+    }
+
+private:
+    fs::path folder_;
+};
+
+// The number behind `what` in the report; -1 when it isn't there.
+double figure(const program_run& run, const std::string& what) {
+    std::smatch match;
+    const std::regex line(what + " +([-+.0-9e]+)");
+    return std::regex_search(run.output, match, line) ? std::stod(match[1]) : -1.0;
+}
+
+std::string facet(const char* a, const char* b, const char* c) {
+    return std::string("facet normal 0 0 1\nouter loop\nvertex ") + a + "\nvertex " + b +
+           "\nvertex " + c + "\nendloop\nendfacet\n";
+}
+
+void expect_sample_report(const program_run& run) {
+    EXPECT_EQ(run.exit_code, 0) << run.errors;
+    EXPECT_EQ(figure(run, "facets in the file"), 1036);
+    EXPECT_EQ(figure(run, "degenerate, dropped"), 12);
+    EXPECT_EQ(figure(run, "left"), 1024);
+    EXPECT_EQ(figure(run, "nodes before welding"), 3108);
+    EXPECT_EQ(figure(run, "nodes after welding"), 435);
+    EXPECT_NEAR(figure(run, "tolerance"), 0.0875, 0.0001);
+    for (const char* const step :
+         {"read, weld and clean", "write", "  read", "  weld", "  clean"}) {
+        EXPECT_GT(figure(run, step), 0.0) << step;
+    }
+}
+
+TEST_F(weld_stl, welds_the_sample_and_tells_its_figures) {
+    const program_run result = run(SAMPLE, file("out.stl"));
+    expect_sample_report(result);
+    dense2D<double> pos;
+    dense2D<unsigned int> connect;
+    ASSERT_EQ(STL_input(file("out.stl").c_str(), pos, connect), 0);
+    EXPECT_EQ(pos.cols(), 435U);
+    EXPECT_EQ(connect.cols(), 1024U);
+}
+
+// The facets of a text file as a binary one.
+std::string as_binary(const char* text_file) {
+    std::ifstream text(text_file);
+    std::string records;
+    std::uint32_t nbr_facets = 0;
+    for (std::string word; text >> word;) {
+        if (word == "endfacet") {
+            records.append(2, '\0');
+            ++nbr_facets;
+        }
+        if (word != "normal" && word != "vertex") continue;
+        for (int r = 0; r < 3; ++r) {
+            float value = 0.0F;
+            text >> value;
+            records.append(reinterpret_cast<const char*>(&value), sizeof value);
+        }
+    }
+    const std::string count(reinterpret_cast<const char*>(&nbr_facets), sizeof nbr_facets);
+    return std::string(80, ' ') + count + records;
+}
+
+// Two closed boxes on one grid of 81 nodes and 144 edges, each with facets of its own there.
+TEST_F(weld_stl, tells_the_topology_of_the_sample) {
+    const program_run result = run(SAMPLE, file("out.stl"));
+    EXPECT_EQ(figure(result, "components"), 1);
+    EXPECT_EQ(figure(result, "of one facet, free"), 0);
+    EXPECT_EQ(figure(result, "of two"), 1248);
+    EXPECT_EQ(figure(result, "of three or more"), 144);
+    EXPECT_EQ(figure(result, "edges"), 1248 + 144);
+    EXPECT_EQ(figure(result, "Euler characteristic"), 2 + 2 - (81 - 144));
+}
+
+TEST_F(weld_stl, fails_where_another_euler_characteristic_is_expected) {
+    const std::string files = "'" + std::string(SAMPLE) + "' '" + file("out.stl").string() + "'";
+    EXPECT_EQ(run(files + " 67").exit_code, 0);
+    const program_run result = run(files + " 68");
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_NE(result.errors.find("Euler"), std::string::npos) << result.errors;
+}
+
+TEST_F(weld_stl, welds_a_binary_file_alike) {
+    const std::string binary = as_binary(SAMPLE);
+    const program_run result = run(file("in.stl", binary), file("out.stl"));
+    expect_sample_report(result);
+    EXPECT_NE(result.output.find("in.stl, binary"), std::string::npos);
+    EXPECT_EQ(fs::file_size(file("out.stl")), 84U + 50U * 1024U);
+}
+
+TEST_F(weld_stl, does_not_weld_where_no_facet_has_a_height) {
+    const fs::path in = file("in.stl", "solid\n" + facet("0 0 0", "0 0 0", "1 0 0") + "endsolid\n");
+    const program_run result = run(in, file("out.stl"));
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(figure(result, "nodes after welding"), 3);
+    EXPECT_NE(result.output.find("not welded"), std::string::npos);
+}
+
+TEST_F(weld_stl, takes_a_file_without_facets) {
+    const program_run result = run(file("in.stl", "solid x\nendsolid x\n"), file("out.stl"));
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(figure(result, "facets in the file"), 0);
+    EXPECT_TRUE(fs::exists(file("out.stl")));
+}
+
+TEST_F(weld_stl, takes_upper_case_colors_and_a_continued_solid) {
+    const fs::path in =
+        file("in.stl", "SOLID A\nCOLOR 1 0 0\nFACET NORMAL 0 0 1\nOUTER LOOP\n  VERTEX 0 0 0\n"
+                       "\tVertex 1 0 0\nvertex 0 1 0\nENDLOOP\nENDFACET\nENDSOLID\n" +
+                           facet("1 0 0", "1 1 0", "0 1 0") + "endsolid\n");
+    const program_run result = run(in, file("out.stl"));
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(figure(result, "facets in the file"), 2);
+    EXPECT_EQ(figure(result, "nodes after welding"), 4);
+}
+
+TEST_F(weld_stl, tells_a_missing_file) {
+    const program_run result = run(file("absent.stl"), file("out.stl"));
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_NE(result.errors.find("absent.stl: No such file"), std::string::npos) << result.errors;
+    EXPECT_TRUE(result.output.empty());
+}
+
+TEST_F(weld_stl, tells_a_folder) {
+    const program_run result = run(fs::path("."), file("out.stl"));
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_NE(result.errors.find("can't be read"), std::string::npos) << result.errors;
+}
+
+TEST_F(weld_stl, tells_a_malformed_file_and_writes_nothing) {
+    const std::string sample = text_of(SAMPLE);
+    for (const std::string& content :
+         {std::string("not a surface"), sample.substr(0, sample.size() / 2), std::string(200, 'x'),
+          std::string()}) {
+        const program_run result = run(file("in.stl", content), file("out.stl"));
+        EXPECT_EQ(result.exit_code, 1);
+        EXPECT_NE(result.errors.find("not an STL file"), std::string::npos) << result.errors;
+        EXPECT_FALSE(fs::exists(file("out.stl")));
+    }
+}
+
+TEST_F(weld_stl, tells_an_output_that_cannot_be_written) {
+    const program_run result = run(SAMPLE, file("no_such_folder/out.stl"));
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_NE(result.errors.find("out.stl: No such file"), std::string::npos) << result.errors;
+}
+
+TEST_F(weld_stl, tells_its_usage) {
+    EXPECT_EQ(run("").exit_code, 2);
+    EXPECT_EQ(run("one").exit_code, 2);
+}
+
+} // namespace

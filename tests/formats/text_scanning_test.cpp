@@ -1,0 +1,219 @@
+#include "formats/text_scanning.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "formats/scratch_files.h"
+#include "support/meshes.h"
+#include "support/random.h"
+
+using namespace kv7;
+using namespace kv7::tessmaker;
+using namespace test;
+
+namespace {
+
+TEST(text_scanning, a_line_of_300_characters_arrives_as_255_and_45) {
+    std::string text(299, 'x');
+    text += "\nnext\n";
+    const scratch_stream stream(text);
+    char line[line_buffer_size];
+    ASSERT_TRUE(read_text_line(line, stream.get()));
+    EXPECT_EQ(std::string(line), text.substr(0, 255));
+    ASSERT_TRUE(read_text_line(line, stream.get()));
+    EXPECT_EQ(std::string(line), text.substr(255, 45));
+    ASSERT_TRUE(read_text_line(line, stream.get()));
+    EXPECT_STREQ(line, "next\n");
+    EXPECT_FALSE(read_text_line(line, stream.get()));
+}
+
+TEST(text_scanning, the_last_line_needs_no_end) {
+    const scratch_stream stream("a\n\nb");
+    char line[line_buffer_size];
+    std::vector<std::string> lines;
+    while (read_text_line(line, stream.get())) lines.emplace_back(line);
+    EXPECT_EQ(lines, (std::vector<std::string>{"a\n", "\n", "b"}));
+}
+
+TEST(text_scanning, lower_case_changes_letters_only) {
+    char line[line_buffer_size];
+    for (int c = 1; c < 128; ++c) {
+        line[0] = static_cast<char>(c);
+        line[1] = '\0';
+        to_lower_line(line);
+        EXPECT_EQ(line[0], static_cast<char>(std::tolower(c))) << c;
+    }
+    std::strcpy(line, "Facet NORMAL 1E5 \xC4\xFF\n");
+    to_lower_line(line);
+    EXPECT_STREQ(line, "facet normal 1e5 \xC4\xFF\n");
+}
+
+TEST(text_scanning, empty_pieces_are_dropped) {
+    std::vector<std::string> fields{"stale"};
+    split_nonempty("a,,b,", ',', fields);
+    EXPECT_EQ(fields, (std::vector<std::string>{"a", "b"}));
+    split_nonempty("1,,2", ',', fields);
+    EXPECT_EQ(fields, (std::vector<std::string>{"1", "2"}));
+    split_nonempty(",,x y", ',', fields);
+    EXPECT_EQ(fields, (std::vector<std::string>{"x y"}));
+    split_nonempty("", ',', fields);
+    EXPECT_TRUE(fields.empty());
+    split_nonempty(",,", ',', fields);
+    EXPECT_TRUE(fields.empty());
+    split_nonempty("one", ',', fields);
+    EXPECT_EQ(fields, (std::vector<std::string>{"one"}));
+}
+
+TEST(text_scanning, white_space_goes_at_the_end_or_everywhere) {
+    std::string text = " a \t b \v\f\r\n ";
+    trim_right(text);
+    EXPECT_EQ(text, " a \t b");
+    strip_spaces(text);
+    EXPECT_EQ(text, "ab");
+    text = " \n\t";
+    trim_right(text);
+    EXPECT_EQ(text, "");
+    text = " \n\t";
+    strip_spaces(text);
+    EXPECT_EQ(text, "");
+}
+
+TEST(text_scanning, text_is_scanned_and_printed_as_by_the_C_library) {
+    double x = 0;
+    double y = 0;
+    EXPECT_EQ(scan_text(" a 1.5 0x2", " a %lg %lg", &x, &y), 2);
+    EXPECT_EQ(x, 1.5);
+    EXPECT_EQ(y, 2);
+    EXPECT_EQ(scan_text("", "%lg", &x), -1);
+    EXPECT_EQ(scan_text("b", "%lg", &x), 0);
+    const scratch_stream stream;
+    EXPECT_EQ(print_text(stream.get(), "%d %s\n", 7, "x"), 4);
+    EXPECT_EQ(stream.contents(), "7 x\n");
+}
+
+TEST(text_scanning, words_are_found_at_the_start_in_letters_of_any_case) {
+    const char* const text = "\t Facet NORMAL";
+    const char* const word = skip_spaces(text);
+    EXPECT_STREQ(word, "Facet NORMAL");
+    EXPECT_EQ(skip_word(word, "facet"), word + 5);
+    EXPECT_EQ(skip_word(word, ""), word);
+    EXPECT_EQ(skip_word(word, "facets"), nullptr);
+    EXPECT_EQ(skip_word("fac", "facet"), nullptr);
+    EXPECT_STREQ(skip_spaces(" \n "), "");
+}
+
+TEST(text_scanning, decimal_numbers_have_the_values_that_scan_text_gives_them) {
+    random_source random(11);
+    unsigned int nbr_read = 0;
+    for (int k = 0; k < 200000; ++k) {
+        std::string text = random.one_in(3) ? "-" : random.one_in(8) ? "+" : "";
+        const std::size_t nbr_digits = random.below(24);
+        for (std::size_t d = 0; d < nbr_digits; ++d) text += "0123456789"[random.below(10)];
+        if (random.one_in(2)) text.insert(text.size() - random.below(nbr_digits + 1), 1, '.');
+        if (random.one_in(2)) {
+            text += random.one_in(2) ? "e" : "E";
+            text += random.one_in(2) ? "-" : random.one_in(2) ? "+" : "";
+            text += std::to_string(random.below(random.one_in(3) ? 340 : 30));
+        }
+        if (random.one_in(30)) text += "xde.+-1\v"[random.below(8)];
+        const std::string line = "  " + text + " \t" + text + "\n";
+        double values[2] = {};
+        const char* const end = scan_decimals(line.c_str(), values, 2);
+        if (!end) continue;
+        ++nbr_read;
+        double expected[2] = {};
+        int length = 0;
+        ASSERT_EQ(std::sscanf(line.c_str(), "%lg%lg%n", &expected[0], &expected[1], &length), 2)
+            << text;
+        ASSERT_EQ(std::memcmp(values, expected, sizeof values), 0) << text;
+        ASSERT_EQ(end - line.c_str(), length) << text;
+    }
+    EXPECT_GT(nbr_read, 100000U);
+}
+
+TEST(text_scanning, what_is_no_decimal_number_is_left_to_scan_text) {
+    double value = 0;
+    for (const char* const text :
+         {"",    " ",   "x",     ".",    "-",   "+",   "+-1", "--1",   "1e",      "1e+",
+          "1d5", "1,5", "1.2.3", "0x10", "nan", "inf", "1f",  "1e400", "-1e-400", "1e99999999999",
+          "- 1"}) {
+        EXPECT_EQ(scan_decimals(text, &value, 1), nullptr) << text;
+    }
+    EXPECT_STREQ(scan_decimals(" 1.\v2", &value, 1), "\v2");
+    EXPECT_EQ(value, 1);
+    EXPECT_EQ(scan_decimals("1 2", &value, 0)[0], '1');
+}
+
+TEST(append_column, columns_follow_each_other) {
+    dense2D<unsigned int> array;
+    for (unsigned int k = 0; k < 100; ++k) {
+        ASSERT_TRUE(append_column(dense1D<unsigned int>{k, k + 1}, array));
+    }
+    ASSERT_EQ(array.cols(), 100U);
+    ASSERT_EQ(array.rows(), 2U);
+    for (unsigned int k = 0; k < 100; ++k) {
+        EXPECT_EQ(array(0, k), k);
+        EXPECT_EQ(array(1, k), k + 1);
+    }
+}
+
+TEST(append_column, a_column_of_another_size_is_refused) {
+    dense2D<double> array(4, 2, 1.0);
+    EXPECT_FALSE(append_column(dense1D<double>{1, 2, 3}, array));
+    EXPECT_EQ(list(array), list(dense2D<double>(4, 2, 1.0)));
+}
+
+TEST(append_column, an_empty_column_is_none_and_fits_everywhere) {
+    dense2D<double> array(4, 2, 1.0);
+    EXPECT_TRUE(append_column(dense1D<double>(), array));
+    EXPECT_EQ(array.cols(), 2U);
+    dense2D<double> nothing;
+    EXPECT_TRUE(append_column(dense1D<double>(), nothing));
+    EXPECT_TRUE(nothing.empty());
+}
+
+TEST(append_column, growth_keeps_the_leading_dimension_and_the_cells_between_columns) {
+    dense2D<double> parent(4, 2, 9.0);
+    dense2D<double> view = parent.sub_matrix(1, 0, 2, 2);
+    for (int k = 0; k < 10; ++k) {
+        ASSERT_TRUE(append_column(dense1D<double>{1.0 * k, 2.0 * k}, view));
+    }
+    EXPECT_EQ(view.cols(), 12U);
+    EXPECT_EQ(view(0, 1), 9);
+    EXPECT_EQ(view(1, 11), 18);
+    EXPECT_EQ(view.ld(), 4U);
+    EXPECT_EQ(parent(0, 0), 9);
+    EXPECT_EQ(parent(3, 1), 9);
+}
+
+TEST(place_by_id, columns_that_are_skipped_hold_zeros) {
+    dense2D<double> pos;
+    ASSERT_TRUE(place_by_id(pos, 5));
+    ASSERT_EQ(pos.cols(), 5U);
+    ASSERT_EQ(pos.rows(), 3U);
+    for (std::size_t c = 0; c < 4; ++c) {
+        for (std::size_t r = 0; r < 3; ++r) EXPECT_EQ(pos(r, c), 0);
+    }
+    // Room for 8 columns is there.
+    const double* const block = pos.column(0);
+    ASSERT_TRUE(place_by_id(pos, 8));
+    EXPECT_EQ(pos.column(0), block);
+    EXPECT_EQ(pos.cols(), 8U);
+}
+
+TEST(place_by_id, columns_that_are_there_stay) {
+    dense2D<double> pos = points({{1, 2, 3}, {4, 5, 6}});
+    ASSERT_TRUE(place_by_id(pos, 1));
+    EXPECT_EQ(list(pos), list(points({{1, 2, 3}, {4, 5, 6}})));
+    ASSERT_TRUE(place_by_id(pos, 100));
+    EXPECT_EQ(pos.cols(), 100U);
+    EXPECT_EQ(pos(2, 1), 6);
+    EXPECT_EQ(pos(2, 98), 0);
+}
+
+} // namespace
