@@ -1,0 +1,331 @@
+// What follows from a connectivity, on regular meshes of about a million elements, against METIS
+// and VTK. `shuffled` means nodes and elements in random order.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <map>
+#include <numeric>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tessmaker/connectivity.h"
+#include "tessmaker/repair.h"
+
+#ifdef TESSMAKER_HAVE_METIS
+#include <metis.h>
+#endif
+#ifdef TESSMAKER_HAVE_VTK
+#include <vtkCellArray.h>
+#include <vtkCellType.h>
+#include <vtkDataSetSurfaceFilter.h>
+#include <vtkExtractEdges.h>
+#include <vtkNew.h>
+#include <vtkPoints.h>
+#include <vtkPolyData.h>
+#include <vtkSmartPointer.h>
+#include <vtkStaticCellLinks.h>
+#include <vtkUnstructuredGrid.h>
+#endif
+
+namespace {
+
+using kv7::dense1D;
+using kv7::dense2D;
+using kv7::element_type;
+namespace tm = kv7::tessmaker;
+
+struct mesh {
+    dense2D<double> pos;
+    dense2D<unsigned int> connect;
+    element_type type = kv7::ET_UNKNOWN;
+};
+
+// A block of nx by ny by nz cells, each of them cut into elements that are given by corners of the
+// cell: bit d of a corner is its side along axis d.
+mesh block(unsigned int nx, unsigned int ny, unsigned int nz, element_type type,
+           const std::vector<std::vector<unsigned int>>& elements) {
+    const auto node = [=](unsigned int i, unsigned int j, unsigned int k) {
+        return i + (nx + 1) * (j + (ny + 1) * k);
+    };
+    mesh m;
+    m.type = type;
+    m.pos.resize(3, std::size_t{node(nx, ny, nz)} + 1);
+    for (unsigned int k = 0; k <= nz; ++k) {
+        for (unsigned int j = 0; j <= ny; ++j) {
+            for (unsigned int i = 0; i <= nx; ++i) {
+                double* const p = m.pos.column(node(i, j, k));
+                p[0] = i;
+                p[1] = j;
+                p[2] = k;
+            }
+        }
+    }
+    m.connect.resize(elements[0].size(), std::size_t{nx} * ny * std::max(nz, 1U) * elements.size());
+    unsigned int* next = m.connect.column(0);
+    for (unsigned int k = 0; k < std::max(nz, 1U); ++k) {
+        for (unsigned int j = 0; j < ny; ++j) {
+            for (unsigned int i = 0; i < nx; ++i) {
+                for (const auto& corners : elements) {
+                    for (const unsigned int c : corners)
+                        *next++ = node(i + (c & 1U), j + (c >> 1 & 1U), k + (c >> 2));
+                }
+            }
+        }
+    }
+    return m;
+}
+
+std::vector<unsigned int> random_order(std::size_t n, std::mt19937_64& random) {
+    std::vector<unsigned int> order(n);
+    std::iota(order.begin(), order.end(), 0U);
+    std::shuffle(order.begin(), order.end(), random);
+    return order;
+}
+
+mesh shuffle(const mesh& source) {
+    std::mt19937_64 random(1);
+    const std::vector<unsigned int> node = random_order(source.pos.cols(), random);
+    const std::vector<unsigned int> column = random_order(source.connect.cols(), random);
+    mesh m{dense2D<double>(3, source.pos.cols()),
+           dense2D<unsigned int>(source.connect.rows(), source.connect.cols()), source.type};
+    for (std::size_t n = 0; n < node.size(); ++n)
+        std::copy_n(source.pos.column(n), 3, m.pos.column(node[n]));
+    for (std::size_t e = 0; e < column.size(); ++e) {
+        for (std::size_t r = 0; r < source.connect.rows(); ++r)
+            m.connect(r, column[e]) = node[source.connect(r, e)];
+    }
+    return m;
+}
+
+// The meshes by name, made on first use.
+const mesh& mesh_of(const std::string& name) {
+    static std::map<std::string, mesh> made;
+    const auto found = made.find(name);
+    if (found != made.end()) return found->second;
+    const std::string shape = name.substr(0, name.find('_'));
+    if (name != shape + "_natural") return made[name] = shuffle(mesh_of(shape + "_natural"));
+    if (shape == "triangles")
+        return made[name] = block(1000, 500, 0, kv7::ET_TRIA3, {{0, 1, 3}, {0, 3, 2}});
+    if (shape == "hexahedra")
+        return made[name] = block(100, 100, 100, kv7::ET_HEXA8, {{0, 1, 3, 2, 4, 5, 7, 6}});
+    return made[name] = block(55, 55, 55, kv7::ET_TETRA4,
+                              {{0, 1, 3, 7},
+                               {0, 3, 2, 7},
+                               {0, 2, 6, 7},
+                               {0, 6, 4, 7},
+                               {0, 4, 5, 7},
+                               {0, 5, 1, 7}});
+}
+
+void node_graph_ours(benchmark::State& state, const std::string& name) {
+    const mesh& m = mesh_of(name);
+    for (auto _ : state) {
+        dense1D<unsigned int> first;
+        dense1D<unsigned int> list;
+        if (tm::get_node_graph(m.connect, first, list, kv7::ET_UNKNOWN) != 0)
+            state.SkipWithError("failed");
+        state.counters["size"] = static_cast<double>(list.size());
+    }
+}
+
+void neighbors_ours(benchmark::State& state, const std::string& name) {
+    const mesh& m = mesh_of(name);
+    for (auto _ : state) {
+        dense2D<unsigned int> neighbors;
+        if (tm::get_neighbors(m.connect, m.type, true, neighbors) != 0)
+            state.SkipWithError("failed");
+        benchmark::DoNotOptimize(neighbors.column(0));
+    }
+}
+
+void connected_elements_ours(benchmark::State& state, const std::string& name) {
+    const mesh& m = mesh_of(name);
+    for (auto _ : state) {
+        dense1D<unsigned int> first;
+        dense1D<unsigned int> list;
+        if (tm::get_connected_elements(m.connect, first, list) != 0) state.SkipWithError("failed");
+        state.counters["size"] = static_cast<double>(list.size());
+    }
+}
+
+void boundaries_ours(benchmark::State& state, const std::string& name) {
+    const mesh& m = mesh_of(name);
+    for (auto _ : state) {
+        dense2D<unsigned int> neighbors;
+        dense2D<unsigned int> boundaries;
+        if (tm::get_neighbors(m.connect, m.type, true, neighbors) != 0 ||
+            tm::get_mesh_boundaries(m.connect, neighbors, m.type, boundaries) != 0)
+            state.SkipWithError("failed");
+        state.counters["size"] = static_cast<double>(boundaries.cols());
+    }
+}
+
+void edges_ours(benchmark::State& state, const std::string& name) {
+    const mesh& m = mesh_of(name);
+    for (auto _ : state) {
+        dense2D<unsigned int> edges;
+        if (tm::copy_edges(m.connect, m.type, edges, dense2D<unsigned int>()) != 0)
+            state.SkipWithError("failed");
+        state.counters["size"] = static_cast<double>(edges.cols());
+    }
+}
+
+#ifdef TESSMAKER_HAVE_METIS
+struct metis_mesh {
+    idx_t nbr_elements;
+    idx_t nbr_nodes;
+    std::vector<idx_t> offsets;
+    std::vector<idx_t> nodes;
+    idx_t nodes_of_facet;
+};
+
+metis_mesh to_metis(const mesh& m) {
+    const std::size_t rows = m.connect.rows();
+    metis_mesh result{static_cast<idx_t>(m.connect.cols()),
+                      static_cast<idx_t>(m.pos.cols()),
+                      {},
+                      {m.connect.column(0), m.connect.column(m.connect.cols())},
+                      m.type == kv7::ET_TRIA3    ? 2
+                      : m.type == kv7::ET_TETRA4 ? 3
+                                                 : 4};
+    for (std::size_t e = 0; e <= m.connect.cols(); ++e)
+        result.offsets.push_back(static_cast<idx_t>(e * rows));
+    return result;
+}
+
+// A graph as the peer makes it, freed at the end.
+struct metis_graph {
+    idx_t* first = nullptr;
+    idx_t* list = nullptr;
+
+    metis_graph() = default;
+    metis_graph(const metis_graph&) = delete;
+    metis_graph& operator=(const metis_graph&) = delete;
+    ~metis_graph() {
+        METIS_Free(first);
+        METIS_Free(list);
+    }
+};
+
+void node_graph_metis(benchmark::State& state, const std::string& name) {
+    metis_mesh m = to_metis(mesh_of(name));
+    idx_t base = 0;
+    for (auto _ : state) {
+        metis_graph graph;
+        if (METIS_MeshToNodal(&m.nbr_elements, &m.nbr_nodes, m.offsets.data(), m.nodes.data(),
+                              &base, &graph.first, &graph.list) != METIS_OK)
+            state.SkipWithError("failed");
+        state.counters["size"] = graph.first[m.nbr_nodes];
+    }
+}
+
+void neighbors_metis(benchmark::State& state, const std::string& name) {
+    metis_mesh m = to_metis(mesh_of(name));
+    idx_t base = 0;
+    for (auto _ : state) {
+        metis_graph graph;
+        if (METIS_MeshToDual(&m.nbr_elements, &m.nbr_nodes, m.offsets.data(), m.nodes.data(),
+                             &m.nodes_of_facet, &base, &graph.first, &graph.list) != METIS_OK)
+            state.SkipWithError("failed");
+        benchmark::DoNotOptimize(graph.list);
+    }
+}
+#endif
+
+#ifdef TESSMAKER_HAVE_VTK
+vtkSmartPointer<vtkUnstructuredGrid> to_vtk(const mesh& m) {
+    vtkNew<vtkPoints> points;
+    points->SetDataTypeToDouble();
+    points->SetNumberOfPoints(static_cast<vtkIdType>(m.pos.cols()));
+    for (std::size_t n = 0; n < m.pos.cols(); ++n)
+        points->SetPoint(static_cast<vtkIdType>(n), m.pos.column(n));
+    vtkNew<vtkCellArray> cells;
+    std::vector<vtkIdType> ids(m.connect.rows());
+    for (std::size_t e = 0; e < m.connect.cols(); ++e) {
+        std::copy_n(m.connect.column(e), ids.size(), ids.begin());
+        cells->InsertNextCell(static_cast<vtkIdType>(ids.size()), ids.data());
+    }
+    auto grid = vtkSmartPointer<vtkUnstructuredGrid>::New();
+    grid->SetPoints(points);
+    grid->SetCells(m.type == kv7::ET_TRIA3    ? VTK_TRIANGLE
+                   : m.type == kv7::ET_TETRA4 ? VTK_TETRA
+                                              : VTK_HEXAHEDRON,
+                   cells);
+    return grid;
+}
+
+void connected_elements_vtk(benchmark::State& state, const std::string& name) {
+    const auto grid = to_vtk(mesh_of(name));
+    for (auto _ : state) {
+        vtkNew<vtkStaticCellLinks> links;
+        links->SequentialProcessingOn();
+        links->BuildLinks(grid);
+        benchmark::DoNotOptimize(links->GetCells(0));
+    }
+}
+
+void boundaries_vtk(benchmark::State& state, const std::string& name) {
+    const auto grid = to_vtk(mesh_of(name));
+    for (auto _ : state) {
+        vtkNew<vtkDataSetSurfaceFilter> filter;
+        filter->SetInputData(grid);
+        filter->Update();
+        state.counters["size"] = static_cast<double>(filter->GetOutput()->GetNumberOfCells());
+    }
+}
+
+void edges_vtk(benchmark::State& state, const std::string& name) {
+    const auto grid = to_vtk(mesh_of(name));
+    for (auto _ : state) {
+        vtkNew<vtkExtractEdges> filter;
+        filter->SetInputData(grid);
+        filter->Update();
+        state.counters["size"] = static_cast<double>(filter->GetOutput()->GetNumberOfLines());
+    }
+}
+#endif
+
+using task = void (*)(benchmark::State&, const std::string&);
+
+void add(const std::string& name, const std::string& mesh_name, const char* who, task run) {
+    benchmark::RegisterBenchmark(("connectivity/" + name + "_" + mesh_name + "/" + who).c_str(),
+                                 [=](benchmark::State& state) { run(state, mesh_name); })
+        ->Unit(benchmark::kMillisecond);
+}
+
+void add_all() {
+    for (const char* const mesh_name :
+         {"tetrahedra_natural", "tetrahedra_shuffled", "hexahedra_natural", "hexahedra_shuffled",
+          "triangles_natural", "triangles_shuffled"}) {
+        const bool is_solid = *mesh_name != 't' || mesh_name[1] != 'r';
+        add("node_graph", mesh_name, "ours", node_graph_ours);
+        add("neighbors", mesh_name, "ours", neighbors_ours);
+        add("node_to_elements", mesh_name, "ours", connected_elements_ours);
+        if (is_solid) add("boundary", mesh_name, "ours", boundaries_ours);
+        add("edges", mesh_name, "ours", edges_ours);
+#ifdef TESSMAKER_HAVE_METIS
+        add("node_graph", mesh_name, "metis", node_graph_metis);
+        add("neighbors", mesh_name, "metis", neighbors_metis);
+#endif
+#ifdef TESSMAKER_HAVE_VTK
+        add("node_to_elements", mesh_name, "vtk", connected_elements_vtk);
+        if (is_solid) add("boundary", mesh_name, "vtk", boundaries_vtk);
+        add("edges", mesh_name, "vtk", edges_vtk);
+#endif
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    setenv("VTK_SMP_BACKEND_IN_USE", "Sequential", 1); // one thread, as ours
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    add_all();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

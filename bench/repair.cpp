@@ -1,0 +1,179 @@
+// Welding a triangle soup: three nodes a facet in, a connected mesh without unused nodes out.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdlib>
+#include <numbers>
+#include <random>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "tessmaker/repair.h"
+
+#ifdef TESSMAKER_HAVE_VTK
+#include <vtkCellArray.h>
+#include <vtkCleanPolyData.h>
+#include <vtkNew.h>
+#include <vtkPointData.h>
+#include <vtkPoints.h>
+#include <vtkPolyData.h>
+#include <vtkSmartPointer.h>
+#include <vtkStaticCleanPolyData.h>
+#endif
+
+namespace {
+
+using kv7::dense1D;
+using kv7::dense2D;
+
+using point = std::array<double, 3>;
+using facet = std::array<point, 3>;
+
+constexpr std::size_t around = 1000; // quadrangles along the large circle
+constexpr std::size_t across = 500;  // along the small one
+constexpr std::size_t nbr_facets = 2 * around * across;
+constexpr std::size_t nbr_distinct = around * across;
+// A twentieth of the smallest height or so, as a reader of such a soup would choose.
+constexpr double tolerance = 1e-4;
+
+enum class order { as_written, shuffled };
+
+point torus_point(std::size_t i, std::size_t j) {
+    const double u = 2 * std::numbers::pi * static_cast<double>(i % around) / around;
+    const double v = 2 * std::numbers::pi * static_cast<double>(j % across) / across;
+    const double r = 1 + 0.4 * std::cos(v);
+    return {r * std::cos(u), r * std::sin(u), 0.4 * std::sin(v)};
+}
+
+std::vector<facet> torus_soup(order facet_order) {
+    std::vector<facet> soup;
+    soup.reserve(nbr_facets);
+    for (std::size_t i = 0; i < around; ++i) {
+        for (std::size_t j = 0; j < across; ++j) {
+            const point a = torus_point(i, j);
+            const point b = torus_point(i + 1, j);
+            const point c = torus_point(i + 1, j + 1);
+            const point d = torus_point(i, j + 1);
+            soup.push_back({a, b, c});
+            soup.push_back({a, c, d});
+        }
+    }
+    if (facet_order == order::shuffled) std::shuffle(soup.begin(), soup.end(), std::mt19937(1));
+    return soup;
+}
+
+void report_nodes(benchmark::State& state, std::size_t nbr_nodes) {
+    state.counters["nodes"] = static_cast<double>(nbr_nodes);
+    if (nbr_nodes != nbr_distinct) state.SkipWithError("wrong number of nodes");
+}
+
+void weld_ours(benchmark::State& state, double tol, order facet_order) {
+    dense2D<double> soup(3, 3 * nbr_facets);
+    dense2D<unsigned int> facets(3, nbr_facets);
+    unsigned int node = 0;
+    for (const facet& corners : torus_soup(facet_order)) {
+        for (const point& p : corners) {
+            std::copy(p.begin(), p.end(), soup.column(node));
+            facets(node % 3, node / 3) = node;
+            ++node;
+        }
+    }
+    std::size_t nbr_nodes = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        state.PauseTiming();
+        dense2D<double> pos;
+        dense2D<unsigned int> connect;
+        dense1D<unsigned int> new_IDs;
+        pos.copy(soup);
+        connect.copy(facets);
+        state.ResumeTiming();
+        kv7::tessmaker::merge(pos, connect, new_IDs, tol, 0);
+        kv7::tessmaker::simplify(pos, connect, new_IDs, 0);
+        nbr_nodes = pos.cols();
+    }
+    report_nodes(state, nbr_nodes);
+}
+
+#ifdef TESSMAKER_HAVE_VTK
+vtkSmartPointer<vtkPolyData> soup_as_poly_data(order facet_order) {
+    constexpr auto nbr_corners = vtkIdType{3} * vtkIdType{nbr_facets};
+    vtkNew<vtkPoints> points;
+    points->SetDataTypeToDouble();
+    points->SetNumberOfPoints(nbr_corners);
+    vtkNew<vtkCellArray> cells;
+    cells->AllocateExact(nbr_corners / 3, nbr_corners);
+    vtkIdType node = 0;
+    for (const facet& corners : torus_soup(facet_order)) {
+        const std::array<vtkIdType, 3> ids{node, node + 1, node + 2};
+        cells->InsertNextCell(3, ids.data());
+        for (const point& p : corners) points->SetPoint(node++, p.data());
+    }
+    auto soup = vtkSmartPointer<vtkPolyData>::New();
+    soup->SetPoints(points);
+    soup->SetPolys(cells);
+    return soup;
+}
+
+template <class Filter>
+void run_vtk(benchmark::State& state, order facet_order, void (*set_up)(Filter&)) {
+    const vtkSmartPointer<vtkPolyData> soup = soup_as_poly_data(facet_order);
+    std::size_t nbr_nodes = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        vtkNew<Filter> filter;
+        set_up(*filter);
+        filter->SetInputData(soup);
+        filter->Update();
+        nbr_nodes = static_cast<std::size_t>(filter->GetOutput()->GetNumberOfPoints());
+    }
+    report_nodes(state, nbr_nodes);
+}
+
+void weld_exact_vtk(benchmark::State& state) {
+    run_vtk<vtkCleanPolyData>(state, order::as_written, [](vtkCleanPolyData& filter) {
+        filter.PointMergingOn();
+        filter.ToleranceIsAbsoluteOn();
+        filter.SetAbsoluteTolerance(0);
+    });
+}
+
+void weld_tolerance_vtk(benchmark::State& state, order facet_order) {
+    run_vtk<vtkStaticCleanPolyData>(state, facet_order, [](vtkStaticCleanPolyData& filter) {
+        filter.ToleranceIsAbsoluteOn();
+        filter.SetAbsoluteTolerance(tolerance);
+    });
+}
+#endif
+
+} // namespace
+
+BENCHMARK_CAPTURE(weld_ours, exact, 0.0, order::as_written)
+    ->Name("repair/weld_exact/ours")
+    ->Unit(benchmark::kMillisecond);
+#ifdef TESSMAKER_HAVE_VTK
+BENCHMARK(weld_exact_vtk)->Name("repair/weld_exact/vtk")->Unit(benchmark::kMillisecond);
+#endif
+BENCHMARK_CAPTURE(weld_ours, in_order, tolerance, order::as_written)
+    ->Name("repair/weld_tolerance/ours")
+    ->Unit(benchmark::kMillisecond);
+#ifdef TESSMAKER_HAVE_VTK
+BENCHMARK_CAPTURE(weld_tolerance_vtk, in_order, order::as_written)
+    ->Name("repair/weld_tolerance/vtk")
+    ->Unit(benchmark::kMillisecond);
+#endif
+BENCHMARK_CAPTURE(weld_ours, shuffled, tolerance, order::shuffled)
+    ->Name("repair/weld_tolerance_shuffled/ours")
+    ->Unit(benchmark::kMillisecond);
+#ifdef TESSMAKER_HAVE_VTK
+BENCHMARK_CAPTURE(weld_tolerance_vtk, shuffled, order::shuffled)
+    ->Name("repair/weld_tolerance_shuffled/vtk")
+    ->Unit(benchmark::kMillisecond);
+#endif
+
+int main(int argc, char** argv) {
+    setenv("VTK_SMP_BACKEND_IN_USE", "Sequential", 1); // one thread, as ours
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
