@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Welds a triangle soup: scripts/demo.sh [FILE.stl]. Without an argument it takes the sample in
+# examples/data/. The welded surface goes to build/release/demo/.
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+expected=()
+case $# in
+0)
+    input=examples/data/two_boxes.stl
+    # Two closed boxes, 2 + 2, that share the 81 nodes and 144 edges of a grid but no facet.
+    expected=($((2 + 2 - (81 - 144))))
+    ;;
+1) input=$(cd "$called_from" && realpath -ms -- "$1") ;;
+*)
+    echo "usage: scripts/demo.sh [FILE.stl]" >&2
+    exit 2
+    ;;
+esac
+
+setup
+quietly cmake --preset release
+quietly cmake --build build/release -j "$jobs" --target weld_stl
+
+name=$(basename -- "$input")
+mkdir -p build/release/demo
+build/release/examples/weld_stl "$input" "build/release/demo/${name%.*}_welded.stl" \
+    "${expected[@]}"

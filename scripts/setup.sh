@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that are missing: scripts/setup.sh [GROUP...]. Building and testing
+# need small packages only; a group adds those of one more script. Where nothing is missing it does
+# nothing, and needs neither root nor network.
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+# "package=tool" and "package=name.pc" let a tool or library count that came by another way.
+declare -A packages=(
+    [build]="g++ cmake ninja-build=ninja pkg-config libgtest-dev=gtest.pc liblapack-dev=lapack.pc liblapacke-dev=lapacke.pc"
+    [format]="clang-format"
+    [tidy]="clang=clang++ clang-tidy"
+    [fuzz]="clang=clang++ libclang-rt-14-dev"
+    [interop]="python3 gmsh admesh openscad libmetis-dev python3-vtk9"
+    [bench]="python3 libbenchmark-dev libnanoflann-dev libcgal-dev libmetis-dev libvtk9-dev"
+)
+
+present() {
+    local package=${1%%=*} evidence=${1#*=}
+    case $evidence in
+    *.pc) pkg-config --exists "${evidence%.pc}" 2>/dev/null && return ;;
+    *) command -v "$evidence" >/dev/null && return ;;
+    esac
+    [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ]
+}
+
+missing=()
+for group in build "$@"; do
+    if [ -z "${packages[$group]:-}" ]; then
+        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [interop] [bench]" >&2
+        exit 2
+    fi
+    for entry in ${packages[$group]}; do
+        present "$entry" || missing+=("${entry%%=*}")
+    done
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+as_root=(env DEBIAN_FRONTEND=noninteractive)
+if ! command -v apt-get >/dev/null; then
+    echo "Please install what is missing here: ${missing[*]}" >&2
+    exit 1
+elif [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+        echo "Please install as root: apt-get install ${missing[*]}" >&2
+        exit 1
+    fi
+    as_root=(sudo "${as_root[@]}")
+fi
+echo "Installing with apt-get: ${missing[*]}"
+"${as_root[@]}" apt-get -qq update
+"${as_root[@]}" apt-get -qq install -y --no-install-recommends "${missing[@]}" >/dev/null
