@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_FORMATS_OUTPUT_BUFFER_H
 #define TESSMAKER_FORMATS_OUTPUT_BUFFER_H
 
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cstddef>
@@ -12,8 +13,8 @@
 
 namespace kv7::tessmaker {
 
-// What is put in reaches the stream with `flush` at the latest. The caller makes room before it
-// puts anything.
+// What is put in reaches the stream with `pass_on` or `flush` at the latest. The caller makes room
+// before it puts anything.
 class output_buffer {
 public:
     explicit output_buffer(std::FILE* file) : file_(file) {}
@@ -28,12 +29,32 @@ public:
         std::memcpy(data_ + size_, text.data(), text.size());
         size_ += text.size();
     }
-    // As `%le` in the C locale, at most `number_size` characters.
-    void put_scientific(double value) {
-        char* const begin = data_ + size_;
-        const auto result =
-            std::to_chars(begin, begin + number_size, value, std::chars_format::scientific, 6);
-        size_ += static_cast<std::size_t>(result.ptr - begin);
+    void put_unsigned(std::uint64_t value) { take(std::to_chars(end(), limit(), value)); }
+    void put_signed(std::int64_t value) { take(std::to_chars(end(), limit(), value)); }
+    // As `%.<precision>f` in the C locale, at most `fixed_size + precision` characters.
+    void put_fixed(double value, int precision) {
+        take(std::to_chars(end(), limit(), value, std::chars_format::fixed, precision));
+    }
+    // As `%.<precision>e` in the C locale, at most `scientific_size + precision` characters.
+    void put_scientific(double value, int precision = 6) {
+        take(std::to_chars(end(), limit(), value, std::chars_format::scientific, precision));
+    }
+    // As `%.<precision>E`.
+    void put_capital_scientific(double value, int precision = 6) {
+        char* const begin = end();
+        put_scientific(value, precision);
+        std::transform(begin, end(), begin,
+                       [](char c) { return c >= 'a' ? static_cast<char>(c - 'a' + 'A') : c; });
+    }
+    // What `put` puts, with blanks ahead that make it at least `width` characters long.
+    template <class Put> void put_right(std::size_t width, const Put& put) {
+        char* const begin = end();
+        put();
+        const auto length = static_cast<std::size_t>(end() - begin);
+        if (length >= width) return;
+        std::memmove(begin + (width - length), begin, length);
+        std::memset(begin, ' ', width - length);
+        size_ += width - length;
     }
     void put_little_endian(std::uint32_t value) {
         for (int shift = 0; shift < 32; shift += 8) {
@@ -42,18 +63,23 @@ public:
     }
     void put_little_endian(float value) { put_little_endian(std::bit_cast<std::uint32_t>(value)); }
 
-    // Whether everything has reached the system.
-    bool flush() { return pass_on() && std::fflush(file_) == 0; }
-
-    static constexpr std::size_t capacity = 1 << 15;
-    static constexpr std::size_t number_size = 14; // "-1.797693e+308"
-
-private:
+    // Whether everything has reached the stream, which may hold it back still.
     bool pass_on() {
         const std::size_t size = size_;
         size_ = 0;
         return std::fwrite(data_, 1, size, file_) == size;
     }
+    // Whether everything has reached the system.
+    bool flush() { return pass_on() && std::fflush(file_) == 0; }
+
+    static constexpr std::size_t capacity = 1 << 15;
+    static constexpr std::size_t fixed_size = 311;    // sign, 309 digits, point
+    static constexpr std::size_t scientific_size = 8; // "-1." and "e+308"
+
+private:
+    char* end() { return data_ + size_; }
+    char* limit() { return data_ + capacity; }
+    void take(std::to_chars_result result) { size_ = static_cast<std::size_t>(result.ptr - data_); }
 
     std::FILE* file_;
     std::size_t size_ = 0;

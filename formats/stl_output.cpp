@@ -71,7 +71,8 @@ void put_text(const facet& f, output_buffer& output) {
 bool stl_write_text(std::FILE* file, const dense2D<double>& pos,
                     const dense2D<unsigned int>& connect) {
     constexpr std::size_t words_size = 120; // the words of a facet, and of a solid
-    constexpr std::size_t facet_size = words_size + 12 * (output_buffer::number_size + 1);
+    constexpr std::size_t number_size = output_buffer::scientific_size + 6;
+    constexpr std::size_t facet_size = words_size + 12 * (number_size + 1);
     output_buffer output(file);
     output.put("solid KV7\n");
     for (std::size_t k = 0; k < connect.cols(); ++k) {
