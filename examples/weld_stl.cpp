@@ -4,10 +4,11 @@
 //
 // Where the Euler characteristic that the surface must have is given, another one is a failure.
 //
-// The job is STL_input, a look at how the facets hang together, and STL_output. STL_input reads,
-// welds and cleans in one go and tells no figures, so the program does these steps a second time,
-// one by one: it takes the facets from the file as they stand there, welds them with merge and
-// cleans them with remove_degenerated and simplify. Both ways must end with the same mesh.
+// The job is STL_input, a look at how the facets hang together and at their shapes, and STL_output.
+// STL_input reads, welds and cleans in one go and tells no figures, so the program does these steps
+// a second time, one by one: it takes the facets from the file as they stand there, welds them with
+// merge and cleans them with remove_degenerated and simplify. Both ways must end with the same
+// mesh.
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -24,6 +25,7 @@
 
 #include <tessmaker/tessmaker.h>
 
+#include "surface_quality.h"
 #include "surface_topology.h"
 
 using kv7::dense2D;
@@ -208,12 +210,19 @@ void print_figures(std::size_t nbr_corners, const mesh& result, double tolerance
     }
 }
 
-void print_times(double input_time, double topology_time, double output_time,
-                 const step_times& times) {
+struct job_times {
+    double input = 0.0;
+    double topology = 0.0;
+    double quality = 0.0;
+    double output = 0.0;
+};
+
+void print_times(const job_times& job, const step_times& times) {
     std::printf("\n%-24s%14s\n", "the job", "ms");
-    print_time("  read, weld and clean", input_time, "STL_input");
-    print_time("  topology", topology_time, "get_neighbors, get_mesh_boundaries, copy_edges");
-    print_time("  write", output_time, "STL_output");
+    print_time("  read, weld and clean", job.input, "STL_input");
+    print_time("  topology", job.topology, "get_neighbors, get_mesh_boundaries, copy_edges");
+    print_time("  quality", job.quality, "shape_qualities, min_quality");
+    print_time("  write", job.output, "STL_output");
     std::printf("\n%-24s%14s\n", "reading step by step", "ms");
     print_time("  read", times.read, "by this program, facets as they stand");
     print_time("  weld", times.weld, "merge");
@@ -225,9 +234,10 @@ int run(const char* in_name, const char* out_name, const char* characteristic) {
     if (!in) return fail(in_name, std::strerror(errno));
 
     mesh result;
+    job_times job;
     const stopwatch input;
     const int in_code = kv7::tessmaker::STL_input(in.get(), result.pos, result.connect);
-    const double input_time = input.milliseconds();
+    job.input = input.milliseconds();
     if (std::ferror(in.get())) return fail(in_name, "can't be read");
     if (in_code < 0) return fail(in_name, input_failure(in_code));
 
@@ -253,20 +263,29 @@ int run(const char* in_name, const char* out_name, const char* characteristic) {
     if (!find_topology(result.pos.cols(), result.connect, topology)) {
         return fail(in_name, "out of memory");
     }
-    const double topology_time = joining.milliseconds();
+    job.topology = joining.milliseconds();
     if (!topology.adds_up()) return fail(in_name, "the sides of its facets do not add up");
+
+    surface_quality quality;
+    const stopwatch rating;
+    if (!find_quality(result.pos, result.connect, quality)) return fail(in_name, "out of memory");
+    job.quality = rating.milliseconds();
+    if (!quality.adds_up(result.connect.cols())) {
+        return fail(in_name, "the ratings of its facets do not add up");
+    }
 
     errno = 0;
     const stopwatch output;
     if (kv7::tessmaker::STL_output(out_name, result.pos, result.connect, is_text) < 0) {
         return fail(out_name, errno != 0 ? std::strerror(errno) : "can't be written");
     }
-    const double output_time = output.milliseconds();
+    job.output = output.milliseconds();
 
     std::printf("%s, %s\n\n", in_name, is_text ? "text" : "binary");
     print_figures(nbr_corners, result, tolerance);
     print_topology(topology);
-    print_times(input_time, topology_time, output_time, times);
+    print_quality(result.pos, result.connect, quality);
+    print_times(job, times);
     std::printf("\nwritten to %s, %s\n", out_name, is_text ? "text" : "binary");
     if (characteristic && topology.characteristic() != std::strtoll(characteristic, nullptr, 10)) {
         return fail(in_name, "not the Euler characteristic that was expected");

@@ -13,6 +13,7 @@
 
 #include "support/meshes.h"
 #include "tessmaker/formats.h"
+#include "tessmaker/quality.h"
 
 using namespace kv7;
 using namespace kv7::tessmaker;
@@ -132,6 +133,79 @@ TEST_F(weld_stl, tells_the_topology_of_the_sample) {
     EXPECT_EQ(figure(result, "of three or more"), 144);
     EXPECT_EQ(figure(result, "edges"), 1248 + 144);
     EXPECT_EQ(figure(result, "Euler characteristic"), 2 + 2 - (81 - 144));
+}
+
+// The lines from `what` up to the next empty one.
+std::string section(const program_run& run, const std::string& what) {
+    const std::size_t begin = run.output.find("\n" + what) + 1;
+    return run.output.substr(begin, run.output.find("\n\n", begin) + 1 - begin);
+}
+
+// Halves of squares of side 2.5, the corners shaken by 0.01. The half of a square has
+// 2 sqrt(3) / (2 + sqrt(2)) / sqrt(2) = 0.7174.
+TEST_F(weld_stl, tells_the_quality_of_the_sample) {
+    const program_run result = run(SAMPLE, file("out.stl"));
+    const std::string quality = section(result, "quality ");
+    EXPECT_NE(quality.find("  0.7 to 0.8                      1024  ####"), std::string::npos)
+        << quality;
+    EXPECT_NEAR(figure(result, "mean quality"), 0.7174, 0.0005);
+
+    dense2D<double> pos;
+    dense2D<unsigned int> connect;
+    ASSERT_EQ(STL_input(SAMPLE, pos, connect), 0);
+    double q_min = 0.0;
+    unsigned int worst = 0;
+    ASSERT_EQ(min_quality(pos, connect, ET_TRIA3, q_min, worst), 0);
+    EXPECT_NEAR(figure(result, "worst quality"), q_min, 1e-6);
+    EXPECT_EQ(figure(result, "worst facet"), worst);
+    std::string corners;
+    for (std::size_t r = 0; r < 3; ++r) {
+        const double* const p = pos.column(connect(r, worst));
+        char line[128];
+        std::snprintf(line, sizeof line, "  corner, node %23u  (%.9g, %.9g, %.9g)\n",
+                      connect(r, worst), p[0], p[1], p[2]);
+        corners += line;
+    }
+    EXPECT_EQ(quality.substr(quality.find("  corner")), corners);
+}
+
+TEST_F(weld_stl, counts_facets_by_quality_and_names_the_worst) {
+    // A right one, a flat one, and one that is nearly equilateral.
+    const fs::path in = file("in.stl", "solid\n" + facet("0 0 0", "1 0 0", "0 1 0") +
+                                           facet("5 0 0", "9 0 0", "7 0.125 0") +
+                                           facet("0 0 2", "1 0 2", "0.5 0.875 2") + "endsolid\n");
+    const program_run result = run(in, file("out.stl"));
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    const std::string bar = "  ################################\n";
+    EXPECT_EQ(section(result, "quality "),
+              "quality                         facets  0 is flat, 1 equilateral\n"
+              "  0.0 to 0.1                         1" +
+                  bar +
+                  "  0.1 to 0.2                         0\n"
+                  "  0.2 to 0.3                         0\n"
+                  "  0.3 to 0.4                         0\n"
+                  "  0.4 to 0.5                         0\n"
+                  "  0.5 to 0.6                         0\n"
+                  "  0.6 to 0.7                         0\n"
+                  "  0.7 to 0.8                         1" +
+                  bar +
+                  "  0.8 to 0.9                         0\n"
+                  "  0.9 to 1.0                         1" +
+                  bar +
+                  // (0.0541 + 0.7174 + 0.9974) / 3
+                  "mean quality                  0.589633\n"
+                  // 2 sqrt(3) * 0.5 / (4 * (4 + 2 sqrt(4 + 1 / 64)))
+                  "worst quality                0.0540738\n"
+                  "worst facet                          1\n"
+                  "  corner, node                       3  (5, 0, 0)\n"
+                  "  corner, node                       4  (9, 0, 0)\n"
+                  "  corner, node                       5  (7, 0.125, 0)\n");
+}
+
+TEST_F(weld_stl, has_no_worst_facet_without_facets) {
+    const program_run result = run(file("in.stl", "solid x\nendsolid x\n"), file("out.stl"));
+    EXPECT_EQ(figure(result, "0.9 to 1.0"), 0);
+    EXPECT_EQ(result.output.find("worst quality"), std::string::npos);
 }
 
 TEST_F(weld_stl, fails_where_another_euler_characteristic_is_expected) {
