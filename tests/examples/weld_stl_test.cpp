@@ -1,78 +1,33 @@
-// Runs the program as its users do: on files, with its output read back.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
+#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
-#include <sstream>
 #include <string>
 
+#include "examples/program_test.h"
 #include "support/meshes.h"
 #include "tessmaker/formats.h"
 #include "tessmaker/quality.h"
 
 using namespace kv7;
 using namespace kv7::tessmaker;
+using namespace test;
 
 namespace {
 
 namespace fs = std::filesystem;
 
-struct program_run {
-    int exit_code;
-    std::string output;
-    std::string errors;
-};
-
-std::string text_of(const fs::path& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-class weld_stl : public testing::Test {
+class weld_stl : public program_test {
 protected:
-    // A folder for each test, as tests may run side by side.
-    weld_stl()
-        : folder_(fs::path("weld_stl") /
-                  testing::UnitTest::GetInstance()->current_test_info()->name()) {
-        fs::remove_all(folder_);
-        fs::create_directories(folder_);
-    }
-
-    fs::path file(const std::string& name) const { return folder_ / name; }
-
-    fs::path file(const std::string& name, const std::string& content) const {
-        std::ofstream(file(name), std::ios::binary) << content;
-        return file(name);
-    }
-
     program_run run(const std::string& arguments) const {
-        const std::string command = std::string("'") + WELD_STL + "' " + arguments + " >'" +
-                                    file("stdout").string() + "' 2>'" + file("stderr").string() +
-                                    "'";
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(file("stdout")),
-                text_of(file("stderr"))};
+        return program_test::run(WELD_STL, arguments);
     }
     program_run run(const fs::path& in, const fs::path& out) const {
         return run("'" + in.string() + "' '" + out.string() + "'");
     }
-
-private:
-    fs::path folder_;
 };
-
-// The number behind `what` in the report; -1 when it isn't there.
-double figure(const program_run& run, const std::string& what) {
-    std::smatch match;
-    const std::regex line(what + " +([-+.0-9e]+)");
-    return std::regex_search(run.output, match, line) ? std::stod(match[1]) : -1.0;
-}
 
 std::string facet(const char* a, const char* b, const char* c) {
     return std::string("facet normal 0 0 1\nouter loop\nvertex ") + a + "\nvertex " + b +
