@@ -1,5 +1,5 @@
 // Assembly and repair of meshes: welding nodes, removing collapsed elements and unused nodes,
-// listing edges.
+// copying and clipping, listing edges.
 //
 // `pos` holds coordinates, 2 or 3 rows, one column per node, packed (`ld == rows`) for `merge`. A
 // connectivity has one column per element, 0-based node IDs, 0xFFFFFFFF for an absent node. A pair
@@ -90,6 +90,54 @@ TESSMAKER_API int simplify(dense2D<double>& pos, dense2D<unsigned int>& connect,
                            dense1D<unsigned int, 8>& new_IDs, unsigned int first_node);
 TESSMAKER_API int simplify(dense2D<double>& pos, dense2D<unsigned int>& connect,
                            unsigned int first_node);
+
+// Appends a copy of each node that `connect` uses to `pos`, in the order in which they are first
+// seen, and makes `connect_out` the copy of `connect` that refers to the new nodes, whatever it
+// held. Nothing is checked: the IDs must be columns of `pos`, or 0xFFFFFFFF, which stays. Returns
+// 0; -199 when memory fails, `pos` may have grown by then.
+TESSMAKER_API int copy_mesh(dense2D<double>& pos, dense2D<unsigned int>& connect_out,
+                            const dense2D<unsigned int>& connect);
+
+// A pattern: appends `nbr_copies` copies of the mesh to `pos` and to `connect_out`. Copy k, from 1
+// on, is the source turned by k * angle (k * rotation) about `center`, and then shifted by
+// k * shift, as `rotate` and `translate` do it (geometry.h). The source stays and is not among the
+// copies. A `connect_out` that holds columns of other rows than `connect` gets none.
+// Returns 0, with nothing done for an empty `pos`; -199 when memory fails, with the copies made so
+// far. A copy for which `connect_out` can't grow is left out of it.
+TESSMAKER_API int copy_mesh(dense2D<double>& pos, dense2D<unsigned int>& connect_out,
+                            const vector_fixed<double, 2>& shift,
+                            const vector_fixed<double, 2>& center, double angle,
+                            unsigned int nbr_copies, const dense2D<unsigned int>& connect);
+TESSMAKER_API int copy_mesh(dense2D<double>& pos, dense2D<unsigned int>& connect_out,
+                            const vector_fixed<double, 3>& shift,
+                            const vector_fixed<double, 3>& center,
+                            const vector_fixed<double, 3>& rotation, unsigned int nbr_copies,
+                            const dense2D<unsigned int>& connect);
+
+// The mirror image: a copy as by the first `copy_mesh`, its nodes reflected in the line or plane
+// through `point` across `normal`, which may have any length. Node orders are kept, so the elements
+// are oriented the opposite way: solids have negative volumes. A 2D call leaves the third row as it
+// is; a 3D one gives a 2-row `pos` a third row of 0.
+// Returns 0, with nothing done for an empty `pos`. -4: the squared length of `normal` is 0;
+// nothing is done. -199: as `copy_mesh`.
+TESSMAKER_API int copy_sym_mesh(dense2D<double>& pos, dense2D<unsigned int>& connect_out,
+                                const vector_fixed<double, 2>& point,
+                                const vector_fixed<double, 2>& normal,
+                                const dense2D<unsigned int>& connect);
+TESSMAKER_API int copy_sym_mesh(dense2D<double>& pos, dense2D<unsigned int>& connect_out,
+                                const vector_fixed<double, 3>& point,
+                                const vector_fixed<double, 3>& normal,
+                                const dense2D<unsigned int>& connect);
+
+// Appends to `kept` the elements that lie wholly on the side of a plane to which `normal` points,
+// the plane through `point` included, in their order. What `kept` holds stays. The nodes of an
+// element end at its first 0xFFFFFFFF. Rows that `pos` lacks count as a coordinate of `point`.
+// Returns 0, also for an empty `connect`. -2: an ID that is no column of `pos`. -4: `normal` is
+// zero throughout. -5: `kept` holds columns of other rows than `connect`. -199: out of memory. On
+// failure `kept` is as it was.
+TESSMAKER_API int clip(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
+                       const vector_fixed<double, 3>& point, const vector_fixed<double, 3>& normal,
+                       dense2D<unsigned int>& kept);
 
 // Appends to `edges` (2 rows) the distinct edges of one or several connectivities, as pairs of
 // corner nodes with the smaller ID in row 0, ascending by row 0, then row 1, without those in

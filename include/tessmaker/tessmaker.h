@@ -6,6 +6,7 @@
 #include "tessmaker/containers.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/formats.h"
+#include "tessmaker/geometry.h"
 #include "tessmaker/histogram.h"
 #include "tessmaker/index_arrays.h"
 #include "tessmaker/metric_algebra.h"

@@ -94,6 +94,36 @@ TEST(exports, index_arrays) {
     EXPECT_EXPORTED(count_unique_indices, int(const id_array*, const id_array*));
 }
 
+TEST(exports, geometry) {
+    using point_2d = vector_fixed<double, 2>;
+    using point_3d = vector_fixed<double, 3>;
+    EXPECT_EXPORTED(inc_bounding_box, int(const points&, point_2d&, point_2d&));
+    EXPECT_EXPORTED(inc_bounding_box, int(const points&, const id_list&, point_2d&, point_2d&));
+    EXPECT_EXPORTED(inc_bounding_box, int(const points&, const id_array&, point_2d&, point_2d&));
+    EXPECT_EXPORTED(inc_bounding_box, int(const points&, point_3d&, point_3d&));
+    EXPECT_EXPORTED(inc_bounding_box, int(const points&, const id_list&, point_3d&, point_3d&));
+    EXPECT_EXPORTED(inc_bounding_box, int(const points&, const id_array&, point_3d&, point_3d&));
+    EXPECT_EXPORTED(centroids, int(const points&, const id_array&, points&, element_type));
+    EXPECT_EXPORTED(translate, int(points&, const point_2d&));
+    EXPECT_EXPORTED(translate, int(points&, const point_2d&, const id_list&));
+    EXPECT_EXPORTED(translate, int(points&, const point_2d&, const id_array&));
+    EXPECT_EXPORTED(translate, int(points&, const point_3d&));
+    EXPECT_EXPORTED(translate, int(points&, const point_3d&, const id_list&));
+    EXPECT_EXPORTED(translate, int(points&, const point_3d&, const id_array&));
+    EXPECT_EXPORTED(rotate, int(points&, const point_2d&, double));
+    EXPECT_EXPORTED(rotate, int(points&, const point_2d&, double, const id_list&));
+    EXPECT_EXPORTED(rotate, int(points&, const point_2d&, double, const id_array&));
+    EXPECT_EXPORTED(rotate, int(points&, const point_3d&, const point_3d&));
+    EXPECT_EXPORTED(rotate, int(points&, const point_3d&, const point_3d&, const id_list&));
+    EXPECT_EXPORTED(rotate, int(points&, const point_3d&, const point_3d&, const id_array&));
+    EXPECT_EXPORTED(zoom, int(points&, const point_2d&, double));
+    EXPECT_EXPORTED(zoom, int(points&, const point_2d&, double, const id_list&));
+    EXPECT_EXPORTED(zoom, int(points&, const point_2d&, double, const id_array&));
+    EXPECT_EXPORTED(zoom, int(points&, const point_3d&, double));
+    EXPECT_EXPORTED(zoom, int(points&, const point_3d&, double, const id_list&));
+    EXPECT_EXPORTED(zoom, int(points&, const point_3d&, double, const id_array&));
+}
+
 TEST(exports, node_detector) {
     using point_2d = vector_fixed<double, 2>;
     using point_3d = vector_fixed<double, 3>;
@@ -142,6 +172,22 @@ TEST(exports, repair) {
     EXPECT_EXPORTED(simplify, int(points&, id_array&, id_array&, unsigned));
     EXPECT_EXPORTED(simplify, int(points&, id_array&, id_list&, unsigned));
     EXPECT_EXPORTED(simplify, int(points&, id_array&, unsigned));
+}
+
+TEST(exports, copies) {
+    using point_2d = vector_fixed<double, 2>;
+    using point_3d = vector_fixed<double, 3>;
+    EXPECT_EXPORTED(copy_mesh, int(points&, id_array&, const id_array&));
+    EXPECT_EXPORTED(copy_mesh, int(points&, id_array&, const point_2d&, const point_2d&, double,
+                                   unsigned, const id_array&));
+    EXPECT_EXPORTED(copy_mesh, int(points&, id_array&, const point_3d&, const point_3d&,
+                                   const point_3d&, unsigned, const id_array&));
+    EXPECT_EXPORTED(copy_sym_mesh,
+                    int(points&, id_array&, const point_2d&, const point_2d&, const id_array&));
+    EXPECT_EXPORTED(copy_sym_mesh,
+                    int(points&, id_array&, const point_3d&, const point_3d&, const id_array&));
+    EXPECT_EXPORTED(
+        clip, int(const points&, const id_array&, const point_3d&, const point_3d&, id_array&));
 }
 
 TEST(exports, formats) {

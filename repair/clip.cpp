@@ -1,0 +1,77 @@
+#include <algorithm>
+#include <cstddef>
+
+#include "core/element_table.h"
+#include "core/node_maps.h"
+#include "core/small_vectors.h"
+#include "tessmaker/repair.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+// Tells on which side of a plane nodes lie, and remembers it.
+class node_sides {
+public:
+    node_sides(const dense2D<double>& pos, const vector<3>& point, const vector<3>& normal)
+        : pos_(pos.column(0)), ld_(pos.ld()), rows_(std::min(pos.rows(), std::size_t{3})),
+          point_(point), normal_(normal) {}
+
+    // False when memory fails.
+    bool init(std::size_t nbr_nodes) { return sides_.resize(nbr_nodes, unknown); }
+
+    // Whether all nodes up to the first sentinel lie on the kept side.
+    bool keep(const unsigned int* column, std::size_t rows) {
+        short* const sides = sides_.data();
+        for (std::size_t r = 0; r < rows && column[r] != no_id; ++r) {
+            short& side = sides[column[r]];
+            if (side == unknown) side = classify(pos_ + column[r] * ld_);
+            if (side == dropped) return false;
+        }
+        return true;
+    }
+
+private:
+    static constexpr short unknown = 0;
+    static constexpr short kept = 1;
+    static constexpr short dropped = -1;
+
+    // A row that is missing counts as a coordinate of the point.
+    short classify(const double* p) const {
+        vector<3> d{};
+        for (std::size_t i = 0; i < rows_; ++i) d[i] = p[i] - point_[i];
+        return dot(d, normal_) >= 0.0 ? kept : dropped;
+    }
+
+    const double* pos_;
+    std::size_t ld_;
+    std::size_t rows_;
+    vector<3> point_;
+    vector<3> normal_;
+    dense1D<short, 8> sides_;
+};
+
+} // namespace
+
+int clip(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
+         const vector_fixed<double, 3>& point, const vector_fixed<double, 3>& normal,
+         dense2D<unsigned int>& kept) {
+    if (connect.empty()) return 0;
+    const std::size_t limit = std::min(pos.cols(), std::size_t{no_id});
+    if (!check_IDs(connect, static_cast<unsigned int>(limit))) return -2;
+    if (is_zero(normal)) return -4;
+    if (!kept.empty() && kept.rows() != connect.rows()) return -5;
+
+    node_sides sides(pos, point, normal);
+    dense1D<unsigned int, 8> columns;
+    if (!sides.init(pos.cols()) || !columns.resize(connect.cols())) return -199;
+    std::size_t nbr_kept = 0;
+    for (std::size_t c = 0; c < connect.cols(); ++c) {
+        if (!sides.keep(connect.column(c), connect.rows())) continue;
+        columns[nbr_kept++] = static_cast<unsigned int>(c);
+    }
+    columns.resize(nbr_kept); // never more, so in place
+    return kept.append(connect, columns) ? 0 : -199;
+}
+
+} // namespace kv7::tessmaker
