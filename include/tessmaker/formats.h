@@ -86,6 +86,102 @@ TESSMAKER_API int WavefrontOBJ_output(const char* filename, const dense2D<double
                                       element_type type2);
 TESSMAKER_API int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos,
                                       const dense2D<unsigned int>& connect, element_type type);
+// MEDIT, EnSight and VTK are written only. In these writers `pos` has one column per node; `begin`
+// and `end` bound a plain array of connectivities, with `types` one element_type for each, and the
+// forms with one or two connectivities are short for such a list. Empty connectivities are allowed.
+// Numbers are written the same way in every locale, node IDs and references up to 2^32 - 1. A
+// failure of the system to take the text is not reported.
+
+// Writes a mesh for the MEDIT viewer. Every element has a reference: the place of its connectivity
+// in the list, from 0, or its colour. Of an element only the corners are written; pyramids and
+// wedges go out as degenerate hexahedra. Elements stand by type, in the order of `element_type`,
+// each type in a section of its own; within it they keep their order, those of a mixed connectivity
+// too, and with colours the lower colour comes first. ET_PYRA13, ET_PENTA15, ET_NODE and ET_BAR_MIX
+// are checked and left out, and so are elements of colour 0xFFFFFFFF, which are not even checked.
+// `pos`: 1 to 3 rows. `colors`: one per column of `connect`.
+// Returns 0, in the form with colours also for an empty `connect`, without a file; -1: the file
+// can't be opened; -2: rows of `pos`; -4: `end` lies before `begin`; -5: the range has not as many
+// members as `types`, or `connect` not as many columns as `colors`; -3: a connectivity fails
+// check_IDs; -6: out of memory, for colours; -199: out of memory, for a mixed type. The file is
+// only touched after all checks; with colours -5 and -6 come before -2.
+TESSMAKER_API int medit_output(const char* filename, const dense2D<double>& pos,
+                               const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
+                               const dense1D<int, 8>& types);
+TESSMAKER_API int medit_output(const char* filename, const dense2D<double>& pos,
+                               const dense2D<unsigned int>& connect1,
+                               const dense2D<unsigned int>& connect2, element_type type1,
+                               element_type type2);
+TESSMAKER_API int medit_output(const char* filename, const dense2D<double>& pos,
+                               const dense2D<unsigned int>& connect, element_type type);
+TESSMAKER_API int medit_output(const char* filename, const dense2D<double>& pos,
+                               const dense2D<unsigned int>& connect, element_type type,
+                               const dense1D<unsigned int, 8>& colors);
+
+// Write a field for a MEDIT mesh of dimension `dim`, which goes to the header unchecked: one value
+// per node, or one column per node, as many rows as there are. A tensor has 3 rows in 2D and 6 in
+// 3D, and is written in the order of its rows. Return 0; -1: the file can't be opened; -2, tensors
+// only: another number of rows. The file is then there and empty, and its stream stays open for
+// the rest of the process.
+TESSMAKER_API int medit_scalar(const char* filename, unsigned int dim,
+                               const dense1D<double, 8>& values);
+TESSMAKER_API int medit_vector(const char* filename, unsigned int dim,
+                               const dense2D<double>& values);
+TESSMAKER_API int medit_tensor(const char* filename, const dense2D<double>& values);
+
+// Writes a mesh as an EnSight 6 geometry file in text, with node and element numbers from 1. Every
+// connectivity is a part, numbered by its place in the list from 1; an empty one and one of a type
+// without an EnSight element here leave their number unused: mixed types, of one shape or several,
+// ET_BAR_MIX, ET_NODE, all pyramids, ET_PENTA15. ET_QUAD9, ET_PENTA18 and ET_HEXA27 go out as
+// quad8, penta6 and hexa20. The elements of an ET_TRIA6 part are listed twice, in two orders.
+// `pos`: 1 to 3 rows, missing coordinates are 0. IDs needn't be columns of `pos`.
+// Returns 0; -1: the file can't be opened; -2: rows of `pos`; -4: `end` lies before `begin`; -5:
+// the range has not as many members as `types`; -3: a connectivity fails check_IDs with the limit
+// 0xFFFFFFFF. After -2 to -5 the file is there and empty, and its stream stays open for the rest of
+// the process.
+TESSMAKER_API int ensight_output(const char* filename, const dense2D<double>& pos,
+                                 const dense2D<unsigned int>* begin,
+                                 const dense2D<unsigned int>* end, const dense1D<int, 8>& types);
+TESSMAKER_API int ensight_output(const char* filename, const dense2D<double>& pos,
+                                 const dense2D<unsigned int>& connect1,
+                                 const dense2D<unsigned int>& connect2, element_type type1,
+                                 element_type type2);
+TESSMAKER_API int ensight_output(const char* filename, const dense2D<double>& pos,
+                                 const dense2D<unsigned int>& connect, element_type type);
+
+// Appends the elements of a connectivity to the lists of a VTK file: to `cells` the number of nodes
+// of each cell and then these, to `cell_types` VTK's number of its type; `nbr_cells` goes up by the
+// number of cells. An element of more nodes than its linear type is two cells, first the linear
+// one, then a set of points (type 2) with the other nodes. The last two nodes of tetrahedra change
+// places. Entries for which memory fails are lost.
+// Returns 0; -1: `connect` fails check_IDs with the limit 0xFFFFFFFF, or is empty; -2: a type
+// without a cell: mixed types, of one shape or several, ET_BAR_MIX, ET_NODE, ET_PYRA13, ET_PENTA15,
+// ET_UNKNOWN; this comes before the -1 for an empty `connect`. On failure nothing is appended.
+TESSMAKER_API int vtk_convert(const dense2D<unsigned int>& connect, element_type type,
+                              unsigned int& nbr_cells, dense1D<unsigned int, 8>& cells,
+                              dense1D<unsigned int, 8>& cell_types);
+
+// Writes an unstructured grid as a VTK legacy file in text, from lists as vtk_convert makes them.
+// `pos`: 2 or 3 rows. `nbr_cells` cells are written, as far as `cells` reaches. The stream is
+// neither flushed nor closed. Returns 0; -1: the stream is null; -2: rows of `pos`.
+TESSMAKER_API int vtk_output(std::FILE* file, const dense2D<double>& pos, unsigned int nbr_cells,
+                             const dense1D<unsigned int, 8>& cells,
+                             const dense1D<unsigned int, 8>& cell_types);
+// The same from connectivities, converted one after another; a mixed one is first sorted by
+// shape, most nodes first.
+// Returns 0; -1: the file can't be opened; -2: `pos` has not 2 or 3 rows; -4: `end` lies before
+// `begin`; -5: the range has not as many members as `types`; -3: a connectivity fails check_IDs;
+// -2: a type for which vtk_convert returns -2 and that has elements; -199: out of memory, for a
+// mixed type. After all of them but -1 the file is there and empty, and its stream stays open for
+// the rest of the process.
+TESSMAKER_API int vtk_output(const char* filename, const dense2D<double>& pos,
+                             const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
+                             const dense1D<int, 8>& types);
+TESSMAKER_API int vtk_output(const char* filename, const dense2D<double>& pos,
+                             const dense2D<unsigned int>& connect1,
+                             const dense2D<unsigned int>& connect2, element_type type1,
+                             element_type type2);
+TESSMAKER_API int vtk_output(const char* filename, const dense2D<double>& pos,
+                             const dense2D<unsigned int>& connect, element_type type);
 
 } // namespace kv7::tessmaker
 
