@@ -1,9 +1,18 @@
 // Mesh files: readers and writers.
 //
 // Functions take a file name or an open stream. -1 says that the file can't be opened, or that the
-// stream is null or in an error state. A stream that the caller opened stays open.
+// stream is null or in an error state. A stream that the caller opened stays open. A file opened by
+// name is closed again, unless a function says otherwise. The NASTRAN functions leave it open until
+// the process ends, and the end of what was written may wait in memory until then; where that
+// matters, pass a stream.
 //
 // Text is read and written the same way in every locale.
+//
+// Elements of several types travel in one array, in runs. `connect` has a column for each element
+// and as many rows as the largest needs; 0xFFFFFFFF below the nodes of the others. Run k holds the
+// columns `indices[k]` up to, not including, `indices[k + 1]`, all of the `element_type`
+// `types[k]`: `indices` begins with 0, ends with the number of columns and has one entry more than
+// `types`. `pids` holds a property number for each column.
 #ifndef TESSMAKER_FORMATS_H
 #define TESSMAKER_FORMATS_H
 
@@ -40,6 +49,78 @@ TESSMAKER_API int STL_output(std::FILE* file, const dense2D<double>& pos,
                              const dense2D<unsigned int>& connect, bool text);
 TESSMAKER_API int STL_output(const char* filename, const dense2D<double>& pos,
                              const dense2D<unsigned int>& connect, bool text);
+
+// Reads the nodes and elements of a NASTRAN bulk data file, in small, large and free fields. Every
+// card but GRID and those of BAR, BEAM, ROD, TRIA3, TRIA6, QUAD4, QUAD8, TETRA, PYRA (or PYRAM),
+// PENTA and HEXA, with or without a leading C, is skipped, and so is an element whose node count
+// fits no type. Bulk data is looked for from the first line on, up to ENDDATA, behind which a
+// stream is left, or the end of the file.
+//
+// `pos` gets 3 rows; node `id` of the file is column `id - 1`, zeros where an ID is not in use. An
+// element's ID is dropped. Node numbers of elements are not compared with the nodes there are.
+//
+// With all runs: a run ends wherever the type changes. With one connectivity: `type` is that of all
+// elements, ET_FACE_MIX or ET_SOLID_MIX if their linear types allow it, or ET_UNKNOWN, with
+// `connect` as above; the overload for a stream leaves it as it is where there is no element. With
+// two: the first two runs, as views of one array, and the rest is lost; outputs that there is no
+// run for stay as they are in the overload for a stream, and are emptied, with ET_UNKNOWN, in the
+// other. Returns 0; -1: see above, or a GRID card with ID 0, or one in free fields that can't be
+// read; -199: out of memory, by an ID far beyond the number of nodes too. On failure the arrays
+// hold what was read before, and in the last two forms only `pos` and `connect` do.
+TESSMAKER_API int NASTRAN_input(std::FILE* file, dense2D<double>& pos,
+                                dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& indices,
+                                dense1D<int, 8>& types, dense1D<unsigned int, 8>& pids);
+TESSMAKER_API int NASTRAN_input(std::FILE* file, dense2D<double>& pos,
+                                dense2D<unsigned int>& connect, element_type& type);
+TESSMAKER_API int NASTRAN_input(std::FILE* file, dense2D<double>& pos,
+                                dense2D<unsigned int>& connect1, dense2D<unsigned int>& connect2,
+                                element_type& type1, element_type& type2);
+TESSMAKER_API int NASTRAN_input(const char* filename, dense2D<double>& pos,
+                                dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& indices,
+                                dense1D<int, 8>& types, dense1D<unsigned int, 8>& pids);
+TESSMAKER_API int NASTRAN_input(const char* filename, dense2D<double>& pos,
+                                dense2D<unsigned int>& connect, element_type& type);
+TESSMAKER_API int NASTRAN_input(const char* filename, dense2D<double>& pos,
+                                dense2D<unsigned int>& connect1, dense2D<unsigned int>& connect2,
+                                element_type& type1, element_type& type2);
+
+// Writes a mesh as a NASTRAN bulk data deck: nodes as GRID* cards with 7 digits, elements in free
+// fields, numbered by their column. `pos`: 2 or 3 rows; z is 0 for 2. With one connectivity the
+// property of all elements is 1; with two it is 1 for the first and 2 for the second, and the
+// second is numbered on behind the first.
+//
+// Elements lose the nodes that their card has no place for: ET_BAR3, ET_PYRA14, ET_PENTA18 and
+// ET_HEXA27 become ET_BAR2, ET_PYRA13, ET_PENTA15 and ET_HEXA20. ET_UNKNOWN, ET_NODE and ET_BAR_MIX
+// are left out. ET_QUAD9 gets a card without meaning.
+// Returns 0, also if a write fails; -1: see above; -2: `pos` has neither 2 nor 3 rows; -3: a run
+// with fewer rows than its type needs, with an absent ID in a plain type or where a mixed type has
+// none, that ends before it begins or reaches beyond `connect`; an ET_FACE_MIX run of fewer than 4
+// rows, an ET_SOLID_MIX run of other than 8; -5: `indices` has not one entry more than `types`; -6:
+// `pids` has not one entry for each column; -199: out of memory. The checks come in the order -1,
+// -2, -5, -6, -3. Node IDs are not compared with `pos`. A file is created before the arguments are
+// checked.
+TESSMAKER_API int NASTRAN_output(std::FILE* file, const dense2D<double>& pos,
+                                 const dense2D<unsigned int>& connect,
+                                 const dense1D<unsigned int, 8>& indices,
+                                 const dense1D<int, 8>& types,
+                                 const dense1D<unsigned int, 8>& pids);
+TESSMAKER_API int NASTRAN_output(std::FILE* file, const dense2D<double>& pos,
+                                 const dense2D<unsigned int>& connect, element_type type);
+TESSMAKER_API int NASTRAN_output(std::FILE* file, const dense2D<double>& pos,
+                                 const dense2D<unsigned int>& connect1,
+                                 const dense2D<unsigned int>& connect2, element_type type1,
+                                 element_type type2);
+TESSMAKER_API int NASTRAN_output(const char* filename, const dense2D<double>& pos,
+                                 const dense2D<unsigned int>& connect,
+                                 const dense1D<unsigned int, 8>& indices,
+                                 const dense1D<int, 8>& types,
+                                 const dense1D<unsigned int, 8>& pids);
+TESSMAKER_API int NASTRAN_output(const char* filename, const dense2D<double>& pos,
+                                 const dense2D<unsigned int>& connect, element_type type);
+TESSMAKER_API int NASTRAN_output(const char* filename, const dense2D<double>& pos,
+                                 const dense2D<unsigned int>& connect1,
+                                 const dense2D<unsigned int>& connect2, element_type type1,
+                                 element_type type2);
 
 // Reads the vertices, normals, texture coordinates, triangles and quadrangles of a Wavefront OBJ
 // file. `pos` and `normals` get 3 rows, `textures` 1 to 3, as its first line has; one column for
