@@ -79,7 +79,10 @@ public:
 private:
     char* end() { return data_ + size_; }
     char* limit() { return data_ + capacity; }
-    void take(std::to_chars_result result) { size_ = static_cast<std::size_t>(result.ptr - data_); }
+    void take(std::to_chars_result result) {
+        // There is room; compilers that follow the other case see writes behind the end.
+        if (result.ec == std::errc()) size_ = static_cast<std::size_t>(result.ptr - data_);
+    }
 
     std::FILE* file_;
     std::size_t size_ = 0;

@@ -195,6 +195,32 @@ TEST(exports, formats) {
     EXPECT_EXPORTED(STL_input, int(const char*, points&, id_array&));
     EXPECT_EXPORTED(STL_output, int(std::FILE*, const points&, const id_array&, bool));
     EXPECT_EXPORTED(STL_output, int(const char*, const points&, const id_array&, bool));
+    using type_list = dense1D<int, 8>;
+    using value_list = dense1D<double, 8>;
+    EXPECT_EXPORTED(medit_output, int(const char*, const points&, const id_array*, const id_array*,
+                                      const type_list&));
+    EXPECT_EXPORTED(medit_output, int(const char*, const points&, const id_array&, const id_array&,
+                                      element_type, element_type));
+    EXPECT_EXPORTED(medit_output, int(const char*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(medit_output,
+                    int(const char*, const points&, const id_array&, element_type, const id_list&));
+    EXPECT_EXPORTED(medit_scalar, int(const char*, unsigned int, const value_list&));
+    EXPECT_EXPORTED(medit_vector, int(const char*, unsigned int, const points&));
+    EXPECT_EXPORTED(medit_tensor, int(const char*, const points&));
+    EXPECT_EXPORTED(ensight_output, int(const char*, const points&, const id_array*,
+                                        const id_array*, const type_list&));
+    EXPECT_EXPORTED(ensight_output, int(const char*, const points&, const id_array&,
+                                        const id_array&, element_type, element_type));
+    EXPECT_EXPORTED(ensight_output, int(const char*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(vtk_convert,
+                    int(const id_array&, element_type, unsigned int&, id_list&, id_list&));
+    EXPECT_EXPORTED(vtk_output,
+                    int(std::FILE*, const points&, unsigned int, const id_list&, const id_list&));
+    EXPECT_EXPORTED(vtk_output, int(const char*, const points&, const id_array*, const id_array*,
+                                    const type_list&));
+    EXPECT_EXPORTED(vtk_output, int(const char*, const points&, const id_array&, const id_array&,
+                                    element_type, element_type));
+    EXPECT_EXPORTED(vtk_output, int(const char*, const points&, const id_array&, element_type));
 }
 
 TEST(exports, edges) {
