@@ -1,0 +1,386 @@
+// How elements and edges are rated, on shaken regular meshes of about a million elements. The peers
+// are Verdict, the functions behind VTK's filter, called on gathered points; VTK's filters, of
+// which vtkMeshQuality knows no pyramids and wedges, so that vtkCellSizeFilter stands in; and, for
+// edges, the plain way of judging the metrics at both ends of each. `shuffled` means nodes and
+// elements in random order.
+#include <benchmark/benchmark.h>
+#include <lapack.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdlib>
+#include <numeric>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tessmaker/quality.h"
+#include "tessmaker/repair.h"
+
+#ifdef TESSMAKER_HAVE_VTK
+#include <vtkCellArray.h>
+#include <vtkCellData.h>
+#include <vtkCellType.h>
+#include <vtkDoubleArray.h>
+#include <vtkMeshQuality.h>
+#include <vtkNew.h>
+#include <vtkPoints.h>
+#include <vtkSmartPointer.h>
+#include <vtkUnstructuredGrid.h>
+
+// Debian has the library of VTK's Verdict, but not its header.
+extern "C" {
+double vtkverdict__v_tri_shape(int nbr_nodes, double coordinates[][3]);
+double vtkverdict__v_tet_shape(int nbr_nodes, double coordinates[][3]);
+double vtkverdict__v_pyramid_volume(int nbr_nodes, double coordinates[][3]);
+double vtkverdict__v_wedge_volume(int nbr_nodes, double coordinates[][3]);
+}
+#endif
+
+namespace {
+
+using kv7::dense1D;
+using kv7::dense2D;
+using kv7::element_type;
+namespace tm = kv7::tessmaker;
+
+struct mesh {
+    dense2D<double> pos;
+    dense2D<unsigned int> connect;
+    element_type type = kv7::ET_UNKNOWN;
+};
+
+// A block of nx by ny by nz cells, each of them cut into elements that are given by corners of the
+// cell: bit d of a corner is its side along axis d.
+struct block {
+    const char* name;
+    element_type type;
+    unsigned int nx, ny, nz;
+    std::vector<std::vector<unsigned int>> elements;
+};
+
+const std::vector<block>& blocks() {
+    static const std::vector<block> all{
+        {"triangles", kv7::ET_TRIA3, 1000, 500, 0, {{0, 1, 3}, {0, 3, 2}}},
+        {"quadrangles", kv7::ET_QUAD4, 1000, 1000, 0, {{0, 1, 3, 2}}},
+        {"tetrahedra",
+         kv7::ET_TETRA4,
+         55,
+         55,
+         55,
+         {{1, 0, 3, 7}, {3, 0, 2, 7}, {2, 0, 6, 7}, {6, 0, 4, 7}, {4, 0, 5, 7}, {5, 0, 1, 7}}},
+        {"pyramids",
+         kv7::ET_PYRA5,
+         69,
+         69,
+         69,
+         {{0, 1, 3, 2, 7}, {0, 2, 6, 4, 7}, {0, 4, 5, 1, 7}}},
+        {"wedges", kv7::ET_PENTA6, 79, 79, 79, {{0, 1, 3, 4, 5, 7}, {0, 3, 2, 4, 7, 6}}},
+        {"hexahedra", kv7::ET_HEXA8, 100, 100, 100, {{0, 1, 3, 2, 4, 5, 7, 6}}}};
+    return all;
+}
+
+mesh make(const block& b) {
+    const auto node = [&b](unsigned int i, unsigned int j, unsigned int k) {
+        return i + (b.nx + 1) * (j + (b.ny + 1) * k);
+    };
+    std::mt19937_64 random(1);
+    const auto shake = [&random] { return 0.2 * (static_cast<double>(random() >> 11) * 0x1p-53); };
+    mesh m;
+    m.type = b.type;
+    m.pos.resize(3, std::size_t{node(b.nx, b.ny, b.nz)} + 1);
+    for (unsigned int k = 0; k <= b.nz; ++k) {
+        for (unsigned int j = 0; j <= b.ny; ++j) {
+            for (unsigned int i = 0; i <= b.nx; ++i) {
+                double* const p = m.pos.column(node(i, j, k));
+                p[0] = i + shake();
+                p[1] = j + shake();
+                p[2] = k + shake();
+            }
+        }
+    }
+    const unsigned int layers = std::max(b.nz, 1U);
+    m.connect.resize(b.elements[0].size(), std::size_t{b.nx} * b.ny * layers * b.elements.size());
+    unsigned int* next = m.connect.column(0);
+    for (unsigned int k = 0; k < layers; ++k) {
+        for (unsigned int j = 0; j < b.ny; ++j) {
+            for (unsigned int i = 0; i < b.nx; ++i) {
+                for (const auto& corners : b.elements) {
+                    for (const unsigned int c : corners)
+                        *next++ = node(i + (c & 1U), j + (c >> 1 & 1U), k + (c >> 2));
+                }
+            }
+        }
+    }
+    return m;
+}
+
+std::vector<unsigned int> random_order(std::size_t n, std::mt19937_64& random) {
+    std::vector<unsigned int> order(n);
+    std::iota(order.begin(), order.end(), 0U);
+    std::shuffle(order.begin(), order.end(), random);
+    return order;
+}
+
+mesh shuffle(const mesh& source) {
+    std::mt19937_64 random(1);
+    const std::vector<unsigned int> node = random_order(source.pos.cols(), random);
+    const std::vector<unsigned int> column = random_order(source.connect.cols(), random);
+    mesh m{dense2D<double>(3, source.pos.cols()),
+           dense2D<unsigned int>(source.connect.rows(), source.connect.cols()), source.type};
+    for (std::size_t n = 0; n < node.size(); ++n)
+        std::copy_n(source.pos.column(n), 3, m.pos.column(node[n]));
+    for (std::size_t e = 0; e < column.size(); ++e) {
+        for (std::size_t r = 0; r < source.connect.rows(); ++r)
+            m.connect(r, column[e]) = node[source.connect(r, e)];
+    }
+    return m;
+}
+
+// The mesh of a name, "SHAPE_natural" or "SHAPE_shuffled". The one of the last call is kept:
+// benchmarks on one mesh follow each other.
+const mesh& mesh_of(const std::string& name) {
+    static std::string kept_name;
+    static mesh kept;
+    if (name == kept_name) return kept;
+    const std::string shape = name.substr(0, name.find('_'));
+    const auto b = std::find_if(blocks().begin(), blocks().end(),
+                                [&shape](const block& each) { return each.name == shape; });
+    kept = make(*b);
+    if (name != shape + "_natural") kept = shuffle(kept);
+    kept_name = name;
+    return kept;
+}
+
+void report_worst(benchmark::State& state, const double* values, std::size_t n) {
+    const double worst = *std::min_element(values, values + n);
+    state.counters["worst"] = worst;
+    if (!(worst > 0.0)) state.SkipWithError("an element is not good");
+}
+
+using rate = int (*)(const dense2D<double>&, const dense2D<unsigned int>&, element_type,
+                     dense1D<double, 8>&);
+
+void rate_ours(benchmark::State& state, const std::string& name, rate function) {
+    const mesh& m = mesh_of(name);
+    dense1D<double> values;
+    for (auto _ : state) {
+        values.clear_hard();
+        if (function(m.pos, m.connect, m.type, values) != 0) state.SkipWithError("failed");
+    }
+    report_worst(state, values.data(), values.size());
+}
+
+#ifdef TESSMAKER_HAVE_VTK
+// VTK measures as positive what we do, but for tetrahedra, which stand on the other side there.
+template <class Id>
+void copy_in_vtk_order(element_type type, const unsigned int* column, std::size_t n, Id* ids) {
+    std::copy_n(column, n, ids);
+    if (type == kv7::ET_TETRA4) std::swap(ids[0], ids[1]);
+}
+
+template <std::size_t N>
+void rate_verdict(benchmark::State& state, const std::string& name,
+                  double (*function)(int, double[][3])) {
+    const mesh& m = mesh_of(name);
+    std::vector<double> values;
+    for (auto _ : state) {
+        values = std::vector<double>(m.connect.cols());
+        for (std::size_t c = 0; c < values.size(); ++c) {
+            unsigned int ids[N];
+            copy_in_vtk_order(m.type, m.connect.column(c), N, ids);
+            double points[N][3];
+            for (std::size_t r = 0; r < N; ++r) std::copy_n(m.pos.column(ids[r]), 3, points[r]);
+            values[c] = function(static_cast<int>(N), points);
+        }
+        benchmark::DoNotOptimize(values.data());
+    }
+    report_worst(state, values.data(), values.size());
+}
+
+int vtk_type_of(element_type type) {
+    switch (type) {
+    case kv7::ET_TRIA3: return VTK_TRIANGLE;
+    case kv7::ET_QUAD4: return VTK_QUAD;
+    case kv7::ET_TETRA4: return VTK_TETRA;
+    case kv7::ET_PYRA5: return VTK_PYRAMID;
+    case kv7::ET_PENTA6: return VTK_WEDGE;
+    default: return VTK_HEXAHEDRON;
+    }
+}
+
+// Kept as the mesh is.
+vtkUnstructuredGrid& grid_of(const std::string& name) {
+    static std::string kept_name;
+    static vtkSmartPointer<vtkUnstructuredGrid> kept;
+    if (name == kept_name) return *kept;
+    const mesh& m = mesh_of(name);
+    vtkNew<vtkPoints> points;
+    points->SetDataTypeToDouble();
+    points->SetNumberOfPoints(static_cast<vtkIdType>(m.pos.cols()));
+    for (std::size_t n = 0; n < m.pos.cols(); ++n)
+        points->SetPoint(static_cast<vtkIdType>(n), m.pos.column(n));
+    vtkNew<vtkCellArray> cells;
+    std::array<vtkIdType, 8> ids{};
+    for (std::size_t c = 0; c < m.connect.cols(); ++c) {
+        copy_in_vtk_order(m.type, m.connect.column(c), m.connect.rows(), ids.data());
+        cells->InsertNextCell(static_cast<vtkIdType>(m.connect.rows()), ids.data());
+    }
+    kept = vtkSmartPointer<vtkUnstructuredGrid>::New();
+    kept->SetPoints(points);
+    kept->SetCells(vtk_type_of(m.type), cells);
+    kept_name = name;
+    return *kept;
+}
+
+void rate_vtk(benchmark::State& state, const std::string& name, void (*set_up)(vtkMeshQuality&)) {
+    vtkUnstructuredGrid& grid = grid_of(name);
+    for (auto _ : state) {
+        vtkNew<vtkMeshQuality> filter;
+        set_up(*filter);
+        filter->SetInputData(&grid);
+        filter->Update();
+        state.PauseTiming();
+        auto* const found =
+            vtkDoubleArray::SafeDownCast(filter->GetOutput()->GetCellData()->GetArray("Quality"));
+        report_worst(state, found->GetPointer(0),
+                     static_cast<std::size_t>(grid.GetNumberOfCells()));
+        state.ResumeTiming();
+    }
+}
+
+void choose_shape(vtkMeshQuality& filter) { filter.SetHexQualityMeasureToShape(); }
+
+// A triangle has none in VTK: the same in all places, it is twice the area.
+void choose_jacobian(vtkMeshQuality& filter) {
+    filter.SetTriangleQualityMeasureToArea();
+    filter.SetQuadQualityMeasureToJacobian();
+    filter.SetTetQualityMeasureToJacobian();
+    filter.SetHexQualityMeasureToJacobian();
+}
+#endif
+
+// Sizes from 1 to 2 along turning axes.
+dense2D<double> metrics_of(const mesh& m) {
+    dense2D<double> metrics(6, m.pos.cols());
+    for (std::size_t n = 0; n < m.pos.cols(); ++n) {
+        const double* const p = m.pos.column(n);
+        const std::array<double, 3> axis{std::sin(p[0]), std::cos(p[0]) * std::sin(p[1]),
+                                         std::cos(p[0]) * std::cos(p[1])};
+        const double stretch = 0.75 * (0.5 + 0.5 * std::sin(p[2]));
+        double* entry = metrics.column(n);
+        for (std::size_t j = 0; j < 3; ++j) {
+            for (std::size_t i = 0; i <= j; ++i)
+                *entry++ = (i == j ? 1.0 : 0.0) - stretch * axis[i] * axis[j];
+        }
+    }
+    return metrics;
+}
+
+void edges_ours(benchmark::State& state, const std::string& name) {
+    const mesh& m = mesh_of(name);
+    const dense2D<double> metrics = metrics_of(m);
+    for (auto _ : state) {
+        kv7::misc::histogram lengths(0.0, 4.0, 40);
+        if (tm::edge_qualities(m.pos, m.connect, m.type, metrics, lengths,
+                               dense2D<unsigned int>()) <= 0)
+            state.SkipWithError("failed");
+        state.counters["mean"] = lengths.mean();
+    }
+}
+
+bool is_valid_by_dspev(const double* metric) {
+    std::array<double, 6> packed{};
+    std::copy_n(metric, 6, packed.begin());
+    std::array<double, 3> values{};
+    std::array<double, 9> work{};
+    const char job = 'N';
+    const char upper = 'U';
+    const lapack_int n = 3;
+    const lapack_int ld = 1;
+    lapack_int info = 0;
+    LAPACK_dspev(&job, &upper, &n, packed.data(), values.data(), nullptr, &ld, work.data(), &info);
+    return info == 0 && values[0] > 0.0;
+}
+
+double length2(const std::array<double, 3>& d, const double* m) {
+    return d[0] * (m[0] * d[0] + m[1] * d[1] + m[3] * d[2]) +
+           d[1] * (m[1] * d[0] + m[2] * d[1] + m[4] * d[2]) +
+           d[2] * (m[3] * d[0] + m[4] * d[1] + m[5] * d[2]);
+}
+
+void edges_dspev(benchmark::State& state, const std::string& name) {
+    const mesh& m = mesh_of(name);
+    const dense2D<double> metrics = metrics_of(m);
+    for (auto _ : state) {
+        kv7::misc::histogram lengths(0.0, 4.0, 40);
+        dense2D<unsigned int> edges;
+        if (tm::copy_edges(m.connect, m.type, edges, dense2D<unsigned int>()) != 0)
+            state.SkipWithError("failed");
+        for (std::size_t e = 0; e < edges.cols(); ++e) {
+            const unsigned int a = edges(0, e);
+            const unsigned int b = edges(1, e);
+            if (!is_valid_by_dspev(metrics.column(a)) || !is_valid_by_dspev(metrics.column(b)))
+                continue;
+            std::array<double, 3> d{};
+            for (std::size_t k = 0; k < 3; ++k) d[k] = m.pos(k, b) - m.pos(k, a);
+            const double l0 = std::sqrt(length2(d, metrics.column(a)));
+            const double l1 = std::sqrt(length2(d, metrics.column(b)));
+            double quality = 0.0;
+            tm::edge_quality(l0 * l1, l0, l1, quality);
+            lengths.process(quality);
+        }
+        state.counters["mean"] = lengths.mean();
+    }
+}
+
+template <class Function, class... Arguments>
+void add(const std::string& task, const char* who, Function function, Arguments... arguments) {
+    benchmark::RegisterBenchmark(("quality/" + task + "/" + who).c_str(), function, arguments...)
+        ->Unit(benchmark::kMillisecond);
+}
+
+void add_benchmarks(const block& b, const std::string& numbering) {
+    const std::string name = b.name + numbering;
+    const bool has_shapes =
+        b.type == kv7::ET_TRIA3 || b.type == kv7::ET_TETRA4 || b.type == kv7::ET_HEXA8;
+    if (has_shapes) add("shapes_" + name, "ours", rate_ours, name, tm::shape_qualities);
+#ifdef TESSMAKER_HAVE_VTK
+    if (b.type == kv7::ET_TRIA3) {
+        add("shapes_" + name, "verdict", rate_verdict<3>, name, vtkverdict__v_tri_shape);
+    } else if (b.type == kv7::ET_TETRA4) {
+        add("shapes_" + name, "verdict", rate_verdict<4>, name, vtkverdict__v_tet_shape);
+    } else if (b.type == kv7::ET_HEXA8) {
+        add("shapes_" + name, "vtk", rate_vtk, name, choose_shape);
+    }
+#endif
+    add("jacobians_" + name, "ours", rate_ours, name, tm::jacobians);
+#ifdef TESSMAKER_HAVE_VTK
+    if (b.type == kv7::ET_PYRA5) {
+        add("jacobians_" + name, "verdict", rate_verdict<5>, name, vtkverdict__v_pyramid_volume);
+    } else if (b.type == kv7::ET_PENTA6) {
+        add("jacobians_" + name, "verdict", rate_verdict<6>, name, vtkverdict__v_wedge_volume);
+    } else {
+        add("jacobians_" + name, "vtk", rate_vtk, name, choose_jacobian);
+    }
+#endif
+    if (b.type == kv7::ET_TETRA4) {
+        add("edges_" + name, "ours", edges_ours, name);
+        add("edges_" + name, "dspev", edges_dspev, name);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    setenv("VTK_SMP_BACKEND_IN_USE", "Sequential", 1); // one thread, as ours
+    for (const block& b : blocks()) {
+        add_benchmarks(b, "_natural");
+        add_benchmarks(b, "_shuffled");
+    }
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
