@@ -10,8 +10,8 @@ declare -A packages=(
     [format]="clang-format"
     [tidy]="clang=clang++ clang-tidy"
     [fuzz]="clang=clang++ libclang-rt-14-dev"
-    [interop]="python3 gmsh admesh openscad libmetis-dev python3-vtk9"
-    [bench]="python3 libbenchmark-dev libnanoflann-dev libcgal-dev libmetis-dev libvtk9-dev"
+    [interop]="python3 gmsh admesh openscad libmetis-dev python3-vtk9 python3-meshio"
+    [bench]="python3 libbenchmark-dev libnanoflann-dev libcgal-dev libmetis-dev libvtk9-dev libgmsh-dev"
 )
 
 present() {
