@@ -1,9 +1,14 @@
 #include "formats/text_scanning.h"
 
+#include <unistd.h>
+
 #include <bit>
 #include <charconv>
 #include <cstdarg>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
 #include <system_error>
 
 namespace kv7::tessmaker {
@@ -85,6 +90,33 @@ const char* scan_decimal(const char* text, double& value) {
     return error == std::errc() && end == text ? text : nullptr;
 }
 
+// Reads a plain decimal up to the first character that doesn't belong to it. Null where there is
+// none, or where the C library might read something else: hexadecimal numbers, those that are
+// infinite or none, exponents without digits.
+const char* scan_plain_decimal(const char* text, const char* end, double& value) {
+    const bool has_sign = text != end && (*text == '+' || *text == '-');
+    const char* const digits = has_sign ? text + 1 : text;
+    if (digits == end || (*digits != '.' && !is_digit(*digits))) return nullptr;
+    const auto [stop, error] = std::from_chars(*text == '+' ? digits : text, end, value);
+    if (error != std::errc()) return nullptr;
+    const char next = stop == end ? '\0' : to_lower(*stop);
+    return next == 'x' || next == 'e' ? nullptr : stop;
+}
+
+double to_real_by_library(std::string_view text) {
+    const std::string terminated(text);
+    const c_locale_scope point_is_decimal;
+    return std::strtod(terminated.c_str(), nullptr);
+}
+
+// The bytes of this machine's memory, as far as it tells.
+std::uint64_t physical_memory() {
+    const long nbr_pages = sysconf(_SC_PHYS_PAGES);
+    const long page_size = sysconf(_SC_PAGESIZE);
+    if (nbr_pages <= 0 || page_size <= 0) return std::numeric_limits<std::uint64_t>::max();
+    return static_cast<std::uint64_t>(nbr_pages) * static_cast<std::uint64_t>(page_size);
+}
+
 } // namespace
 
 int print_text(std::FILE* file, const char* format, ...) {
@@ -124,6 +156,46 @@ const char* scan_decimals(const char* text, double* values, int n) {
     return text;
 }
 
+const char* scan_real(const char* text, double& value) {
+    text = skip_spaces(text);
+    const char* const stop = scan_plain_decimal(text, text + std::strlen(text), value);
+    if (stop) return stop;
+    const c_locale_scope point_is_decimal;
+    int size = 0;
+    return scan_text(text, "%lf%n", &value, &size) == 1 ? text + size : nullptr;
+}
+
+const char* scan_integer(const char* text, const char* end, unsigned int& value) {
+    while (text != end && is_space(*text)) ++text;
+    const bool negative = text != end && *text == '-';
+    if (text != end && (*text == '-' || *text == '+')) ++text;
+    if (text == end || !is_digit(*text)) return nullptr;
+    constexpr std::uint64_t no_overflow = 100'000'000'000'000'000;
+    const std::uint64_t limit = std::numeric_limits<std::int64_t>::max() + std::uint64_t{negative};
+    std::uint64_t magnitude = 0;
+    for (; text != end && is_digit(*text); ++text) {
+        const auto digit = static_cast<std::uint64_t>(*text - '0');
+        const bool fits = magnitude < no_overflow || magnitude <= (limit - digit) / 10;
+        magnitude = fits ? 10 * magnitude + digit : limit;
+    }
+    value = static_cast<unsigned int>(negative ? 0 - magnitude : magnitude);
+    return text;
+}
+
+unsigned int to_integer(std::string_view text) {
+    unsigned int value = 0;
+    return scan_integer(text.data(), text.data() + text.size(), value) ? value : 0;
+}
+
+double to_real(std::string_view text) {
+    const char* const end = text.data() + text.size();
+    const char* begin = text.data();
+    while (begin != end && is_space(*begin)) ++begin;
+    if (begin == end) return 0.0;
+    double value = 0.0;
+    return scan_plain_decimal(begin, end, value) ? value : to_real_by_library(text);
+}
+
 void trim_right(std::string& line) {
     while (!line.empty() && is_space(line.back())) line.pop_back();
 }
@@ -142,7 +214,13 @@ void split_nonempty(const std::string& line, char separator, std::vector<std::st
 bool place_by_id(dense2D<double>& pos, unsigned int id) {
     const std::uint64_t k = std::uint64_t{id} - 1;
     const std::size_t ld = pos.empty() ? 3 : pos.ld();
-    if (k >= pos.capacity() / ld && !pos.reserve(3, std::bit_ceil(k + 1), 1)) return false;
+    if (k >= pos.capacity() / ld) {
+        // One absurd number must not take all memory: systems hand out more than they have.
+        static const std::uint64_t memory = physical_memory();
+        const std::uint64_t nbr_columns = std::bit_ceil(k + 1);
+        if (nbr_columns > memory / (ld * sizeof(double))) return false;
+        if (!pos.reserve(3, nbr_columns, 1)) return false;
+    }
     return k < pos.cols() || pos.resize(3, id, 0.0);
 }
 

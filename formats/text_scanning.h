@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tessmaker/containers.h"
@@ -91,6 +92,19 @@ inline const char* skip_word(const char* text, const char* word) {
 // the range of double. The values are those of `scan_text`, at a fraction of its cost.
 const char* scan_decimals(const char* text, double* values, int n);
 
+// The number at the start of the text as `%lf` of `scan_text` reads it in the C locale. Returns the
+// place behind it, or null when there is none.
+const char* scan_real(const char* text, double& value);
+
+// The integer at the start of the text, white space before it aside, as `strtol` gives it, and of
+// that what an `int` keeps: an integer beyond `long` is clamped, one beyond `int` loses its upper
+// bits, and its bits are the value. Returns the place behind it, or null when there is none.
+const char* scan_integer(const char* text, const char* end, unsigned int& value);
+
+// The values of `atoi` and `atof` in the C locale: 0 for a text that starts otherwise.
+unsigned int to_integer(std::string_view text);
+double to_real(std::string_view text);
+
 // While it lives, the C library reads and writes numbers in this thread as in the C locale.
 class c_locale_scope {
 public:
@@ -132,7 +146,8 @@ template <class T> bool append_column(const dense1D<T, 8>& column, dense2D<T>& a
 }
 
 // Makes column `id - 1` of 3-row coordinates exist, for files that number their nodes from 1, in
-// any order. `id` is 1 or more. Columns that were skipped hold zeros. False when memory fails.
+// any order. `id` is 1 or more. Columns that were skipped hold zeros. False when memory fails, or
+// would have to be more than this machine has.
 bool place_by_id(dense2D<double>& pos, unsigned int id);
 
 } // namespace kv7::tessmaker

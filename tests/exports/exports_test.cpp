@@ -221,6 +221,26 @@ TEST(exports, formats) {
     EXPECT_EXPORTED(vtk_output, int(const char*, const points&, const id_array&, const id_array&,
                                     element_type, element_type));
     EXPECT_EXPORTED(vtk_output, int(const char*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(NASTRAN_input,
+                    int(std::FILE*, points&, id_array&, id_list&, type_list&, id_list&));
+    EXPECT_EXPORTED(NASTRAN_input, int(std::FILE*, points&, id_array&, element_type&));
+    EXPECT_EXPORTED(NASTRAN_input,
+                    int(std::FILE*, points&, id_array&, id_array&, element_type&, element_type&));
+    EXPECT_EXPORTED(NASTRAN_input,
+                    int(const char*, points&, id_array&, id_list&, type_list&, id_list&));
+    EXPECT_EXPORTED(NASTRAN_input, int(const char*, points&, id_array&, element_type&));
+    EXPECT_EXPORTED(NASTRAN_input,
+                    int(const char*, points&, id_array&, id_array&, element_type&, element_type&));
+    EXPECT_EXPORTED(NASTRAN_output, int(std::FILE*, const points&, const id_array&, const id_list&,
+                                        const type_list&, const id_list&));
+    EXPECT_EXPORTED(NASTRAN_output, int(std::FILE*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(NASTRAN_output, int(std::FILE*, const points&, const id_array&, const id_array&,
+                                        element_type, element_type));
+    EXPECT_EXPORTED(NASTRAN_output, int(const char*, const points&, const id_array&, const id_list&,
+                                        const type_list&, const id_list&));
+    EXPECT_EXPORTED(NASTRAN_output, int(const char*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(NASTRAN_output, int(const char*, const points&, const id_array&,
+                                        const id_array&, element_type, element_type));
 }
 
 TEST(exports, edges) {
