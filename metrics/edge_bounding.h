@@ -30,7 +30,7 @@ struct bounding_counts {
 //
 // A run ends because three decisions hold together: only edges above the limit go in, a node moves
 // in the direction of its first move only, and small moves do not count.
-template <class Field, class Measure> class edge_bounding {
+template <class Field, class Measure, class Queue = edge_heap> class edge_bounding {
 public:
     edge_bounding(const Field& field, const Measure& measure) : field_(field), measure_(measure) {}
 
@@ -51,6 +51,7 @@ public:
     }
 
     const bounding_counts& counts() const { return counts_; }
+    const Queue& queue() const { return queue_; }
 
 private:
     using value = typename Field::value;
@@ -226,7 +227,7 @@ private:
     dense1D<unsigned int, 8> stamps_;
     // +1, -1, or 0 where it is not decided.
     dense1D<signed char, 8> directions_;
-    edge_heap queue_;
+    Queue queue_;
     unsigned int counter_ = 0;
     int nbr_changed_ = 0;
     bounding_counts counts_;

@@ -1,0 +1,456 @@
+// Fields bounded along edges beside what the queue alone would cost: the same pushes and pops on a
+// std::priority_queue. And what else walks over whole fields.
+//
+// Fields are noise, or one size with sharp sources in it; every tenth node is fixed or none is.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <queue>
+#include <random>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "core/small_vectors.h"
+#include "metrics/edge_bounding.h"
+#include "metrics/eigen3.h"
+#include "metrics/nodal_fields.h"
+#include "tessmaker/metric_fields.h"
+#include "tessmaker/repair.h"
+
+namespace {
+
+using namespace kv7;
+using namespace kv7::tessmaker;
+
+template <std::size_t N> constexpr unsigned int cells_a_side = N == 2 ? 316 : 44;
+constexpr double max_gradation = 0.2;
+constexpr std::size_t nbr_sources = 20;
+constexpr double source_size = 1e-4;
+constexpr double stretch = 5.0;
+
+struct mesh {
+    dense2D<double> pos;
+    dense2D<unsigned int> connect;
+    element_type type;
+};
+
+// The unit square of triangles or cube of tetrahedra, N! in a cell, its nodes shaken. There are
+// 2e5 triangles, 5e5 tetrahedra.
+template <std::size_t N> mesh make_mesh() {
+    constexpr unsigned int n = cells_a_side<N>;
+    constexpr unsigned int side = n + 1;
+    std::size_t nbr_nodes = 1;
+    std::size_t nbr_cells = 1;
+    for (std::size_t axis = 0; axis < N; ++axis) {
+        nbr_nodes *= side;
+        nbr_cells *= n;
+    }
+    std::array<unsigned int, N> axes;
+    for (unsigned int axis = 0; axis < N; ++axis) axes[axis] = axis;
+    mesh m{dense2D<double>(N, nbr_nodes),
+           dense2D<unsigned int>(N + 1, (N == 2 ? 2 : 6) * nbr_cells),
+           N == 2 ? ET_TRIA3 : ET_TETRA4};
+    std::mt19937_64 generator(1);
+    std::uniform_real_distribution<double> shake(-0.2, 0.2);
+    for (std::size_t node = 0; node < nbr_nodes; ++node) {
+        std::size_t rest = node;
+        for (std::size_t axis = 0; axis < N; ++axis) {
+            m.pos(axis, node) = (static_cast<double>(rest % side) + shake(generator)) / n;
+            rest /= side;
+        }
+    }
+    std::size_t c = 0;
+    for (std::size_t cell = 0; cell < nbr_cells; ++cell) {
+        unsigned int lowest = 0;
+        std::array<unsigned int, N> stride;
+        std::size_t rest = cell;
+        unsigned int step = 1;
+        for (std::size_t axis = 0; axis < N; ++axis) {
+            stride[axis] = step;
+            lowest += static_cast<unsigned int>(rest % n) * step;
+            rest /= n;
+            step *= side;
+        }
+        // From the lowest corner to the highest, the axes in every order.
+        std::array<unsigned int, N> order = axes;
+        do {
+            unsigned int node = lowest;
+            for (std::size_t k = 0; k <= N; ++k) {
+                m.connect(k, c) = node;
+                if (k < N) node += stride[order[k]];
+            }
+            ++c;
+        } while (std::next_permutation(order.begin(), order.end()));
+    }
+    return m;
+}
+
+template <std::size_t N> const mesh& the_mesh() {
+    static const mesh made = make_mesh<N>();
+    return made;
+}
+
+using size_values = dense1D<double, 8>;
+using metric_values = dense2D<double>;
+
+enum class kind { noise, source };
+enum class fixing { none, tenth };
+
+constexpr double noise_factor = 3.0;
+
+double noisy_size(std::mt19937_64& generator, double mean) {
+    std::uniform_real_distribution<double> exponent(-1.0, 1.0);
+    return mean * std::pow(noise_factor, exponent(generator));
+}
+
+template <std::size_t N> matrix<N> random_basis(std::mt19937_64& generator) {
+    std::normal_distribution<double> normal;
+    matrix<N> P;
+    vector<N> p[3];
+    for (std::size_t k = 0; k < N; ++k) {
+        for (std::size_t i = 0; i < N; ++i) p[k][i] = normal(generator);
+        for (std::size_t j = 0; j < k; ++j) {
+            const double along = dot(p[j], p[k]);
+            for (std::size_t i = 0; i < N; ++i) p[k][i] -= along * p[j][i];
+        }
+        p[k] = normalised(p[k]);
+        set_column(P, k, p[k]);
+    }
+    return P;
+}
+
+template <std::size_t N> std::vector<std::size_t> sources(std::mt19937_64& generator) {
+    std::uniform_int_distribution<std::size_t> node(0, the_mesh<N>().pos.cols() - 1);
+    std::vector<std::size_t> chosen(nbr_sources);
+    for (std::size_t& n : chosen) n = node(generator);
+    return chosen;
+}
+
+template <std::size_t N> void make_field(kind what, size_values& sizes) {
+    std::mt19937_64 generator(2);
+    const std::size_t nbr_nodes = the_mesh<N>().pos.cols();
+    sizes.resize(nbr_nodes, 1.0);
+    if (what == kind::source) {
+        for (const std::size_t n : sources<N>(generator)) sizes[n] = source_size;
+    } else {
+        for (double& h : sizes) h = noisy_size(generator, 1.0 / cells_a_side<N>);
+    }
+}
+
+template <std::size_t N> void make_field(kind what, metric_values& metrics) {
+    std::mt19937_64 generator(3);
+    const std::size_t nbr_nodes = the_mesh<N>().pos.cols();
+    metrics.resize(metric_size<N>, nbr_nodes);
+    const matrix<N> stretched = random_basis<N>(generator);
+    for (std::size_t n = 0; n < nbr_nodes; ++n) {
+        vector<N> h;
+        for (std::size_t k = 0; k < N; ++k) {
+            h[k] = what == kind::noise ? noisy_size(generator, 1.0 / cells_a_side<N>) : 1.0;
+        }
+        if (what == kind::source) h[0] = stretch;
+        metric<N> M;
+        metric_aniso(h, what == kind::noise ? random_basis<N>(generator) : stretched, M);
+        std::copy_n(M.values, metric_size<N>, metrics.column(n));
+    }
+    if (what == kind::noise) return;
+    metric<N> M;
+    metric_aniso(source_size, M);
+    for (const std::size_t n : sources<N>(generator)) {
+        std::copy_n(M.values, metric_size<N>, metrics.column(n));
+    }
+}
+
+// A tenth of the nodes, or none.
+dense1D<unsigned int, 8> fixed_nodes(fixing fixed, std::size_t nbr_nodes) {
+    dense1D<unsigned int, 8> nodes;
+    if (fixed == fixing::none) return nodes;
+    std::mt19937_64 generator(4);
+    for (unsigned int n = 0; n < nbr_nodes; ++n) {
+        if (generator() % 10 == 0) nodes.push_back(n);
+    }
+    return nodes;
+}
+
+// Sources make sizes shrink; in noise each node goes its own way.
+signed char direction_of(kind what) { return what == kind::source ? -1 : 0; }
+
+template <class Values> struct job {
+    const mesh& m;
+    Values start;
+    dense1D<unsigned int, 8> fixed;
+    signed char direction;
+};
+
+template <std::size_t N, class Values> job<Values> make_job(kind what, fixing fixed) {
+    job<Values> made{
+        the_mesh<N>(), {}, fixed_nodes(fixed, the_mesh<N>().pos.cols()), direction_of(what)};
+    make_field<N>(what, made.start);
+    return made;
+}
+
+// The queue, with what was done to it: the keys pushed, not a number for each pop.
+class recording_heap {
+public:
+    bool empty() const { return heap_.empty(); }
+    bool push(const edge_entry& entry) {
+        trace_.push_back(entry.key);
+        return heap_.push(entry);
+    }
+    edge_entry pop() {
+        trace_.push_back(std::numeric_limits<float>::quiet_NaN());
+        return heap_.pop();
+    }
+    const std::vector<float>& trace() const { return trace_; }
+
+private:
+    edge_heap heap_;
+    std::vector<float> trace_;
+};
+
+// The same steps with the eigenproblems solved wherever they stand in the plainest form: every
+// place of the way reduces both metrics, and so does keeping the direction.
+template <std::size_t N> class literal_metric_field : public metric_field<N> {
+public:
+    using value = metric<N>;
+    using metric_field<N>::metric_field;
+
+    static bool is_valid(const value& M) {
+        vector<N> l{};
+        eigen_values(M, l);
+        return l[0] > 0.0;
+    }
+
+    class way {
+    public:
+        way(const value& from, const value& to, int direction)
+            : from_(from), to_(to), direction_(direction) {}
+
+        step at(double t, value& M) {
+            if (!is_start(t) && !is_end(t)) ++nbr_reductions_;
+            if (!metric_at(t, from_, to_, M)) return step::no_value;
+            ++nbr_reductions_;
+            const bool kept = direction_ > 0 ? maximum_metric_core(from_, M, M)
+                                             : minimum_metric_core(from_, M, M);
+            return kept ? step::done : step::refused;
+        }
+        unsigned int nbr_reductions() const { return nbr_reductions_; }
+
+    private:
+        value from_;
+        value to_;
+        int direction_;
+        unsigned int nbr_reductions_ = 0;
+    };
+};
+
+template <std::size_t N, class Values>
+using field_of =
+    std::conditional_t<std::is_same_v<Values, size_values>, size_field<N>, metric_field<N>>;
+
+struct recorded_run {
+    bounding_counts counts;
+    std::vector<float> trace;
+};
+
+template <std::size_t N, class Values> recorded_run record(kind what, fixing fixed) {
+    const job<Values> todo = make_job<N, Values>(what, fixed);
+    Values values;
+    values.copy(todo.start);
+    edge_bounding<field_of<N, Values>, gradation, recording_heap> bounding(
+        field_of<N, Values>(todo.m.pos, values), gradation(max_gradation));
+    bounding.run(todo.m.connect, todo.m.pos.cols(), todo.fixed, true, todo.direction);
+    return {bounding.counts(), bounding.queue().trace()};
+}
+
+void report(benchmark::State& state, const bounding_counts& counts) {
+    const auto count = [](std::uint64_t n) {
+        return benchmark::Counter(static_cast<double>(n), benchmark::Counter::kDefaults,
+                                  benchmark::Counter::kIs1000);
+    };
+    state.counters["popped"] = count(counts.popped);
+    state.counters["steps"] = count(counts.steps_tried);
+    state.counters["moves"] = count(counts.moves);
+    state.counters["eigenproblems"] = count(counts.reductions);
+    state.counters["per_pop"] = benchmark::Counter(static_cast<double>(counts.popped),
+                                                   benchmark::Counter::kIsIterationInvariantRate |
+                                                       benchmark::Counter::kInvert);
+}
+
+template <std::size_t N, class Values>
+void bound_ours(benchmark::State& state, kind what, fixing fixed) {
+    const job<Values> todo = make_job<N, Values>(what, fixed);
+    for ([[maybe_unused]] auto _ : state) {
+        state.PauseTiming();
+        Values values;
+        values.copy(todo.start);
+        state.ResumeTiming();
+        if (bound_metric_gradations(todo.m.pos, todo.m.connect, todo.m.type, todo.fixed, true,
+                                    todo.direction, max_gradation, values) <= 0) {
+            state.SkipWithError("nothing bounded");
+        }
+    }
+    report(state, record<N, Values>(what, fixed).counts);
+}
+
+// The pushes and pops of the run.
+template <std::size_t N, class Values>
+void bound_priority_queue(benchmark::State& state, kind what, fixing fixed) {
+    const recorded_run run = record<N, Values>(what, fixed);
+    const auto is_below = [](const edge_entry& a, const edge_entry& b) { return a.key < b.key; };
+    for ([[maybe_unused]] auto _ : state) {
+        std::priority_queue<edge_entry, std::vector<edge_entry>, decltype(is_below)> queue(
+            is_below);
+        unsigned int sum = 0;
+        for (const float key : run.trace) {
+            if (key == key) {
+                queue.push({key, sum, 0, 0});
+            } else {
+                sum += queue.top().stamp;
+                queue.pop();
+            }
+        }
+        benchmark::DoNotOptimize(sum);
+        if (!queue.empty()) state.SkipWithError("more pushed than popped");
+    }
+    state.counters["per_pop"] = benchmark::Counter(static_cast<double>(run.counts.popped),
+                                                   benchmark::Counter::kIsIterationInvariantRate |
+                                                       benchmark::Counter::kInvert);
+}
+
+void bound_literal(benchmark::State& state, kind what, fixing fixed) {
+    const job<metric_values> todo = make_job<3, metric_values>(what, fixed);
+    bounding_counts counts;
+    for ([[maybe_unused]] auto _ : state) {
+        state.PauseTiming();
+        metric_values values;
+        values.copy(todo.start);
+        state.ResumeTiming();
+        edge_bounding bounding(literal_metric_field<3>(todo.m.pos, values),
+                               gradation(max_gradation));
+        if (bounding.run(todo.m.connect, todo.m.pos.cols(), todo.fixed, true, todo.direction) <=
+            0) {
+            state.SkipWithError("nothing bounded");
+        }
+        counts = bounding.counts();
+    }
+    report(state, counts);
+}
+
+// The time for each of so many things.
+void report_each(benchmark::State& state, std::size_t n) {
+    state.counters["each"] =
+        benchmark::Counter(static_cast<double>(n), benchmark::Counter::kIsIterationInvariantRate |
+                                                       benchmark::Counter::kInvert);
+}
+
+constexpr std::size_t nbr_edges = 1000000;
+constexpr std::size_t nbr_metrics = 1000000;
+
+// The first million edges, over and over where there are fewer.
+dense2D<unsigned int> million_edges() {
+    const mesh& m = the_mesh<3>();
+    dense2D<unsigned int> edges;
+    copy_edges(m.connect, m.type, edges, {});
+    dense2D<unsigned int> million(2, nbr_edges);
+    for (std::size_t c = 0; c < nbr_edges; ++c) {
+        std::copy_n(edges.column(c % edges.cols()), 2, million.column(c));
+    }
+    return million;
+}
+
+template <class Values> void shock_ours(benchmark::State& state) {
+    const dense2D<unsigned int> edges = million_edges();
+    Values values;
+    make_field<3>(kind::noise, values);
+    size_values shocks(the_mesh<3>().pos.cols());
+    for ([[maybe_unused]] auto _ : state) {
+        if (H_shock(the_mesh<3>().pos, edges, values, shocks) != 0) state.SkipWithError("failed");
+        benchmark::DoNotOptimize(shocks.data());
+    }
+    report_each(state, nbr_edges);
+}
+
+// With sizes that differ by direction as far as the noise goes.
+const metric_values& million_metrics() {
+    static const metric_values made = [] {
+        std::mt19937_64 generator(5);
+        metric_values metrics(metric_size<3>, nbr_metrics);
+        for (std::size_t n = 0; n < nbr_metrics; ++n) {
+            vector<3> h;
+            for (std::size_t k = 0; k < 3; ++k) h[k] = noisy_size(generator, 1.0);
+            metric<3> M;
+            metric_aniso(h, random_basis<3>(generator), M);
+            std::copy_n(M.values, metric_size<3>, metrics.column(n));
+        }
+        return metrics;
+    }();
+    return made;
+}
+
+void valid_ours(benchmark::State& state) {
+    const metric_values& metrics = million_metrics();
+    for ([[maybe_unused]] auto _ : state) {
+        if (!are_valid_metrics(metrics)) state.SkipWithError("not valid");
+    }
+    report_each(state, nbr_metrics);
+}
+
+void valid_dspev(benchmark::State& state) {
+    const metric_values& metrics = million_metrics();
+    for ([[maybe_unused]] auto _ : state) {
+        for (std::size_t n = 0; n < nbr_metrics; ++n) {
+            metric<3> M;
+            std::copy_n(metrics.column(n), metric_size<3>, M.values);
+            vector<3> l{};
+            eigen3(M, l);
+            if (!(l[0] > 0.0)) state.SkipWithError("not valid");
+        }
+    }
+    report_each(state, nbr_metrics);
+}
+
+template <std::size_t N, class Values> void add_form(const std::string& form) {
+    for (const kind what : {kind::noise, kind::source}) {
+        for (const fixing fixed : {fixing::none, fixing::tenth}) {
+            std::string task = "metrics/" + form;
+            task += what == kind::noise ? "_noise" : "_source";
+            if (fixed == fixing::tenth) task += "_fixed";
+            const auto add = [&](const std::string& who, auto run) {
+                benchmark::RegisterBenchmark((task + "/" + who).c_str(), run, what, fixed)
+                    ->Unit(benchmark::kMillisecond);
+            };
+            add("ours", bound_ours<N, Values>);
+            add("priority_queue", bound_priority_queue<N, Values>);
+            if constexpr (N == 3 && std::is_same_v<Values, metric_values>) {
+                add("literal", bound_literal);
+            }
+        }
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    add_form<2, size_values>("sizes_2d");
+    add_form<3, size_values>("sizes_3d");
+    add_form<2, metric_values>("metrics_2d");
+    add_form<3, metric_values>("metrics_3d");
+    const auto add = [](const char* name, auto run) {
+        benchmark::RegisterBenchmark(name, run)->Unit(benchmark::kMillisecond);
+    };
+    add("metrics/shock_sizes_3d/ours", shock_ours<size_values>);
+    add("metrics/shock_metrics_3d/ours", shock_ours<metric_values>);
+    add("metrics/valid_3d/ours", valid_ours);
+    add("metrics/valid_3d/dspev", valid_dspev);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
