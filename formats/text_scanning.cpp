@@ -4,6 +4,7 @@
 
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
@@ -15,14 +16,12 @@ namespace kv7::tessmaker {
 
 namespace {
 
-constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
 // A number taken apart: digits * 10 ^ exponent.
 struct decimal {
     bool negative = false;
     std::uint64_t digits = 0;
-    int nbr_digits = 0;
-    int exponent = 0;
+    std::ptrdiff_t nbr_digits = 0;
+    std::ptrdiff_t exponent = 0;
 
     // Takes digits up to the first other character. The first 19 are kept, which fit for certain.
     const char* take_digits(const char* text) {
@@ -33,7 +32,7 @@ struct decimal {
         return text;
     }
     const char* take_fraction(const char* text) {
-        const int before = nbr_digits;
+        const std::ptrdiff_t before = nbr_digits;
         text = take_digits(text);
         exponent -= nbr_digits - before;
         return text;
@@ -68,26 +67,8 @@ struct decimal {
 };
 
 const char* scan_decimal(const char* text, double& value) {
-    text = skip_spaces(text);
-    decimal number;
-    number.negative = *text == '-';
-    if (*text == '+') ++text;
-    const char* const begin = text;
-    if (number.negative) ++text;
-    text = number.take_digits(text);
-    if (*text == '.') text = number.take_fraction(text + 1);
-    if (number.nbr_digits == 0) return nullptr;
-    if (*text == 'e' || *text == 'E') {
-        text = number.take_exponent(text + 1);
-        if (!text) return nullptr;
-    }
-    if (*text != '\0' && !is_space(*text)) return nullptr;
-    if (number.is_exact()) {
-        value = number.exact_value();
-        return text;
-    }
-    const auto [end, error] = std::from_chars(begin, text, value);
-    return error == std::errc() && end == text ? text : nullptr;
+    const char* const end = scan_number(skip_spaces(text), value);
+    return end && (*end == '\0' || is_space(*end)) ? end : nullptr;
 }
 
 // Reads a plain decimal up to the first character that doesn't belong to it. Null where there is
@@ -149,6 +130,30 @@ bool read_text_line(char* buffer, std::FILE* file) {
 
 void to_lower_line(char* buffer) {
     for (; *buffer != '\0'; ++buffer) *buffer = to_lower(*buffer);
+}
+
+const char* scan_number(const char* text, double& value) {
+    decimal number;
+    number.negative = *text == '-';
+    if (*text == '+') ++text;
+    const char* const begin = text;
+    if (number.negative) ++text;
+    text = number.take_digits(text);
+    if (*text == '.') text = number.take_fraction(text + 1);
+    if (number.nbr_digits == 0) return nullptr;
+    if (*text == 'e' || *text == 'E') {
+        text = number.take_exponent(text + 1);
+        if (!text) return nullptr;
+    }
+    if (number.is_exact()) {
+        value = number.exact_value();
+        return text;
+    }
+    const auto [end, error] = std::from_chars(begin, text, value);
+    if (error == std::errc()) return text;
+    // Out of range, which is either side.
+    value = to_real_by_library({begin, text});
+    return std::isfinite(value) ? text : nullptr;
 }
 
 const char* scan_decimals(const char* text, double* values, int n) {

@@ -58,6 +58,7 @@ private:
 // White space and letters are those of the C locale, whatever the caller has set, so that a file
 // reads the same everywhere.
 constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
 constexpr char to_lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
@@ -85,6 +86,12 @@ inline const char* skip_word(const char* text, const char* word) {
     }
     return text;
 }
+
+// The decimal number at the start of the text, as `>>` of a stream reads it in the C locale: null
+// where what could be a number, up to the first character that can't go on with it, is none, as for
+// `1e+`, and beyond the range of double. Below that range the value is the nearest double.
+// Hexadecimal numbers end at their `x`; words are no numbers. Returns the place behind the number.
+const char* scan_number(const char* text, double& value);
 
 // Reads `n` decimal numbers, white space before each and at least one space or the end of the text
 // behind it. Returns the place behind them, or null when anything else stands there (what
@@ -127,22 +134,25 @@ void strip_spaces(std::string& text);
 // The pieces between separators. Empty pieces are dropped: in `1,,2` the second piece is `2`.
 void split_nonempty(const std::string& line, char separator, std::vector<std::string>& fields);
 
-// Appends a column; repeated appends take linear time. An empty column is no column, and always
-// fits. False, and nothing changed, when the sizes differ or memory fails.
-template <class T> bool append_column(const dense1D<T, 8>& column, dense2D<T>& array) {
-    if (column.empty()) return true;
-    const std::size_t rows = column.size();
+// Appends a column of `rows` values, which are not the array's own; repeated appends take linear
+// time. No values are no column, and always fit. False, and nothing changed, when the array has
+// other rows or memory fails.
+template <class T> bool append_column(const T* column, std::size_t rows, dense2D<T>& array) {
+    if (rows == 0) return true;
     const std::size_t cols = array.cols();
     if (!array.empty() && array.rows() != rows) return false;
     const std::size_t ld = array.empty() ? rows : array.ld();
-    if (array.capacity() / ld <= cols) {
+    if (array.capacity() < ld * (cols + 1)) {
         // The block moves on in place, so that other views on it follow; `resize` has the last
         // word.
         array.reserve(rows, std::max<std::size_t>(4, 2 * cols), 1);
     }
     if (!array.resize(rows, cols + 1)) return false;
-    std::copy(column.begin(), column.end(), array.column(cols));
+    std::copy_n(column, rows, array.column(cols));
     return true;
+}
+template <class T> bool append_column(const dense1D<T, 8>& column, dense2D<T>& array) {
+    return append_column(column.begin(), column.size(), array);
 }
 
 // Makes column `id - 1` of 3-row coordinates exist, for files that number their nodes from 1, in

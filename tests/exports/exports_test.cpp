@@ -243,6 +243,17 @@ TEST(exports, formats) {
                                         const id_array&, element_type, element_type));
 }
 
+TEST(exports, wavefront_files) {
+    EXPECT_EXPORTED(WavefrontOBJ_input,
+                    int(const char*, points&, points&, points&, id_array&, id_array&));
+    EXPECT_EXPORTED(WavefrontOBJ_output, int(const char*, const points&, const points&,
+                                             const points&, const id_array&, const id_array&));
+    EXPECT_EXPORTED(WavefrontOBJ_output, int(const char*, const points&, const id_array&,
+                                             const id_array&, element_type, element_type));
+    EXPECT_EXPORTED(WavefrontOBJ_output,
+                    int(const char*, const points&, const id_array&, element_type));
+}
+
 TEST(exports, edges) {
     EXPECT_EXPORTED(copy_edges, int(const id_array&, element_type, id_array&, const id_array&));
     EXPECT_EXPORTED(copy_edges, int(const id_array*, const id_array*, const dense1D<int, 8>&,

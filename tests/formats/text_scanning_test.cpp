@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <locale>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -139,14 +142,105 @@ TEST(text_scanning, decimal_numbers_have_the_values_that_scan_text_gives_them) {
 TEST(text_scanning, what_is_no_decimal_number_is_left_to_scan_text) {
     double value = 0;
     for (const char* const text :
-         {"",    " ",   "x",     ".",    "-",   "+",   "+-1", "--1",   "1e",      "1e+",
-          "1d5", "1,5", "1.2.3", "0x10", "nan", "inf", "1f",  "1e400", "-1e-400", "1e99999999999",
+         {"",    " ",   "x",     ".",    "-",   "+",   "+-1", "--1",   "1e",     "1e+",
+          "1d5", "1,5", "1.2.3", "0x10", "nan", "inf", "1f",  "1e400", "-1e400", "1e99999999999",
           "- 1"}) {
         EXPECT_EQ(scan_decimals(text, &value, 1), nullptr) << text;
     }
     EXPECT_STREQ(scan_decimals(" 1.\v2", &value, 1), "\v2");
     EXPECT_EQ(value, 1);
     EXPECT_EQ(scan_decimals("1 2", &value, 0)[0], '1');
+}
+
+// What `>>` of a stream finds at the start of the text, and how much of it is left then.
+bool scan_by_stream(const std::string& text, double& value, std::size_t& nbr_left) {
+    std::istringstream stream(text);
+    stream.imbue(std::locale::classic());
+    if (!(stream >> value)) return false;
+    nbr_left =
+        text.size() - (stream.eof() ? text.size() : static_cast<std::size_t>(stream.tellg()));
+    return true;
+}
+
+void expect_number_of_a_stream(const std::string& text) {
+    double expected = 0;
+    double value = 0;
+    std::size_t nbr_left = 0;
+    const bool is_number = scan_by_stream(text, expected, nbr_left);
+    const char* const end = scan_number(text.c_str(), value);
+    ASSERT_EQ(end != nullptr, is_number) << text;
+    if (!end) return;
+    EXPECT_EQ(std::memcmp(&value, &expected, sizeof value), 0) << text;
+    EXPECT_EQ(text.c_str() + text.size() - end, static_cast<std::ptrdiff_t>(nbr_left)) << text;
+}
+
+TEST(text_scanning, numbers_end_and_fail_where_those_of_a_stream_do) {
+    for (const char* const text : {"",
+                                   "+",
+                                   "-",
+                                   "+-1",
+                                   "--1",
+                                   ".",
+                                   ".e5",
+                                   "1.",
+                                   "-.5",
+                                   "1.5.2",
+                                   "1..5",
+                                   "1-2",
+                                   "1e5e3",
+                                   "1e5.3",
+                                   "1e",
+                                   "1e+",
+                                   "1e.5",
+                                   "1ee5",
+                                   "1.e5",
+                                   "0x10",
+                                   "0e5",
+                                   "00012",
+                                   "-0",
+                                   "+7/2",
+                                   "inf",
+                                   "nan",
+                                   "1d5",
+                                   "1,5",
+                                   "1_",
+                                   "1e400",
+                                   "-1e400",
+                                   "1e-400",
+                                   "-1e-400",
+                                   "4.9e-324",
+                                   "2e-324",
+                                   "3e-324",
+                                   "1e309",
+                                   "1.8e308",
+                                   "1e-99999999999",
+                                   "1e999999",
+                                   "0e9999999",
+                                   "1e22",
+                                   "1e23",
+                                   "9007199254740993",
+                                   "2.2250738585072011e-308",
+                                   "1.7976931348623159e308",
+                                   "1.7976931348623158e308"}) {
+        expect_number_of_a_stream(text);
+    }
+    std::string text = "0.";
+    expect_number_of_a_stream(text.append(400, '0').append("1e400"));
+    text.clear();
+    expect_number_of_a_stream(text.append(400, '1').append("e-400"));
+    text.clear();
+    expect_number_of_a_stream(text.append(400, '0').append("1"));
+}
+
+TEST(text_scanning, any_characters_hold_the_number_that_a_stream_reads_there) {
+    random_source random(12);
+    for (int k = 0; k < 100000; ++k) {
+        std::string text;
+        for (std::size_t n = random.below(16); n > 0; --n)
+            text += "0123456789.eE+-x"[random.below(16)];
+        expect_number_of_a_stream(text);
+        if (HasFatalFailure()) return;
+    }
 }
 
 TEST(append_column, columns_follow_each_other) {

@@ -1,0 +1,270 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "formats/text_scanning.h"
+#include "tessmaker/formats.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+constexpr int bad_line = -2;
+
+// The lines of a file, many at a time, each ending in '\n'. There is no limit to their length.
+class line_blocks {
+public:
+    explicit line_blocks(std::FILE* file) : file_(file), text_(block_size) {}
+
+    // Reads on. False when no lines are left.
+    bool next() {
+        if (is_at_end_) return false;
+        size_ = static_cast<std::size_t>(
+            std::copy(text_.data() + lines_end_, text_.data() + size_, text_.data()) -
+            text_.data());
+        while (read_more()) {
+            lines_end_ = find_lines_end();
+            if (lines_end_ != 0) return true;
+            text_.resize(2 * text_.size());
+        }
+        return finish();
+    }
+
+    const char* begin() const { return text_.data(); }
+    const char* end() const { return text_.data() + lines_end_; }
+    // Whether the last line of these is the last of the file, and '\n' has been added to it.
+    bool is_open() const { return is_open_; }
+
+private:
+    static constexpr std::size_t block_size = std::size_t{1} << 18;
+
+    // Fills the block but for one character. False at the end of the file.
+    bool read_more() {
+        const std::size_t room = text_.size() - 1 - size_;
+        const std::size_t nbr_read = std::fread(text_.data() + size_, 1, room, file_);
+        size_ += nbr_read;
+        return nbr_read == room;
+    }
+    std::size_t find_lines_end() const {
+        std::size_t end = size_;
+        while (end != 0 && text_[end - 1] != '\n') --end;
+        return end;
+    }
+    // The last lines. One that an error cut off is none.
+    bool finish() {
+        is_at_end_ = true;
+        lines_end_ = find_lines_end();
+        if (lines_end_ != size_ && !std::ferror(file_)) {
+            text_[size_] = '\n';
+            lines_end_ = size_ + 1;
+            is_open_ = true;
+        }
+        return lines_end_ != 0;
+    }
+
+    std::FILE* file_;
+    std::vector<char> text_;
+    std::size_t size_ = 0;
+    std::size_t lines_end_ = 0;
+    bool is_at_end_ = false;
+    bool is_open_ = false;
+};
+
+// Within a line, whose end is no blank but no part of a word either.
+const char* skip_blanks(const char* text) {
+    while (is_space(*text) && *text != '\n') ++text;
+    return text;
+}
+const char* skip_rest_of_word(const char* text) {
+    while (!is_space(*text)) ++text;
+    return text;
+}
+
+// Reads up to `most` numbers, which may follow each other without a blank. Returns how many there
+// are before anything else stands there.
+std::size_t read_numbers(const char*& text, double* values, std::size_t most) {
+    for (std::size_t n = 0; n < most; ++n) {
+        const char* const end = scan_number(skip_blanks(text), values[n]);
+        if (!end) return n;
+        text = end;
+    }
+    return most;
+}
+
+// As `>>` of a stream reads an `int`. Null where none stands there or it is out of range.
+const char* scan_int(const char* text, int& value) {
+    const bool is_negative = *text == '-';
+    if (*text == '-' || *text == '+') ++text;
+    const char* const digits = text;
+    const std::int64_t limit =
+        std::int64_t{std::numeric_limits<int>::max()} + (is_negative ? 1 : 0);
+    std::int64_t magnitude = 0;
+    for (; is_digit(*text); ++text) {
+        magnitude = std::min(10 * magnitude + (*text - '0'), limit + 1);
+    }
+    if (text == digits || magnitude > limit) return nullptr;
+    value = static_cast<int>(is_negative ? -magnitude : magnitude);
+    return text;
+}
+
+// What the corners of a face name: the first vertices, the number of all names.
+struct face_names {
+    static constexpr std::size_t most_vertices = 4;
+
+    int vertices[most_vertices];
+    std::size_t nbr_vertices = 0;
+    std::size_t nbr_textures = 0;
+    std::size_t nbr_normals = 0;
+
+    void add_vertex(int number) {
+        if (nbr_vertices < most_vertices) vertices[nbr_vertices] = number;
+        ++nbr_vertices;
+    }
+};
+
+// Reads the part of a corner up to a slash, and that. `has_number` tells whether there is a number.
+// A part that isn't one ends the corner. Null when text follows the number.
+const char* read_part(const char* text, int& number, bool& has_number) {
+    has_number = false;
+    if (is_space(*text)) return text;
+    if (*text == '/') return text + 1;
+    const char* const end = scan_int(text, number);
+    if (!end) return skip_rest_of_word(text);
+    has_number = true;
+    if (is_space(*end)) return end;
+    return *end == '/' ? end + 1 : nullptr;
+}
+
+// Reads a corner. Whatever stands behind its third slash is skipped.
+const char* read_corner(const char* text, face_names& face) {
+    int number;
+    bool has_number;
+    text = read_part(text, number, has_number);
+    if (!text) return nullptr;
+    if (has_number) face.add_vertex(number);
+    text = read_part(text, number, has_number);
+    if (!text) return nullptr;
+    if (has_number) ++face.nbr_textures;
+    text = read_part(text, number, has_number);
+    if (!text) return nullptr;
+    if (has_number) ++face.nbr_normals;
+    return skip_rest_of_word(text);
+}
+
+// Up to the end of the line. Null when a corner is bad.
+const char* read_corners(const char* text, face_names& face) {
+    while (text && *(text = skip_blanks(text)) != '\n') text = read_corner(text, face);
+    return text;
+}
+
+class obj_reader {
+public:
+    obj_reader(dense2D<double>& pos, dense2D<double>& normals, dense2D<double>& textures,
+               dense2D<unsigned int>& connect_tri, dense2D<unsigned int>& connect_quad)
+        : pos_(pos), normals_(normals), textures_(textures), connect_tri_(connect_tri),
+          connect_quad_(connect_quad) {}
+
+    int read(std::FILE* file) {
+        line_blocks blocks(file);
+        while (blocks.next()) {
+            for (const char* line = blocks.begin(); line != blocks.end();) {
+                line = read_line(line, blocks.is_open() ? blocks.end() : nullptr);
+                if (!line) return bad_line;
+                line = static_cast<const char*>(
+                           std::memchr(line, '\n', static_cast<std::size_t>(blocks.end() - line))) +
+                       1;
+            }
+        }
+        return 0;
+    }
+
+private:
+    // Returns a place up to the end of the line, null when it is bad. `open_end` is the end of a
+    // last line without an ending.
+    const char* read_line(const char* line, const char* open_end) {
+        const char* const word = skip_blanks(line);
+        if (*word == 'v') {
+            if (is_space(word[1])) return read_vertex(word + 1);
+            if (word[1] == 'n' && is_space(word[2])) return read_normal(word + 2);
+            if (word[1] == 't' && is_space(word[2])) return read_texture(word + 2);
+        }
+        if (*word == 'f' && is_space(word[1])) return read_face(word + 1, open_end);
+        return word;
+    }
+
+    const char* read_vertex(const char* text) {
+        double values[3];
+        if (*text == '\n' || read_numbers(text, values, 3) < 3) return nullptr;
+        append_column(values, 3, pos_);
+        return text;
+    }
+    const char* read_normal(const char* text) {
+        normals_seen_ = true;
+        double values[4];
+        if (*text == '\n' || read_numbers(text, values, 4) != 3) return nullptr;
+        append_column(values, 3, normals_);
+        return text;
+    }
+    const char* read_texture(const char* text) {
+        textures_seen_ = true;
+        double values[4];
+        if (*text == '\n') return nullptr;
+        const std::size_t nbr_values = read_numbers(text, values, 4);
+        if (nbr_values > 3) return nullptr;
+        append_column(values, nbr_values, textures_);
+        return text;
+    }
+
+    // Kept: a face on a last line without an ending is checked and not stored.
+    const char* read_face(const char* text, const char* open_end) {
+        if (*text == '\n') return nullptr;
+        face_names face;
+        text = read_corners(text, face);
+        if (!text) return nullptr;
+        if (face.nbr_textures != 0 && !textures_seen_) return nullptr;
+        if (face.nbr_normals != 0 && !normals_seen_) return nullptr;
+        if (text + 1 != open_end) store(face);
+        return text;
+    }
+    void store(const face_names& face) {
+        if (face.nbr_vertices != 3 && face.nbr_vertices != 4) return;
+        unsigned int ids[face_names::most_vertices];
+        for (std::size_t i = 0; i < face.nbr_vertices; ++i) ids[i] = node_ID(face.vertices[i]);
+        append_column(ids, face.nbr_vertices,
+                      face.nbr_vertices == 3 ? connect_tri_ : connect_quad_);
+    }
+    // Kept: 0 names the vertex that comes next, and negative numbers wrap around.
+    unsigned int node_ID(int number) const {
+        return number == 0 ? static_cast<unsigned int>(pos_.cols())
+                           : static_cast<unsigned int>(number) - 1;
+    }
+
+    dense2D<double>& pos_;
+    dense2D<double>& normals_;
+    dense2D<double>& textures_;
+    dense2D<unsigned int>& connect_tri_;
+    dense2D<unsigned int>& connect_quad_;
+    bool normals_seen_ = false;
+    bool textures_seen_ = false;
+};
+
+} // namespace
+
+int WavefrontOBJ_input(const char* filename, dense2D<double>& pos, dense2D<double>& normals,
+                       dense2D<double>& textures, dense2D<unsigned int>& connect_tri,
+                       dense2D<unsigned int>& connect_quad) {
+    const opened_file file{filename, "rt"};
+    pos.clear();
+    normals.clear();
+    textures.clear();
+    connect_tri.clear();
+    connect_quad.clear();
+    if (!file) return -1;
+    return obj_reader(pos, normals, textures, connect_tri, connect_quad).read(file.get());
+}
+
+} // namespace kv7::tessmaker
