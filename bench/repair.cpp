@@ -1,4 +1,5 @@
 // Welding a triangle soup: three nodes a facet in, a connected mesh without unused nodes out.
+// Copying and clipping the mesh.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -13,14 +14,19 @@
 #include "tessmaker/repair.h"
 
 #ifdef TESSMAKER_HAVE_VTK
+#include <vtkAppendPolyData.h>
 #include <vtkCellArray.h>
 #include <vtkCleanPolyData.h>
+#include <vtkExtractPolyDataGeometry.h>
 #include <vtkNew.h>
+#include <vtkPlane.h>
 #include <vtkPointData.h>
 #include <vtkPoints.h>
 #include <vtkPolyData.h>
 #include <vtkSmartPointer.h>
 #include <vtkStaticCleanPolyData.h>
+#include <vtkTransform.h>
+#include <vtkTransformPolyDataFilter.h>
 #endif
 
 namespace {
@@ -96,7 +102,126 @@ void weld_ours(benchmark::State& state, double tol, order facet_order) {
     report_nodes(state, nbr_nodes);
 }
 
+// The torus with its facets connected.
+struct torus_mesh {
+    dense2D<double> pos{3, nbr_distinct};
+    dense2D<unsigned int> connect{3, nbr_facets};
+
+    torus_mesh() {
+        for (unsigned int i = 0; i < around; ++i) {
+            for (unsigned int j = 0; j < across; ++j) {
+                const point p = torus_point(i, j);
+                std::copy(p.begin(), p.end(), pos.column(node(i, j)));
+                const unsigned int facets[] = {node(i, j), node(i + 1, j),     node(i + 1, j + 1),
+                                               node(i, j), node(i + 1, j + 1), node(i, j + 1)};
+                std::copy_n(facets, 6, connect.column(2 * std::size_t{node(i, j)}));
+            }
+        }
+    }
+
+    static unsigned int node(unsigned int i, unsigned int j) {
+        return static_cast<unsigned int>(i % around * across + j % across);
+    }
+};
+
+// A ring of tori: each turned by a further step about an axis outside of it.
+constexpr unsigned int nbr_copies = 10;
+constexpr double step_in_degrees = 30;
+
+void copy_pattern_ours(benchmark::State& state) {
+    const torus_mesh torus;
+    constexpr double step = step_in_degrees * std::numbers::pi / 180;
+    std::size_t nbr_copied = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        state.PauseTiming();
+        dense2D<double> pos;
+        pos.copy(torus.pos);
+        dense2D<unsigned int> copies;
+        state.ResumeTiming();
+        kv7::tessmaker::copy_mesh(pos, copies, {0, 0, 0}, {5, 0, 0}, {0, 0, step}, nbr_copies,
+                                  torus.connect);
+        nbr_copied = copies.cols();
+    }
+    if (nbr_copied != nbr_copies * nbr_facets) state.SkipWithError("wrong number of facets");
+}
+
+void report_kept(benchmark::State& state, std::size_t nbr_kept) {
+    state.counters["facets"] = static_cast<double>(nbr_kept);
+    if (nbr_kept == 0 || nbr_kept >= nbr_facets / 2) state.SkipWithError("wrong number of facets");
+}
+
+void clip_ours(benchmark::State& state) {
+    const torus_mesh torus;
+    std::size_t nbr_kept = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        dense2D<unsigned int> kept;
+        kv7::tessmaker::clip(torus.pos, torus.connect, {0.1, 0, 0}, {1, 2, 3}, kept);
+        nbr_kept = kept.cols();
+    }
+    report_kept(state, nbr_kept);
+}
+
 #ifdef TESSMAKER_HAVE_VTK
+vtkSmartPointer<vtkPolyData> torus_as_poly_data() {
+    const torus_mesh torus;
+    vtkNew<vtkPoints> points;
+    points->SetDataTypeToDouble();
+    points->SetNumberOfPoints(nbr_distinct);
+    for (std::size_t i = 0; i < nbr_distinct; ++i)
+        points->SetPoint(static_cast<vtkIdType>(i), torus.pos.column(i));
+    vtkNew<vtkCellArray> cells;
+    cells->AllocateExact(nbr_facets, 3 * nbr_facets);
+    for (std::size_t e = 0; e < nbr_facets; ++e) {
+        std::array<vtkIdType, 3> ids{};
+        std::copy_n(torus.connect.column(e), 3, ids.begin());
+        cells->InsertNextCell(3, ids.data());
+    }
+    auto mesh = vtkSmartPointer<vtkPolyData>::New();
+    mesh->SetPoints(points);
+    mesh->SetPolys(cells);
+    return mesh;
+}
+
+void copy_pattern_vtk(benchmark::State& state) {
+    const vtkSmartPointer<vtkPolyData> torus = torus_as_poly_data();
+    vtkIdType nbr_copied = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        vtkNew<vtkAppendPolyData> all;
+        for (unsigned int k = 1; k <= nbr_copies; ++k) {
+            vtkNew<vtkTransform> turn;
+            turn->Translate(5, 0, 0);
+            turn->RotateZ(step_in_degrees * k);
+            turn->Translate(-5, 0, 0);
+            vtkNew<vtkTransformPolyDataFilter> copy;
+            copy->SetInputData(torus);
+            copy->SetTransform(turn);
+            all->AddInputConnection(copy->GetOutputPort());
+        }
+        all->Update();
+        nbr_copied = all->GetOutput()->GetNumberOfPolys();
+    }
+    if (nbr_copied != vtkIdType{nbr_copies} * vtkIdType{nbr_facets})
+        state.SkipWithError("wrong number of facets");
+}
+
+void clip_vtk(benchmark::State& state) {
+    const vtkSmartPointer<vtkPolyData> torus = torus_as_poly_data();
+    std::size_t nbr_kept = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        vtkNew<vtkPlane> plane;
+        plane->SetOrigin(0.1, 0, 0);
+        plane->SetNormal(1, 2, 3);
+        vtkNew<vtkExtractPolyDataGeometry> filter;
+        filter->SetInputData(torus);
+        filter->SetImplicitFunction(plane);
+        filter->ExtractInsideOff();
+        filter->ExtractBoundaryCellsOff();
+        filter->Update();
+        nbr_kept = static_cast<std::size_t>(filter->GetOutput()->GetNumberOfPolys());
+    }
+    report_kept(state, nbr_kept);
+}
+
 vtkSmartPointer<vtkPolyData> soup_as_poly_data(order facet_order) {
     constexpr auto nbr_corners = vtkIdType{3} * vtkIdType{nbr_facets};
     vtkNew<vtkPoints> points;
@@ -169,6 +294,15 @@ BENCHMARK_CAPTURE(weld_ours, shuffled, tolerance, order::shuffled)
 BENCHMARK_CAPTURE(weld_tolerance_vtk, shuffled, order::shuffled)
     ->Name("repair/weld_tolerance_shuffled/vtk")
     ->Unit(benchmark::kMillisecond);
+#endif
+
+BENCHMARK(copy_pattern_ours)->Name("repair/copy_pattern/ours")->Unit(benchmark::kMillisecond);
+#ifdef TESSMAKER_HAVE_VTK
+BENCHMARK(copy_pattern_vtk)->Name("repair/copy_pattern/vtk")->Unit(benchmark::kMillisecond);
+#endif
+BENCHMARK(clip_ours)->Name("repair/clip/ours")->Unit(benchmark::kMillisecond);
+#ifdef TESSMAKER_HAVE_VTK
+BENCHMARK(clip_vtk)->Name("repair/clip/vtk")->Unit(benchmark::kMillisecond);
 #endif
 
 int main(int argc, char** argv) {

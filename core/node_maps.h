@@ -1,5 +1,5 @@
 // Maps of nodes in place: one core for all nodes, a run of them, or a list. A map is a function
-// object that changes DIM coordinates in place.
+// object that changes the `dim` coordinates of a node in place.
 #ifndef TESSMAKER_CORE_NODE_MAPS_H
 #define TESSMAKER_CORE_NODE_MAPS_H
 

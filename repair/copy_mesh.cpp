@@ -44,24 +44,40 @@ bool list_nodes(const id_matrix& connect, std::size_t nbr_nodes, id_list& nodes,
     return true;
 }
 
-// The copies of a pattern stand one after another behind the nodes that `pos` holds, so what has
-// been copied last is moved as a run.
+// Makes the connectivity of one copy, whose nodes are the `nbr_new` from `first` on, that of the
+// next.
+void advance(id_matrix& copy, std::size_t first, std::size_t nbr_new) {
+    const std::size_t size = copy.rows() * copy.cols();
+    unsigned int* const ids = copy.column(0);
+    const auto begin = static_cast<unsigned int>(first);
+    const auto step = static_cast<unsigned int>(nbr_new);
+    for (std::size_t i = 0; i < size; ++i) ids[i] += ids[i] - begin < step ? step : 0;
+}
+
+// The copies stand one after another behind the nodes that `pos` holds, so each is moved as a run.
 template <std::size_t N, class Rotation>
 int copy_pattern(dense2D<double>& pos, id_matrix& connect_out, const vector_fixed<double, N>& shift,
                  const vector_fixed<double, N>& center, const Rotation& rotation,
                  unsigned int nbr_copies, const id_matrix& connect) {
-    if (pos.empty() || connect.empty()) return 0;
+    if (pos.empty() || nbr_copies == 0 || connect.empty()) return 0;
+    id_list nodes;
+    id_list new_IDs;
     id_matrix copy;
+    if (!list_nodes(connect, pos.cols(), nodes, new_IDs) || !copy.copy(connect)) return -199;
+    change_indices(copy, new_IDs);
+
+    // Only saves growing again and again: without the memory the copies go as far as they can.
+    pos.reserve(pos.rows(), pos.cols() + nbr_copies * nodes.size(), 1);
+    connect_out.reserve(copy.rows(), connect_out.cols() + nbr_copies * copy.cols(), 1);
     for (unsigned int k = 0; k < nbr_copies; ++k) {
         const std::size_t first = pos.cols();
-        if (const int code = copy_mesh(pos, copy, connect); code != 0) return code;
-        if (pos.cols() > first) {
-            const Rotation turn = scaled(k + 1.0, rotation);
-            const translation<N> move{scaled(k + 1.0, shift)};
-            if (!is_zero(turn)) move_from(pos, first, rotation_about(center, turn));
-            if (!is_zero(move.shift)) move_from(pos, first, move);
-        }
+        if (!pos.append(pos, nodes)) return -199;
+        const Rotation turn = scaled(k + 1.0, rotation);
+        const translation<N> move{scaled(k + 1.0, shift)};
+        if (!nodes.empty() && !is_zero(turn)) move_from(pos, first, rotation_about(center, turn));
+        if (!nodes.empty() && !is_zero(move.shift)) move_from(pos, first, move);
         connect_out.append(copy); // kept: a copy that doesn't fit is left out
+        advance(copy, first, nodes.size());
     }
     return 0;
 }
