@@ -30,6 +30,9 @@ bool may_allocate() noexcept {
 
 bool block_may_allocate(std::size_t) noexcept { return may_allocate(); }
 
+thread_local std::size_t most_bytes = 0;
+bool fits_limit(std::size_t bytes) noexcept { return bytes <= most_bytes; }
+
 } // namespace
 
 memory_failure::memory_failure(std::size_t fail_at, bool and_later) {
@@ -43,6 +46,13 @@ memory_failure::~memory_failure() {
 }
 
 bool memory_failure::happened() const { return plan.happened; }
+
+memory_limit::memory_limit(std::size_t bytes) {
+    most_bytes = bytes;
+    kv7::set_memory_hook(fits_limit);
+}
+
+memory_limit::~memory_limit() { kv7::set_memory_hook(nullptr); }
 
 } // namespace test
 

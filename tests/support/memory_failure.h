@@ -21,6 +21,15 @@ public:
     bool happened() const;
 };
 
+// While it lives, this thread gets no block memory of more than `bytes` at a time.
+class memory_limit {
+public:
+    explicit memory_limit(std::size_t bytes);
+    ~memory_limit();
+    memory_limit(const memory_limit&) = delete;
+    memory_limit& operator=(const memory_limit&) = delete;
+};
+
 // Runs `attempt(k)` for k = 0, 1, ... with allocation k failing, in the two manners, until a run
 // gets by without reaching it. `attempt` makes its arguments itself, and constructs a
 // `memory_failure` with the numbers that it is given around the call under test; it returns
