@@ -59,9 +59,7 @@ constexpr std::size_t number_size = output_buffer::scientific_size + 5;
 constexpr std::size_t words_size = 128; // the words around counts, with them
 
 // As "%8d".
-void put_id(std::size_t value, output_buffer& output) {
-    output.put_right(8, [&] { output.put_unsigned(value); });
-}
+void put_id(std::size_t value, output_buffer& output) { output.put_unsigned_right(8, value); }
 
 // As "%12.5e".
 void put_number(double value, output_buffer& output) {

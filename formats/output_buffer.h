@@ -56,6 +56,22 @@ public:
         std::memset(begin, ' ', width - length);
         size_ += width - length;
     }
+    // As `%<width>u`, digit by digit from the right.
+    void put_unsigned_right(std::size_t width, std::uint64_t value) {
+        char* const begin = end();
+        char* digit = begin + width;
+        std::uint64_t rest = value;
+        do {
+            if (digit == begin) {
+                put_unsigned(value);
+                return;
+            }
+            *--digit = static_cast<char>('0' + rest % 10);
+            rest /= 10;
+        } while (rest != 0);
+        std::fill(begin, digit, ' ');
+        size_ += width;
+    }
     void put_little_endian(std::uint32_t value) {
         for (int shift = 0; shift < 32; shift += 8) {
             data_[size_++] = static_cast<char>(value >> shift & 0xFF);
