@@ -1,4 +1,5 @@
-// STL from and to files, on a torus of a million facets, against VTK.
+// STL and Wavefront OBJ from and to files, on a torus of a million facets, against VTK,
+// tinyobjloader and OpenMesh.
 #include <benchmark/benchmark.h>
 
 #include <unistd.h>
@@ -11,6 +12,14 @@
 
 #include "tessmaker/formats.h"
 
+#ifdef TESSMAKER_HAVE_OPENMESH
+#include <OpenMesh/Core/IO/MeshIO.hh>
+// The part above comes first.
+#include <OpenMesh/Core/Mesh/TriMesh_ArrayKernelT.hh>
+#endif
+#ifdef TESSMAKER_HAVE_TINYOBJLOADER
+#include <tiny_obj_loader.h>
+#endif
 #ifdef TESSMAKER_HAVE_VTK
 #include <vtkNew.h>
 #include <vtkPolyData.h>
@@ -52,14 +61,15 @@ mesh torus(unsigned int nbr_around, unsigned int nbr_across) {
     return m;
 }
 
-// A folder of its own, in memory where the system has such a place, with the torus in both
-// variants.
+// A folder of its own, in memory where the system has such a place, with the torus in all variants.
 class work_folder {
 public:
     work_folder() : surface(torus(1000, 500)) {
         std::filesystem::create_directories(folder_);
         kv7::tessmaker::STL_output(path("text.stl").c_str(), surface.pos, surface.connect, true);
         kv7::tessmaker::STL_output(path("binary.stl").c_str(), surface.pos, surface.connect, false);
+        kv7::tessmaker::WavefrontOBJ_output(path("surface.obj").c_str(), surface.pos,
+                                            surface.connect, kv7::ET_TRIA3);
     }
     ~work_folder() {
         std::error_code ignored;
@@ -146,12 +156,94 @@ void write_vtk(benchmark::State& state, bool text) {
 }
 #endif
 
+void read_obj_ours(benchmark::State& state) {
+    const std::string path = files().path("surface.obj");
+    while (state.KeepRunning()) {
+        mesh m;
+        dense2D<double> normals;
+        dense2D<double> textures;
+        dense2D<unsigned int> quadrangles;
+        if (kv7::tessmaker::WavefrontOBJ_input(path.c_str(), m.pos, normals, textures, m.connect,
+                                               quadrangles) != 0 ||
+            m.connect.cols() != files().surface.connect.cols()) {
+            state.SkipWithError("not the mesh that was written");
+            break;
+        }
+    }
+}
+
+void write_obj_ours(benchmark::State& state) {
+    const std::string path = files().path("ours.obj");
+    const mesh& m = files().surface;
+    while (state.KeepRunning()) {
+        if (kv7::tessmaker::WavefrontOBJ_output(path.c_str(), m.pos, m.connect, kv7::ET_TRIA3) !=
+            0) {
+            state.SkipWithError("not written");
+            break;
+        }
+    }
+}
+
+#ifdef TESSMAKER_HAVE_TINYOBJLOADER
+// In double precision.
+void read_obj_tinyobjloader(benchmark::State& state) {
+    const std::string path = files().path("surface.obj");
+    while (state.KeepRunning()) {
+        tinyobj::attrib_t attributes;
+        std::vector<tinyobj::shape_t> shapes;
+        std::vector<tinyobj::material_t> materials;
+        std::string warning;
+        std::string error;
+        if (!tinyobj::LoadObj(&attributes, &shapes, &materials, &warning, &error, path.c_str()) ||
+            shapes.size() != 1 ||
+            shapes[0].mesh.num_face_vertices.size() != files().surface.connect.cols()) {
+            state.SkipWithError("not the mesh that was written");
+            break;
+        }
+    }
+}
+#endif
+
+#ifdef TESSMAKER_HAVE_OPENMESH
+// As many digits as ours.
+void write_obj_openmesh(benchmark::State& state) {
+    struct traits : OpenMesh::DefaultTraits {
+        using Point = OpenMesh::Vec3d;
+    };
+    OpenMesh::TriMesh_ArrayKernelT<traits> peer;
+    const mesh& m = files().surface;
+    for (std::size_t k = 0; k < m.pos.cols(); ++k) {
+        peer.add_vertex({m.pos(0, k), m.pos(1, k), m.pos(2, k)});
+    }
+    for (std::size_t k = 0; k < m.connect.cols(); ++k) {
+        const unsigned int* const ids = m.connect.column(k);
+        const auto vertex = [&](int i) { return peer.vertex_handle(ids[i]); };
+        peer.add_face(vertex(0), vertex(1), vertex(2));
+    }
+    const std::string path = files().path("openmesh.obj");
+    while (state.KeepRunning()) {
+        if (!OpenMesh::IO::write_mesh(peer, path, OpenMesh::IO::Options::Default, 13)) {
+            state.SkipWithError("not written");
+            break;
+        }
+    }
+}
+#endif
+
 void tune(benchmark::internal::Benchmark* bench) { bench->Unit(benchmark::kMillisecond); }
 
 BENCHMARK_CAPTURE(read_ours, ours, "binary.stl")->Name("formats/stl_binary_read/ours")->Apply(tune);
 BENCHMARK_CAPTURE(read_ours, ours, "text.stl")->Name("formats/stl_text_read/ours")->Apply(tune);
 BENCHMARK_CAPTURE(write_ours, ours, true)->Name("formats/stl_text_write/ours")->Apply(tune);
 BENCHMARK_CAPTURE(write_ours, ours, false)->Name("formats/stl_binary_write/ours")->Apply(tune);
+BENCHMARK(read_obj_ours)->Name("formats/obj_read/ours")->Apply(tune);
+BENCHMARK(write_obj_ours)->Name("formats/obj_write/ours")->Apply(tune);
+#ifdef TESSMAKER_HAVE_TINYOBJLOADER
+BENCHMARK(read_obj_tinyobjloader)->Name("formats/obj_read/tinyobjloader")->Apply(tune);
+#endif
+#ifdef TESSMAKER_HAVE_OPENMESH
+BENCHMARK(write_obj_openmesh)->Name("formats/obj_write/openmesh")->Apply(tune);
+#endif
 #ifdef TESSMAKER_HAVE_VTK
 BENCHMARK_CAPTURE(read_vtk, vtk, "binary.stl")->Name("formats/stl_binary_read/vtk")->Apply(tune);
 BENCHMARK_CAPTURE(read_vtk, vtk, "text.stl")->Name("formats/stl_text_read/vtk")->Apply(tune);
