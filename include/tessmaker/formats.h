@@ -2,8 +2,8 @@
 //
 // Functions take a file name or an open stream. -1 says that the file can't be opened, or that the
 // stream is null or in an error state. A stream that the caller opened stays open. A file opened by
-// name is closed again, unless a function says otherwise. The NASTRAN functions leave it open until
-// the process ends, and the end of what was written may wait in memory until then; where that
+// name is closed again, unless a function says otherwise. The NASTRAN and FEMAP functions leave it
+// open the process ends, and the end of what was written may wait in memory until then; where that
 // matters, pass a stream.
 //
 // Text is read and written the same way in every locale.
@@ -121,6 +121,77 @@ TESSMAKER_API int NASTRAN_output(const char* filename, const dense2D<double>& po
                                  const dense2D<unsigned int>& connect1,
                                  const dense2D<unsigned int>& connect2, element_type type1,
                                  element_type type2);
+
+// Reads the nodes and elements of a FEMAP neutral file, blocks 403 and 404 in any order; everything
+// else is skipped. `pos` gets 3 rows; node `id` of the file is column `id - 1`, zeros where an ID
+// is not in use. An element's ID is dropped. Node numbers of elements are not compared with the
+// nodes there are.
+//
+// Topologies are those of ET_NODE, ET_BAR2, ET_BAR3, ET_TRIA3, ET_TRIA6, ET_QUAD4, ET_QUAD8,
+// ET_TETRA4, ET_TETRA10, ET_PENTA6, ET_HEXA8 and ET_HEXA20. An element of any other is dropped, but
+// puts an ET_UNKNOWN in `types`, and what follows it in a type without an entry in `indices`: the
+// two don't match then. With all runs: a run ends wherever the type changes. With one connectivity:
+// `type` is that of all elements, or ET_UNKNOWN. With two: `connect1` is a view on the first run,
+// with all rows, `connect2` on the second, and the rest is lost; what there is no run for stays as
+// it is, and all four do on failure. A file that can't be opened empties the other arrays, and
+// leaves `type` as it is.
+// Returns 0; -1: the file can't be opened; -102: a line with too few fields, or a node with ID 0;
+// -199: out of memory for a node, by an ID far beyond the number of nodes too. On failure the
+// arrays hold what was read before, and an element that broke off. A stream in an error state is
+// read as far as it goes; a null stream reads as an empty one.
+TESSMAKER_API int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
+                              dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
+                              dense1D<unsigned int, 8>& pids);
+TESSMAKER_API int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
+                              element_type& type);
+TESSMAKER_API int FEMAP_input(std::FILE* file, dense2D<double>& pos,
+                              dense2D<unsigned int>& connect1, dense2D<unsigned int>& connect2,
+                              element_type& type1, element_type& type2);
+TESSMAKER_API int FEMAP_input(const char* filename, dense2D<double>& pos,
+                              dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& indices,
+                              dense1D<int, 8>& types, dense1D<unsigned int, 8>& pids);
+TESSMAKER_API int FEMAP_input(const char* filename, dense2D<double>& pos,
+                              dense2D<unsigned int>& connect, element_type& type);
+TESSMAKER_API int FEMAP_input(const char* filename, dense2D<double>& pos,
+                              dense2D<unsigned int>& connect1, dense2D<unsigned int>& connect2,
+                              element_type& type1, element_type& type2);
+
+// Writes a mesh as a FEMAP neutral file, coordinates with 6 decimals, elements numbered by their
+// column. `pos`: 2 or 3 rows; z is 0 for 2. Types that `FEMAP_input` doesn't know are left out,
+// also from mixed runs. With one connectivity the property of all elements is 1. Without elements
+// nothing is written.
+//
+// The corners of ET_TRIA6 are written as 0-based numbers, where all other numbers count from 1.
+// With two connectivities, of equal rows, only one run is written: the first `connect2.cols()`
+// columns of `connect1` followed by `connect2`, as elements of `type1`; property 1 for those of
+// `connect1`, 2 for those of `connect2`. Returns 0, also if a write fails, and for an empty
+// `connect` before anything is checked; -1: see above; -2: `pos` has neither 2 nor 3 rows; -3: a
+// run with fewer rows than its type needs, with an absent ID in a plain type or where a mixed type
+// has none, that ends before it begins or reaches beyond `connect`; an ET_FACE_MIX run of fewer
+// than 4 rows, an ET_SOLID_MIX run of other than 8; two connectivities of different rows; -5:
+// `indices` has not one entry more than `types`; -6: `pids` has not one entry for each column;
+// -199: out of memory. The checks come in the order -1, -2, -5, -6, -3. Node IDs are not compared
+// with `pos`. A file is created before the arguments are checked.
+TESSMAKER_API int FEMAP_output(std::FILE* file, const dense2D<double>& pos,
+                               const dense2D<unsigned int>& connect,
+                               const dense1D<unsigned int, 8>& indices,
+                               const dense1D<int, 8>& types, const dense1D<unsigned int, 8>& pids);
+TESSMAKER_API int FEMAP_output(std::FILE* file, const dense2D<double>& pos,
+                               const dense2D<unsigned int>& connect, element_type type);
+TESSMAKER_API int FEMAP_output(std::FILE* file, const dense2D<double>& pos,
+                               const dense2D<unsigned int>& connect1,
+                               const dense2D<unsigned int>& connect2, element_type type1,
+                               element_type type2);
+TESSMAKER_API int FEMAP_output(const char* filename, const dense2D<double>& pos,
+                               const dense2D<unsigned int>& connect,
+                               const dense1D<unsigned int, 8>& indices,
+                               const dense1D<int, 8>& types, const dense1D<unsigned int, 8>& pids);
+TESSMAKER_API int FEMAP_output(const char* filename, const dense2D<double>& pos,
+                               const dense2D<unsigned int>& connect, element_type type);
+TESSMAKER_API int FEMAP_output(const char* filename, const dense2D<double>& pos,
+                               const dense2D<unsigned int>& connect1,
+                               const dense2D<unsigned int>& connect2, element_type type1,
+                               element_type type2);
 
 // Reads the vertices, normals, texture coordinates, triangles and quadrangles of a Wavefront OBJ
 // file. `pos` and `normals` get 3 rows, `textures` 1 to 3, as its first line has; one column for
