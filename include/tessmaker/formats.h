@@ -3,8 +3,8 @@
 // Functions take a file name or an open stream. -1 says that the file can't be opened, or that the
 // stream is null or in an error state. A stream that the caller opened stays open. A file opened by
 // name is closed again, unless a function says otherwise. The NASTRAN and FEMAP functions leave it
-// open the process ends, and the end of what was written may wait in memory until then; where that
-// matters, pass a stream.
+// open until the process ends, and the end of what was written may wait in memory until then; where
+// that matters, pass a stream.
 //
 // Text is read and written the same way in every locale.
 //
@@ -133,8 +133,7 @@ TESSMAKER_API int NASTRAN_output(const char* filename, const dense2D<double>& po
 // two don't match then. With all runs: a run ends wherever the type changes. With one connectivity:
 // `type` is that of all elements, or ET_UNKNOWN. With two: `connect1` is a view on the first run,
 // with all rows, `connect2` on the second, and the rest is lost; what there is no run for stays as
-// it is, and all four do on failure. A file that can't be opened empties the other arrays, and
-// leaves `type` as it is.
+// it is, and all four do on failure. Where the file can't be opened, `type` stays as it is, too.
 // Returns 0; -1: the file can't be opened; -102: a line with too few fields, or a node with ID 0;
 // -199: out of memory for a node, by an ID far beyond the number of nodes too. On failure the
 // arrays hold what was read before, and an element that broke off. A stream in an error state is

@@ -243,6 +243,29 @@ TEST(exports, formats) {
                                         const id_array&, element_type, element_type));
 }
 
+TEST(exports, femap_files) {
+    EXPECT_EXPORTED(FEMAP_input,
+                    int(std::FILE*, points&, id_array&, id_list&, dense1D<int, 8>&, id_list&));
+    EXPECT_EXPORTED(FEMAP_input, int(std::FILE*, points&, id_array&, element_type&));
+    EXPECT_EXPORTED(FEMAP_input,
+                    int(std::FILE*, points&, id_array&, id_array&, element_type&, element_type&));
+    EXPECT_EXPORTED(FEMAP_input,
+                    int(const char*, points&, id_array&, id_list&, dense1D<int, 8>&, id_list&));
+    EXPECT_EXPORTED(FEMAP_input, int(const char*, points&, id_array&, element_type&));
+    EXPECT_EXPORTED(FEMAP_input,
+                    int(const char*, points&, id_array&, id_array&, element_type&, element_type&));
+    EXPECT_EXPORTED(FEMAP_output, int(std::FILE*, const points&, const id_array&, const id_list&,
+                                      const dense1D<int, 8>&, const id_list&));
+    EXPECT_EXPORTED(FEMAP_output, int(std::FILE*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(FEMAP_output, int(std::FILE*, const points&, const id_array&, const id_array&,
+                                      element_type, element_type));
+    EXPECT_EXPORTED(FEMAP_output, int(const char*, const points&, const id_array&, const id_list&,
+                                      const dense1D<int, 8>&, const id_list&));
+    EXPECT_EXPORTED(FEMAP_output, int(const char*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(FEMAP_output, int(const char*, const points&, const id_array&, const id_array&,
+                                      element_type, element_type));
+}
+
 TEST(exports, wavefront_files) {
     EXPECT_EXPORTED(WavefrontOBJ_input,
                     int(const char*, points&, points&, points&, id_array&, id_array&));
