@@ -462,6 +462,29 @@ TEST(nastran_output, two_connectivities_are_checked_each_by_its_type) {
         "CTRIA3,1,1,1,2,3\nCHEXA,2,2,1,2,3,4,5,6,+C\n+C,7,8\n");
 }
 
+TEST(nastran_output, two_connectivities_without_nodes_have_properties_for_no_column) {
+    const auto connect = connectivity({{0, 1}});
+    written(-6, one_point, connect, connect, ET_UNKNOWN, ET_UNKNOWN);
+    EXPECT_EQ(cards_of(written(0, one_point, connect, connect, ET_UNKNOWN, ET_BAR2)),
+              "CBAR,2,2,1,2\n");
+}
+
+TEST(nastran_output, uniform_mixed_arrays_of_two_fail_too) {
+    const auto quadrangles = connectivity({{0, 1, 2, 3}});
+    written(-3, one_point, connectivity({{0, 1, 2}}), quadrangles, ET_FACE_MIX, ET_QUAD4);
+    written(-3, one_point, quadrangles, connectivity({{0, 1, 2, 3}}), ET_QUAD4, ET_SOLID_MIX);
+}
+
+TEST(nastran_output, a_value_that_is_no_type_reads_nothing_outside) {
+    for (const int type : {-1, 23, 99, 0x7FFFFFFF}) {
+        const scratch_stream stream;
+        const auto connect = connectivity({{0, 1}});
+        NASTRAN_output(stream.get(), one_point, connect, dense1D<unsigned int>{0U, 1U},
+                       dense1D<int>{type}, dense1D<unsigned int>{1U});
+        EXPECT_EQ(stream.contents().find("\nC"), std::string::npos) << type;
+    }
+}
+
 TEST(nastran_output, a_full_disk_passes_unnoticed) {
     std::FILE* const full = std::fopen("/dev/full", "w");
     ASSERT_NE(full, nullptr);
