@@ -59,14 +59,17 @@ TESSMAKER_API int STL_output(const char* filename, const dense2D<double>& pos,
 // `pos` gets 3 rows; node `id` of the file is column `id - 1`, zeros where an ID is not in use. An
 // element's ID is dropped. Node numbers of elements are not compared with the nodes there are.
 //
-// With all runs: a run ends wherever the type changes. With one connectivity: `type` is that of all
-// elements, ET_FACE_MIX or ET_SOLID_MIX if their linear types allow it, or ET_UNKNOWN, with
-// `connect` as above; the overload for a stream leaves it as it is where there is no element. With
-// two: the first two runs, as views of one array, and the rest is lost; outputs that there is no
-// run for stay as they are in the overload for a stream, and are emptied, with ET_UNKNOWN, in the
-// other. Returns 0; -1: see above, or a GRID card with ID 0, or one in free fields that can't be
-// read; -199: out of memory, by an ID far beyond the number of nodes too. On failure the arrays
-// hold what was read before, and in the last two forms only `pos` and `connect` do.
+// With all runs: a run ends wherever the type changes. Without any element `indices` is 0, 0, one
+// entry more than can be written. With one connectivity: `type` is that of all elements,
+// ET_FACE_MIX or ET_SOLID_MIX if they are linear and of one dimension, or ET_UNKNOWN, with
+// `connect` as above; where there is no element, the overload for a stream leaves it as it is. With
+// two: the first two runs, as views of one array; the rest is lost. Outputs that there is no run
+// for stay as they are in the overload for a stream, and are emptied, with ET_UNKNOWN, in the
+// other.
+//
+// Returns 0; -1: see above, or a GRID card with ID 0, or one in free fields that can't be read;
+// -199: out of memory, also for an ID that this machine has no memory for. On failure the arrays
+// hold what was read before; of two connectivities nothing is given out.
 TESSMAKER_API int NASTRAN_input(std::FILE* file, dense2D<double>& pos,
                                 dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& indices,
                                 dense1D<int, 8>& types, dense1D<unsigned int, 8>& pids);
@@ -91,14 +94,15 @@ TESSMAKER_API int NASTRAN_input(const char* filename, dense2D<double>& pos,
 //
 // Elements lose the nodes that their card has no place for: ET_BAR3, ET_PYRA14, ET_PENTA18 and
 // ET_HEXA27 become ET_BAR2, ET_PYRA13, ET_PENTA15 and ET_HEXA20. ET_UNKNOWN, ET_NODE and ET_BAR_MIX
-// are left out. ET_QUAD9 gets a card without meaning.
-// Returns 0, also if a write fails; -1: see above; -2: `pos` has neither 2 nor 3 rows; -3: a run
-// with fewer rows than its type needs, with an absent ID in a plain type or where a mixed type has
-// none, that ends before it begins or reaches beyond `connect`; an ET_FACE_MIX run of fewer than 4
-// rows, an ET_SOLID_MIX run of other than 8; -5: `indices` has not one entry more than `types`; -6:
-// `pids` has not one entry for each column; -199: out of memory. The checks come in the order -1,
-// -2, -5, -6, -3. Node IDs are not compared with `pos`. A file is created before the arguments are
-// checked.
+// are left out. ET_QUAD9 gets a card without meaning. Read again, nodes 6 to 14 of an ET_PENTA15
+// have another order.
+//
+// Returns 0, also if a write fails; -1: see above; -2: `pos` has neither 2 nor 3 rows; -5:
+// `indices` has not one entry more than `types`; -6: `pids` has not one entry for each column; -3:
+// a run that ends before it begins or beyond `connect`, that has fewer rows than its type needs, an
+// absent ID in a plain type or where a mixed type has none, an ET_FACE_MIX run of fewer than 4
+// rows, an ET_SOLID_MIX run of other than 8; -199: out of memory. Node IDs are not compared with
+// `pos`. The checks come in this order; a file is created before them.
 TESSMAKER_API int NASTRAN_output(std::FILE* file, const dense2D<double>& pos,
                                  const dense2D<unsigned int>& connect,
                                  const dense1D<unsigned int, 8>& indices,

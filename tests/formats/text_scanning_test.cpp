@@ -1,10 +1,14 @@
 #include "formats/text_scanning.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cctype>
+#include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <locale>
 #include <sstream>
@@ -243,6 +247,120 @@ TEST(text_scanning, any_characters_hold_the_number_that_a_stream_reads_there) {
     }
 }
 
+// Characters of which numbers are made, and a few others.
+std::string random_number_text(random_source& random, const char* characters) {
+    std::string text;
+    for (std::size_t n = random.below(24); n > 0; --n) {
+        text += characters[random.below(std::strlen(characters))];
+    }
+    return text;
+}
+
+void expect_real_of_the_library(const std::string& text) {
+    const double expected = std::strtod(text.c_str(), nullptr);
+    const double value = to_real(text);
+    EXPECT_TRUE(std::memcmp(&value, &expected, sizeof value) == 0 ||
+                (std::isnan(value) && std::isnan(expected)))
+        << text;
+
+    double scanned = 0;
+    int length = 0;
+    const bool is_number = std::sscanf(text.c_str(), "%lf%n", &scanned, &length) == 1;
+    double found = 0;
+    const char* const end = scan_real(text.c_str(), found);
+    ASSERT_EQ(end != nullptr, is_number) << text;
+    if (!end) return;
+    EXPECT_TRUE(std::memcmp(&found, &scanned, sizeof found) == 0 ||
+                (std::isnan(found) && std::isnan(scanned)))
+        << text;
+    EXPECT_EQ(end - text.c_str(), length) << text;
+}
+
+TEST(text_scanning, reals_are_those_of_the_C_library_and_end_where_its_do) {
+    for (const char* const text : {"",
+                                   " ",
+                                   "+",
+                                   "-",
+                                   ".",
+                                   "+-1",
+                                   "-+1",
+                                   "1.",
+                                   ".5",
+                                   "-.5e1",
+                                   "+1.5x",
+                                   "1e",
+                                   "1e+",
+                                   "1e+5",
+                                   "1d5",
+                                   "1.5-3",
+                                   "1,5",
+                                   "0x10",
+                                   "0X.8p1",
+                                   "0x",
+                                   "-0",
+                                   "inf",
+                                   "-INFINITY",
+                                   "nan",
+                                   "nan(12)",
+                                   "infx",
+                                   "1e400",
+                                   "-1e400",
+                                   "1e-400",
+                                   "4.9e-324",
+                                   "2e-324",
+                                   " \t\n 7 8",
+                                   "1e5e5",
+                                   "1.2.3",
+                                   "e5",
+                                   "1 e5",
+                                   "123456789012345678901234567890",
+                                   "1.7976931348623159e308"}) {
+        expect_real_of_the_library(text);
+    }
+    random_source random(13);
+    for (int k = 0; k < 100000; ++k) {
+        expect_real_of_the_library(random_number_text(random, "0123456789..eE+- x"));
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(text_scanning, integers_are_those_of_strtol_without_their_upper_half) {
+    random_source random(14);
+    std::vector<std::string> texts{"",
+                                   "+",
+                                   "-",
+                                   "+-1",
+                                   " \t\n 12 3",
+                                   "0x10",
+                                   "0.5",
+                                   "2147483647",
+                                   "2147483648",
+                                   "-2147483649",
+                                   "4294967297",
+                                   "9223372036854775806",
+                                   "9223372036854775807",
+                                   "9223372036854775808",
+                                   "-9223372036854775807",
+                                   "-9223372036854775808",
+                                   "-9223372036854775809",
+                                   "92233720368547758070",
+                                   "123456789012345678901234567890"};
+    for (int k = 0; k < 100000; ++k) texts.push_back(random_number_text(random, "0123456789+- "));
+    for (const std::string& text : texts) {
+        char* end = nullptr;
+        const auto expected = static_cast<unsigned int>(std::strtol(text.c_str(), &end, 10));
+        unsigned int value = 0;
+        const char* const found = scan_integer(text.data(), text.data() + text.size(), value);
+        ASSERT_EQ(found, end == text.c_str() ? nullptr : end) << text;
+        ASSERT_EQ(value, expected) << text;
+        ASSERT_EQ(to_integer(text), expected) << text;
+    }
+    unsigned int value = 0;
+    const char digits[] = "12345";
+    EXPECT_EQ(scan_integer(digits, digits + 2, value), digits + 2);
+    EXPECT_EQ(value, 12U);
+}
+
 TEST(append_column, columns_follow_each_other) {
     dense2D<unsigned int> array;
     for (unsigned int k = 0; k < 100; ++k) {
@@ -308,6 +426,17 @@ TEST(place_by_id, columns_that_are_there_stay) {
     EXPECT_EQ(pos.cols(), 100U);
     EXPECT_EQ(pos(2, 1), 6);
     EXPECT_EQ(pos(2, 98), 0);
+}
+
+TEST(place_by_id, what_the_machine_has_no_memory_for_is_refused_at_once) {
+    for (const unsigned int id : {4294967295U, 2147483647U}) {
+        const std::uint64_t memory = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
+                                     static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+        if (24 * std::uint64_t{id} <= memory) GTEST_SKIP() << "it has that much";
+        dense2D<double> pos = points({{1, 2, 3}});
+        EXPECT_FALSE(place_by_id(pos, id));
+        EXPECT_EQ(list(pos), list(points({{1, 2, 3}})));
+    }
 }
 
 } // namespace
