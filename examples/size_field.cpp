@@ -7,7 +7,6 @@
 // gives way to them. H_shock tells the worst growth at each node before and after.
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -18,6 +17,8 @@
 #include <vector>
 
 #include <tessmaker/tessmaker.h>
+
+#include "report.h"
 
 using kv7::dense1D;
 using kv7::dense2D;
@@ -280,17 +281,6 @@ void put_sources(const std::vector<unsigned int>& nodes, double h, Field& field)
     }
 }
 
-class stopwatch {
-public:
-    double milliseconds() const {
-        return std::chrono::duration<double, std::milli>(clock::now() - start_).count();
-    }
-
-private:
-    using clock = std::chrono::steady_clock;
-    clock::time_point start_ = clock::now();
-};
-
 // What H_shock tells about a field.
 struct shock_report {
     double largest;
@@ -312,12 +302,6 @@ shock_report shocks_of(const mesh& m, const dense2D<unsigned int>& edges, double
     std::sort(shocks.begin(), shocks.end());
     return {shocks[shocks.size() - 1], shocks[shocks.size() / 2],
             static_cast<std::size_t>(nbr_above)};
-}
-
-void print_count(const char* what, std::size_t count) { std::printf("%-24s%14zu\n", what, count); }
-void print_value(const char* what, double value) { std::printf("%-24s%14.6g\n", what, value); }
-void print_pair(const char* what, double before, double after) {
-    std::printf("%-24s%14.6g%14.6g\n", what, before, after);
 }
 
 template <class Field> void bound_and_report(const mesh& m, double limit, Field& field) {

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Welds a triangle soup: scripts/demo.sh [FILE.stl]. Without an argument it takes the sample in
-# examples/data/, and then bounds sizes over it, and stretched metrics in a block of tetrahedra. The
-# welded surface goes to build/release/demo/.
+# Takes a mesh all the way: scripts/demo.sh [FILE]. FILE ends in .stl, .nas, .bdf, .dat, .neu or
+# .obj; without one it takes the sample in examples/data/. Results go to build/release/demo/, with
+# pictures where Debian's VTK for Python is installed.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 expected=()
@@ -13,23 +13,17 @@ case $# in
     ;;
 1) input=$(cd "$called_from" && realpath -ms -- "$1") ;;
 *)
-    echo "usage: scripts/demo.sh [FILE.stl]" >&2
+    echo "usage: scripts/demo.sh [FILE]" >&2
     exit 2
     ;;
 esac
 
 setup
 quietly cmake --preset release
-quietly cmake --build build/release -j "$jobs" --target weld_stl size_field
+quietly cmake --build build/release -j "$jobs" --target mesh_tour
 
 name=$(basename -- "$input")
+prefix=build/release/demo/${name%.*}_toured
 mkdir -p build/release/demo
-build/release/examples/weld_stl "$input" "build/release/demo/${name%.*}_welded.stl" \
-    "${expected[@]}"
-
-if [ $# -eq 0 ]; then
-    echo
-    build/release/examples/size_field "$input"
-    echo
-    build/release/examples/size_field --block 20 --source .5,.5,.5 --stretch 1,1,1
-fi
+build/release/examples/mesh_tour "$input" "$prefix" "${expected[@]}"
+scripts/render.sh "$prefix"

@@ -19,10 +19,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class weld_stl : public program_test {
+class mesh_tour : public program_test {
 protected:
     program_run run(const std::string& arguments) const {
-        return program_test::run(WELD_STL, arguments);
+        return program_test::run(MESH_TOUR, arguments);
     }
     program_run run(const fs::path& in, const fs::path& out) const {
         return run("'" + in.string() + "' '" + out.string() + "'");
@@ -42,14 +42,14 @@ void expect_sample_report(const program_run& run) {
     EXPECT_EQ(figure(run, "nodes before welding"), 3108);
     EXPECT_EQ(figure(run, "nodes after welding"), 435);
     EXPECT_NEAR(figure(run, "tolerance"), 0.0875, 0.0001);
-    for (const char* const step :
-         {"read, weld and clean", "write", "  read", "  weld", "  clean"}) {
+    for (const char* const step : {"  read", "  weld", "  clean", "  topology", "  quality",
+                                   "  sizes", "  gradation", "  write"}) {
         EXPECT_GT(figure(run, step), 0.0) << step;
     }
 }
 
-TEST_F(weld_stl, welds_the_sample_and_tells_its_figures) {
-    const program_run result = run(SAMPLE, file("out.stl"));
+TEST_F(mesh_tour, welds_the_sample_and_tells_its_figures) {
+    const program_run result = run(SAMPLE, file("out"));
     expect_sample_report(result);
     dense2D<double> pos;
     dense2D<unsigned int> connect;
@@ -80,8 +80,8 @@ std::string as_binary(const char* text_file) {
 }
 
 // Two closed boxes on one grid of 81 nodes and 144 edges, each with facets of its own there.
-TEST_F(weld_stl, tells_the_topology_of_the_sample) {
-    const program_run result = run(SAMPLE, file("out.stl"));
+TEST_F(mesh_tour, tells_the_topology_of_the_sample) {
+    const program_run result = run(SAMPLE, file("out"));
     EXPECT_EQ(figure(result, "components"), 1);
     EXPECT_EQ(figure(result, "of one facet, free"), 0);
     EXPECT_EQ(figure(result, "of two"), 1248);
@@ -98,8 +98,8 @@ std::string section(const program_run& run, const std::string& what) {
 
 // Halves of squares of side 2.5, the corners shaken by 0.01. The half of a square has
 // 2 sqrt(3) / (2 + sqrt(2)) / sqrt(2) = 0.7174.
-TEST_F(weld_stl, tells_the_quality_of_the_sample) {
-    const program_run result = run(SAMPLE, file("out.stl"));
+TEST_F(mesh_tour, tells_the_quality_of_the_sample) {
+    const program_run result = run(SAMPLE, file("out"));
     const std::string quality = section(result, "quality ");
     EXPECT_NE(quality.find("  0.7 to 0.8                      1024  ####"), std::string::npos)
         << quality;
@@ -112,7 +112,7 @@ TEST_F(weld_stl, tells_the_quality_of_the_sample) {
     unsigned int worst = 0;
     ASSERT_EQ(min_quality(pos, connect, ET_TRIA3, q_min, worst), 0);
     EXPECT_NEAR(figure(result, "worst quality"), q_min, 1e-6);
-    EXPECT_EQ(figure(result, "worst facet"), worst);
+    EXPECT_EQ(figure(result, "worst element"), worst);
     std::string corners;
     for (std::size_t r = 0; r < 3; ++r) {
         const double* const p = pos.column(connect(r, worst));
@@ -124,16 +124,16 @@ TEST_F(weld_stl, tells_the_quality_of_the_sample) {
     EXPECT_EQ(quality.substr(quality.find("  corner")), corners);
 }
 
-TEST_F(weld_stl, counts_facets_by_quality_and_names_the_worst) {
+TEST_F(mesh_tour, counts_facets_by_quality_and_names_the_worst) {
     // A right one, a flat one, and one that is nearly equilateral.
     const fs::path in = file("in.stl", "solid\n" + facet("0 0 0", "1 0 0", "0 1 0") +
                                            facet("5 0 0", "9 0 0", "7 0.125 0") +
                                            facet("0 0 2", "1 0 2", "0.5 0.875 2") + "endsolid\n");
-    const program_run result = run(in, file("out.stl"));
+    const program_run result = run(in, file("out"));
     EXPECT_EQ(result.exit_code, 0) << result.errors;
     const std::string bar = "  ################################\n";
     EXPECT_EQ(section(result, "quality "),
-              "quality                         facets  0 is flat, 1 equilateral\n"
+              "quality                       elements  0 is flat, 1 ideal\n"
               "  0.0 to 0.1                         1" +
                   bar +
                   "  0.1 to 0.2                         0\n"
@@ -151,92 +151,184 @@ TEST_F(weld_stl, counts_facets_by_quality_and_names_the_worst) {
                   "mean quality                  0.589633\n"
                   // 2 sqrt(3) * 0.5 / (4 * (4 + 2 sqrt(4 + 1 / 64)))
                   "worst quality                0.0540738\n"
-                  "worst facet                          1\n"
+                  "worst element                        1\n"
                   "  corner, node                       3  (5, 0, 0)\n"
                   "  corner, node                       4  (9, 0, 0)\n"
                   "  corner, node                       5  (7, 0.125, 0)\n");
 }
 
-TEST_F(weld_stl, has_no_worst_facet_without_facets) {
-    const program_run result = run(file("in.stl", "solid x\nendsolid x\n"), file("out.stl"));
+TEST_F(mesh_tour, has_no_worst_facet_without_facets) {
+    const program_run result = run(file("in.stl", "solid x\nendsolid x\n"), file("out"));
     EXPECT_EQ(figure(result, "0.9 to 1.0"), 0);
     EXPECT_EQ(result.output.find("worst quality"), std::string::npos);
 }
 
-TEST_F(weld_stl, fails_where_another_euler_characteristic_is_expected) {
-    const std::string files = "'" + std::string(SAMPLE) + "' '" + file("out.stl").string() + "'";
+TEST_F(mesh_tour, fails_where_another_euler_characteristic_is_expected) {
+    const std::string files = "'" + std::string(SAMPLE) + "' '" + file("out").string() + "'";
     EXPECT_EQ(run(files + " 67").exit_code, 0);
     const program_run result = run(files + " 68");
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_NE(result.errors.find("Euler"), std::string::npos) << result.errors;
 }
 
-TEST_F(weld_stl, welds_a_binary_file_alike) {
+TEST_F(mesh_tour, welds_a_binary_file_alike) {
     const std::string binary = as_binary(SAMPLE);
-    const program_run result = run(file("in.stl", binary), file("out.stl"));
+    const program_run result = run(file("in.stl", binary), file("out"));
     expect_sample_report(result);
-    EXPECT_NE(result.output.find("in.stl, binary"), std::string::npos);
+    EXPECT_NE(result.output.find("STL, binary"), std::string::npos);
     EXPECT_EQ(fs::file_size(file("out.stl")), 84U + 50U * 1024U);
 }
 
-TEST_F(weld_stl, does_not_weld_where_no_facet_has_a_height) {
+TEST_F(mesh_tour, does_not_weld_where_no_facet_has_a_height) {
     const fs::path in = file("in.stl", "solid\n" + facet("0 0 0", "0 0 0", "1 0 0") + "endsolid\n");
-    const program_run result = run(in, file("out.stl"));
+    const program_run result = run(in, file("out"));
     EXPECT_EQ(result.exit_code, 0) << result.errors;
     EXPECT_EQ(figure(result, "nodes after welding"), 3);
     EXPECT_NE(result.output.find("not welded"), std::string::npos);
 }
 
-TEST_F(weld_stl, takes_a_file_without_facets) {
-    const program_run result = run(file("in.stl", "solid x\nendsolid x\n"), file("out.stl"));
+TEST_F(mesh_tour, takes_a_file_without_facets) {
+    const program_run result = run(file("in.stl", "solid x\nendsolid x\n"), file("out"));
     EXPECT_EQ(result.exit_code, 0) << result.errors;
     EXPECT_EQ(figure(result, "facets in the file"), 0);
     EXPECT_TRUE(fs::exists(file("out.stl")));
 }
 
-TEST_F(weld_stl, takes_upper_case_colors_and_a_continued_solid) {
+TEST_F(mesh_tour, takes_upper_case_colors_and_a_continued_solid) {
     const fs::path in =
         file("in.stl", "SOLID A\nCOLOR 1 0 0\nFACET NORMAL 0 0 1\nOUTER LOOP\n  VERTEX 0 0 0\n"
                        "\tVertex 1 0 0\nvertex 0 1 0\nENDLOOP\nENDFACET\nENDSOLID\n" +
                            facet("1 0 0", "1 1 0", "0 1 0") + "endsolid\n");
-    const program_run result = run(in, file("out.stl"));
+    const program_run result = run(in, file("out"));
     EXPECT_EQ(result.exit_code, 0) << result.errors;
     EXPECT_EQ(figure(result, "facets in the file"), 2);
     EXPECT_EQ(figure(result, "nodes after welding"), 4);
 }
 
-TEST_F(weld_stl, tells_a_missing_file) {
-    const program_run result = run(file("absent.stl"), file("out.stl"));
+TEST_F(mesh_tour, bounds_sizes_around_a_source) {
+    const program_run result = run(SAMPLE, file("out"));
+    EXPECT_NEAR(figure(result, "size at the source"), 0.1 * figure(result, "smallest size"), 1e-4);
+    EXPECT_GT(figure(result, "nodes changed"), 1);
+    EXPECT_GT(figure(result, "  largest", 0), 0.2);
+    EXPECT_LT(figure(result, "  largest", 1), 0.202);
+    EXPECT_EQ(figure(result, "nodes above the limit", 1), 0);
+}
+
+TEST_F(mesh_tour, writes_qualities_and_sizes_with_the_mesh) {
+    const program_run result = run(SAMPLE, file("out"));
+    const std::string vtk = text_of(file("out.vtk"));
+    EXPECT_NE(vtk.find("POINTS 435 double\n"), std::string::npos);
+    EXPECT_NE(vtk.find("CELL_DATA 1024\nSCALARS quality double 1\n"), std::string::npos);
+    EXPECT_NE(vtk.find("POINT_DATA 435\nSCALARS size_before double 1\n"), std::string::npos);
+    EXPECT_NE(vtk.find("SCALARS size_after double 1\n"), std::string::npos);
+    EXPECT_NE(text_of(file("out.mesh")).find("Triangles\n1024\n"), std::string::npos);
+    EXPECT_EQ(text_of(file("out.bb")).substr(0, 10), "3 1 435 2\n");
+    dense2D<double> pos;
+    dense2D<unsigned int> connect;
+    element_type type = ET_UNKNOWN;
+    ASSERT_EQ(NASTRAN_input(file("out.nas").c_str(), pos, connect, type), 0);
+    EXPECT_EQ(pos.cols(), 435U);
+    EXPECT_EQ(connect.cols(), 1024U);
+    EXPECT_EQ(type, ET_TRIA3);
+}
+
+// A cube with a pyramid on it and a wedge at its side, a bar, an element without one of its nodes,
+// a collapsed one, and the nodes of the pyramid's base twice.
+const char house[] = "GRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,1.,1.,0.\nGRID,4,,0.,1.,0.\n"
+                     "GRID,5,,0.,0.,1.\nGRID,6,,1.,0.,1.\nGRID,7,,1.,1.,1.\nGRID,8,,0.,1.,1.\n"
+                     "GRID,15,,0.,0.,1.\nGRID,16,,1.,0.,1.\nGRID,17,,1.,1.,1.\n"
+                     "GRID,18,,0.,1.,1.\nGRID,20,,.5,.5,2.\n"
+                     "GRID,21,,2.,0.,.5\nGRID,22,,2.,1.,.5\n"
+                     "CBAR,1,1,1,2\n"
+                     "CHEXA,2,1,1,2,3,4,5,6,+\n+,7,8\n"
+                     "CPENTA,3,1,2,21,6,3,22,7\n"
+                     "CPYRAM,4,2,15,16,17,18,20\n"
+                     "CTRIA3,5,2,1,2,99\n"
+                     "CTETRA,6,2,1,1,2,3\n";
+
+TEST_F(mesh_tour, takes_solids_of_several_shapes) {
+    const program_run result = run(file("house.nas", house), file("out"));
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(figure(result, "elements in the file"), 6);
+    EXPECT_EQ(figure(result, "without their nodes"), 1);
+    EXPECT_EQ(figure(result, "degenerate, dropped"), 1);
+    EXPECT_EQ(figure(result, "left"), 4);
+    EXPECT_EQ(figure(result, "  BAR2"), 1);
+    EXPECT_EQ(figure(result, "  PYRA5"), 1);
+    EXPECT_EQ(figure(result, "  PENTA6"), 1);
+    EXPECT_EQ(figure(result, "  HEXA8"), 1);
+    EXPECT_EQ(figure(result, "nodes before welding"), 22);
+    EXPECT_EQ(figure(result, "nodes after welding"), 11);
+    EXPECT_EQ(figure(result, "facets"), 6 + 5 + 5 - 2 * 2);
+    EXPECT_EQ(figure(result, "components"), 1);
+    EXPECT_EQ(figure(result, "of one facet, free"), 0);
+    EXPECT_EQ(figure(result, "Euler characteristic"), 2);
+    EXPECT_EQ(figure(result, "nodes above the limit", 1), 0);
+    const std::string vtk = text_of(file("out.vtk"));
+    EXPECT_NE(vtk.find("CELL_TYPES 3\n12\n13\n14\n"), std::string::npos);
+    EXPECT_FALSE(fs::exists(file("out.stl")));
+}
+
+TEST_F(mesh_tour, takes_faces_of_both_shapes) {
+    const fs::path in = file("in.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\n"
+                                       "f 1 2 3 4\nf 2 5 3\n");
+    const program_run result = run(in, file("out"));
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(figure(result, "components"), 1);
+    EXPECT_EQ(figure(result, "of one facet, free"), 5);
+    EXPECT_EQ(figure(result, "of two"), 1);
+    EXPECT_EQ(figure(result, "Euler characteristic"), 1);
+}
+
+TEST_F(mesh_tour, refuses_a_mesh_of_bars) {
+    const program_run result =
+        run(file("in.nas", "GRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nCBAR,1,1,1,2\n"), file("out"));
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_NE(result.errors.find("no faces and no solids"), std::string::npos) << result.errors;
+}
+
+TEST_F(mesh_tour, takes_a_facet_whose_corners_are_at_one_place) {
+    const fs::path in = file("in.stl", "solid\n" + facet("1 1 1", "1 1 1", "1 1 1") + "endsolid\n");
+    const program_run result = run(in, file("out"));
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(figure(result, "smallest size"), 0);
+}
+
+TEST_F(mesh_tour, tells_a_missing_file) {
+    const program_run result = run(file("absent.stl"), file("out"));
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_NE(result.errors.find("absent.stl: No such file"), std::string::npos) << result.errors;
     EXPECT_TRUE(result.output.empty());
 }
 
-TEST_F(weld_stl, tells_a_folder) {
-    const program_run result = run(fs::path("."), file("out.stl"));
+TEST_F(mesh_tour, tells_a_folder) {
+    fs::create_directory(file("folder.stl"));
+    const program_run result = run(file("folder.stl"), file("out"));
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_NE(result.errors.find("can't be read"), std::string::npos) << result.errors;
 }
 
-TEST_F(weld_stl, tells_a_malformed_file_and_writes_nothing) {
+TEST_F(mesh_tour, tells_a_malformed_file_and_writes_nothing) {
     const std::string sample = text_of(SAMPLE);
     for (const std::string& content :
          {std::string("not a surface"), sample.substr(0, sample.size() / 2), std::string(200, 'x'),
           std::string()}) {
-        const program_run result = run(file("in.stl", content), file("out.stl"));
+        const program_run result = run(file("in.stl", content), file("out"));
         EXPECT_EQ(result.exit_code, 1);
-        EXPECT_NE(result.errors.find("not an STL file"), std::string::npos) << result.errors;
+        EXPECT_NE(result.errors.find("not a readable STL file"), std::string::npos)
+            << result.errors;
         EXPECT_FALSE(fs::exists(file("out.stl")));
+        EXPECT_FALSE(fs::exists(file("out.vtk")));
     }
 }
 
-TEST_F(weld_stl, tells_an_output_that_cannot_be_written) {
-    const program_run result = run(SAMPLE, file("no_such_folder/out.stl"));
+TEST_F(mesh_tour, tells_an_output_that_cannot_be_written) {
+    const program_run result = run(SAMPLE, file("no_such_folder/out"));
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_NE(result.errors.find("out.stl: No such file"), std::string::npos) << result.errors;
+    EXPECT_NE(result.errors.find("out.vtk: No such file"), std::string::npos) << result.errors;
 }
 
-TEST_F(weld_stl, tells_its_usage) {
+TEST_F(mesh_tour, tells_its_usage) {
     EXPECT_EQ(run("").exit_code, 2);
     EXPECT_EQ(run("one").exit_code, 2);
 }

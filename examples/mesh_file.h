@@ -1,0 +1,410 @@
+// A mesh in memory, and the files that it can come from and go to, told apart by their ending.
+#ifndef MESH_FILE_H
+#define MESH_FILE_H
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <tessmaker/element_type.h>
+#include <tessmaker/formats.h>
+#include <tessmaker/index_arrays.h>
+
+// Elements of all types in one array, in runs of equal type, as formats.h describes them.
+struct mesh_data {
+    kv7::dense2D<double> pos;
+    kv7::dense2D<unsigned int> connect;
+    kv7::dense1D<unsigned int> indices;
+    kv7::dense1D<int> types;
+    kv7::dense1D<unsigned int> pids;
+};
+
+// What went wrong with a file, in words for its user.
+struct mesh_file_error : std::runtime_error {
+    mesh_file_error(const std::string& filename, const std::string& what)
+        : std::runtime_error(filename + ": " + what) {}
+};
+
+enum class mesh_format { stl, nastran, femap, obj, medit, ensight, vtk };
+
+// What the format makes of an element type: the type itself, one with fewer nodes, or ET_UNKNOWN
+// where it has no place for it.
+using type_map = std::array<kv7::element_type, 23>;
+
+struct mesh_format_traits {
+    mesh_format format;
+    const char* name;
+    std::vector<const char*> endings;
+    bool is_readable;
+    bool keeps_properties;
+    const char* precision; // of coordinates
+    type_map written_as;
+};
+
+inline const std::vector<mesh_format_traits>& mesh_formats() {
+    using namespace kv7;
+    constexpr element_type no = ET_UNKNOWN;
+    static const std::vector<mesh_format_traits> formats{
+        {mesh_format::stl,
+         "STL",
+         {".stl"},
+         true,
+         false,
+         "single precision",
+         {no, no, no, no, no, no, ET_TRIA3, ET_QUAD4, ET_TRIA3, ET_QUAD4, ET_QUAD4, no,
+          no, no, no, no, no, no, no,       no,       no,       no,       no}},
+        {mesh_format::nastran,
+         "NASTRAN",
+         {".nas", ".bdf", ".dat"},
+         true,
+         true,
+         "7 digits",
+         {no,        no,        no,         ET_BAR2,    ET_BAR2,   no,         ET_TRIA3, ET_QUAD4,
+          ET_TRIA6,  ET_QUAD8,  ET_QUAD8,   no,         ET_TETRA4, ET_TETRA10, ET_PYRA5, ET_PYRA13,
+          ET_PYRA13, ET_PENTA6, ET_PENTA15, ET_PENTA15, ET_HEXA8,  ET_HEXA20,  ET_HEXA20}},
+        // The writer's quadratic triangles would not be read as they were.
+        {mesh_format::femap,
+         "FEMAP",
+         {".neu"},
+         true,
+         true,
+         "6 decimals",
+         {no,       ET_NODE,   no,        ET_BAR2,   ET_BAR3,   no,         ET_TRIA3, ET_QUAD4,
+          ET_TRIA3, ET_QUAD8,  ET_QUAD8,  no,        ET_TETRA4, ET_TETRA10, no,       no,
+          no,       ET_PENTA6, ET_PENTA6, ET_PENTA6, ET_HEXA8,  ET_HEXA20,  ET_HEXA20}},
+        {mesh_format::obj,
+         "Wavefront OBJ",
+         {".obj"},
+         true,
+         false,
+         "12 decimals",
+         {no, no, no, no, no, no, ET_TRIA3, ET_QUAD4, ET_TRIA3, ET_QUAD4, ET_QUAD4, no,
+          no, no, no, no, no, no, no,       no,       no,       no,       no}},
+        {mesh_format::medit,
+         "MEDIT",
+         {".mesh"},
+         false,
+         false,
+         "7 digits",
+         {no,       no,        no,        ET_BAR2,   ET_BAR2,   no,        ET_TRIA3, ET_QUAD4,
+          ET_TRIA3, ET_QUAD4,  ET_QUAD4,  no,        ET_TETRA4, ET_TETRA4, ET_PYRA5, ET_PYRA5,
+          ET_PYRA5, ET_PENTA6, ET_PENTA6, ET_PENTA6, ET_HEXA8,  ET_HEXA8,  ET_HEXA8}},
+        // Quadratic triangles would be listed twice, which readers don't expect.
+        {mesh_format::ensight,
+         "EnSight",
+         {".geo"},
+         false,
+         false,
+         "6 digits",
+         {no,       no,        no,        ET_BAR2,   ET_BAR3,   no,         ET_TRIA3, ET_QUAD4,
+          ET_TRIA3, ET_QUAD8,  ET_QUAD8,  no,        ET_TETRA4, ET_TETRA10, no,       no,
+          no,       ET_PENTA6, ET_PENTA6, ET_PENTA6, ET_HEXA8,  ET_HEXA20,  ET_HEXA20}},
+        // Nodes between corners are written as cells of points beside the linear cell.
+        {mesh_format::vtk,
+         "VTK",
+         {".vtk"},
+         false,
+         false,
+         "6 decimals",
+         {no,        no,        no,        ET_BAR2,    ET_BAR3,   no,         ET_TRIA3, ET_QUAD4,
+          ET_TRIA6,  ET_QUAD8,  ET_QUAD9,  no,         ET_TETRA4, ET_TETRA10, ET_PYRA5, ET_PYRA5,
+          ET_PYRA14, ET_PENTA6, ET_PENTA6, ET_PENTA18, ET_HEXA8,  ET_HEXA20,  ET_HEXA27}}};
+    return formats;
+}
+
+inline const char* type_name(kv7::element_type type) {
+    static const char* const names[] = {
+        "unknown", "NODE",   "BAR_MIX", "BAR2",      "BAR3",   "FACE_MIX", "TRIA3", "QUAD4",
+        "TRIA6",   "QUAD8",  "QUAD9",   "SOLID_MIX", "TETRA4", "TETRA10",  "PYRA5", "PYRA13",
+        "PYRA14",  "PENTA6", "PENTA15", "PENTA18",   "HEXA8",  "HEXA20",   "HEXA27"};
+    return names[type];
+}
+
+// The format that the ending of a file name stands for, in letters of any case; null for none.
+inline const mesh_format_traits* format_of(const std::string& filename) {
+    const auto ends_with = [&](const char* ending) {
+        const std::size_t n = std::strlen(ending);
+        return filename.size() > n &&
+               std::equal(
+                   ending, ending + n, filename.end() - static_cast<std::ptrdiff_t>(n),
+                   [](char a, char b) { return a == std::tolower(static_cast<unsigned char>(b)); });
+    };
+    for (const mesh_format_traits& traits : mesh_formats()) {
+        if (std::any_of(traits.endings.begin(), traits.endings.end(), ends_with)) return &traits;
+    }
+    return nullptr;
+}
+
+namespace mesh_file_detail {
+
+struct file_closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using open_file = std::unique_ptr<std::FILE, file_closer>;
+
+inline open_file open(const std::string& filename, const char* mode) {
+    open_file file(std::fopen(filename.c_str(), mode));
+    if (!file) throw mesh_file_error(filename, std::strerror(errno));
+    return file;
+}
+
+inline void expect(bool got_memory) {
+    if (!got_memory) throw std::bad_alloc();
+}
+
+// Appends the elements of one plain type as a run.
+inline void add_run(const kv7::dense2D<unsigned int>& connect, kv7::element_type type,
+                    mesh_data& m) {
+    if (m.indices.empty()) expect(m.indices.push_back(0));
+    if (connect.empty()) return;
+    const std::size_t first = m.connect.cols();
+    const std::size_t rows = std::max(m.connect.rows(), connect.rows());
+    expect(m.connect.resize(rows, first + connect.cols(), 0xFFFFFFFF));
+    for (std::size_t c = 0; c < connect.cols(); ++c) {
+        std::copy_n(connect.column(c), connect.rows(), m.connect.column(first + c));
+    }
+    expect(m.types.push_back(type));
+    expect(m.pids.resize(m.connect.cols(), 1U));
+    expect(m.indices.push_back(static_cast<unsigned int>(m.connect.cols())));
+}
+
+} // namespace mesh_file_detail
+
+// Reads a mesh. `normals_or_textures` tells whether the file has what a mesh_data has no place for.
+// Throws mesh_file_error, or std::bad_alloc.
+inline void read_mesh(const std::string& filename, mesh_data& m, bool& normals_or_textures) {
+    using namespace kv7;
+    using namespace kv7::tessmaker;
+    using namespace mesh_file_detail;
+    normals_or_textures = false;
+    const mesh_format_traits* const traits = format_of(filename);
+    if (!traits || !traits->is_readable) {
+        throw mesh_file_error(filename, "its ending is none of .stl .nas .bdf .dat .neu .obj");
+    }
+    m = mesh_data();
+    const open_file file = open(filename, "rb");
+    int code = 0;
+    if (traits->format == mesh_format::nastran) {
+        code = NASTRAN_input(file.get(), m.pos, m.connect, m.indices, m.types, m.pids);
+    } else if (traits->format == mesh_format::femap) {
+        code = FEMAP_input(file.get(), m.pos, m.connect, m.indices, m.types, m.pids);
+        // An element of a topology that is not known leaves its run without a count.
+        if (code >= 0 && m.types.size() + 1 != m.indices.size() && !m.types.empty()) {
+            throw mesh_file_error(filename, "has elements of a topology that can't be read");
+        }
+    } else if (traits->format == mesh_format::stl) {
+        dense2D<unsigned int> triangles;
+        code = STL_input(file.get(), m.pos, triangles);
+        add_run(triangles, ET_TRIA3, m);
+    } else {
+        dense2D<double> normals;
+        dense2D<double> textures;
+        dense2D<unsigned int> triangles;
+        dense2D<unsigned int> quadrangles;
+        code =
+            WavefrontOBJ_input(filename.c_str(), m.pos, normals, textures, triangles, quadrangles);
+        add_run(triangles, ET_TRIA3, m);
+        add_run(quadrangles, ET_QUAD4, m);
+        normals_or_textures = !normals.empty() || !textures.empty();
+    }
+    if (std::ferror(file.get())) throw mesh_file_error(filename, "can't be read");
+    if (code == -198 || code == -199) {
+        throw mesh_file_error(filename, "needs more memory than there is");
+    }
+    if (code < 0) {
+        throw mesh_file_error(filename, std::string("not a readable ") + traits->name + " file");
+    }
+    if (m.types.empty()) m.indices.clear();
+}
+
+// Calls `visit(type, column)` for each element.
+template <class Visit> void for_each_element(const mesh_data& m, const Visit& visit) {
+    for (std::size_t k = 0; k < m.types.size(); ++k) {
+        const auto type = static_cast<kv7::element_type>(m.types[k]);
+        for (unsigned int c = m.indices[k]; c < m.indices[k + 1]; ++c) visit(type, c);
+    }
+}
+
+// The elements of a type in an array of their own.
+inline kv7::dense2D<unsigned int> elements_of(const mesh_data& m, kv7::element_type type,
+                                              std::size_t rows) {
+    std::size_t n = 0;
+    for_each_element(m, [&](kv7::element_type t, unsigned int) { n += t == type ? 1U : 0U; });
+    kv7::dense2D<unsigned int> result(n == 0 ? 0 : rows, n);
+    mesh_file_detail::expect(result.cols() == n);
+    std::size_t to = 0;
+    for_each_element(m, [&](kv7::element_type t, unsigned int c) {
+        if (t == type) std::copy_n(m.connect.column(c), rows, result.column(to++));
+    });
+    return result;
+}
+
+namespace mesh_file_detail {
+
+// The elements in one array for each type that is written, in the order of the types.
+inline void split_by_written_type(const mesh_data& m, const type_map& written_as,
+                                  std::vector<kv7::dense2D<unsigned int>>& connects,
+                                  kv7::dense1D<int>& types) {
+    std::array<bool, 23> is_there{};
+    for (const int type : m.types) is_there[static_cast<std::size_t>(type)] = true;
+    for (std::size_t t = 0; t < is_there.size(); ++t) {
+        if (!is_there[t] || written_as[t] == kv7::ET_UNKNOWN) continue;
+        connects.push_back(elements_of(m, static_cast<kv7::element_type>(t),
+                                       kv7::tessmaker::nbr_nodes(written_as[t])));
+        expect(types.push_back(written_as[t]));
+    }
+}
+
+inline kv7::dense2D<unsigned int> joined(const std::vector<kv7::dense2D<unsigned int>>& connects,
+                                         const kv7::dense1D<int>& types, kv7::element_type type) {
+    kv7::dense2D<unsigned int> all;
+    for (std::size_t k = 0; k < connects.size(); ++k) {
+        if (types[k] == type) expect(connects[k].empty() || all.append(connects[k]));
+    }
+    return all;
+}
+
+// Each quadrangle as the two triangles on its first diagonal.
+inline void append_halves(const kv7::dense2D<unsigned int>& quadrangles,
+                          kv7::dense2D<unsigned int>& triangles) {
+    std::size_t to = triangles.cols();
+    expect(quadrangles.empty() || triangles.resize(3, to + 2 * quadrangles.cols()));
+    for (std::size_t c = 0; c < quadrangles.cols(); ++c) {
+        const unsigned int* const q = quadrangles.column(c);
+        for (const std::size_t last : {2U, 3U}) {
+            unsigned int* const t = triangles.column(to++);
+            t[0] = q[0];
+            t[1] = q[last - 1];
+            t[2] = q[last];
+        }
+    }
+}
+
+// The runs of a file that holds runs: types as they are written, the others left out.
+inline mesh_data written_runs(const mesh_data& m, const type_map& written_as) {
+    mesh_data out;
+    out.pos = m.pos;
+    expect(out.indices.push_back(0));
+    kv7::dense1D<unsigned int> kept;
+    kv7::element_type last = kv7::ET_UNKNOWN;
+    for_each_element(m, [&](kv7::element_type type, unsigned int c) {
+        const kv7::element_type as = written_as[type];
+        if (as == kv7::ET_UNKNOWN) return;
+        if (as != last) {
+            if (last != kv7::ET_UNKNOWN) {
+                expect(out.indices.push_back(static_cast<unsigned int>(kept.size())));
+            }
+            expect(out.types.push_back(as));
+            last = as;
+        }
+        expect(kept.push_back(c) && out.pids.push_back(m.pids[c]));
+    });
+    if (!kept.empty()) {
+        expect(out.indices.push_back(static_cast<unsigned int>(kept.size())));
+        expect(out.connect.append(m.connect, kept));
+    }
+    return out;
+}
+
+} // namespace mesh_file_detail
+
+// Elements that name a node which the file does not have can't go anywhere. Returns how many there
+// were.
+inline std::size_t drop_incomplete(mesh_data& m) {
+    const auto is_complete = [&](kv7::element_type type, unsigned int c) {
+        const unsigned int* const nodes = m.connect.column(c);
+        const std::size_t n = kv7::tessmaker::nbr_nodes(type);
+        return std::all_of(nodes, nodes + n, [&](unsigned int id) { return id < m.pos.cols(); });
+    };
+    std::size_t nbr_incomplete = 0;
+    mesh_data rest;
+    kv7::dense1D<unsigned int> kept;
+    bool has_memory = rest.indices.push_back(0);
+    for (std::size_t k = 0; k < m.types.size(); ++k) {
+        const auto type = static_cast<kv7::element_type>(m.types[k]);
+        for (unsigned int c = m.indices[k]; c < m.indices[k + 1]; ++c) {
+            if (is_complete(type, c)) {
+                has_memory = has_memory && kept.push_back(c) && rest.pids.push_back(m.pids[c]);
+            } else {
+                ++nbr_incomplete;
+            }
+        }
+        has_memory = has_memory && rest.types.push_back(type) &&
+                     rest.indices.push_back(static_cast<unsigned int>(kept.size()));
+    }
+    if (nbr_incomplete == 0) return 0;
+    has_memory = has_memory && (kept.empty() || rest.connect.append(m.connect, kept));
+    if (!has_memory) throw std::bad_alloc();
+    rest.pos = m.pos;
+    m = rest;
+    return nbr_incomplete;
+}
+
+// Writes a mesh whose elements name columns of `pos` only. Throws mesh_file_error, or
+// std::bad_alloc.
+inline void write_mesh(const std::string& filename, const mesh_data& m) {
+    using namespace kv7;
+    using namespace kv7::tessmaker;
+    using namespace mesh_file_detail;
+    const mesh_format_traits* const traits = format_of(filename);
+    if (!traits) {
+        throw mesh_file_error(
+            filename, "its ending is none of .stl .nas .bdf .dat .neu .obj .mesh .geo .vtk");
+    }
+    std::vector<dense2D<unsigned int>> connects;
+    dense1D<int> types;
+    split_by_written_type(m, traits->written_as, connects, types);
+    const dense2D<unsigned int>* const begin = connects.data();
+    const dense2D<unsigned int>* const end = begin + connects.size();
+
+    // Functions that take a name open it themselves; whether it can be written is told here.
+    open_file file = open(filename, "wb");
+    int code = 0;
+    switch (traits->format) {
+    case mesh_format::stl: {
+        dense2D<unsigned int> triangles = joined(connects, types, ET_TRIA3);
+        append_halves(joined(connects, types, ET_QUAD4), triangles);
+        dense2D<double> pos = m.pos;
+        if (!pos.empty() && pos.rows() < 3) {
+            pos = dense2D<double>();
+            expect(pos.copy(m.pos) && pos.resize(3, m.pos.cols(), 0.0));
+        }
+        code = STL_output(file.get(), pos, triangles, false);
+        break;
+    }
+    case mesh_format::nastran:
+    case mesh_format::femap: {
+        const mesh_data out = written_runs(m, traits->written_as);
+        if (traits->format == mesh_format::nastran) {
+            code =
+                NASTRAN_output(file.get(), out.pos, out.connect, out.indices, out.types, out.pids);
+        } else {
+            code = FEMAP_output(file.get(), out.pos, out.connect, out.indices, out.types, out.pids);
+        }
+        break;
+    }
+    case mesh_format::obj:
+        code = WavefrontOBJ_output(filename.c_str(), m.pos, dense2D<double>(), dense2D<double>(),
+                                   joined(connects, types, ET_TRIA3),
+                                   joined(connects, types, ET_QUAD4));
+        break;
+    case mesh_format::medit: code = medit_output(filename.c_str(), m.pos, begin, end, types); break;
+    case mesh_format::ensight:
+        code = ensight_output(filename.c_str(), m.pos, begin, end, types);
+        break;
+    case mesh_format::vtk: code = vtk_output(filename.c_str(), m.pos, begin, end, types); break;
+    }
+    if (std::fclose(file.release()) != 0 || code < 0) {
+        throw mesh_file_error(filename, "can't be written");
+    }
+}
+
+#endif
