@@ -8,6 +8,7 @@
 
 #include "connectivity/facets.h"
 #include "core/element_walk.h"
+#include "core/prefetch.h"
 #include "tessmaker/connectivity.h"
 #include "tessmaker/index_arrays.h"
 
@@ -57,19 +58,27 @@ facet_key<4> key_of(const facet_key<4>& node) {
     return key;
 }
 
-// The key of local facet F among facets of up to SIZE nodes. The sentinel keeps triangles apart
-// from all quadrangles.
-template <std::size_t SIZE, element_type SHAPE, std::size_t F>
-facet_key<SIZE> key_of_facet(const unsigned int* column) {
-    constexpr local_facet facet = topology_of(SHAPE).facets.facet[F];
-    facet_key<facet.size> node{};
-    for (std::size_t k = 0; k < facet.size; ++k) node[k] = column[facet.node[k]];
-    const facet_key<facet.size> key = key_of(node);
-    if constexpr (facet.size == SIZE) {
-        return key;
-    } else {
-        return {key[0], no_id, key[1], key[2]};
+// The first SIZE IDs are those of the nodes of the facet, in order.
+template <std::size_t SIZE>
+facet_key<SIZE> nodes_of_facet(const unsigned int* column, const local_facet& facet) {
+    facet_key<SIZE> node{};
+    for (std::size_t k = 0; k < SIZE; ++k) node[k] = column[facet.node[k]];
+    return node;
+}
+
+// The key among facets of up to SIZE nodes. The sentinel keeps triangles apart from all
+// quadrangles.
+template <element_type SHAPE, std::size_t SIZE>
+facet_key<SIZE> key_of_facet(const unsigned int* column, std::size_t f) {
+    static constexpr local_facets facets = topology_of(SHAPE).facets;
+    const local_facet& facet = facets.facet[f];
+    if constexpr (SIZE == 4 && SHAPE != ET_HEXA8) {
+        if (facet.size == 3) {
+            const facet_key<3> key = key_of(nodes_of_facet<3>(column, facet));
+            return {key[0], no_id, key[1], key[2]};
+        }
     }
+    return key_of(nodes_of_facet<SIZE>(column, facet));
 }
 
 // The smallest ID stands in all keys of a bucket, or nearly, and is compared last.
@@ -79,14 +88,19 @@ template <std::size_t SIZE> bool is_same(const facet_key<SIZE>& a, const facet_k
     return same;
 }
 
-// Calls `work(key, handle)` for all facets in ascending order of handle.
-template <element_type TYPE, std::size_t SIZE, class Work>
+// Calls `work(smallest ID, handle)` for all facets in ascending order of handle.
+template <element_type TYPE, class Work>
 void for_each_facet(const dense2D<unsigned int>& connect, Work work) {
     constexpr std::size_t stride = element_table[TYPE].nbr_boundaries;
     for_each_column<TYPE>(connect, [&](auto shape, std::size_t e, const unsigned int* column) {
-        constexpr element_type SHAPE = decltype(shape)::value;
-        for_each_constant<topology_of(SHAPE).facets.count>(
-            [&](auto f) { work(key_of_facet<SIZE, SHAPE, f>(column), e * stride + f); });
+        constexpr local_facets facets = topology_of(decltype(shape)::value).facets;
+        for_each_constant<facets.count>([&](auto f) {
+            constexpr local_facet facet = facets.facet[f];
+            unsigned int smallest = column[facet.node[0]];
+            for (std::size_t k = 1; k < facet.size; ++k)
+                smallest = std::min(smallest, column[facet.node[k]]);
+            work(smallest, e * stride + f);
+        });
     });
 }
 
@@ -124,38 +138,51 @@ template <element_type TYPE, class Handle>
 int link_facets(const dense2D<unsigned int>& connect, bool link_non_manifold,
                 dense2D<unsigned int>& neighbors) {
     constexpr std::size_t size = boundary_height(TYPE);
+    constexpr std::size_t stride = element_table[TYPE].nbr_boundaries;
+    constexpr std::size_t ahead = 32; // facets to the one whose column is fetched meanwhile
     using record = facet_record<Handle, size>;
 
     // One bucket for each node, unless the IDs are scattered over a range that is much wider than
     // the mesh.
-    const auto nbr_buckets = static_cast<unsigned int>(std::min<std::size_t>(
-        std::size_t{max_ID(connect)} + 1, 2 * neighbors.rows() * neighbors.cols() + 64));
+    const auto nbr_buckets = static_cast<unsigned int>(
+        std::min<std::size_t>(std::size_t{max_ID(connect)} + 1, 2 * stride * connect.cols() + 64));
     const auto bucket_of = [nbr_buckets](unsigned int smallest) {
         return smallest < nbr_buckets ? smallest : smallest % nbr_buckets;
     };
     dense1D<Handle, 8> bucket_ends;
     if (!bucket_ends.resize(nbr_buckets, 0)) return -199;
     Handle* const bucket_end = bucket_ends.data();
-    for_each_facet<TYPE, size>(
-        connect, [&](const facet_key<size>& key, std::size_t) { ++bucket_end[bucket_of(key[0])]; });
+    for_each_facet<TYPE>(
+        connect, [&](unsigned int smallest, std::size_t) { ++bucket_end[bucket_of(smallest)]; });
     Handle nbr_facets = 0;
+    Handle most_facets = 0;
     for (std::size_t b = 0; b < nbr_buckets; ++b) {
+        most_facets = std::max(most_facets, bucket_end[b]);
         nbr_facets += std::exchange(bucket_end[b], nbr_facets);
     }
 
-    dense1D<record, 8> records;
-    if (!records.resize(nbr_facets)) return -199;
-    record* const sorted = records.data();
-    for_each_facet<TYPE, size>(connect, [&](const facet_key<size>& key, std::size_t handle) {
-        sorted[bucket_end[bucket_of(key[0])]++] = {key, static_cast<Handle>(handle)};
+    dense1D<Handle, 8> handles;
+    dense1D<record, 8> records; // those of one bucket
+    if (!handles.resize(nbr_facets) || !records.resize(most_facets)) return -199;
+    Handle* const handle = handles.data();
+    for_each_facet<TYPE>(connect, [&](unsigned int smallest, std::size_t h) {
+        handle[bucket_end[bucket_of(smallest)]++] = static_cast<Handle>(h);
     });
 
-    record* begin = sorted;
+    const unsigned int* const columns = connect.column(0);
+    const std::size_t ld = connect.ld();
+    std::size_t k = 0;
     for (std::size_t b = 0; b < nbr_buckets; ++b) {
-        record* const end = sorted + bucket_end[b];
-        link_bucket<element_table[TYPE].nbr_boundaries>(begin, end, link_non_manifold,
-                                                        neighbors.column(0));
-        begin = end;
+        record* end = records.data();
+        for (; k < bucket_end[b]; ++k) {
+            if (k + ahead < nbr_facets) prefetch(columns, handle[k + ahead] / stride * ld);
+            const unsigned int* const column = columns + handle[k] / stride * ld;
+            with_shape<TYPE>(column, [&](auto shape) {
+                constexpr element_type SHAPE = decltype(shape)::value;
+                *end++ = {key_of_facet<SHAPE, size>(column, handle[k] % stride), handle[k]};
+            });
+        }
+        link_bucket<stride>(records.data(), end, link_non_manifold, neighbors.column(0));
     }
     return 0;
 }
