@@ -96,63 +96,86 @@ private:
     }
 };
 
-// Counts of IDs, ID n at n + 1. The successor of the sentinel is 0: it is counted in front.
-class id_counts {
-public:
-    // The counts, once all is added: those of the IDs up to the largest one, of ID 0 at least.
-    dense1D<unsigned int, 8>& finish() {
-        std::size_t size = counts_.size();
-        while (size > 2 && counts_[size - 1] == 0) --size;
-        counts_.resize(size);
-        return counts_;
-    }
-
-    bool init() { return counts_.resize(2, 0); }
-
-    // False when memory fails.
-    bool add(const unsigned int* ids, std::size_t n) {
-        for (std::size_t i = 0; i < n;) {
-            i = add_below_size(ids, i, n);
-            if (i < n && !make_room(std::size_t{ids[i]} + 2)) return false;
-        }
-        return true;
-    }
-
-private:
-    // From the i-th ID on; stops at the first one that has no count.
-    std::size_t add_below_size(const unsigned int* ids, std::size_t i, std::size_t n) {
-        const std::size_t size = counts_.size();
-        unsigned int* const count = counts_.data();
-        for (; i + ids_of_line <= n; i += ids_of_line) {
-            prefetch(ids + i, ids_ahead);
-            for (std::size_t k = i; k < i + ids_of_line; ++k) {
-                if (ids[k] + 1U >= size) return k;
-                ++count[ids[k] + 1U];
-            }
-        }
-        for (; i < n && ids[i] + 1U < size; ++i) ++count[ids[i] + 1U];
-        return i;
-    }
-
-    bool make_room(std::size_t size) {
-        return counts_.resize(std::max(size, 2 * counts_.size()), 0);
-    }
-
-    dense1D<unsigned int, 8> counts_;
-};
-
-template <class Joined>
-bool count_ids(const dense2D<unsigned int>& connect, const Joined& joined, id_counts& counts) {
-    const std::size_t rows = connect.rows();
+// Calls `work(run, e, column e)` for all columns: those before `split` (run 0) and those from it on
+// (run 1) by turns, each run in ascending order. Columns next to one another share nodes: by turns
+// none waits for what the one before has stored for them. Stops, and returns false, as soon as
+// `work` does.
+template <class Work>
+bool for_each_column_by_turns(const dense2D<unsigned int>& connect, std::size_t split, Work work) {
     const std::size_t cols = connect.cols();
-    if (!counts.init()) return false;
-    if (Joined::takes_all_rows && connect.ld() == rows)
-        return counts.add(connect.column(0), rows * cols);
-    for (std::size_t c = 0; c < cols; ++c) {
-        const unsigned int* const column = connect.column(c);
-        if (!counts.add(column, joined.nbr_rows(column))) return false;
+    const std::size_t ld = connect.ld();
+    const unsigned int* low = connect.column(0);
+    const unsigned int* high = connect.column(split);
+    for (std::size_t e = 0; e < split; ++e, low += ld, high += ld) {
+        prefetch(low, ids_ahead);
+        prefetch(high, ids_ahead);
+        if (!work(0, e, low) || !work(1, split + e, high)) return false;
+    }
+    for (std::size_t e = 2 * split; e < cols; ++e, high += ld) {
+        prefetch(high, ids_ahead);
+        if (!work(1, e, high)) return false;
     }
     return true;
+}
+
+// The number of IDs up to the largest one that the columns join; 1 at least.
+template <class Joined>
+std::size_t count_nodes(const dense2D<unsigned int>& connect, const Joined& joined) {
+    if (Joined::takes_all_rows) return std::max(max_ID(connect) + 1U, 1U);
+    unsigned int nbr_nodes = 1;
+    for (std::size_t e = 0; e < connect.cols(); ++e) {
+        const unsigned int* const column = connect.column(e);
+        const std::size_t rows = joined.nbr_rows(column);
+        for (std::size_t r = 0; r < rows; ++r) nbr_nodes = std::max(nbr_nodes, column[r] + 1U);
+    }
+    return nbr_nodes;
+}
+
+// What is counted for each ID, and later listed, in two runs of columns. ID n has its place at
+// n + 1. The successor of the sentinel is 0: it is counted in front.
+struct column_runs {
+    dense1D<unsigned int, 8> low;
+    dense1D<unsigned int, 8>& high;
+    std::size_t split = 0; // the first column of the second run
+};
+
+// False when an ID is beyond `nbr_nodes`.
+template <class Joined>
+bool add_counts(const dense2D<unsigned int>& connect, const Joined& joined, std::size_t nbr_nodes,
+                column_runs& runs) {
+    const std::array<unsigned int*, 2> counts{runs.low.data(), runs.high.data()};
+    const auto add = [&](std::size_t run, std::size_t, const unsigned int* column) {
+        const std::size_t rows = joined.nbr_rows(column);
+        for (std::size_t r = 0; r < rows; ++r) {
+            const unsigned int successor = column[r] + 1U;
+            if (successor > nbr_nodes) return false;
+            ++counts[run][successor];
+        }
+        return true;
+    };
+    return for_each_column_by_turns(connect, runs.split, add);
+}
+
+// False when memory fails.
+template <class Joined>
+bool count_ids(const dense2D<unsigned int>& connect, const Joined& joined, column_runs& runs) {
+    const auto init = [&](std::size_t nbr_nodes, std::size_t split) {
+        runs.split = split;
+        runs.low.clear();
+        runs.high.clear();
+        return runs.low.resize(nbr_nodes + 1, 0) && runs.high.resize(nbr_nodes + 1, 0);
+    };
+    // Where nodes are numbered along the columns the last ones have the largest ID. Where they are
+    // not, columns next to one another share no nodes, and a second set of counts would only
+    // crowd the cache.
+    const std::size_t cols = connect.cols();
+    const std::size_t nbr_last = std::min<std::size_t>(cols, 1000);
+    std::size_t nbr_nodes =
+        count_nodes(connect.sub_matrix(0, cols - nbr_last, connect.rows(), nbr_last), joined);
+    if (!init(nbr_nodes, cols / 2)) return false;
+    if (add_counts(connect, joined, nbr_nodes, runs)) return true;
+    nbr_nodes = count_nodes(connect, joined);
+    return init(nbr_nodes, 0) && add_counts(connect, joined, nbr_nodes, runs);
 }
 
 // Whether there are no more IDs than 32-bit offsets can tell apart.
@@ -172,33 +195,29 @@ bool has_few_IDs(const dense2D<unsigned int>& connect) {
 template <class Joined>
 bool invert_columns(const dense2D<unsigned int>& connect, const Joined& joined,
                     dense1D<unsigned int, 8>& first, dense1D<unsigned int, 8>& list) {
-    id_counts counts;
-    if (!has_few_IDs(connect) || !count_ids(connect, joined, counts)) return false;
-    dense1D<unsigned int, 8>& places = counts.finish();
-    const std::size_t nbr_nodes = places.size() - 1;
-    if (!first.resize(nbr_nodes + 1)) return false;
-    unsigned int* const start = first.data();
-    unsigned int* const place = places.data() + 1;
+    column_runs runs{{}, first};
+    if (!has_few_IDs(connect) || !count_ids(connect, joined, runs)) return false;
+    // From counts to where the next column is listed. At the end that is, in the second run, where
+    // the columns of node n end, and those of node n + 1 begin.
+    const std::array<unsigned int*, 2> place{runs.low.data(), first.data()};
     unsigned int nbr_entries = 0;
-    for (std::size_t n = 0; n < nbr_nodes; ++n) {
-        start[n] = nbr_entries;
-        nbr_entries += std::exchange(place[n], nbr_entries);
+    place[1][0] = 0;
+    for (std::size_t n = 1; n < first.size(); ++n) {
+        nbr_entries += std::exchange(place[0][n], nbr_entries);
+        nbr_entries += std::exchange(place[1][n], nbr_entries);
     }
-    start[nbr_nodes] = nbr_entries;
 
     if (!list.resize(nbr_entries)) return false;
     unsigned int* const entry = list.data();
-    const std::size_t cols = connect.cols();
-    const std::size_t ld = connect.ld();
-    const unsigned int* column = connect.column(0);
-    for (std::size_t e = 0; e < cols; ++e, column += ld) {
-        prefetch(column, ids_ahead);
+    const auto add = [&](std::size_t run, std::size_t e, const unsigned int* column) {
         const std::size_t rows = joined.nbr_rows(column);
         for (std::size_t r = 0; r < rows; ++r) {
-            if (column[r] != no_id) entry[place[column[r]]++] = static_cast<unsigned int>(e);
+            if (column[r] == no_id) continue;
+            entry[place[run][column[r] + std::size_t{1}]++] = static_cast<unsigned int>(e);
         }
-    }
-    return true;
+        return true;
+    };
+    return for_each_column_by_turns(connect, runs.split, add);
 }
 
 // Node to nodes. On entry `first` is that of the columns of the nodes; each of its entries is read
