@@ -107,6 +107,36 @@ TEST(neighbors, equal_a_comparison_of_all_pairs_on_random_meshes_of_every_type) 
     }
 }
 
+TEST(neighbors, equal_a_comparison_of_all_pairs_where_many_facets_share_their_smallest_node) {
+    for (const element_type type : served_types) {
+        for (const std::size_t nbr_nodes : {5U, 12U}) {
+            for (const bool link : {false, true}) {
+                random_source random(nbr_nodes);
+                const dense2D<unsigned int> connect =
+                    random_connectivity(random, type, 250, nbr_nodes);
+                EXPECT_EQ(neighbors_of(connect, type, link), plain_neighbors(connect, type, link))
+                    << "type " << type;
+            }
+        }
+    }
+}
+
+TEST(neighbors, equal_a_comparison_of_all_pairs_where_ids_lie_far_apart) {
+    for (const element_type type : served_types) {
+        for (const bool link : {false, true}) {
+            random_source random(3);
+            dense2D<unsigned int> connect = random_connectivity(random, type, 60, 12);
+            for (std::size_t e = 0; e < connect.cols(); ++e) {
+                for (std::size_t r = 0; r < connect.rows(); ++r) {
+                    if (connect(r, e) != none) connect(r, e) *= 300'000'000U;
+                }
+            }
+            EXPECT_EQ(neighbors_of(connect, type, link), plain_neighbors(connect, type, link))
+                << "type " << type;
+        }
+    }
+}
+
 TEST(neighbors, under_a_uniform_mixed_type_are_those_of_the_plain_one) {
     for (const auto& [plain, mixed] :
          {std::pair{ET_TRIA3, ET_FACE_MIX}, std::pair{ET_TETRA4, ET_SOLID_MIX},

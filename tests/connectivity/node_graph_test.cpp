@@ -164,22 +164,38 @@ TEST(node_graph, equals_nested_loops_on_random_meshes_of_every_type) {
     }
 }
 
+void expect_plain_elements(const dense2D<unsigned int>& connect) {
+    std::vector<ids> met(max_ID(connect) + std::size_t{1});
+    const auto columns = list(connect);
+    for (unsigned int e = 0; e < columns.size(); ++e) {
+        for (const unsigned int n : columns[e]) {
+            if (n != none) met[n].push_back(e);
+        }
+    }
+    const adjacency elements = elements_of(connect);
+    ASSERT_EQ(elements.first.size(), met.size() + 1);
+    for (unsigned int n = 0; n < met.size(); ++n) ASSERT_EQ(entries_of(elements, n), met[n]);
+}
+
 TEST(node_graph, elements_of_a_node_equal_a_plain_scan) {
     for (std::uint64_t seed = 0; seed < 100; ++seed) {
         for (const element_type type : served_types) {
             random_source random(seed * 100 + static_cast<std::uint64_t>(type));
-            const dense2D<unsigned int> connect = random_mesh(random, type);
-            const adjacency elements = elements_of(connect);
-            ASSERT_EQ(elements.first.size(), max_ID(connect) + 2U);
-            const auto columns = list(connect);
-            for (unsigned int n = 0; n + 1 < elements.first.size(); ++n) {
-                ids met;
-                for (unsigned int e = 0; e < columns.size(); ++e) {
-                    for (const unsigned int m : columns[e]) {
-                        if (m == n) met.push_back(e);
-                    }
-                }
-                ASSERT_EQ(entries_of(elements, n), met);
+            expect_plain_elements(random_mesh(random, type));
+        }
+    }
+}
+
+TEST(node_graph, of_many_elements_is_the_same_wherever_the_largest_node_stands) {
+    for (const element_type type : served_types) {
+        for (const std::size_t nbr_elements : {3000U, 3001U}) {
+            for (const std::size_t largest : {std::size_t{0}, nbr_elements - 1}) {
+                random_source random(11);
+                dense2D<unsigned int> connect = random_connectivity(random, type, nbr_elements, 60);
+                connect(0, largest) = 60;
+                expect_plain_elements(connect);
+                expect_plain_elements(with_gaps(connect, 2, 0xDDDDDDDDU));
+                expect_plain_graph(connect, type);
             }
         }
     }
@@ -223,7 +239,9 @@ template <class Call> void expect_code_on_failure(Call call) {
 TEST(node_graph, fails_by_its_code_when_memory_does) {
     const dense2D<unsigned int> connect = mixed_solids().connect;
     const dense2D<unsigned int> apart = with_gaps(connect, 1, 0U);
-    for (const auto& input : {connect, apart}) {
+    dense2D<unsigned int> many(8, 2500, 1);
+    many(0, 0) = 5000;
+    for (const auto& input : {connect, apart, many}) {
         for (const element_type type : {ET_UNKNOWN, ET_SOLID_MIX}) {
             expect_code_on_failure(
                 [&](adjacency& a) { return get_node_graph(input, a.first, a.list, type); });
