@@ -1,5 +1,6 @@
-// Matching of facets. Facets are brought into buckets by their smallest node, and compared in their
-// bucket by a key that is equal for two facets exactly where `compare_facets` isn't 0.
+// Matching of facets. Their handles are brought into buckets by the smallest node. Bucket by bucket
+// the nodes are read again, and compared by a key that is equal for two facets exactly where
+// `compare_facets` isn't 0.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -104,6 +105,42 @@ void for_each_facet(const dense2D<unsigned int>& connect, Work work) {
     });
 }
 
+// The handles of all facets, bucket by bucket, in each in ascending order.
+template <class Handle> struct facet_buckets {
+    dense1D<Handle, 8> handles;
+    dense1D<Handle, 8> ends; // of the buckets
+    std::size_t most = 0;    // facets in one bucket
+};
+
+// False when memory fails.
+template <element_type TYPE, class Handle>
+bool fill_buckets(const dense2D<unsigned int>& connect, facet_buckets<Handle>& buckets) {
+    // One bucket for each node, unless the IDs are scattered over a range that is much wider than
+    // the mesh.
+    const std::size_t enough = 2 * element_table[TYPE].nbr_boundaries * connect.cols() + 64;
+    const auto nbr_buckets =
+        static_cast<unsigned int>(std::min(std::size_t{max_ID(connect)} + 1, enough));
+    const auto bucket_of = [nbr_buckets](unsigned int smallest) {
+        return smallest < nbr_buckets ? smallest : smallest % nbr_buckets;
+    };
+    if (!buckets.ends.resize(nbr_buckets, 0)) return false;
+    Handle* const end = buckets.ends.data();
+    for_each_facet<TYPE>(connect,
+                         [&](unsigned int smallest, std::size_t) { ++end[bucket_of(smallest)]; });
+    Handle nbr_facets = 0;
+    for (std::size_t b = 0; b < nbr_buckets; ++b) {
+        buckets.most = std::max<std::size_t>(buckets.most, end[b]);
+        nbr_facets += std::exchange(end[b], nbr_facets);
+    }
+
+    if (!buckets.handles.resize(nbr_facets)) return false;
+    Handle* const sorted = buckets.handles.data();
+    for_each_facet<TYPE>(connect, [&](unsigned int smallest, std::size_t handle) {
+        sorted[end[bucket_of(smallest)]++] = static_cast<Handle>(handle);
+    });
+    return true;
+}
+
 // Links the facets of one bucket, which stand in ascending order of handle.
 template <std::size_t STRIDE, class Record>
 void link_bucket(Record* begin, Record* end, bool link_non_manifold, unsigned int* neighbors) {
@@ -134,49 +171,28 @@ void link_bucket(Record* begin, Record* end, bool link_non_manifold, unsigned in
 }
 
 // `neighbors` is sized and holds 0xFFFFFFFF. Handles and counts of facets must fit in `Handle`.
+// False when memory fails.
 template <element_type TYPE, class Handle>
-int link_facets(const dense2D<unsigned int>& connect, bool link_non_manifold,
-                dense2D<unsigned int>& neighbors) {
+bool link_facets(const dense2D<unsigned int>& connect, bool link_non_manifold,
+                 dense2D<unsigned int>& neighbors) {
     constexpr std::size_t size = boundary_height(TYPE);
     constexpr std::size_t stride = element_table[TYPE].nbr_boundaries;
     constexpr std::size_t ahead = 32; // facets to the one whose column is fetched meanwhile
-    using record = facet_record<Handle, size>;
+    facet_buckets<Handle> buckets;
+    if (!fill_buckets<TYPE>(connect, buckets)) return false;
+    dense1D<facet_record<Handle, size>, 8> records; // those of one bucket
+    if (!records.resize(buckets.most)) return false;
 
-    // One bucket for each node, unless the IDs are scattered over a range that is much wider than
-    // the mesh.
-    const auto nbr_buckets = static_cast<unsigned int>(
-        std::min<std::size_t>(std::size_t{max_ID(connect)} + 1, 2 * stride * connect.cols() + 64));
-    const auto bucket_of = [nbr_buckets](unsigned int smallest) {
-        return smallest < nbr_buckets ? smallest : smallest % nbr_buckets;
-    };
-    dense1D<Handle, 8> bucket_ends;
-    if (!bucket_ends.resize(nbr_buckets, 0)) return -199;
-    Handle* const bucket_end = bucket_ends.data();
-    for_each_facet<TYPE>(
-        connect, [&](unsigned int smallest, std::size_t) { ++bucket_end[bucket_of(smallest)]; });
-    Handle nbr_facets = 0;
-    Handle most_facets = 0;
-    for (std::size_t b = 0; b < nbr_buckets; ++b) {
-        most_facets = std::max(most_facets, bucket_end[b]);
-        nbr_facets += std::exchange(bucket_end[b], nbr_facets);
-    }
-
-    dense1D<Handle, 8> handles;
-    dense1D<record, 8> records; // those of one bucket
-    if (!handles.resize(nbr_facets) || !records.resize(most_facets)) return -199;
-    Handle* const handle = handles.data();
-    for_each_facet<TYPE>(connect, [&](unsigned int smallest, std::size_t h) {
-        handle[bucket_end[bucket_of(smallest)]++] = static_cast<Handle>(h);
-    });
-
-    const unsigned int* const columns = connect.column(0);
+    const unsigned int* const entries = connect.column(0);
     const std::size_t ld = connect.ld();
+    const Handle* const handle = buckets.handles.data();
+    const std::size_t nbr_facets = buckets.handles.size();
     std::size_t k = 0;
-    for (std::size_t b = 0; b < nbr_buckets; ++b) {
-        record* end = records.data();
-        for (; k < bucket_end[b]; ++k) {
-            if (k + ahead < nbr_facets) prefetch(columns, handle[k + ahead] / stride * ld);
-            const unsigned int* const column = columns + handle[k] / stride * ld;
+    for (const Handle bucket_end : buckets.ends) {
+        auto* end = records.data();
+        for (; k < bucket_end; ++k) {
+            if (k + ahead < nbr_facets) prefetch(entries, handle[k + ahead] / stride * ld);
+            const unsigned int* const column = entries + handle[k] / stride * ld;
             with_shape<TYPE>(column, [&](auto shape) {
                 constexpr element_type SHAPE = decltype(shape)::value;
                 *end++ = {key_of_facet<SHAPE, size>(column, handle[k] % stride), handle[k]};
@@ -184,7 +200,7 @@ int link_facets(const dense2D<unsigned int>& connect, bool link_non_manifold,
         }
         link_bucket<stride>(records.data(), end, link_non_manifold, neighbors.column(0));
     }
-    return 0;
+    return true;
 }
 
 } // namespace
@@ -200,15 +216,15 @@ int get_neighbors(const dense2D<unsigned int>& connect, element_type type, bool 
     const std::size_t stride = boundary_stride(type);
     if (!neighbors.resize(stride, connect.cols())) return -199;
     std::fill_n(neighbors.column(0), stride * connect.cols(), no_id);
-    int result = 0;
+    bool done = false;
     with_linear_type(type, [&](auto of_type) {
         constexpr element_type TYPE = decltype(of_type)::value;
-        result = stride * connect.cols() < no_id
-                     ? link_facets<TYPE, unsigned int>(connect, link_non_manifold, neighbors)
-                     : link_facets<TYPE, std::uint64_t>(connect, link_non_manifold, neighbors);
+        done = stride * connect.cols() < no_id
+                   ? link_facets<TYPE, unsigned int>(connect, link_non_manifold, neighbors)
+                   : link_facets<TYPE, std::uint64_t>(connect, link_non_manifold, neighbors);
     });
-    if (result != 0) neighbors.clear();
-    return result;
+    if (!done) neighbors.clear();
+    return done ? 0 : -199;
 }
 
 } // namespace kv7::tessmaker
