@@ -13,6 +13,9 @@ namespace {
 constexpr int bad_edges = -5;
 constexpr int out_of_memory = -199;
 
+// How many edges ahead of the walk nodes are asked for.
+constexpr std::size_t edges_ahead = 16;
+
 // Measures edges against a size per node. What the field does not hold is bad.
 template <std::size_t N> class size_measure {
 public:
@@ -22,6 +25,11 @@ public:
     static bool is_ready() { return true; }
 
     bool is_good(unsigned int node) { return node < sizes_.size() && sizes_[node] > 0.0; }
+
+    [[gnu::always_inline]] void prefetch(unsigned int node) const {
+        __builtin_prefetch(pos_.column(node));
+        if (node < sizes_.size()) __builtin_prefetch(&sizes_[node]);
+    }
 
     double operator()(unsigned int a, unsigned int b) const {
         const vector<N> d = difference<N>(pos_.column(b), pos_.column(a));
@@ -44,6 +52,15 @@ public:
     bool is_good(unsigned int node) {
         if (verdicts_[node] == not_judged) verdicts_[node] = is_valid(node) ? good : bad;
         return verdicts_[node] == good;
+    }
+
+    [[gnu::always_inline]] void prefetch(unsigned int node) const {
+        __builtin_prefetch(&verdicts_[node]);
+        __builtin_prefetch(pos_.column(node));
+        if (node >= metrics_.cols()) return;
+        const double* const metric = metrics_.column(node);
+        __builtin_prefetch(metric);
+        __builtin_prefetch(metric + metrics_.rows() - 1);
     }
 
     double operator()(unsigned int a, unsigned int b) const {
@@ -90,9 +107,11 @@ template <class EdgeMeasure>
 int measure_edges(const edge_list& edges, EdgeMeasure measure, misc::histogram& histo) {
     if (!measure.is_ready()) return out_of_memory;
     bool all_good = true;
-    for (const std::uint64_t edge : edges) {
-        const unsigned int a = smaller_node(edge);
-        const unsigned int b = larger_node(edge);
+    for (std::size_t k = 0; k < edges.size(); ++k) {
+        // Smaller nodes ascend, larger ones may lie anywhere.
+        if (k + edges_ahead < edges.size()) measure.prefetch(larger_node(edges[k + edges_ahead]));
+        const unsigned int a = smaller_node(edges[k]);
+        const unsigned int b = larger_node(edges[k]);
         if (measure.is_good(a) && measure.is_good(b)) {
             histo.process(measure(a, b));
         } else {

@@ -1,9 +1,9 @@
-#include <algorithm>
 #include <array>
 #include <cmath>
 
 #include "core/element_walk.h"
 #include "core/small_vectors.h"
+#include "quality/corners.h"
 #include "tessmaker/quality.h"
 
 namespace kv7::tessmaker {
@@ -12,25 +12,13 @@ namespace {
 
 using point = vector<3>;
 
-// The corners of one column.
-class corners {
-public:
-    corners(const dense2D<double>& pos, const unsigned int* column)
-        : pos_(pos), rows_(std::min<std::size_t>(pos.rows(), 3)), column_(column) {}
+// The corners of one column. Edges are read from where the nodes are: copies of corners would be
+// read across the bounds of what was written, for which the machine waits.
+template <class Reader> struct corners {
+    point edge(std::size_t i, std::size_t j) const { return reader.edge(column[i], column[j]); }
 
-    // The vector from corner i to corner j. Coordinates that `pos` does not have are 0.
-    point edge(std::size_t i, std::size_t j) const {
-        const double* const a = pos_.column(column_[i]);
-        const double* const b = pos_.column(column_[j]);
-        point v{};
-        for (std::size_t r = 0; r < rows_; ++r) v[r] = b[r] - a[r];
-        return v;
-    }
-
-private:
-    const dense2D<double>& pos_;
-    std::size_t rows_;
-    const unsigned int* column_;
+    const Reader& reader;
+    const unsigned int* column;
 };
 
 // The sum of vectors times a factor.
@@ -52,7 +40,7 @@ double volume(const point& a, const point& b, const point& c) {
 
 // The columns of the Jacobian at the centre of the reference shape are sums of edges: the weights
 // of the corners add up to zero in each.
-template <element_type TYPE> double jacobian_of(const corners& p) {
+template <element_type TYPE, class Reader> double jacobian_of(const corners<Reader>& p) {
     if constexpr (TYPE == ET_BAR2) return length(p.edge(0, 1)) * 0.5;
     if constexpr (TYPE == ET_TRIA3) return area(p.edge(2, 0), p.edge(2, 1));
     if constexpr (TYPE == ET_QUAD4) {
@@ -77,6 +65,19 @@ template <element_type TYPE> double jacobian_of(const corners& p) {
     }
 }
 
+template <element_type TYPE, class Reader>
+void walk(const Reader& reader, const dense2D<unsigned int>& connect, double* values) {
+    const std::size_t cols = connect.cols();
+    const std::size_t ld = connect.ld();
+    const unsigned int* column = connect.column(0);
+    for (std::size_t c = 0; c < cols; ++c, column += ld) {
+        reader.template prefetch<TYPE>(column, ld, cols - c);
+        values[c] = with_shape<TYPE>(column, [&](auto shape) {
+            return jacobian_of<shape()>(corners<Reader>{reader, column});
+        });
+    }
+}
+
 } // namespace
 
 int jacobians(const dense2D<double>& pos, const dense2D<unsigned int>& connect, element_type type,
@@ -86,13 +87,8 @@ int jacobians(const dense2D<double>& pos, const dense2D<unsigned int>& connect, 
     type = resolve_mixed_type(connect.rows(), type);
     if (!check_IDs(connect, type, static_cast<unsigned int>(pos.cols()))) return -2;
     if (!jacobians.resize(connect.cols())) return -199;
-    double* const value = jacobians.data();
     const bool is_served = with_linear_type(type, [&](auto linear) {
-        for (std::size_t c = 0; c < connect.cols(); ++c) {
-            const unsigned int* const column = connect.column(c);
-            value[c] = with_shape<linear()>(
-                column, [&](auto shape) { return jacobian_of<shape()>(corners(pos, column)); });
-        }
+        with_reader(pos, [&](auto reader) { walk<linear()>(reader, connect, jacobians.data()); });
     });
     if (is_served) return 0;
     jacobians.clear();

@@ -8,6 +8,7 @@
 #include <cstddef>
 
 #include "core/small_vectors.h"
+#include "quality/lanes.h"
 
 namespace kv7::tessmaker {
 
@@ -36,9 +37,13 @@ inline double at_most_one(double q) {
 // The formulas have no unit, but powers of lengths in them, up to the 16th, leave the range of a
 // double. An element whose squared length is that far out is measured after a change of unit, by a
 // power of two, which no rounding sees.
+inline constexpr double tame_length2[] = {1e-30, 1e30};
 inline bool needs_other_unit(double length2) {
-    const bool is_tame = length2 > 1e-30 && length2 < 1e30;
+    const bool is_tame = length2 > tame_length2[0] && length2 < tame_length2[1];
     return !is_tame && length2 > 0.0 && std::isfinite(length2);
+}
+inline lane_mask is_tame(lanes length2) {
+    return (length2 > tame_length2[0]) & (length2 < tame_length2[1]);
 }
 // The corners in a unit in which that length is about 1.
 template <std::size_t N>
@@ -65,6 +70,11 @@ double tetra_quality(const std::array<point, 4>& p);
 double pyramid_quality(const std::array<point, 5>& p, bool base_is_warped);
 double wedge_quality(const std::array<point, 6>& p);
 double hexa_quality(const std::array<point, 8>& p);
+
+// The same of several elements at once, to the last bit.
+lanes tria_qualities_3d(const std::array<lane_point, 3>& p);
+lanes tetra_qualities(const std::array<lane_point, 4>& p);
+lanes hexa_qualities(const std::array<lane_point, 8>& p);
 
 } // namespace kv7::tessmaker
 

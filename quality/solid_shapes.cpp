@@ -17,6 +17,23 @@ constexpr double q_doubtful = 1e-10;
 // Below it a pyramid is judged by its tetrahedra: 24 sqrt(3) * 1e-12.
 constexpr double q_pyramid_doubtful = 4.1569219381653057e-11;
 
+// Of a tetrahedron, or of several at once, from the three edge vectors at one corner.
+template <class Vector> struct tetra_gram {
+    using number = decltype(dot(Vector{}, Vector{}));
+
+    tetra_gram(const Vector& a, const Vector& b, const Vector& c)
+        : aa(square(a)), bb(square(b)), cc(square(c)), ab(dot(a, b)), ac(dot(a, c)), bc(dot(b, c)),
+          ed_ac((aa - ac) + (cc - ac)), ed_ab((bb - ab) + (aa - ab)), ed_bc((cc - bc) + (bb - bc)),
+          g((bc - ac) + (aa - ab)), g_bc(cc * bb - bc * bc), g_ac(aa * cc - ac * ac),
+          g_ab(aa * bb - ab * ab), g_4(ed_ac * ed_ab - g * g) {}
+
+    number aa, bb, cc, ab, ac, bc;
+    // The squares of the other three edges, and (a - b) . (a - c).
+    number ed_ac, ed_ab, ed_bc, g;
+    // Four times the squared areas of the facets.
+    number g_bc, g_ac, g_ab, g_4;
+};
+
 struct tetra_value {
     double q;
     // Whether a facet is so thin that rounding may decide the sign.
@@ -25,34 +42,19 @@ struct tetra_value {
 
 // The quality of a tetrahedron from the three edge vectors at one corner.
 tetra_value tetra_core(const point& a, const point& b, const point& c) {
-    const double aa = square(a);
-    const double bb = square(b);
-    const double cc = square(c);
-    const double ab = dot(a, b);
-    const double ac = dot(a, c);
-    const double bc = dot(b, c);
-    // The squares of the other three edges, and (a - b) . (a - c).
-    const double ed_ac = (aa - ac) + (cc - ac);
-    const double ed_ab = (bb - ab) + (aa - ab);
-    const double ed_bc = (cc - bc) + (bb - bc);
-    const double g = (bc - ac) + (aa - ab);
-    // Four times the squared areas of the facets.
-    double g_bc = cc * bb - bc * bc;
-    double g_ac = aa * cc - ac * ac;
-    double g_ab = aa * bb - ab * ab;
-    double g_4 = ed_ac * ed_ab - g * g;
-    const bool is_doubtful = !(ed_ab > 0.0) || !(ed_ac > 0.0) || !(ed_bc > 0.0) ||
-                             g_bc < cc * bb * q_zero || g_ac < aa * cc * q_zero ||
-                             g_ab < aa * bb * q_zero || g_4 < ed_ac * ed_ab * q_zero;
+    tetra_gram<point> m(a, b, c);
+    const bool is_doubtful = !(m.ed_ab > 0.0) || !(m.ed_ac > 0.0) || !(m.ed_bc > 0.0) ||
+                             m.g_bc < m.cc * m.bb * q_zero || m.g_ac < m.aa * m.cc * q_zero ||
+                             m.g_ab < m.aa * m.bb * q_zero || m.g_4 < m.ed_ac * m.ed_ab * q_zero;
     if (is_doubtful) {
-        g_bc = std::max(g_bc, 0.0);
-        g_ac = std::max(g_ac, 0.0);
-        g_ab = std::max(g_ab, 0.0);
-        g_4 = std::max(g_4, 0.0);
+        m.g_bc = std::max(m.g_bc, 0.0);
+        m.g_ac = std::max(m.g_ac, 0.0);
+        m.g_ab = std::max(m.g_ab, 0.0);
+        m.g_4 = std::max(m.g_4, 0.0);
     }
-    const double L2 = std::max({aa, bb, cc, ed_ac, ed_ab, ed_bc});
-    const double S = (std::sqrt(L2 * g_4) + std::sqrt(L2 * g_ab)) +
-                     (std::sqrt(L2 * g_ac) + std::sqrt(L2 * g_bc));
+    const double L2 = std::max({m.aa, m.bb, m.cc, m.ed_ac, m.ed_ab, m.ed_bc});
+    const double S = (std::sqrt(L2 * m.g_4) + std::sqrt(L2 * m.g_ab)) +
+                     (std::sqrt(L2 * m.g_ac) + std::sqrt(L2 * m.g_bc));
     const double q = S > 0.0 ? at_most_one((determinant(a, b, c) / S) * tetra_scale) : 0.0;
     return {q, is_doubtful};
 }
@@ -192,6 +194,90 @@ double corner_quality(const std::array<point, N>& p, const std::array<solid_corn
     return facets.p < q_zero ? facets.p : q * facets.w;
 }
 
+// The edges of hexahedra, along the three axes.
+struct hexa_edges {
+    explicit hexa_edges(const std::array<lane_point, 8>& p)
+        : x{p[1] - p[0], p[2] - p[3], p[5] - p[4], p[6] - p[7]},
+          y{p[3] - p[0], p[2] - p[1], p[7] - p[4], p[6] - p[5]}, z{p[4] - p[0], p[5] - p[1],
+                                                                   p[6] - p[2], p[7] - p[3]} {}
+
+    lane_point x[4], y[4], z[4];
+};
+
+struct hexa_squares {
+    explicit hexa_squares(const hexa_edges& e) {
+        for (std::size_t i = 0; i < 4; ++i) {
+            x[i] = square(e.x[i]);
+            y[i] = square(e.y[i]);
+            z[i] = square(e.z[i]);
+        }
+    }
+    // In the order of the table of edges.
+    lanes sum() const {
+        return x[0] + y[1] + x[1] + y[0] + x[2] + y[3] + x[3] + y[2] + z[0] + z[1] + z[2] + z[3];
+    }
+    lanes least() const {
+        lanes result = x[0];
+        for (std::size_t i = 0; i < 4; ++i)
+            result = lesser(result, lesser(lesser(x[i], y[i]), z[i]));
+        return result;
+    }
+
+    lanes x[4], y[4], z[4];
+};
+
+// The normals at the corners of a facet of hexahedra with the edges u0 and u1 along one axis, v0
+// and v1 along the other: u0 and v0 meet at corner a, u0 and v1 at b, u1 and v1 at c, u1 and v0 at
+// d.
+struct facet_normals {
+    facet_normals(const lane_point& u0, const lane_point& u1, const lane_point& v0,
+                  const lane_point& v1)
+        : a(cross(u0, v0)), b(cross(u0, v1)), c(cross(u1, v1)), d(cross(u1, v0)) {}
+
+    lane_point a, b, c, d;
+};
+
+// What the facets of hexahedra have in common. Only whether a pyramid between facet and centroid
+// counts as zero matters, so that neither division nor root is needed where it clearly does not.
+class hexa_facets {
+public:
+    // `ra` to `rd` are the corners, and `side` is 1 where the normals point out of the element, -1
+    // where into it. `edges2` is the sum of the squared edges.
+    void add(const facet_normals& n, const lane_point& ra, const lane_point& rb,
+             const lane_point& rc, const lane_point& rd, double side, lanes edges2) {
+        const lanes D = lesser(lesser(side * dot(n.a, ra), side * dot(n.b, rb)),
+                               lesser(side * dot(n.c, rc), side * dot(n.d, rd)));
+        const lanes S = 2.0 * (square(ra) + square(rb) + square(rc) + square(rd)) + edges2;
+        constexpr double bound = pyramid_scale / clear_pyramid;
+        are_clear_ &= (D > 0.0) & (D * D * (bound * bound) > S * S * S);
+
+        // As in quad_warp. Where D is above 0, so are the normals.
+        const lanes c1 = dot(n.d, n.b);
+        const lanes D1 = square(n.d) * square(n.b);
+        const lanes c2 = dot(n.a, n.c);
+        const lanes D2 = square(n.a) * square(n.c);
+        const lane_mask is_first = magnitude(c1) * c1 * D2 <= magnitude(c2) * c2 * D1;
+        cosine_ = lesser(cosine_, (is_first ? c1 : c2) / root(is_first ? D1 : D2));
+    }
+
+    // The smallest warp factor: it falls with the cosine, in rounding, too.
+    lanes warp() const {
+        const lanes cosine = greater(cosine_, lanes{} - 1.0);
+        const lanes warped = 1.0 - root((1.0 - cosine) * 0.5);
+        return cosine >= flat_cos ? lanes{} + 1.0 : warped;
+    }
+    // Whether no pyramid with its warp factor counts as zero.
+    lane_mask are_clear() const { return are_clear_ & (warp() > clear_warp); }
+
+private:
+    // Far above q_zero together, and q_pyramid_doubtful.
+    static constexpr double clear_pyramid = 1e-6;
+    static constexpr double clear_warp = 1e-5;
+
+    lanes cosine_ = lanes{} + 1.0;
+    lane_mask are_clear_ = lanes{} == lanes{};
+};
+
 } // namespace
 
 double tetra_quality(const std::array<point, 4>& p) {
@@ -201,6 +287,26 @@ double tetra_quality(const std::array<point, 4>& p) {
     const tetra_value first = tetra_core(p);
     const bool is_clear = !first.is_doubtful && !(std::fabs(first.q) < q_doubtful);
     return is_clear ? first.q : smallest_tetra_value(p, first.q);
+}
+
+lanes tetra_qualities(const std::array<lane_point, 4>& p) {
+    const lane_point a = p[0] - p[3];
+    const lane_point b = p[1] - p[3];
+    const lane_point c = p[2] - p[3];
+    const tetra_gram<lane_point> m(a, b, c);
+    const lanes length2 = greater(greater(m.aa, m.bb), m.cc);
+    const lanes L2 = greater(length2, greater(greater(m.ed_ac, m.ed_ab), m.ed_bc));
+    const lanes S =
+        (root(L2 * m.g_4) + root(L2 * m.g_ab)) + (root(L2 * m.g_ac) + root(L2 * m.g_bc));
+    lanes q = (dot(a, cross(b, c)) / S) * tetra_scale;
+    const lane_mask is_clear = is_tame(length2) & (m.ed_ab > 0.0) & (m.ed_ac > 0.0) &
+                               (m.ed_bc > 0.0) & (m.g_bc >= m.cc * m.bb * q_zero) &
+                               (m.g_ac >= m.aa * m.cc * q_zero) & (m.g_ab >= m.aa * m.bb * q_zero) &
+                               (m.g_4 >= m.ed_ac * m.ed_ab * q_zero) & (S > 0.0) &
+                               (magnitude(q) >= q_doubtful);
+    q = q < -1.0 ? lanes{} - 1.0 : q;
+    q = q > 1.0 ? lanes{} + 1.0 : q;
+    return where_clear(is_clear, q, p, tetra_quality);
 }
 
 double pyramid_quality(const std::array<point, 5>& p, bool base_is_warped) {
@@ -220,6 +326,50 @@ double wedge_quality(const std::array<point, 6>& p) {
 
 double hexa_quality(const std::array<point, 8>& p) {
     return corner_quality(p, hexa_corners, topology_of(ET_HEXA8), hexa_scale, 0.125);
+}
+
+lanes hexa_qualities(const std::array<lane_point, 8>& p) {
+    const hexa_edges e(p);
+    const hexa_squares e2(e);
+    const facet_normals bottom(e.x[0], e.x[1], e.y[0], e.y[1]);
+    const facet_normals top(e.x[2], e.x[3], e.y[2], e.y[3]);
+    lanes D = dot(bottom.a, e.z[0]);
+    D = lesser(D, dot(bottom.b, e.z[1]));
+    D = lesser(D, dot(bottom.c, e.z[2]));
+    D = lesser(D, dot(bottom.d, e.z[3]));
+    D = lesser(D, dot(top.a, e.z[0]));
+    D = lesser(D, dot(top.b, e.z[1]));
+    D = lesser(D, dot(top.c, e.z[2]));
+    D = lesser(D, dot(top.d, e.z[3]));
+    const lanes S = e2.sum();
+    const lanes volume = S * root(S);
+    const lanes q = (hexa_scale / volume) * D;
+
+    lane_point centroid = p[0];
+    for (std::size_t i = 1; i < 8; ++i) {
+        for (std::size_t k = 0; k < 3; ++k) centroid[k] += p[i][k];
+    }
+    for (std::size_t k = 0; k < 3; ++k) centroid[k] *= 0.125;
+    std::array<lane_point, 8> r;
+    for (std::size_t i = 0; i < 8; ++i) r[i] = p[i] - centroid;
+
+    constexpr double inward = -1.0;
+    constexpr double outward = 1.0;
+    hexa_facets facets;
+    facets.add(bottom, r[0], r[1], r[2], r[3], inward, e2.x[0] + e2.x[1] + e2.y[0] + e2.y[1]);
+    facets.add(top, r[4], r[5], r[6], r[7], outward, e2.x[2] + e2.x[3] + e2.y[2] + e2.y[3]);
+    facets.add({e.y[0], e.y[2], e.z[0], e.z[3]}, r[0], r[3], r[7], r[4], inward,
+               e2.y[0] + e2.y[2] + e2.z[0] + e2.z[3]);
+    facets.add({e.y[1], e.y[3], e.z[1], e.z[2]}, r[1], r[2], r[6], r[5], outward,
+               e2.y[1] + e2.y[3] + e2.z[1] + e2.z[2]);
+    facets.add({e.z[0], e.z[1], e.x[0], e.x[2]}, r[0], r[4], r[5], r[1], inward,
+               e2.z[0] + e2.z[1] + e2.x[0] + e2.x[2]);
+    facets.add({e.z[3], e.z[2], e.x[1], e.x[3]}, r[3], r[7], r[6], r[2], outward,
+               e2.z[3] + e2.z[2] + e2.x[1] + e2.x[3]);
+
+    const lane_mask is_clear =
+        (q > q_zero) & (e2.least() > tame_length2[0]) & (S < tame_length2[1]) & facets.are_clear();
+    return where_clear(is_clear, lesser(q, lanes{} + 1.0) * facets.warp(), p, hexa_quality);
 }
 
 } // namespace kv7::tessmaker

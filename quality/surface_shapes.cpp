@@ -98,6 +98,26 @@ double tria_quality_3d(const std::array<point, 3>& p) {
     return tria_clamped(d > 0.0 ? (tria_scale / d) * c : 0.0);
 }
 
+lanes tria_qualities_3d(const std::array<lane_point, 3>& p) {
+    const lane_point a = p[0] - p[2];
+    const lane_point b = p[1] - p[2];
+    const lane_point side = b - a;
+    const lanes la = root(square(a));
+    const lanes lb = root(square(b));
+    const lanes l_side = root(square(side));
+    const lanes l_min = lesser(lesser(la, lb), l_side);
+    const lanes l_max = greater(greater(la, lb), l_side);
+    const lanes l_mid = greater(lesser(la, lb), lesser(greater(la, lb), l_side));
+    const lanes d = (l_mid + l_min + l_max) * l_max;
+    // A side that is not a number may have been lost in the order.
+    const lane_mask is_clear = is_tame(d) & (la + lb + l_side > 0.0);
+    const lane_mask is_short = l_side < lesser(la, lb);
+    const lane_point second{is_short ? side[0] : b[0], is_short ? side[1] : b[1],
+                            is_short ? side[2] : b[2]};
+    const lanes q = (tria_scale / d) * root(square(cross(a, second)));
+    return where_clear(is_clear, q > 1.0 ? lanes{} + 1.0 : q, p, tria_quality_3d);
+}
+
 double quad_quality_2d(const std::array<point, 4>& p) {
     const std::array<point, 4> e = sides_of(p);
     double corner = cross_2d(e[3], e[0]);

@@ -50,11 +50,10 @@ TESSMAKER_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsig
 //   triangle      2 sqrt(3) * twice the area / (perimeter * longest side)
 //   quadrangle    4 sqrt(2) * smallest corner area / (perimeter * longest side or diagonal)
 //   tetrahedron   2 sqrt(6) * determinant / (longest edge * twice the surface)
-//   pyramid       24 sqrt(6) * smallest tetrahedron at a base corner / S^1.5, S = 2 * squared edges
-//   to the
-//                 apex + squared base edges
-//   wedge, hexahedron   18 sqrt(3), 24 sqrt(3) * smallest corner determinant / S^1.5, S = squared
-//   edges
+//   pyramid       24 sqrt(6) * smallest tetrahedron at a base corner / S^1.5,
+//                 S = 2 * squared edges to the apex + squared base edges
+//   wedge         18 sqrt(3) * smallest corner determinant / S^1.5, S = squared edges
+//   hexahedron    24 sqrt(3) * the same
 //
 // Ideal shapes: equilateral triangle, square, regular tetrahedron, pyramid and wedge with all edges
 // equal, cube. In 3D triangles and quadrangles have no sign, and a quadrangle is multiplied by a

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <numeric>
 #include <string>
@@ -770,6 +772,70 @@ TEST(shape_qualities, rates_the_columns_of_every_type_in_order) {
             EXPECT_EQ(q_min, smallest);
             EXPECT_EQ(index, first);
         }
+    }
+}
+
+// An element of any kind: good, flat, inverted, degenerate, wild, in any unit.
+dense2D<double> any_corners(test::random_source& random, const element& ideal) {
+    const std::size_t n = ideal.pos.cols();
+    switch (random.below(7)) {
+    case 0: return moved_ideal(random, ideal, random.uniform(0, 1)).pos;
+    case 1: return test::grid_points(random, 3, n, random.between(1, 4));
+    case 2: {
+        dense2D<double> pos = moved_ideal(random, ideal, 0.1).pos;
+        const double height = std::pow(10.0, random.uniform(-14, 0));
+        for (std::size_t c = 0; c < n; ++c) pos(2, c) *= height;
+        return pos;
+    }
+    case 3: return turned(random, ideal.pos, std::pow(10.0, random.uniform(-100, 100)));
+    case 4: {
+        dense2D<double> pos = moved_ideal(random, ideal, 0.2).pos;
+        const std::vector<double> wild = {nan_value, infinite, 1e300, 1e-300, -0.0};
+        pos(random.below(3), random.below(n)) = random.one_of(wild);
+        return pos;
+    }
+    case 5: {
+        // One corner is pushed towards another, or through it.
+        dense2D<double> pos = moved_ideal(random, ideal, 0.2).pos;
+        const std::size_t a = random.below(n);
+        const std::size_t b = random.below(n);
+        const double way = random.uniform(0, 1.5);
+        for (std::size_t r = 0; r < 3; ++r) pos(r, a) += way * (pos(r, b) - pos(r, a));
+        return pos;
+    }
+    default: return turned(random, moved_ideal(random, ideal, 0.01).pos, 1.0);
+    }
+}
+
+// Columns are rated in pairs, the last of an odd number alone.
+TEST(shape_qualities, gives_an_element_the_same_bits_beside_any_other) {
+    test::random_source random(62018);
+    for (const element& ideal : ideal_elements()) {
+        if (ideal.pos.rows() == 2) continue;
+        const std::size_t nbr_elements = 2 * test::nbr_runs(1500) + 1;
+        const std::size_t n = ideal.pos.cols();
+        dense2D<double> pos(3, n * nbr_elements);
+        dense2D<unsigned int> connect(n, nbr_elements);
+        std::vector<double> alone;
+        for (std::size_t c = 0; c < nbr_elements; ++c) {
+            const element e{ideal.type, any_corners(random, ideal)};
+            alone.push_back(quality_of(e));
+            for (std::size_t r = 0; r < n; ++r) {
+                connect(r, c) = static_cast<unsigned int>(c * n + r);
+                std::copy_n(e.pos.column(r), 3, pos.column(c * n + r));
+            }
+        }
+        dense1D<double, 8> qualities;
+        ASSERT_EQ(shape_qualities(pos, connect, ideal.type, qualities), 0);
+        std::size_t nbr_good = 0;
+        for (std::size_t c = 0; c < nbr_elements; ++c) {
+            EXPECT_EQ(std::bit_cast<std::uint64_t>(qualities[c]),
+                      std::bit_cast<std::uint64_t>(alone[c]))
+                << "type " << ideal.type << ": " << qualities[c] << " beside " << qualities[c ^ 1U]
+                << ", " << alone[c] << " alone";
+            nbr_good += qualities[c] > 1e-3;
+        }
+        EXPECT_GT(nbr_good, nbr_elements / 4);
     }
 }
 
