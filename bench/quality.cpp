@@ -32,10 +32,12 @@
 
 // Debian has the library of VTK's Verdict, but not its header.
 extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier)
 double vtkverdict__v_tri_shape(int nbr_nodes, double coordinates[][3]);
 double vtkverdict__v_tet_shape(int nbr_nodes, double coordinates[][3]);
 double vtkverdict__v_pyramid_volume(int nbr_nodes, double coordinates[][3]);
 double vtkverdict__v_wedge_volume(int nbr_nodes, double coordinates[][3]);
+// NOLINTEND(bugprone-reserved-identifier)
 }
 #endif
 
@@ -166,7 +168,7 @@ using rate = int (*)(const dense2D<double>&, const dense2D<unsigned int>&, eleme
 void rate_ours(benchmark::State& state, const std::string& name, rate function) {
     const mesh& m = mesh_of(name);
     dense1D<double> values;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         values.clear_hard();
         if (function(m.pos, m.connect, m.type, values) != 0) state.SkipWithError("failed");
     }
@@ -186,7 +188,7 @@ void rate_verdict(benchmark::State& state, const std::string& name,
                   double (*function)(int, double[][3])) {
     const mesh& m = mesh_of(name);
     std::vector<double> values;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         values = std::vector<double>(m.connect.cols());
         for (std::size_t c = 0; c < values.size(); ++c) {
             unsigned int ids[N];
@@ -237,7 +239,7 @@ vtkUnstructuredGrid& grid_of(const std::string& name) {
 
 void rate_vtk(benchmark::State& state, const std::string& name, void (*set_up)(vtkMeshQuality&)) {
     vtkUnstructuredGrid& grid = grid_of(name);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         vtkNew<vtkMeshQuality> filter;
         set_up(*filter);
         filter->SetInputData(&grid);
@@ -282,7 +284,7 @@ dense2D<double> metrics_of(const mesh& m) {
 void edges_ours(benchmark::State& state, const std::string& name) {
     const mesh& m = mesh_of(name);
     const dense2D<double> metrics = metrics_of(m);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         kv7::misc::histogram lengths(0.0, 4.0, 40);
         if (tm::edge_qualities(m.pos, m.connect, m.type, metrics, lengths,
                                dense2D<unsigned int>()) <= 0)
@@ -314,7 +316,7 @@ double length2(const std::array<double, 3>& d, const double* m) {
 void edges_dspev(benchmark::State& state, const std::string& name) {
     const mesh& m = mesh_of(name);
     const dense2D<double> metrics = metrics_of(m);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         kv7::misc::histogram lengths(0.0, 4.0, 40);
         dense2D<unsigned int> edges;
         if (tm::copy_edges(m.connect, m.type, edges, dense2D<unsigned int>()) != 0)
