@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <clocale>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -774,6 +773,15 @@ TEST(nastran_input, the_count_of_a_free_line_includes_keyword_and_mark) {
     EXPECT_EQ(only_element("CTRIA3,1,+\n+,1,1,2,3\n", ET_TRIA3),
               (std::vector<unsigned int>{0, 1, 2}));
     EXPECT_EQ(nbr_elements("CTRIA3,+\n+,1,1,1,2,3\n"), 0U);
+}
+
+TEST(nastran_input, a_mark_counts_in_the_last_token_of_a_free_line_only) {
+    EXPECT_EQ(only_element("CTRIA3,1,1,+1,+2,3\n", ET_TRIA3), (std::vector<unsigned int>{0, 1, 2}));
+    EXPECT_EQ(only_element("CTRIA3,1,1,1,*2,3\n", ET_TRIA3),
+              (std::vector<unsigned int>{0, none, 2}));
+    EXPECT_EQ(only_element("CTRIA3,1,1,1,2,+3\n+,3\n", ET_TRIA3),
+              (std::vector<unsigned int>{0, 1, 2}));
+    EXPECT_EQ(nbr_elements("CTRIA3,1,1,1,2,3, +\n"), 0U);
 }
 
 TEST(nastran_input, a_trailing_comma_is_one_more_node_of_number_0) {
