@@ -21,6 +21,10 @@ constexpr int out_of_memory = -199;
 // A line of the deck, empty behind the end of the file.
 class deck_line {
 public:
+    deck_line() = default;
+    deck_line(const deck_line&) = delete;
+    deck_line& operator=(const deck_line&) = delete;
+
     bool read(std::FILE* file) {
         const bool found = read_text_line(buffer_, file);
         text_ = found ? std::string_view(buffer_) : std::string_view();
@@ -39,7 +43,7 @@ public:
 
 private:
     char buffer_[line_buffer_size];
-    std::string_view text_;
+    std::string_view text_; // of the buffer
     bool has_comma_ = false;
 };
 
