@@ -113,7 +113,7 @@ TEST(neighbors, equal_a_comparison_of_all_pairs_where_many_facets_share_their_sm
             for (const bool link : {false, true}) {
                 random_source random(nbr_nodes);
                 const dense2D<unsigned int> connect =
-                    random_connectivity(random, type, 250, nbr_nodes);
+                    random_connectivity(random, type, 120, nbr_nodes);
                 EXPECT_EQ(neighbors_of(connect, type, link), plain_neighbors(connect, type, link))
                     << "type " << type;
             }
