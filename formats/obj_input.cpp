@@ -111,52 +111,46 @@ const char* scan_int(const char* text, int& value) {
     return text;
 }
 
-// What the corners of a face name: the first vertices, the number of all names.
-struct face_names {
+// What a corner names, in this order.
+enum part : std::size_t { vertex, texture, normal };
+
+// The numbers of a face: the first vertices, the count of all.
+struct face_numbers {
     static constexpr std::size_t most_vertices = 4;
 
     int vertices[most_vertices];
-    std::size_t nbr_vertices = 0;
-    std::size_t nbr_textures = 0;
-    std::size_t nbr_normals = 0;
+    std::size_t counts[3] = {};
 
-    void add_vertex(int number) {
-        if (nbr_vertices < most_vertices) vertices[nbr_vertices] = number;
-        ++nbr_vertices;
+    void add(part p, int number) {
+        if (p == vertex && counts[vertex] < most_vertices) vertices[counts[vertex]] = number;
+        ++counts[p];
     }
 };
 
-// Reads the part of a corner up to a slash, and that. `has_number` tells whether there is a number.
-// A part that isn't one ends the corner. Null when text follows the number.
-const char* read_part(const char* text, int& number, bool& has_number) {
-    has_number = false;
+// Reads a part of a corner and the slash behind it. One that is no number ends the corner, without
+// an error. Null when other text follows the number.
+const char* read_part(const char* text, part p, face_numbers& face) {
     if (is_space(*text)) return text;
     if (*text == '/') return text + 1;
+    int number;
     const char* const end = scan_int(text, number);
     if (!end) return skip_rest_of_word(text);
-    has_number = true;
+    face.add(p, number);
     if (is_space(*end)) return end;
     return *end == '/' ? end + 1 : nullptr;
 }
 
-// Reads a corner. Whatever stands behind its third slash is skipped.
-const char* read_corner(const char* text, face_names& face) {
-    int number;
-    bool has_number;
-    text = read_part(text, number, has_number);
-    if (!text) return nullptr;
-    if (has_number) face.add_vertex(number);
-    text = read_part(text, number, has_number);
-    if (!text) return nullptr;
-    if (has_number) ++face.nbr_textures;
-    text = read_part(text, number, has_number);
-    if (!text) return nullptr;
-    if (has_number) ++face.nbr_normals;
+// What stands behind a third slash is skipped.
+const char* read_corner(const char* text, face_numbers& face) {
+    for (const part p : {vertex, texture, normal}) {
+        text = read_part(text, p, face);
+        if (!text) return nullptr;
+    }
     return skip_rest_of_word(text);
 }
 
 // Up to the end of the line. Null when a corner is bad.
-const char* read_corners(const char* text, face_names& face) {
+const char* read_corners(const char* text, face_numbers& face) {
     while (text && *(text = skip_blanks(text)) != '\n') text = read_corner(text, face);
     return text;
 }
@@ -222,20 +216,20 @@ private:
     // Kept: a face on a last line without an ending is checked and not stored.
     const char* read_face(const char* text, const char* open_end) {
         if (*text == '\n') return nullptr;
-        face_names face;
+        face_numbers face;
         text = read_corners(text, face);
         if (!text) return nullptr;
-        if (face.nbr_textures != 0 && !textures_seen_) return nullptr;
-        if (face.nbr_normals != 0 && !normals_seen_) return nullptr;
+        if (face.counts[texture] != 0 && !textures_seen_) return nullptr;
+        if (face.counts[normal] != 0 && !normals_seen_) return nullptr;
         if (text + 1 != open_end) store(face);
         return text;
     }
-    void store(const face_names& face) {
-        if (face.nbr_vertices != 3 && face.nbr_vertices != 4) return;
-        unsigned int ids[face_names::most_vertices];
-        for (std::size_t i = 0; i < face.nbr_vertices; ++i) ids[i] = node_ID(face.vertices[i]);
-        append_column(ids, face.nbr_vertices,
-                      face.nbr_vertices == 3 ? connect_tri_ : connect_quad_);
+    void store(const face_numbers& face) {
+        const std::size_t nbr_vertices = face.counts[vertex];
+        if (nbr_vertices != 3 && nbr_vertices != 4) return;
+        unsigned int ids[face_numbers::most_vertices];
+        for (std::size_t i = 0; i < nbr_vertices; ++i) ids[i] = node_ID(face.vertices[i]);
+        append_column(ids, nbr_vertices, nbr_vertices == 3 ? connect_tri_ : connect_quad_);
     }
     // Kept: 0 names the vertex that comes next, and negative numbers wrap around.
     unsigned int node_ID(int number) const {
