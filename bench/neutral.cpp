@@ -1,6 +1,8 @@
 // NASTRAN files of a block of a million tetrahedra, against gmsh. Each reads what either wrote.
+// FEMAP files of the same, byte by byte against our NASTRAN files.
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -22,17 +24,26 @@ void count_bytes(benchmark::State& state, const std::string& path) {
                             static_cast<std::int64_t>(std::filesystem::file_size(path)));
 }
 
+struct file_format {
+    const char* file;
+    int (*input)(std::FILE*, dense2D<double>&, dense2D<unsigned int>&, element_type&);
+    int (*output)(std::FILE*, const dense2D<double>&, const dense2D<unsigned int>&, element_type);
+};
+constexpr file_format nastran{"ours.bdf", NASTRAN_input, NASTRAN_output};
+constexpr file_format femap{"ours.neu", FEMAP_input, FEMAP_output};
+
 // With streams of our own, which are closed.
-bool read(const std::string& path, mesh& m) {
+bool read(const file_format& f, const std::string& path, mesh& m) {
     std::FILE* const file = std::fopen(path.c_str(), "r");
     element_type type = ET_UNKNOWN;
-    const int result = NASTRAN_input(file, m.pos, m.connect, type);
+    const int result = f.input(file, m.pos, m.connect, type);
     if (file) std::fclose(file);
     return result == 0 && type == ET_TETRA4;
 }
-bool write(const std::string& path, const mesh& m) {
-    std::FILE* const file = std::fopen(path.c_str(), "w");
-    const int result = NASTRAN_output(file, m.pos, m.connect, ET_TETRA4);
+bool write(const file_format& f) {
+    std::FILE* const file = std::fopen(files().path(f.file).c_str(), "w");
+    const mesh& m = files().volume;
+    const int result = f.output(file, m.pos, m.connect, ET_TETRA4);
     return file && std::fclose(file) == 0 && result == 0;
 }
 
@@ -41,10 +52,10 @@ bool is_block(const mesh& m) {
            m.connect.cols() == files().volume.connect.cols();
 }
 
-void read_ours(benchmark::State& state, const std::string& path) {
+void read_ours(benchmark::State& state, const file_format& f, const std::string& path) {
     while (state.KeepRunning()) {
         mesh m;
-        if (!read(path, m) || !is_block(m)) {
+        if (!read(f, path, m) || !is_block(m)) {
             state.SkipWithError("not the mesh that was written");
             break;
         }
@@ -52,27 +63,59 @@ void read_ours(benchmark::State& state, const std::string& path) {
     count_bytes(state, path);
 }
 
-void write_ours(benchmark::State& state) {
-    const std::string path = files().path("ours.bdf");
+void write_ours(benchmark::State& state, const file_format& f) {
     while (state.KeepRunning()) {
-        if (!write(path, files().volume)) {
+        if (!write(f)) {
             state.SkipWithError("not written");
             break;
         }
     }
-    count_bytes(state, path);
+    count_bytes(state, files().path(f.file));
 }
 
-void read_our_own(benchmark::State& state) {
-    const std::string path = files().path("ours.bdf");
-    write(path, files().volume);
-    read_ours(state, path);
+void read_our_own(benchmark::State& state, const file_format& f) {
+    write(f);
+    read_ours(state, f, files().path(f.file));
+}
+
+// The time that a NASTRAN file as long as the FEMAP file would take.
+template <class Work> void run_per_byte(benchmark::State& state, const Work& work) {
+    write(femap);
+    write(nastran);
+    const auto size_of = [](const file_format& f) {
+        return static_cast<double>(std::filesystem::file_size(files().path(f.file)));
+    };
+    while (state.KeepRunning()) {
+        const auto start = std::chrono::steady_clock::now();
+        work();
+        const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+        state.SetIterationTime(time.count() * size_of(femap) / size_of(nastran));
+    }
+}
+void write_nastran_per_byte(benchmark::State& state) {
+    run_per_byte(state, [] { write(nastran); });
+}
+void read_nastran_per_byte(benchmark::State& state) {
+    run_per_byte(state, [] {
+        mesh m;
+        read(nastran, files().path(nastran.file), m);
+    });
 }
 
 void tune(benchmark::internal::Benchmark* bench) { bench->Unit(benchmark::kMillisecond); }
 
-BENCHMARK(write_ours)->Name("formats/nastran_write/ours")->Apply(tune);
-BENCHMARK(read_our_own)->Name("formats/nastran_read/ours")->Apply(tune);
+BENCHMARK_CAPTURE(write_ours, ours, nastran)->Name("formats/nastran_write/ours")->Apply(tune);
+BENCHMARK_CAPTURE(read_our_own, ours, nastran)->Name("formats/nastran_read/ours")->Apply(tune);
+BENCHMARK_CAPTURE(write_ours, ours, femap)->Name("formats/femap_write/ours")->Apply(tune);
+BENCHMARK(write_nastran_per_byte)
+    ->Name("formats/femap_write/nastran_per_byte")
+    ->UseManualTime()
+    ->Apply(tune);
+BENCHMARK_CAPTURE(read_our_own, ours, femap)->Name("formats/femap_read/ours")->Apply(tune);
+BENCHMARK(read_nastran_per_byte)
+    ->Name("formats/femap_read/nastran_per_byte")
+    ->UseManualTime()
+    ->Apply(tune);
 
 #ifdef TESSMAKER_HAVE_GMSH
 enum field_format { free_fields, small_fields, large_fields };
@@ -100,7 +143,7 @@ void write_gmsh(benchmark::State& state, field_format format) {
 
 void read_of_gmsh(benchmark::State& state, field_format format) {
     write_by_gmsh(path_of(format), format);
-    read_ours(state, path_of(format));
+    read_ours(state, nastran, path_of(format));
 }
 
 void read_gmsh(benchmark::State& state, const std::string& path) {
@@ -122,10 +165,9 @@ void read_own_of_gmsh(benchmark::State& state, field_format format) {
 }
 
 void read_of_ours(benchmark::State& state) {
-    const std::string path = files().path("ours.bdf");
-    write(path, files().volume);
+    write(nastran);
     gmsh_instance();
-    read_gmsh(state, path);
+    read_gmsh(state, files().path(nastran.file));
 }
 
 BENCHMARK(read_of_ours)->Name("formats/nastran_read/gmsh")->Apply(tune);
