@@ -239,7 +239,7 @@ int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& co
     element_runs runs;
     const int result = femap_read_blocks(file, pos, connect, runs.indices, runs.types, runs.pids);
     if (result != 0) return result;
-    if (runs.indices.size() > 1 && runs.types.size() > 0 && runs.indices[1] != 0) {
+    if (runs.indices.size() > 1 && !runs.types.empty() && runs.indices[1] != 0) {
         type1 = static_cast<element_type>(runs.types[0]);
         connect1 = run_of(connect, runs, 0, connect.rows());
     }

@@ -118,7 +118,7 @@ enum part : std::size_t { vertex, texture, normal };
 struct face_numbers {
     static constexpr std::size_t most_vertices = 4;
 
-    int vertices[most_vertices];
+    int vertices[most_vertices] = {};
     std::size_t counts[3] = {};
 
     void add(part p, int number) {
