@@ -14,9 +14,9 @@ inline constexpr std::size_t ids_ahead = 256;
 // IDs in what one request brings.
 inline constexpr std::size_t ids_of_line = 16;
 
-// Asks for the memory `distance` IDs behind `ids`, which may lie beyond any array.
-inline void prefetch(const unsigned int* ids, std::size_t distance) {
-    const auto address = reinterpret_cast<std::uintptr_t>(ids) + distance * sizeof(unsigned int);
+// Asks for the memory `distance` elements behind `first`, which may lie beyond any array.
+template <class T> void prefetch(const T* first, std::size_t distance) {
+    const auto address = reinterpret_cast<std::uintptr_t>(first) + distance * sizeof(T);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a pointer must not leave its array, a number may.
     __builtin_prefetch(reinterpret_cast<const void*>(address));
 }

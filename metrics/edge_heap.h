@@ -3,7 +3,10 @@
 #define TESSMAKER_METRICS_EDGE_HEAP_H
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
+#include "core/prefetch.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
@@ -18,50 +21,80 @@ struct edge_entry {
 // A binary max-heap on the key. Equal keys are common, as both directions of an edge go in with
 // one, so the order among them decides results: an entry rises past smaller keys only; a hole goes
 // down to a leaf, to the larger child and to the right one of equals, and is filled from the end.
+//
+// A large heap is bound by memory: the entries lie so that grandchildren share a cache line, and
+// what a hole may reach in four steps is asked for ahead.
 class edge_heap {
 public:
-    bool empty() const { return entries_.empty(); }
-    std::size_t size() const { return entries_.size(); }
+    bool empty() const { return size() == 0; }
+    std::size_t size() const { return entries_.empty() ? 0 : entries_.size() - spare; }
 
     // False when memory fails; the entry is then not there.
     bool push(const edge_entry& entry) {
+        if (entries_.empty() && !entries_.resize(spare)) return false;
+        const std::size_t hole = size();
         if (!entries_.push_back(entry)) return false;
-        rise(entries_.size() - 1, entry);
+        if (entries_.data() != block_) align(hole);
+        rise(hole, entry);
         return true;
     }
 
     // Takes out an entry with the largest key. The heap must not be empty.
     edge_entry pop() {
-        edge_entry* const heap = entries_.data();
-        const edge_entry top = heap[0];
-        const std::size_t size = entries_.size() - 1;
-        const edge_entry last = heap[size];
-        entries_.resize(size);
+        const std::size_t size = this->size() - 1;
+        const edge_entry top = heap_[0];
+        const edge_entry last = heap_[size];
+        entries_.resize(size + spare);
         if (size == 0) return top;
         std::size_t hole = 0;
-        for (std::size_t child = 2; child <= size; child = 2 * hole + 2) {
-            // `child` is the right one; at the end of the heap it may be missing.
-            if (child == size || heap[child].key < heap[child - 1].key) --child;
-            heap[hole] = heap[child];
+        std::size_t child = 2; // the right one
+        for (; child < size; child = 2 * hole + 2) {
+            prefetch_below(hole);
+            child -= heap_[child].key < heap_[child - 1].key ? 1 : 0;
+            heap_[hole] = heap_[child];
             hole = child;
+        }
+        if (child == size) { // an only child
+            heap_[hole] = heap_[child - 1];
+            hole = child - 1;
         }
         rise(hole, last);
         return top;
     }
 
 private:
-    void rise(std::size_t hole, const edge_entry& entry) {
-        edge_entry* const heap = entries_.data();
-        while (hole > 0) {
-            const std::size_t parent = (hole - 1) / 2;
-            if (!(heap[parent].key < entry.key)) break;
-            heap[hole] = heap[parent];
-            hole = parent;
-        }
-        heap[hole] = entry;
+    static constexpr std::size_t line = 64 / sizeof(edge_entry); // entries of a cache line
+    // The heap begins at one of the first `line` entries.
+    static constexpr std::size_t spare = line - 1;
+    // The first of the four grandchildren of the top, which begins a line.
+    static constexpr std::size_t first_grandchild = 3;
+
+    // Moves `size` entries of a block that has grown to where its lines want them.
+    void align(std::size_t size) {
+        const std::ptrdiff_t old_begin = block_ ? heap_ - block_ : 0;
+        block_ = entries_.data();
+        const std::size_t place = reinterpret_cast<std::uintptr_t>(block_) / sizeof(edge_entry);
+        heap_ = block_ + (2 * line - first_grandchild - place % line) % line;
+        std::memmove(heap_, block_ + old_begin, size * sizeof(edge_entry));
     }
 
-    dense1D<edge_entry, 8> entries_;
+    void prefetch_below(std::size_t hole) const {
+        for (std::size_t k = 0; k < 16; k += line) prefetch(heap_, 16 * hole + 15 + k);
+    }
+
+    void rise(std::size_t hole, const edge_entry& entry) {
+        while (hole > 0) {
+            const std::size_t parent = (hole - 1) / 2;
+            if (!(heap_[parent].key < entry.key)) break;
+            heap_[hole] = heap_[parent];
+            hole = parent;
+        }
+        heap_[hole] = entry;
+    }
+
+    dense1D<edge_entry, 8> entries_; // `spare` more than the heap has
+    edge_entry* block_ = nullptr;    // where they were when `heap_` was chosen
+    edge_entry* heap_ = nullptr;
 };
 
 } // namespace kv7::tessmaker

@@ -53,15 +53,17 @@ struct variation {
 // Where the two ends can't be measured: 0 between equal values, else infinite.
 inline double measure_of_unmeasurable(bool equal) { return equal ? 0.0 : no_limit; }
 
-// Between two metrics, v being the vector along the edge.
+// The length of a vector in a metric; 0 or not a number where it has none.
+template <std::size_t N>
+double length_in(const symmetric_fixed<double, N>& M, const vector_fixed<double, N>& v) {
+    return std::sqrt(form(v, M, v));
+}
+
+// Between two metrics, in which the edge is la and lb long.
 template <class Measure, std::size_t N>
 double measure_of_metrics(const symmetric_fixed<double, N>& Ma,
-                          const symmetric_fixed<double, N>& Mb, const vector_fixed<double, N>& v) {
-    const double qa = form(v, Ma, v);
-    const double qb = form(v, Mb, v);
-    if (qa > 0.0 && qb > 0.0) {
-        const double la = std::sqrt(qa);
-        const double lb = std::sqrt(qb);
+                          const symmetric_fixed<double, N>& Mb, double la, double lb) {
+    if (la > 0.0 && lb > 0.0) {
         const double L = log_mean_length(la * lb, la, lb, false);
         if (L >= shortest_edge) return Measure::value(la, lb, L);
     }

@@ -57,10 +57,10 @@ public:
     double measure(const Measure& measure, unsigned int a, const value& Ma, unsigned int b) const {
         const value Mb = at(b);
         const vector<N> v = positions_.edge(a, b);
-        const double la = std::sqrt(form(v, Ma, v));
-        const double lb = std::sqrt(form(v, Mb, v));
+        const double la = length_in(Ma, v);
+        const double lb = length_in(Mb, v);
         if (clearly_keeps(measure.max_slope, la, lb)) return 0.0;
-        return measure_of_metrics<Measure>(Ma, Mb, v);
+        return measure_of_metrics<Measure>(Ma, Mb, la, lb);
     }
 
     // The sizes of two metrics along the edge between their nodes, and its length.

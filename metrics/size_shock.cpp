@@ -16,7 +16,9 @@ public:
         : metrics_(metrics), rows_(std::min(metrics.rows(), metric_size<N>)) {}
 
     double operator()(unsigned int a, unsigned int b, const vector<N>& v) const {
-        return measure_of_metrics<gradation>(at(a), at(b), v);
+        const metric<N> Ma = at(a);
+        const metric<N> Mb = at(b);
+        return measure_of_metrics<gradation>(Ma, Mb, length_in(Ma, v), length_in(Mb, v));
     }
 
 private:
