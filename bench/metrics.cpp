@@ -22,6 +22,7 @@
 #include "metrics/nodal_fields.h"
 #include "tessmaker/metric_fields.h"
 #include "tessmaker/repair.h"
+#include "tests/metrics/plain_reduction.h"
 
 namespace {
 
@@ -213,9 +214,11 @@ private:
     std::vector<float> trace_;
 };
 
-// The same steps with the eigenproblems solved wherever they stand in the plainest form: every
-// place of the way reduces both metrics, and so does keeping the direction.
-template <std::size_t N> class literal_metric_field : public metric_field<N> {
+// The same steps with the eigenproblems solved by LAPACK wherever they stand in the plainest form:
+// every place of the way reduces both metrics, and so does keeping the direction.
+class literal_metric_field : public metric_field<3> {
+    static constexpr std::size_t N = 3;
+
 public:
     using value = metric<N>;
     using metric_field<N>::metric_field;
@@ -229,22 +232,31 @@ public:
     class way {
     public:
         way(const value& from, const value& to, int direction)
-            : from_(from), to_(to), direction_(direction) {}
+            : from_(from), to_(to),
+              kept_(direction > 0 ? sizes_kept::larger : sizes_kept::smaller) {}
 
         step at(double t, value& M) {
-            if (!is_start(t) && !is_end(t)) ++nbr_reductions_;
-            if (!metric_at(t, from_, to_, M)) return step::no_value;
-            ++nbr_reductions_;
-            const bool kept = direction_ > 0 ? maximum_metric_core(from_, M, M)
-                                             : minimum_metric_core(from_, M, M);
+            metric_reduction<N> r;
+            if (is_start(t) || is_end(t)) {
+                M = is_start(t) ? from_ : to_;
+            } else if (!reduce(from_, to_, r) || !interpolate_metric(r, t, M)) {
+                return step::no_value;
+            }
+            const bool kept =
+                reduce(from_, M, r) && select_sizes(kept_, from_, M, r.m1, r.m2, r.dual, M);
             return kept ? step::done : step::refused;
         }
         unsigned int nbr_reductions() const { return nbr_reductions_; }
 
     private:
+        bool reduce(const value& M1, const value& M2, metric_reduction<N>& r) {
+            ++nbr_reductions_;
+            return test::plain_reduction(M1, M2, r);
+        }
+
         value from_;
         value to_;
-        int direction_;
+        sizes_kept kept_;
         unsigned int nbr_reductions_ = 0;
     };
 };
@@ -331,8 +343,7 @@ void bound_literal(benchmark::State& state, kind what, fixing fixed) {
         metric_values values;
         values.copy(todo.start);
         state.ResumeTiming();
-        edge_bounding bounding(literal_metric_field<3>(todo.m.pos, values),
-                               gradation(max_gradation));
+        edge_bounding bounding(literal_metric_field(todo.m.pos, values), gradation(max_gradation));
         if (bounding.run(todo.m.connect, todo.m.pos.cols(), todo.fixed, true, todo.direction) <=
             0) {
             state.SkipWithError("nothing bounded");

@@ -110,7 +110,7 @@ bool generalized_pairs(const metric<3>& A, const metric<3>& B, vector<3>& l, mat
     W(2, 1) = -r12 * r00;
     W(2, 2) = r00 * r11;
     matrix<3> Z;
-    if (!eigen3(congruent(W, B), l, Z)) return false;
+    if (!eigen3_by_rotations(congruent(W, B), l, Z)) return false;
     for (std::size_t k = 0; k < 3; ++k) {
         l[k] /= delta * delta;
         const vector<3> z = column(Z, k);
@@ -264,17 +264,20 @@ bool reduce_metrics(const symmetric_fixed<double, N>& M1, const symmetric_fixed<
 }
 
 template <std::size_t N>
-interpolation interpolate_values(const metric_reduction<N>& r, double t,
-                                 vector_fixed<double, N>& w) {
-    if (!all_between(r.m1, 0.0, no_limit) || !all_between(r.m2, 0.0, no_limit)) {
-        return interpolation::refused;
-    }
-    vector<N> h;
+reduced_sizes<N>::reduced_sizes(const metric_reduction<N>& r)
+    : are_there(all_between(r.m1, 0.0, no_limit) && all_between(r.m2, 0.0, no_limit)) {
     for (std::size_t k = 0; k < N; ++k) {
-        const double h1 = 1.0 / std::sqrt(r.m1[k]);
-        const double h2 = 1.0 / std::sqrt(r.m2[k]);
-        h[k] = (h2 - h1) * t + h1;
+        h1[k] = 1.0 / std::sqrt(r.m1[k]);
+        h2[k] = 1.0 / std::sqrt(r.m2[k]);
     }
+}
+
+template <std::size_t N>
+interpolation interpolate_values(const reduced_sizes<N>& sizes, double t,
+                                 vector_fixed<double, N>& w) {
+    if (!sizes.are_there) return interpolation::refused;
+    vector<N> h;
+    for (std::size_t k = 0; k < N; ++k) h[k] = (sizes.h2[k] - sizes.h1[k]) * t + sizes.h1[k];
     const bool on_the_way = t >= 0.0 && t <= 1.0;
     if (!on_the_way && !all_between(h, 0.0, no_limit)) return interpolation::no_size;
     const bool in_range = all_between(h, smallest_square_root, largest_square_root);
@@ -287,7 +290,7 @@ interpolation interpolate_values(const metric_reduction<N>& r, double t,
 template <std::size_t N>
 bool interpolate_metric(const metric_reduction<N>& r, double t, symmetric_fixed<double, N>& M) {
     vector<N> w;
-    const interpolation result = interpolate_values(r, t, w);
+    const interpolation result = interpolate_values(reduced_sizes<N>(r), t, w);
     if (result == interpolation::done) M = weighted_squares(w, r.dual);
     if (result == interpolation::no_size) M = {};
     return result == interpolation::done;
@@ -366,8 +369,10 @@ bool bound_metric_core(symmetric_fixed<double, N>& M, double hmin, double hmax) 
 
 template bool reduce_metrics(const metric<2>&, const metric<2>&, metric_reduction<2>&);
 template bool reduce_metrics(const metric<3>&, const metric<3>&, metric_reduction<3>&);
-template interpolation interpolate_values(const metric_reduction<2>&, double, vector<2>&);
-template interpolation interpolate_values(const metric_reduction<3>&, double, vector<3>&);
+template struct reduced_sizes<2>;
+template struct reduced_sizes<3>;
+template interpolation interpolate_values(const reduced_sizes<2>&, double, vector<2>&);
+template interpolation interpolate_values(const reduced_sizes<3>&, double, vector<3>&);
 template bool interpolate_metric(const metric_reduction<2>&, double, metric<2>&);
 template bool interpolate_metric(const metric_reduction<3>&, double, metric<3>&);
 template bool metric_at(double, const metric<2>&, const metric<2>&, metric<2>&);

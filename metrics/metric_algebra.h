@@ -34,12 +34,21 @@ template <std::size_t N>
 bool reduce_metrics(const symmetric_fixed<double, N>& M1, const symmetric_fixed<double, N>& M2,
                     metric_reduction<N>& r);
 
+// The sizes of two metrics in their reduced basis; none where one of the two is not valid in it.
+template <std::size_t N> struct reduced_sizes {
+    explicit reduced_sizes(const metric_reduction<N>& r);
+
+    bool are_there;
+    vector<N> h1;
+    vector<N> h2;
+};
+
 // The values in the reduced basis of the metric whose sizes lie at place t of the straight lines
-// from those of M1 (t = 0) to those of M2 (t = 1). Refused when one of the two is not valid in this
-// basis; no_size when a place outside [0, 1] has none.
+// from the first sizes (t = 0) to the second (t = 1). Refused without sizes; no_size when a place
+// outside [0, 1] has none.
 enum class interpolation { done, refused, no_size };
 template <std::size_t N>
-interpolation interpolate_values(const metric_reduction<N>& r, double t,
+interpolation interpolate_values(const reduced_sizes<N>& sizes, double t,
                                  vector_fixed<double, N>& w);
 
 // The metric at place t. False as above; M is then untouched where it was refused, zero where there

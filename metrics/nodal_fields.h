@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <optional>
 
 #include "metrics/edge_measures.h"
 #include "metrics/metric_algebra.h"
@@ -96,13 +97,14 @@ public:
                 M = from_;
                 return step::done;
             }
+            if (!is_tried_) reduce();
             if (is_end(t)) {
                 M = to_;
-                if (!reduced()) return step::refused;
+                if (!is_reduced_) return step::refused;
                 return keep_direction(reduction_.m2, M);
             }
             vector<N> w;
-            if (!reduced() || interpolate_values(reduction_, t, w) != interpolation::done) {
+            if (!is_reduced_ || interpolate_values(*sizes_, t, w) != interpolation::done) {
                 return step::no_value;
             }
             M = weighted_squares(w, reduction_.dual);
@@ -112,12 +114,10 @@ public:
         unsigned int nbr_reductions() const { return is_tried_ ? 1 : 0; }
 
     private:
-        bool reduced() {
-            if (!is_tried_) {
-                is_tried_ = true;
-                is_reduced_ = reduce_metrics(from_, to_, reduction_);
-            }
-            return is_reduced_;
+        void reduce() {
+            is_tried_ = true;
+            is_reduced_ = reduce_metrics(from_, to_, reduction_);
+            if (is_reduced_) sizes_.emplace(reduction_);
         }
         step keep_direction(const vector<N>& w, value& M) const {
             const bool kept = select_sizes(kept_, from_, M, reduction_.m1, w, reduction_.dual, M);
@@ -130,6 +130,7 @@ public:
         bool is_tried_ = false;
         bool is_reduced_ = false;
         metric_reduction<N> reduction_;
+        std::optional<reduced_sizes<N>> sizes_; // once reduced
     };
 
 private:

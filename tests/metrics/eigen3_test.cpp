@@ -1,0 +1,203 @@
+// The eigen solver by rotations beside LAPACK, and the reduction of metrics that stands on it.
+#include "metrics/eigen3.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "metrics/plain_reduction.h"
+#include "metrics/random_metrics.h"
+
+using namespace kv7::tessmaker;
+using namespace test;
+
+namespace {
+
+using kv7::matrix_fixed;
+using kv7::symmetric_fixed;
+using kv7::vector_fixed;
+using spectrum = vector_fixed<double, 3>;
+using basis = matrix_fixed<double, 3, 3>;
+using tensor = symmetric_fixed<double, 3>;
+
+constexpr double eps = 2.220446049250313e-16;
+
+// In units of `eps` times the largest entry: the largest entry of M P - P L.
+double residual(const tensor& M, const spectrum& l, const basis& P) {
+    double largest_entry_of_it = 0.0;
+    for (std::size_t k = 0; k < 3; ++k) {
+        for (std::size_t i = 0; i < 3; ++i) {
+            const double image = M(i, 0) * P(0, k) + M(i, 1) * P(1, k) + M(i, 2) * P(2, k);
+            largest_entry_of_it = std::max(largest_entry_of_it, std::fabs(image - l[k] * P(i, k)));
+        }
+    }
+    return largest_entry_of_it / (eps * largest_entry<3>(M));
+}
+// In units of `eps`: the largest entry of P^T P - I.
+double skewness(const basis& P) {
+    double worst = 0.0;
+    for (std::size_t j = 0; j < 3; ++j) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            const double p = product_of<3>(column_of<3>(P, j), column_of<3>(P, k));
+            worst = std::max(worst, std::fabs(p - (j == k ? 1.0 : 0.0)));
+        }
+    }
+    return worst / eps;
+}
+
+// Both solvers do it, and ours within what LAPACK promises: a few units in the last place of the
+// largest entry.
+void expect_as_by_lapack(const tensor& M) {
+    spectrum ours;
+    spectrum reference;
+    basis P;
+    basis Q;
+    ASSERT_TRUE(eigen3_by_rotations(M, ours, P));
+    ASSERT_TRUE(eigen3(M, reference, Q));
+    ASSERT_LE(ours[0], ours[1]);
+    ASSERT_LE(ours[1], ours[2]);
+    for (std::size_t k = 0; k < 3; ++k) {
+        ASSERT_LE(std::fabs(ours[k] - reference[k]), 24 * eps * largest_entry<3>(M));
+    }
+    ASSERT_LE(residual(M, ours, P), 16.0);
+    ASSERT_LE(skewness(P), 16.0);
+    ASSERT_GT(determinant(P), 0.0);
+}
+
+TEST(eigen3_by_rotations, metrics_in_any_directions) {
+    random_source random(201);
+    for (std::uint64_t run = 0; run < nbr_runs(20000); ++run) {
+        expect_as_by_lapack(random_metric<3>(random, 0.01, 100.0));
+    }
+}
+
+TEST(eigen3_by_rotations, metrics_graded_over_twelve_orders_of_magnitude) {
+    random_source random(202);
+    for (std::uint64_t run = 0; run < nbr_runs(20000); ++run) {
+        expect_as_by_lapack(random_metric<3>(random, 1e-6, 1e6));
+        // Graded along the axes: D A D.
+        tensor M = random_metric<3>(random, 0.5, 2.0);
+        const double d[3] = {log_uniform(random, 1e-3, 1e3), log_uniform(random, 1e-3, 1e3),
+                             log_uniform(random, 1e-3, 1e3)};
+        for (std::size_t i = 0; i < 3; ++i) {
+            for (std::size_t j = 0; j <= i; ++j) M(i, j) *= d[i] * d[j];
+        }
+        expect_as_by_lapack(M);
+    }
+}
+
+// The smallest ones come out to their last places, not to those of the largest.
+TEST(eigen3_by_rotations, what_is_graded_along_the_axes_keeps_small_eigenvalues) {
+    const tensor M = {1.0, 1e-7, 1e-12, 1e-13, 1e-19, 1e-24};
+    spectrum l;
+    basis P;
+    ASSERT_TRUE(eigen3_by_rotations(M, l, P));
+    // Schur complements: 1e-12 - 1e-14 and what is left of 1e-24 below both.
+    EXPECT_NEAR(l[2], 1.0, 1e-13);
+    EXPECT_NEAR(l[1] / 9.9e-13, 1.0, 1e-12);
+    const double det = M[0] * (M[2] * M[5] - M[4] * M[4]) - M[1] * (M[1] * M[5] - M[4] * M[3]) +
+                       M[3] * (M[1] * M[4] - M[2] * M[3]);
+    EXPECT_NEAR(l[0] * l[1] * l[2] / det, 1.0, 1e-12);
+}
+
+TEST(eigen3_by_rotations, nearly_multiple_eigenvalues) {
+    random_source random(203);
+    for (std::uint64_t run = 0; run < nbr_runs(20000); ++run) {
+        const double gap = log_uniform(random, 1e-18, 1e-2);
+        const double l = random.uniform(-3.0, 3.0);
+        const double other = random.one_in(3) ? l : random.uniform(-3.0, 3.0);
+        expect_as_by_lapack(assembled<3>({l, l * (1.0 + gap), other}, random_basis<3>(random)));
+    }
+}
+
+TEST(eigen3_by_rotations, any_symmetric_matrix) {
+    random_source random(204);
+    for (std::uint64_t run = 0; run < nbr_runs(20000); ++run) {
+        const double scale = log_uniform(random, 1e-150, 1e150);
+        tensor M;
+        for (double& entry : M.values) {
+            entry = random.one_in(4) ? 0.0 : scale * random.uniform(-1.0, 1.0);
+        }
+        if (largest_entry<3>(M) > 0.0) expect_as_by_lapack(M);
+    }
+}
+
+TEST(eigen3_by_rotations, integer_matrices_with_many_ties) {
+    random_source random(205);
+    for (std::uint64_t run = 0; run < nbr_runs(20000); ++run) {
+        tensor M;
+        for (double& entry : M.values) entry = static_cast<double>(random.between(0, 4)) - 2.0;
+        if (largest_entry<3>(M) > 0.0) expect_as_by_lapack(M);
+    }
+}
+
+TEST(eigen3_by_rotations, diagonal_matrices_are_sorted_and_nothing_else) {
+    spectrum l;
+    basis P;
+    ASSERT_TRUE(eigen3_by_rotations({3.0, 0.0, 1.0, 0.0, 0.0, 2.0}, l, P));
+    EXPECT_EQ(l[0], 1.0);
+    EXPECT_EQ(l[1], 2.0);
+    EXPECT_EQ(l[2], 3.0);
+    EXPECT_EQ(skewness(P), 0.0);
+    ASSERT_TRUE(eigen3_by_rotations({}, l, P));
+    EXPECT_EQ(l[0], 0.0);
+    EXPECT_EQ(l[2], 0.0);
+    EXPECT_EQ(skewness(P), 0.0);
+}
+
+TEST(eigen3_by_rotations, what_is_not_finite_goes_as_lapack_lets_it) {
+    random_source random(206);
+    for (const double bad : {not_a_number, infinity, -infinity, largest}) {
+        for (std::size_t k = 0; k < 6; ++k) {
+            tensor M = random_metric<3>(random, 0.1, 10.0);
+            M[k] = bad;
+            spectrum ours{};
+            spectrum reference{};
+            basis P{};
+            basis Q{};
+            EXPECT_EQ(eigen3_by_rotations(M, ours, P), eigen3(M, reference, Q));
+            EXPECT_TRUE(same_bits(ours, reference));
+            EXPECT_TRUE(same_bits(P, Q));
+        }
+    }
+}
+
+// What both metrics become when they are built again from their values in the basis.
+void expect_rebuilt(const metric_reduction<3>& r, const tensor& M1, const tensor& M2,
+                    double tolerance) {
+    EXPECT_LT(distance<3>(assembled<3>(r.m1, r.dual), M1), tolerance);
+    EXPECT_LT(distance<3>(assembled<3>(r.m2, r.dual), M2), tolerance);
+}
+
+TEST(reduce_metrics, gives_values_and_metrics_as_the_plain_reduction_by_lapack) {
+    random_source random(207);
+    for (std::uint64_t run = 0; run < nbr_runs(20000); ++run) {
+        const double scale = log_uniform(random, 1e-12, 1e12);
+        const tensor M1 = random_metric<3>(random, 0.1 * scale, 10.0 * scale);
+        const tensor M2 = random_metric<3>(random, 0.1 * scale, 10.0 * scale);
+        metric_reduction<3> ours;
+        metric_reduction<3> reference;
+        ASSERT_TRUE(reduce_metrics(M1, M2, ours));
+        ASSERT_TRUE(plain_reduction(M1, M2, reference));
+        expect_rebuilt(ours, M1, M2, 1e-11);
+        expect_rebuilt(reference, M1, M2, 1e-11);
+        for (std::size_t k = 0; k < 3; ++k) {
+            EXPECT_NEAR(ours.m2[k] / ours.m1[k] / (reference.m2[k] / reference.m1[k]), 1.0, 1e-10);
+        }
+    }
+}
+
+TEST(reduce_metrics, fails_where_the_plain_reduction_does) {
+    random_source random(208);
+    for (int run = 0; run < 5000; ++run) {
+        tensor M1;
+        for (double& entry : M1.values) entry = static_cast<double>(random.between(0, 4)) - 1.0;
+        const tensor M2 = random_metric<3>(random, 0.1, 10.0);
+        metric_reduction<3> ours;
+        metric_reduction<3> reference;
+        ASSERT_EQ(reduce_metrics(M1, M2, ours), plain_reduction(M1, M2, reference));
+    }
+}
+
+} // namespace
