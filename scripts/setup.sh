@@ -10,6 +10,7 @@ declare -A packages=(
     [format]="clang-format"
     [tidy]="clang=clang++ clang-tidy"
     [fuzz]="clang=clang++ libclang-rt-14-dev"
+    [docs]="doxygen"
     [interop]="python3 gmsh admesh openscad libmetis-dev python3-vtk9 python3-meshio"
     [bench]="python3 libbenchmark-dev libnanoflann-dev libcgal-dev libmetis-dev libvtk9-dev libgmsh-dev libtinyobjloader-dev libopenmesh-dev"
 )
@@ -26,7 +27,7 @@ present() {
 missing=()
 for group in build "$@"; do
     if [ -z "${packages[$group]:-}" ]; then
-        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [interop] [bench]" >&2
+        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [docs] [interop] [bench]" >&2
         exit 2
     fi
     for entry in ${packages[$group]}; do

@@ -46,6 +46,7 @@ public:
     ref_counted& operator=(const ref_counted&) = delete;
     virtual ~ref_counted();
 
+    // Adds one owner.
     void add_owner() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
 
     // Drops one owner; the last one destroys the object.
@@ -66,9 +67,11 @@ private:
 
 } // namespace math1
 
-// Intrusive smart pointer to a `math1::ref_counted`.
+// Intrusive smart pointer to a `math1::ref_counted`: each one that isn't null is an owner. Compares
+// as the plain pointer does.
 template <class T> class Ptr {
 public:
+    // Null, an owner of `object`, another owner of what `other` points to.
     Ptr() noexcept = default;
     explicit Ptr(T* object) noexcept : object_(object) {
         if (object_) object_->add_owner();
@@ -92,6 +95,7 @@ public:
         return *this;
     }
 
+    // The object, or null; `*` and `->` only where there is one.
     T* operator->() const noexcept { return object_; }
     T& operator*() const noexcept { return *object_; }
     T* get() const noexcept { return object_; }
@@ -105,10 +109,12 @@ private:
 
 // A record of three fields, compared in their order.
 template <class A, class B, class C> struct TESSMAKER_API triad {
+    // The fields.
     A first;
     B second;
     C third;
 
+    // Equal in all fields; less in the first field in which they differ.
     friend bool operator==(const triad& a, const triad& b) {
         return a.first == b.first && a.second == b.second && a.third == b.third;
     }
@@ -131,9 +137,11 @@ template <class T> class dense2D;
 template <class T, unsigned Alignment = 8>
 class TESSMAKER_API vector_num final : public math1::ref_counted {
 public:
+    // Without memory.
     vector_num() noexcept = default;
     ~vector_num() override { release(); }
 
+    // The first element, null without memory; elements that the memory holds.
     T* data() noexcept { return data_; }
     const T* data() const noexcept { return data_; }
     std::size_t capacity() const noexcept { return capacity_; }
@@ -205,6 +213,7 @@ private:
 // views of it when the block grows.
 template <class T, unsigned Alignment = 8> class TESSMAKER_API dense1D {
 public:
+    // What is stored, and the block that stores it.
     using value_type = T;
     using block_type = vector_num<T, Alignment>;
 
@@ -233,6 +242,7 @@ public:
         return view;
     }
 
+    // Elements of this view.
     std::size_t size() const noexcept { return size_; }
     bool empty() const noexcept { return size_ == 0; }
     // Elements that the block holds from the view's first.
@@ -240,12 +250,14 @@ public:
         return storage_ && storage_->capacity_ > first_ ? storage_->capacity_ - first_ : 0;
     }
 
+    // The first element, and the place behind the last; null without memory.
     T* data() noexcept { return origin(); }
     const T* data() const noexcept { return origin(); }
     T* begin() noexcept { return origin(); }
     const T* begin() const noexcept { return origin(); }
     T* end() noexcept { return origin() + size_; }
     const T* end() const noexcept { return origin() + size_; }
+    // Element `i`, which must exist.
     T& operator[](std::size_t i) noexcept { return storage_->data_[first_ + i]; }
     const T& operator[](std::size_t i) const noexcept { return storage_->data_[first_ + i]; }
 
@@ -384,6 +396,7 @@ private:
 // `ld` 0. Columns follow each other without a gap only where `ld == rows`.
 template <class T> class TESSMAKER_API dense2D {
 public:
+    // What is stored, and the block that stores it.
     using value_type = T;
     using block_type = vector_num<T, 8>;
 
@@ -413,6 +426,7 @@ public:
         return wrap(data, rows, cols, rows);
     }
 
+    // Elements of a column, columns, and elements from the start of a column to that of the next.
     std::size_t rows() const noexcept { return rows_; }
     std::size_t cols() const noexcept { return cols_; }
     std::size_t ld() const noexcept { return ld_; }
@@ -422,6 +436,7 @@ public:
         return storage_ && storage_->capacity_ > first_ ? storage_->capacity_ - first_ : 0;
     }
 
+    // The element in row `r` of column `c`, which must exist.
     T& operator()(std::size_t r, std::size_t c) noexcept {
         return storage_->data_[first_ + c * ld_ + r];
     }
@@ -605,8 +620,10 @@ private:
 // N values, and nothing else. `vector_fixed<double, 2>` and `<double, 3>` are points and
 // directions.
 template <class T, std::size_t N> struct vector_fixed {
+    // In their order.
     T values[N];
 
+    // Value `k`, and the first of all.
     constexpr T& operator[](std::size_t k) noexcept { return values[k]; }
     constexpr const T& operator[](std::size_t k) const noexcept { return values[k]; }
     constexpr T* data() noexcept { return values; }
@@ -615,12 +632,15 @@ template <class T, std::size_t N> struct vector_fixed {
 
 // R * C values, column by column.
 template <class T, std::size_t R, std::size_t C> struct matrix_fixed {
+    // Entry (i, j) stands at j * R + i.
     T values[R * C];
 
+    // The entry in row `i` of column `j`; value `k` in the order in which they stand; the first.
     constexpr T& operator()(std::size_t i, std::size_t j) noexcept { return values[j * R + i]; }
     constexpr const T& operator()(std::size_t i, std::size_t j) const noexcept {
         return values[j * R + i];
     }
+    // Value `k`, and the first of all.
     constexpr T& operator[](std::size_t k) noexcept { return values[k]; }
     constexpr const T& operator[](std::size_t k) const noexcept { return values[k]; }
     constexpr T* data() noexcept { return values; }
@@ -631,12 +651,15 @@ template <class T, std::size_t R, std::size_t C> struct matrix_fixed {
 // (m00, m10, m11, m20, m21, m22). This is LAPACK's packed upper triangle, and the order of a metric
 // field's columns.
 template <class T, std::size_t N> struct symmetric_fixed {
+    // The lower triangle, row by row.
     T values[N * (N + 1) / 2];
 
+    // Entry (i, j), which is entry (j, i); value `k` in the order in which they stand; the first.
     constexpr T& operator()(std::size_t i, std::size_t j) noexcept { return values[index(i, j)]; }
     constexpr const T& operator()(std::size_t i, std::size_t j) const noexcept {
         return values[index(i, j)];
     }
+    // Value `k`, and the first of all.
     constexpr T& operator[](std::size_t k) noexcept { return values[k]; }
     constexpr const T& operator[](std::size_t k) const noexcept { return values[k]; }
     constexpr T* data() noexcept { return values; }

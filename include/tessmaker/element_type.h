@@ -25,37 +25,38 @@
 
 namespace kv7 {
 
+// The shape of an element and, in its name, the number of its nodes.
 enum element_type : int {
-    ET_UNKNOWN,
-    ET_NODE,
-    ET_BAR_MIX,
-    ET_BAR2,
-    ET_BAR3,
-    ET_FACE_MIX,
-    ET_TRIA3,
-    ET_QUAD4,
-    ET_TRIA6,
-    ET_QUAD8,
-    ET_QUAD9,
-    ET_SOLID_MIX,
-    ET_TETRA4,
-    ET_TETRA10,
-    ET_PYRA5,
-    ET_PYRA13,
-    ET_PYRA14,
-    ET_PENTA6,
-    ET_PENTA15,
-    ET_PENTA18,
-    ET_HEXA8,
-    ET_HEXA20,
-    ET_HEXA27
+    ET_UNKNOWN,   // no shape, or several without a common one
+    ET_NODE,      // a point
+    ET_BAR_MIX,   // bars, their shape not told
+    ET_BAR2,      // two end points
+    ET_BAR3,      // and the middle
+    ET_FACE_MIX,  // triangles and quadrangles, see above
+    ET_TRIA3,     // triangle
+    ET_QUAD4,     // quadrangle
+    ET_TRIA6,     // triangle with mid-side nodes
+    ET_QUAD8,     // quadrangle with mid-side nodes
+    ET_QUAD9,     // and the centre
+    ET_SOLID_MIX, // tetrahedra, pyramids, wedges, hexahedra, see above
+    ET_TETRA4,    // tetrahedron
+    ET_TETRA10,   // tetrahedron with mid-edge nodes
+    ET_PYRA5,     // pyramid, base and apex
+    ET_PYRA13,    // pyramid with mid-edge nodes
+    ET_PYRA14,    // and the centre of the base
+    ET_PENTA6,    // wedge, two triangles
+    ET_PENTA15,   // wedge with mid-edge nodes
+    ET_PENTA18,   // and the centres of its quadrangles
+    ET_HEXA8,     // hexahedron, two quadrangles
+    ET_HEXA20,    // hexahedron with mid-edge nodes
+    ET_HEXA27     // and the centres of its facets and its own
 };
 
 namespace tessmaker {
 
 // Look-ups for one of the 23 types; any other value is the caller's error. A mixed type has the
 // values of its largest member.
-//
+
 // 0 for a point, 1 for bars, 2 for faces, 3 for solids.
 TESSMAKER_API unsigned int element_dim(element_type type);
 // Nodes of an element, mid-side and inner nodes included.

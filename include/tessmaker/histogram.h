@@ -16,6 +16,7 @@ namespace kv7::misc {
 // Without bins, a value within the bounds counts in `total()` alone.
 class TESSMAKER_API histogram {
 public:
+    // An empty one, or a copy with all counts. `lower` is not above `upper`.
     histogram(double lower, double upper, std::size_t nbr_bins);
     histogram(const histogram&) = default;
     histogram& operator=(const histogram&) = default;
@@ -24,6 +25,7 @@ public:
     // Takes one value. One that is not a number counts in `total()` alone.
     virtual void process(double value);
 
+    // Bins, and the values in one of them, which must exist.
     std::size_t nbr_bins() const noexcept { return bins_.size(); }
     std::uint64_t count(std::size_t bin) const noexcept { return bins_[bin]; }
     // Values taken, those outside the bounds and those that are not a number included.

@@ -6,6 +6,9 @@
 // in rows 0 to 2, the second in rows 3 to 5. `pos` has 2 or 3 rows and one column per
 // node. 1.7976931348623157e+308, the largest double, is the word for no limit and for an infinite
 // measure.
+//
+// A size is valid that lies strictly between 0 and the largest double, a metric whose smallest
+// eigenvalue is above 0.
 #ifndef TESSMAKER_METRIC_FIELDS_H
 #define TESSMAKER_METRIC_FIELDS_H
 
@@ -16,9 +19,6 @@
 
 namespace kv7::tessmaker {
 
-// Validity. A size is valid that lies strictly between 0 and the largest double, a metric whose
-// smallest eigenvalue is above 0.
-//
 // The index of the first invalid entry, or the number of entries. With `nodes`, the position in
 // that list of the first ID that is beyond the field or has an invalid entry, or the size of the
 // list. 0 for metrics of rows other than 3 or 6.
@@ -42,7 +42,7 @@ TESSMAKER_API void valid_metrics(const dense2D<double>& metrics, dense1D<unsigne
 // Replaces invalid entries and returns how many. Of two fields of different length the shorter
 // counts. An invalid size here is one that is 0 or below; the largest double, and what is not a
 // number, stay.
-//
+
 // By the sizes of another field that are above 0.
 TESSMAKER_API int overwrite_invalid_metrics(dense1D<double, 8>& sizes,
                                             const dense1D<double, 8>& other);
@@ -75,7 +75,7 @@ TESSMAKER_API int bound_metrics(dense2D<double>& metrics, double hmin, double hm
 
 // Changes of form, column by column, into an array that the caller has sized; columns beyond the
 // input stay. Return 0, also when all arguments are empty.
-//
+
 // Isotropic metrics of sizes; the column of a size that is not above 0 stays. -2: rows of `metrics`
 // not 3, or not 6, or fewer columns than sizes.
 TESSMAKER_API int metrics_iso_to_aniso2d(const dense1D<double, 8>& sizes, dense2D<double>& metrics);
@@ -100,18 +100,18 @@ TESSMAKER_API int metrics_aniso3d_to_aniso2d(const dense2D<double>& metrics3d,
 // metrics ha and hb are the sizes along the edge. All nodes of an element are joined, diagonals
 // included.
 //
-//   pos, connect, type     the mesh, any type; sentinels are skipped
-//   nodes, nodes_fixed     true: the listed nodes are fixed, all others free; false: the reverse.
-//   Fixed
-//                          nodes never change; a free node beside fixed ones moves only where that
-//                          serves its edges to them. 0xFFFFFFFF is skipped
-//   direction              +1: sizes only grow; -1: sizes only shrink; 0: each node keeps the
-//   direction
-//                          of its first change. The low 8 bits count, as a signed byte; any other
-//                          value lets nothing change
-//   max_gradation,         the limit, 0 or more; the largest double: none
+//   pos, connect, type   the mesh, any type; sentinels are skipped
+//   nodes, nodes_fixed   true: the listed nodes are fixed, all others free; false: the reverse.
+//                        0xFFFFFFFF is skipped
+//   direction            +1: sizes only grow; -1: sizes only shrink; 0: each node goes on in
+//                        the direction of its first change. The low 8 bits count, as a signed
+//                        byte; any other value lets nothing change
+//   max_gradation,       the limit, 0 or more; the largest double: none
 //   max_variation
-//   metrics, sizes         the field, changed in place
+//   metrics, sizes       the field, changed in place
+//
+// Fixed nodes never change; a free node beside fixed ones moves only where that serves its edges to
+// them.
 //
 // A step below a thousandth of the way is refused, so an edge can stay above the limit by a little.
 // Values that are not finite or not positive are not looked for and end as the arithmetic makes
@@ -145,9 +145,11 @@ TESSMAKER_API int bound_metric_variations(const dense2D<double>& pos,
 // Derives sizes from a mesh: at each node a mean of the lengths of the element edges that meet
 // there. An edge counts once for each element that has it; one of length 0, or not finite, not at
 // all.
+//
 //   exponent 0                     the shortest edge
-//   exponent p > 0                 the power mean (sum of d^p / count)^(1 / p), 1 being the
-//   arithmetic one exponent the largest double    the longest edge
+//   exponent p > 0                 the power mean (sum of d^p / count)^(1 / p); the mean for 1
+//   exponent the largest double    the longest edge
+//
 // Serves ET_BAR2, ET_TRIA3, ET_QUAD4, ET_TETRA4, ET_PYRA5, ET_PENTA6, ET_HEXA8, ET_FACE_MIX,
 // ET_SOLID_MIX. `sizes` grows to the columns of `pos`; a node that no edge reaches keeps its entry,
 // 0 where it had none. Returns 0, also for an empty `connect`. -1: the type's dimension is above

@@ -10,8 +10,9 @@ namespace kv7::tessmaker {
 
 template <unsigned DIM> class point_tree;
 
-// A k-d tree (J. L. Bentley, Multidimensional binary search trees used for associative searching,
-// 1975) over nodes of a coordinate array, balanced when it is made and open to insertions.
+// A k-d tree over nodes of a coordinate array, balanced when it is made and open to insertions.
+// Based on: J. L. Bentley, Multidimensional binary search trees used for associative searching,
+// 1975.
 //
 // The array of coordinates, 2 or 3 rows and one column per node, packed (`ld == rows`), is the
 // caller's: the detector keeps a pointer to it, so the array object must stay, unchanged, for as
@@ -32,13 +33,14 @@ public:
     // A tree of its own on the same coordinates.
     node_detector(const node_detector& other);
     node_detector& operator=(const node_detector& other);
+    // The coordinates stay.
     ~node_detector();
 
     // Deletes the tree.
     void clear();
 
     // Builds a new tree and returns how many nodes it holds. On failure the old tree stays.
-    //
+
     // On all columns of `pos`. -1: `pos` has not 2 or 3 rows. -199: out of memory.
     int reinit(const dense2D<double>& pos);
     // On the listed nodes as they stand: each must be a column of `pos`, which is not checked; one

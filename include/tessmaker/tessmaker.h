@@ -1,4 +1,6 @@
-// Everything.
+// Utilities for finite-element meshes: free functions on arrays that the caller owns. This header
+// includes all others. What every function has in common, element types and return codes, is told
+// in element_type.h, the arrays in containers.h.
 #ifndef TESSMAKER_TESSMAKER_H
 #define TESSMAKER_TESSMAKER_H
 
