@@ -24,6 +24,7 @@ bool sort_columns(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>
                   dense1D<unsigned int, 8>& node_counts, dense1D<unsigned int, 8>& group_ends) {
     const std::size_t rows = connect.rows();
     const std::size_t cols = connect.cols();
+    if (cols > no_id) return false; // more than places can count
     dense1D<unsigned int, 8> places;
     if (!places.resize(rows + 1, 0)) return false;
     for (std::size_t c = 0; c < cols; ++c) ++places[nbr_rows_below(connect.column(c), rows)];

@@ -36,6 +36,7 @@ bool list_nodes(const id_matrix& connect, std::size_t nbr_nodes, id_list& nodes,
         for (std::size_t r = 0; r < rows; ++r) {
             const unsigned int node = column[r];
             if (node >= nbr_nodes || copy_of[node] != no_id) continue;
+            if (nbr_nodes + nbr_listed >= no_id) return false; // no ID is left for the copy
             copy_of[node] = static_cast<unsigned int>(nbr_nodes + nbr_listed);
             list[nbr_listed++] = node;
         }

@@ -94,7 +94,7 @@ TESSMAKER_API int simplify(dense2D<double>& pos, dense2D<unsigned int>& connect,
 // Appends a copy of each node that `connect` uses to `pos`, in the order in which they are first
 // seen, and makes `connect_out` the copy of `connect` that refers to the new nodes, whatever it
 // held. Nothing is checked: the IDs must be columns of `pos`, or 0xFFFFFFFF, which stays. Returns
-// 0; -199 when memory fails, `pos` may have grown by then.
+// 0; -199 when memory fails, `pos` may have grown by then, or when IDs run out.
 TESSMAKER_API int copy_mesh(dense2D<double>& pos, dense2D<unsigned int>& connect_out,
                             const dense2D<unsigned int>& connect);
 
