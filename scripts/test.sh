@@ -3,6 +3,6 @@
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 setup
-cmake --preset dev -DTESSMAKER_INTEROP=OFF
+cmake --preset dev -DTESSMAKER_INTEROP=OFF -DTESSMAKER_LARGE=OFF
 cmake --build build/dev -j "$jobs"
 ctest --preset dev -j "$jobs" "$@"

@@ -1,5 +1,7 @@
 #include "support/memory_failure.h"
 
+#include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 
@@ -17,6 +19,17 @@ struct failure_plan {
 };
 thread_local failure_plan plan;
 
+std::atomic<unsigned long> nbr_failed{0};
+
+// At the end of the program, if the environment asks for it (docs/reliability.md).
+struct failure_report {
+    ~failure_report() {
+        if (std::getenv("TESSMAKER_COUNT_FAILURES"))
+            std::fprintf(stderr, "%lu allocations failed\n", nbr_failed.load());
+    }
+};
+const failure_report report_at_end;
+
 bool may_allocate() noexcept {
     if (!plan.active) return true;
     if (plan.left > 0) {
@@ -25,6 +38,7 @@ bool may_allocate() noexcept {
     }
     if (plan.happened && !plan.and_later) return true;
     plan.happened = true;
+    ++nbr_failed;
     return false;
 }
 
