@@ -1,0 +1,184 @@
+// Memory failure at every allocation of the FEMAP functions, one after the other.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "formats/femap_files.h"
+#include "formats/scratch_files.h"
+#include "support/memory_failure.h"
+#include "support/meshes.h"
+#include "support/zoo.h"
+#include "tessmaker/formats.h"
+
+using namespace kv7;
+using namespace kv7::tessmaker;
+using namespace test;
+
+namespace {
+
+constexpr int thrown = -1000;
+
+std::string large_file() {
+    std::string nodes;
+    for (int id = 1; id <= 300; ++id) nodes += femap_node(std::to_string(id), std::to_string(id));
+    std::string elements;
+    for (int k = 1; k <= 40; ++k) elements += femap_element(k, 0, {k, 1});
+    elements += femap_element(1, 8, {1, 2, 3, 4, 5, 6, 7, 8});
+    for (int k = 1; k <= 20; ++k) {
+        elements += femap_element(k, 2, {k, 1, 2}) + femap_element(k, 4, {k, 1, 2, 3});
+    }
+    return femap_block("403", nodes) + femap_block("404", elements);
+}
+
+template <class T> bool is_beginning_of_columns(const dense2D<T>& part, const dense2D<T>& whole) {
+    if (part.cols() > whole.cols()) return false;
+    for (std::size_t c = 0; c < part.cols(); ++c) {
+        for (std::size_t r = 0; r < part.rows(); ++r) {
+            if (part(r, c) != whole(r, c)) return false;
+        }
+    }
+    return true;
+}
+
+// Reads with every allocation failing. `check` is told the code and the result, unless an
+// exception left.
+template <class Result, class Check> void fail_reading(const std::string& text, Check check) {
+    const scratch_stream stream(text);
+    const std::size_t nbr_failed = fail_each_allocation([&](std::size_t k, bool and_later) {
+        Result result;
+        int code = thrown;
+        bool failed = false;
+        std::rewind(stream.get());
+        {
+            const memory_failure failure(k, and_later);
+            try {
+                result.read(stream.get());
+                code = result.code;
+            } catch (const std::bad_alloc&) {
+            }
+            failed = failure.happened();
+        }
+        EXPECT_TRUE(code == 0 || code == -199 || code == thrown) << k << ": " << code;
+        EXPECT_TRUE(failed || code == 0) << k;
+        if (code != thrown) check(failed, result);
+        return failed;
+    });
+    EXPECT_GT(nbr_failed, 4U);
+}
+
+TEST(femap_memory, input_of_all_runs) {
+    const femap_arrays whole = read_femap(large_file());
+    ASSERT_EQ(whole.code, 0);
+    fail_reading<femap_arrays>(large_file(), [&](bool failed, const femap_arrays& result) {
+        // Nodes are whole, or the failure is told, and they are what came first.
+        if (result.code == 0) {
+            EXPECT_EQ(list(result.pos), list(whole.pos));
+        } else {
+            EXPECT_TRUE(is_beginning_of_columns(result.pos, whole.pos));
+        }
+        // What can't be appended to the lists is lost.
+        EXPECT_LE(result.connect.cols(), whole.connect.cols());
+        EXPECT_LE(result.indices.size(), whole.indices.size());
+        EXPECT_LE(result.types.size(), whole.types.size());
+        EXPECT_LE(result.pids.size(), whole.pids.size());
+        if (!failed) {
+            EXPECT_EQ(list(result.connect), list(whole.connect));
+            EXPECT_EQ(list(result.indices), list(whole.indices));
+            EXPECT_EQ(list(result.types), list(whole.types));
+            EXPECT_EQ(list(result.pids), list(whole.pids));
+        }
+    });
+}
+
+TEST(femap_memory, input_of_one_connectivity) {
+    const auto whole = read_femap_as<femap_one_connectivity>(large_file());
+    fail_reading<femap_one_connectivity>(large_file(),
+                                         [&](bool failed, const femap_one_connectivity& one) {
+                                             if (one.code != 0) {
+                                                 EXPECT_EQ(one.type, ET_UNKNOWN);
+                                             }
+                                             if (!failed) {
+                                                 EXPECT_EQ(list(one.pos), list(whole.pos));
+                                                 EXPECT_EQ(list(one.connect), list(whole.connect));
+                                             }
+                                         });
+}
+
+TEST(femap_memory, input_of_two_connectivities) {
+    const auto whole = read_femap_as<femap_two_connectivities>(large_file());
+    fail_reading<femap_two_connectivities>(
+        large_file(), [&](bool failed, const femap_two_connectivities& two) {
+            if (two.code != 0) {
+                EXPECT_EQ(list(two.connect1), (id_lists{{71}}));
+                EXPECT_EQ(list(two.connect2), (id_lists{{72}}));
+                return;
+            }
+            // Views stay within what was read, whatever was lost.
+            for (const dense2D<unsigned int>* const connect : {&two.connect1, &two.connect2}) {
+                for (const auto& column : list(*connect)) EXPECT_LE(column.size(), 8U);
+            }
+            if (!failed) {
+                EXPECT_EQ(list(two.connect1), list(whole.connect1));
+                EXPECT_EQ(list(two.connect2), list(whole.connect2));
+            }
+        });
+}
+
+// Either all is written, or nothing and a code tells of it, or an exception leaves.
+template <class... Arguments> void fail_writing(const Arguments&... arguments) {
+    const std::string expected = [&] {
+        const scratch_stream stream;
+        EXPECT_EQ(FEMAP_output(stream.get(), arguments...), 0);
+        return stream.contents();
+    }();
+    EXPECT_NE(expected, "");
+    fail_each_allocation([&](std::size_t k, bool and_later) {
+        const scratch_stream stream;
+        int code = thrown;
+        bool failed = false;
+        {
+            const memory_failure failure(k, and_later);
+            try {
+                code = FEMAP_output(stream.get(), arguments...);
+            } catch (const std::bad_alloc&) {
+            }
+            failed = failure.happened();
+        }
+        EXPECT_TRUE(code == 0 || code == -199 || code == thrown) << k << ": " << code;
+        if (code != thrown) {
+            EXPECT_EQ(stream.contents(), code == 0 ? expected : "") << k;
+        }
+        EXPECT_TRUE(failed || code == 0) << k;
+        return failed;
+    });
+}
+
+TEST(femap_memory, output_writes_all_or_nothing) {
+    const mesh solids = mixed_solids();
+    fail_writing(solids.pos, solids.connect, solids.type);
+    fail_writing(solids.pos, solids.connect, dense1D<unsigned int>{0U, 4U},
+                 dense1D<int>{ET_SOLID_MIX}, dense1D<unsigned int>{1U, 2U, 3U, 4U});
+    fail_writing(solids.pos, solids.connect, solids.connect, solids.type, solids.type);
+}
+
+TEST(femap_memory, lists_that_find_no_memory_are_out_of_memory) {
+    const dense2D<double> pos = points({{0, 0}});
+    const auto triangles = connectivity({{0, 1, 2}});
+    const scratch_stream stream;
+    int one = 0, two = 0;
+    {
+        const memory_limit limit(0);
+        one = FEMAP_output(stream.get(), pos, triangles, ET_TRIA3);
+        two = FEMAP_output(stream.get(), pos, triangles, triangles, ET_TRIA3, ET_TRIA3);
+    }
+    EXPECT_EQ(one, -199);
+    EXPECT_EQ(two, -199);
+    EXPECT_EQ(stream.contents(), "");
+}
+
+} // namespace
