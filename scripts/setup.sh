@@ -11,7 +11,7 @@ declare -A packages=(
     [tidy]="clang=clang++ clang-tidy"
     [fuzz]="clang=clang++ libclang-rt-14-dev"
     [docs]="doxygen"
-    [interop]="python3 gmsh admesh openscad libmetis-dev python3-vtk9 python3-meshio"
+    [interop]="python3 gmsh admesh openscad libmetis-dev python3-vtk9 python3-meshio assimp-utils=assimp"
     [bench]="python3 libbenchmark-dev libnanoflann-dev libcgal-dev libmetis-dev libvtk9-dev libgmsh-dev libtinyobjloader-dev libopenmesh-dev"
 )
 
