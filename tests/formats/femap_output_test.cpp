@@ -323,7 +323,7 @@ TEST(femap_output, a_file_that_cant_be_opened_comes_before_all) {
 
 TEST(femap_output, nodes_have_two_or_three_rows) {
     const auto connect = connectivity({{0, 1}});
-    for (const std::size_t rows : {0, 1, 4, 6}) {
+    for (const std::size_t rows : {0U, 1U, 4U, 6U}) {
         const dense2D<double> pos(rows, 2, 1.0);
         written(-2, pos, connect, ET_BAR2);
         written(-2, pos, connect, connect, ET_BAR2, ET_BAR2);
@@ -340,7 +340,7 @@ TEST(femap_output, indices_have_one_entry_more_than_types) {
 
 TEST(femap_output, every_column_has_a_property) {
     const auto connect = connectivity({{0, 1}, {1, 2}});
-    for (const std::size_t n : {0, 1, 3}) {
+    for (const std::size_t n : {0U, 1U, 3U}) {
         written(-6, one_point, connect, ids{0U, 2U}, dense1D<int>{ET_BAR2}, ids(n, 1U));
     }
 }

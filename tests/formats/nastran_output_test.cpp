@@ -319,7 +319,7 @@ TEST(nastran_output, a_file_that_cant_be_opened_is_told_first) {
 
 TEST(nastran_output, nodes_need_two_or_three_rows) {
     const auto connect = connectivity({{0, 1}});
-    for (const std::size_t rows : {0, 1, 4, 6}) {
+    for (const std::size_t rows : {0U, 1U, 4U, 6U}) {
         const dense2D<double> pos(rows, 2, 1.0);
         written(-2, pos, connect, ET_BAR2);
         written(-2, pos, connect, connect, ET_BAR2, ET_BAR2);
@@ -341,7 +341,7 @@ TEST(nastran_output, indices_have_one_entry_more_than_types) {
 
 TEST(nastran_output, every_column_has_a_property) {
     const auto connect = connectivity({{0, 1}, {1, 2}});
-    for (const std::size_t n : {0, 1, 3}) {
+    for (const std::size_t n : {0U, 1U, 3U}) {
         written(-6, one_point, connect, dense1D<unsigned int>{0U, 2U}, dense1D<int>{ET_BAR2},
                 dense1D<unsigned int>(n, 1U));
     }

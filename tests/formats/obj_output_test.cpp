@@ -217,7 +217,7 @@ TEST(obj_output, a_file_that_cant_be_opened_comes_first) {
 }
 
 TEST(obj_output, nodes_have_two_or_three_rows) {
-    for (const std::size_t rows : {0, 1, 4, 6}) {
+    for (const std::size_t rows : {0U, 1U, 4U, 6U}) {
         const dense2D<double> pos(rows, 4, 1.0);
         written(-2, pos, no_numbers, no_numbers, triangle, quadrangle);
         written(-2, pos, triangle, quadrangle, ET_TRIA3, ET_QUAD4);
@@ -229,20 +229,20 @@ TEST(obj_output, nodes_have_two_or_three_rows) {
 }
 
 TEST(obj_output, normals_have_three_rows_and_a_column_for_each_node) {
-    for (const std::size_t rows : {1, 2, 4}) {
+    for (const std::size_t rows : {1U, 2U, 4U}) {
         written(-3, square, dense2D<double>(rows, 4, 1.0), no_numbers, triangle, quadrangle);
     }
-    for (const std::size_t cols : {1, 3, 5}) {
+    for (const std::size_t cols : {1U, 3U, 5U}) {
         written(-3, square, dense2D<double>(3, cols, 1.0), no_numbers, triangle, quadrangle);
     }
     written(0, points({{0, 0}}), dense2D<double>(3, 1, 1.0), no_numbers, no_faces, no_faces);
 }
 
 TEST(obj_output, textures_have_two_rows_and_a_column_for_each_node) {
-    for (const std::size_t rows : {1, 3, 4}) {
+    for (const std::size_t rows : {1U, 3U, 4U}) {
         written(-4, square, square_normals, dense2D<double>(rows, 4, 1.0), triangle, quadrangle);
     }
-    for (const std::size_t cols : {1, 3, 5}) {
+    for (const std::size_t cols : {1U, 3U, 5U}) {
         written(-4, square, no_numbers, dense2D<double>(2, cols, 1.0), triangle, quadrangle);
     }
 }
