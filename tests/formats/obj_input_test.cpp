@@ -669,6 +669,23 @@ TEST(obj_input_as_the_plain_reader, on_random_bits) {
     EXPECT_GT(nbr_stored, 2000U);
 }
 
+// What stands where a block of some usual size ends, in a file of many lines and in one of few.
+TEST(obj_input_as_the_plain_reader, on_lines_around_every_power_of_two) {
+    const std::string tail = "f 1 2 3\nv 4 5 6\nf 4 5 6 7";
+    for (std::size_t size = 1U << 10; size <= 1U << 19; size *= 2) {
+        std::string many_lines(size - 10, '#');
+        for (std::size_t at = 999; at < many_lines.size(); at += 1000) many_lines[at] = '\n';
+        for (const std::string& filled :
+             {many_lines + "\n", "v 1 2" + std::string(size - 15, ' ') + "3.25\n"}) {
+            for (std::size_t k = 0; k < 12; k += 2) {
+                const std::string text = filled + std::string(k, '\n') + tail;
+                ASSERT_TRUE(same_as_plain_obj(text)) << size << ' ' << k;
+                ASSERT_TRUE(same_as_plain_obj(text + "\n")) << size << ' ' << k;
+            }
+        }
+    }
+}
+
 // More than any block takes at once, with lines across all block ends.
 TEST(obj_input_as_the_plain_reader, on_large_files) {
     for (std::uint64_t seed = 0; seed < 4; ++seed) {
