@@ -29,7 +29,7 @@ namespace kv7 {
 enum element_type : int {
     ET_UNKNOWN,   // no shape, or several without a common one
     ET_NODE,      // a point
-    ET_BAR_MIX,   // bars, their shape not told
+    ET_BAR_MIX,   // bars, in most places as ET_BAR2
     ET_BAR2,      // two end points
     ET_BAR3,      // and the middle
     ET_FACE_MIX,  // triangles and quadrangles, see above
@@ -54,8 +54,8 @@ enum element_type : int {
 
 namespace tessmaker {
 
-// Look-ups for one of the 23 types; any other value is the caller's error. A mixed type has the
-// values of its largest member.
+// Look-ups for one of the 23 types; any other value is the caller's error. ET_FACE_MIX has the
+// values of ET_QUAD4, ET_SOLID_MIX those of ET_HEXA8, ET_BAR_MIX those of ET_BAR2.
 
 // 0 for a point, 1 for bars, 2 for faces, 3 for solids.
 TESSMAKER_API unsigned int element_dim(element_type type);
