@@ -11,6 +11,7 @@ declare -A packages=(
     [tidy]="clang=clang++ clang-tidy"
     [fuzz]="clang=clang++ libclang-rt-14-dev"
     [docs]="doxygen"
+    [mutate]="python3"
     [interop]="python3 gmsh admesh openscad libmetis-dev python3-vtk9 python3-meshio assimp-utils=assimp"
     [bench]="python3 libbenchmark-dev libnanoflann-dev libcgal-dev libmetis-dev libvtk9-dev libgmsh-dev libtinyobjloader-dev libopenmesh-dev"
 )
@@ -27,7 +28,7 @@ present() {
 missing=()
 for group in build "$@"; do
     if [ -z "${packages[$group]:-}" ]; then
-        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [docs] [interop] [bench]" >&2
+        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [docs] [mutate] [interop] [bench]" >&2
         exit 2
     fi
     for entry in ${packages[$group]}; do
