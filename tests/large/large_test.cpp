@@ -18,7 +18,6 @@ using ids = dense1D<unsigned int>;
 using id_matrix = dense2D<unsigned int>;
 
 constexpr std::size_t two_to_32 = std::size_t{1} << 32;
-constexpr unsigned int none = 0xFFFFFFFFU;
 
 // A connectivity whose columns all stand on the one that is given: as many as wanted, without
 // memory for them.
