@@ -12,6 +12,7 @@ declare -A packages=(
     [fuzz]="clang=clang++ libclang-rt-14-dev"
     [docs]="doxygen"
     [mutate]="python3"
+    [pictures]="python3-matplotlib"
     [interop]="python3 gmsh admesh openscad libmetis-dev python3-vtk9 python3-meshio assimp-utils=assimp"
     [bench]="python3 libbenchmark-dev libnanoflann-dev libcgal-dev libmetis-dev libvtk9-dev libgmsh-dev libtinyobjloader-dev libopenmesh-dev"
 )
@@ -28,7 +29,7 @@ present() {
 missing=()
 for group in build "$@"; do
     if [ -z "${packages[$group]:-}" ]; then
-        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [docs] [mutate] [interop] [bench]" >&2
+        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [docs] [mutate] [pictures] [interop] [bench]" >&2
         exit 2
     fi
     for entry in ${packages[$group]}; do

@@ -420,7 +420,7 @@ template <unsigned DIM> bool point_tree<DIM>::reserve(std::size_t n) {
 
 template <unsigned DIM> std::size_t point_tree<DIM>::build(const unsigned int* ids, std::size_t n) {
     reset();
-    if (n > no_slot || !reserve(n)) return 0;
+    if (!reserve(n)) return 0;
     ids_.resize(n);
     scratch_->resize(n);
     // Kept: columns are taken to stand DIM apart here, whatever `ld` says.

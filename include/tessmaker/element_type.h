@@ -1,16 +1,18 @@
 // Element shapes, their tables, and the check of a connectivity against its shape.
 //
 // A connectivity is a `dense2D<unsigned int>` with one column per element and one row per node of
-// the element; its entries are 0-based node IDs, corners first. 0xFFFFFFFF is the absent ID. Three
-// types name a dimension and not a shape; two of them tell the shape of each column by sentinels:
+// the element; its entries are 0-based node IDs, corners first. 0xFFFFFFFF is the absent ID, the
+// sentinel. Three types name a dimension and not a shape; two of them tell the shape of each column
+// by sentinels:
 //
 //   ET_FACE_MIX   3 rows: triangles. 4 rows: a quadrangle, or a triangle with 0xFFFFFFFF in row 3.
 //   ET_SOLID_MIX  4 rows: tetrahedra. 5 rows: pyramids. 6 rows: wedges. 8 rows: a hexahedron, or
 //                 0xFFFFFFFF from row 4 on (tetrahedron), row 5 on (pyramid), row 6 on (wedge).
 //
-// Every function of the library that returns an `int` follows one frame. It empties its outputs;
-// returns 0 when its main input is empty; checks its arguments in the order of the signature; sizes
-// the outputs; works; and returns 0 or a count. A negative result is a failure:
+// Every function of the library that returns an `int` follows one frame, but where its own contract
+// says otherwise. It empties its outputs; returns 0 when its main input is empty; checks its
+// arguments in the order of the signature; sizes the outputs; works; and returns 0 or a count. A
+// negative result is a failure:
 //
 //   -1 to -8      the first to eighth argument is not acceptable (each function says in what way)
 //   -102          malformed FEMAP file

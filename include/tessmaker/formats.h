@@ -6,13 +6,18 @@
 // open until the process ends, and the end of what was written may wait in memory until then; where
 // that matters, pass a stream.
 //
-// Text is read and written the same way in every locale.
+// Text is read and written the same way in every locale. In `pos` a column is a node.
 //
 // Elements of several types travel in one array, in runs. `connect` has a column for each element
 // and as many rows as the largest needs; 0xFFFFFFFF below the nodes of the others. Run k holds the
 // columns `indices[k]` up to, not including, `indices[k + 1]`, all of the `element_type`
 // `types[k]`: `indices` begins with 0, ends with the number of columns and has one entry more than
 // `types`. `pids` holds a property number for each column.
+//
+// The writers of MEDIT, EnSight and VTK take a list of connectivities instead: `begin` and `end`
+// bound a plain array of them, with `types` one element_type for each, and the forms with one or
+// two connectivities are short for such a list. Empty connectivities are allowed. Node IDs and
+// references are written up to 2^32 - 1. A failure of the system to take the text is not reported.
 #ifndef TESSMAKER_FORMATS_H
 #define TESSMAKER_FORMATS_H
 
@@ -241,11 +246,6 @@ TESSMAKER_API int WavefrontOBJ_output(const char* filename, const dense2D<double
                                       element_type type2);
 TESSMAKER_API int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos,
                                       const dense2D<unsigned int>& connect, element_type type);
-// MEDIT, EnSight and VTK are written only. In these writers `pos` has one column per node; `begin`
-// and `end` bound a plain array of connectivities, with `types` one element_type for each, and the
-// forms with one or two connectivities are short for such a list. Empty connectivities are allowed.
-// Numbers are written the same way in every locale, node IDs and references up to 2^32 - 1. A
-// failure of the system to take the text is not reported.
 
 // Writes a mesh for the MEDIT viewer. Every element has a reference: the place of its connectivity
 // in the list, from 0, or its colour. Of an element only the corners are written; pyramids and

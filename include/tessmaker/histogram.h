@@ -16,7 +16,7 @@ namespace kv7::misc {
 // Without bins, a value within the bounds counts in `total()` alone.
 class TESSMAKER_API histogram {
 public:
-    // An empty one, or a copy with all counts. `lower` is not above `upper`.
+    // An empty one, or a copy with all counts.
     histogram(double lower, double upper, std::size_t nbr_bins);
     histogram(const histogram&) = default;
     histogram& operator=(const histogram&) = default;

@@ -46,7 +46,8 @@ TESSMAKER_API int get_sorted_order(const dense1D<unsigned int, 8>& values,
 
 // Cross-reference of two lists by value. a_of_b[j] is the first position of list_b[j] in `list_a`;
 // b_of_a[i] the first position in `list_b` of list_a[i], at first occurrences in `list_a` only. All
-// else is 0xFFFFFFFF, and sentinels match nothing. Returns 0.
+// else is 0xFFFFFFFF, and sentinels match nothing. Returns 0, also when memory fails: an output may
+// then be empty, or matches be missing.
 TESSMAKER_API int get_IDs(const dense1D<unsigned int, 8>& list_a,
                           const dense1D<unsigned int, 8>& list_b, dense1D<unsigned int, 8>& a_of_b,
                           dense1D<unsigned int, 8>& b_of_a);

@@ -160,10 +160,10 @@ TESSMAKER_API int metrics_gen_iso(const dense2D<double>& pos, const dense2D<unsi
 
 // Measures a field against the gradation limit: at each node the largest gradation, as above, among
 // the edges listed in `connect` (2 rows) that touch it. `shocks` grows to the columns of `pos`,
-// entries that it holds before take part in the maximum. The field must have an entry for each node
-// of `connect`, and `metrics` the rows that fit `pos`; this is not checked. Returns 0, also for an
-// empty `connect`. -1: `pos` has not 2 or 3 rows. -2: `connect` has not 2 rows, or an ID that is no
-// column of `pos`.
+// entries that it holds before take part in the maximum; where memory fails for it, the nodes that
+// it has no place for are left out. The field must have an entry for each node of `connect`, and
+// `metrics` the rows that fit `pos`; this is not checked. Returns 0, also for an empty `connect`.
+// -1: `pos` has not 2 or 3 rows. -2: `connect` has not 2 rows, or an ID that is no column of `pos`.
 TESSMAKER_API int H_shock(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
                           const dense2D<double>& metrics, dense1D<double, 8>& shocks);
 TESSMAKER_API int H_shock(const dense2D<double>& pos, const dense2D<unsigned int>& connect,

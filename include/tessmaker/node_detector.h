@@ -39,7 +39,8 @@ public:
     // Deletes the tree.
     void clear();
 
-    // Builds a new tree and returns how many nodes it holds. On failure the old tree stays.
+    // Builds a new tree and returns how many nodes it holds: 0, and an empty tree, where memory
+    // fails for it. After a negative code the old tree stays.
 
     // On all columns of `pos`. -1: `pos` has not 2 or 3 rows. -199: out of memory.
     int reinit(const dense2D<double>& pos);

@@ -1,0 +1,210 @@
+// Prints what the pictures of these pages show, as the library computes it; pictures.py draws it.
+// An array is a line "name rows columns" and a line for each column.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <initializer_list>
+#include <string>
+
+#include <tessmaker/tessmaker.h>
+
+using namespace kv7;
+using namespace kv7::tessmaker;
+
+namespace {
+
+using id_matrix = dense2D<unsigned int>;
+using point2 = vector_fixed<double, 2>;
+
+// A picture of nothing is none.
+void require(bool done) {
+    if (done) return;
+    std::fprintf(stderr, "pictures: a call has failed\n");
+    std::exit(1);
+}
+
+void print(const std::string& name, const dense2D<double>& values) {
+    std::printf("%s %zu %zu\n", name.c_str(), values.rows(), values.cols());
+    for (std::size_t c = 0; c < values.cols(); ++c) {
+        for (std::size_t r = 0; r < values.rows(); ++r) std::printf("%.17g ", values(r, c));
+        std::printf("\n");
+    }
+}
+
+void print(const std::string& name, const id_matrix& ids) {
+    std::printf("%s %zu %zu\n", name.c_str(), ids.rows(), ids.cols());
+    for (std::size_t c = 0; c < ids.cols(); ++c) {
+        for (std::size_t r = 0; r < ids.rows(); ++r) std::printf("%u ", ids(r, c));
+        std::printf("\n");
+    }
+}
+
+void print(const std::string& name, dense1D<double> values) {
+    print(name, dense2D<double>::wrap(values.data(), 1, values.size()));
+}
+
+// n by n squares of the unit square, each cut in two.
+struct triangle_grid {
+    dense2D<double> pos;
+    id_matrix connect;
+
+    explicit triangle_grid(unsigned int n) : pos(2, (n + 1) * (n + 1)), connect(3, 2 * n * n) {
+        for (unsigned int j = 0; j <= n; ++j) {
+            for (unsigned int i = 0; i <= n; ++i) {
+                pos(0, j * (n + 1) + i) = i / static_cast<double>(n);
+                pos(1, j * (n + 1) + i) = j / static_cast<double>(n);
+            }
+        }
+        for (unsigned int j = 0; j < n; ++j) {
+            for (unsigned int i = 0; i < n; ++i) {
+                const unsigned int a = j * (n + 1) + i;
+                const unsigned int corners[] = {a, a + 1, a + n + 2, a, a + n + 2, a + n + 1};
+                for (unsigned int k = 0; k < 6; ++k) {
+                    connect(k % 3, 2 * (j * n + i) + k / 3) = corners[k];
+                }
+            }
+        }
+    }
+};
+
+// A field with two small sizes and a band of middling ones, and the same bounded.
+void size_field() {
+    const triangle_grid mesh(32);
+    dense1D<double> sizes(mesh.pos.cols(), 0.5);
+    const node_detector nodes(mesh.pos);
+    sizes[nodes.find_closest(point2{0.25, 0.3})] = 0.01;
+    sizes[nodes.find_closest(point2{0.75, 0.7})] = 0.05;
+    for (std::size_t n = 0; n < sizes.size(); ++n) {
+        if (mesh.pos(0, n) > 0.95) sizes[n] = 0.2;
+    }
+    print("sizes_pos", mesh.pos);
+    print("sizes_connect", mesh.connect);
+    print("sizes_before", sizes);
+    dense1D<double> after;
+    require(after.copy(sizes));
+    require(bound_metric_gradations(mesh.pos, mesh.connect, ET_TRIA3, {}, true, -1, 0.8, after) >
+            0);
+    print("sizes_after", after);
+}
+
+// The vectors that a metric gives the length 1.
+dense2D<double> unit_circle(const symmetric_fixed<double, 2>& m) {
+    constexpr std::size_t n = 181;
+    const double pi = std::acos(-1.0);
+    dense2D<double> circle(2, n);
+    for (std::size_t k = 0; k < n; ++k) {
+        const double x = std::cos(2.0 * pi * static_cast<double>(k) / (n - 1));
+        const double y = std::sin(2.0 * pi * static_cast<double>(k) / (n - 1));
+        const double length = std::sqrt(m[0] * x * x + 2.0 * m[1] * x * y + m[2] * y * y);
+        circle(0, k) = x / length;
+        circle(1, k) = y / length;
+    }
+    return circle;
+}
+
+void metrics() {
+    const double c = std::cos(0.35);
+    const double s = std::sin(0.35);
+    symmetric_fixed<double, 2> a;
+    symmetric_fixed<double, 2> b;
+    metric_aniso(point2{2.0, 0.6}, matrix_fixed<double, 2, 2>{{c, s, -s, c}}, a);
+    metric_aniso(point2{0.8, 1.5}, matrix_fixed<double, 2, 2>{{s, c, -c, s}}, b);
+    symmetric_fixed<double, 2> smaller;
+    symmetric_fixed<double, 2> larger;
+    require(minimum_metric(a, b, smaller));
+    require(maximum_metric(a, b, larger));
+    print("metric_a", unit_circle(a));
+    print("metric_b", unit_circle(b));
+    print("metric_minimum", unit_circle(smaller));
+    print("metric_maximum", unit_circle(larger));
+    // The directions in which both are diagonal.
+    vector_fixed<double, 2> l;
+    matrix_fixed<double, 2, 2> basis;
+    require(eigen_pairs(a, b, l, basis));
+    print("metric_basis", dense2D<double>::wrap(basis.data(), 2, 2));
+}
+
+// Triangles on one base, the third corner at the places of a grid.
+void qualities() {
+    constexpr unsigned int nx = 201;
+    constexpr unsigned int ny = 181;
+    dense2D<double> pos(2, 2 + nx * ny, 0.0);
+    id_matrix connect(3, nx * ny, 0U);
+    pos(0, 1) = 1.0;
+    for (unsigned int k = 0; k < nx * ny; ++k) {
+        pos(0, 2 + k) = -0.5 + 2.0 * (k % nx) / (nx - 1);
+        pos(1, 2 + k) = -0.6 + 1.8 * (k / nx) / (ny - 1); // NOLINT(bugprone-integer-division): row
+        connect(1, k) = 1;
+        connect(2, k) = 2 + k;
+    }
+    dense1D<double> q;
+    require(shape_qualities(pos, connect, ET_TRIA3, q) == 0);
+    print("quality", dense2D<double>::wrap(q.data(), nx, ny));
+}
+
+// A piece of a ring, five copies of it around the centre, and all of them mirrored.
+void copies() {
+    const triangle_grid square(4);
+    dense2D<double> pos;
+    require(pos.copy(square.pos));
+    for (std::size_t n = 0; n < pos.cols(); ++n) {
+        const double angle = 0.9 * pos(0, n);
+        const double radius = 1.0 + pos(1, n) * (0.6 + 0.4 * pos(0, n));
+        pos(0, n) = 3.2 + radius * std::cos(angle);
+        pos(1, n) = radius * std::sin(angle);
+    }
+    id_matrix source;
+    require(source.copy(square.connect));
+    id_matrix around;
+    const double sixth = std::acos(-1.0) / 3.0;
+    const point2 origin{0.0, 0.0};
+    require(copy_mesh(pos, around, origin, point2{3.2, 0.0}, sixth, 5, source) == 0);
+    id_matrix all;
+    require(all.append(source) && all.append(around));
+    id_matrix mirrored;
+    require(copy_sym_mesh(pos, mirrored, origin, point2{1.0, 0.0}, all) == 0);
+    print("copies_pos", pos);
+    print("copies_source", source);
+    print("copies_around", around);
+    print("copies_mirrored", mirrored);
+}
+
+// An element that is not inverted: its corners, edges and facets.
+void shape(const std::string& name, element_type type, std::initializer_list<double> corners) {
+    dense2D<double> pos(3, nbr_nodes(type));
+    std::copy(corners.begin(), corners.end(), pos.column(0));
+    id_matrix connect(nbr_nodes(type), 1);
+    for (unsigned int r = 0; r < connect.rows(); ++r) connect(r, 0) = r;
+    id_matrix edges;
+    require(copy_edges(connect, type, edges, {}) == 0);
+    id_matrix facets;
+    require(get_element_boundaries(connect, type, facets) == 0);
+    dense1D<double> determinants;
+    require(jacobians(pos, connect, type, determinants) == 0 && determinants[0] > 0.0);
+    print("shape_" + name + "_pos", pos);
+    print("shape_" + name + "_edges", edges);
+    print("shape_" + name + "_facets", facets);
+}
+
+void shapes() {
+    shape("BAR2", ET_BAR2, {0, 0, 0, 1, 0, 0});
+    shape("TRIA3", ET_TRIA3, {0, 0, 0, 1, 0, 0, 0.5, 0.9, 0});
+    shape("QUAD4", ET_QUAD4, {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0});
+    shape("TETRA4", ET_TETRA4, {0, 0, 0, 0.35, 0.9, 0, 1, 0, 0, 0.5, 0.3, 0.9});
+    shape("PYRA5", ET_PYRA5, {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0, 0.5, 0.5, 0.9});
+    shape("PENTA6", ET_PENTA6, {0, 0, 0, 1, 0, 0, 0.25, 0.9, 0, 0, 0, 1, 1, 0, 1, 0.25, 0.9, 1});
+    shape("HEXA8", ET_HEXA8,
+          {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0, 0, 0, 1, 1, 0, 1, 1, 1, 1, 0, 1, 1});
+}
+
+} // namespace
+
+int main() {
+    size_field();
+    metrics();
+    qualities();
+    copies();
+    shapes();
+    return std::fflush(stdout) == 0 ? 0 : 1;
+}
