@@ -143,6 +143,52 @@ void qualities() {
     print("quality", dense2D<double>::wrap(q.data(), nx, ny));
 }
 
+// A square with cuts: its parts and its boundary, and the boundaries of three colours.
+void parts() {
+    const triangle_grid square(14);
+    dense2D<double> centers;
+    require(centroids(square.pos, square.connect, centers, ET_TRIA3) == 0);
+    dense1D<unsigned int> columns;
+    for (unsigned int e = 0; e < square.connect.cols(); ++e) {
+        const double x = centers(0, e);
+        const double y = centers(1, e);
+        const bool is_cut = std::abs(x + 0.5 * y - 0.75) < 0.06;
+        const bool is_hole = std::hypot(x - 0.25, y - 0.4) < 0.12;
+        if (!is_cut && !is_hole) require(columns.push_back(e));
+    }
+    id_matrix connect;
+    require(connect.append(square.connect, columns));
+    id_matrix neighbors;
+    require(get_neighbors(connect, ET_TRIA3, false, neighbors) == 0);
+    id_matrix boundaries;
+    require(get_mesh_boundaries(connect, neighbors, ET_TRIA3, boundaries) == 0);
+    dense1D<unsigned int> elements;
+    dense1D<unsigned int> first;
+    require(get_subdomains(neighbors, elements, first) == 0);
+    dense1D<double> part_of(connect.cols());
+    for (std::size_t d = 0; d + 1 < first.size(); ++d) {
+        for (unsigned int k = first[d]; k < first[d + 1]; ++k) {
+            part_of[elements[k]] = static_cast<double>(d);
+        }
+    }
+    require(centroids(square.pos, connect, centers, ET_TRIA3) == 0);
+    dense1D<unsigned int> colors(connect.cols());
+    dense1D<double> color_of(connect.cols());
+    for (std::size_t e = 0; e < connect.cols(); ++e) {
+        colors[e] = (centers(1, e) > 0.5 ? 1U : 0U) + (centers(0, e) > 0.8 ? 1U : 0U);
+        color_of[e] = colors[e];
+    }
+    id_matrix borders;
+    require(get_colors_boundaries(connect, neighbors, colors, ET_TRIA3, false, false, borders) ==
+            0);
+    print("parts_pos", square.pos);
+    print("parts_connect", connect);
+    print("parts_part", part_of);
+    print("parts_boundaries", boundaries);
+    print("parts_color", color_of);
+    print("parts_borders", borders);
+}
+
 // A piece of a ring, five copies of it around the centre, and all of them mirrored.
 void copies() {
     const triangle_grid square(4);
@@ -204,6 +250,7 @@ int main() {
     size_field();
     metrics();
     qualities();
+    parts();
     copies();
     shapes();
     return std::fflush(stdout) == 0 ? 0 : 1;

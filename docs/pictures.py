@@ -82,6 +82,22 @@ def qualities(arrays, folder):
     save(figure, folder + "/triangle_quality.png")
 
 
+def parts(arrays, folder):
+    pos, connect = arrays["parts_pos"], triangles(arrays, "parts_connect")
+    figure, axes = plt.subplots(1, 2, figsize=(8.4, 4.2), layout="constrained")
+    for axis, field, lines, title in (
+            (axes[0], "part", "boundaries", "get_subdomains, get_mesh_boundaries"),
+            (axes[1], "color", "borders", "three colours, get_colors_boundaries")):
+        axis.tripcolor(pos[:, 0], pos[:, 1], connect, arrays["parts_" + field][:, 0],
+                       cmap="Pastel1", vmin=0, vmax=8, edgecolors="white", linewidth=0.5)
+        for a, b in arrays["parts_" + lines].astype(int):
+            axis.plot(pos[[a, b], 0], pos[[a, b], 1], "k-", linewidth=1.8)
+        axis.set_title(title, fontsize=10)
+        axis.set_aspect("equal")
+        axis.set_axis_off()
+    save(figure, folder + "/parts.png")
+
+
 def copies(arrays, folder):
     pos = arrays["copies_pos"]
     figure, axis = plt.subplots(figsize=(9, 3.6), layout="constrained")
@@ -155,7 +171,7 @@ def shapes(arrays, folder):
 
 def main(folder):
     arrays = read_arrays(sys.stdin)
-    for draw in (sizes, metrics, qualities, copies, shapes):
+    for draw in (sizes, metrics, qualities, parts, copies, shapes):
         draw(arrays, folder)
 
 

@@ -98,7 +98,8 @@ TESSMAKER_API int metrics_aniso3d_to_aniso2d(const dense2D<double>& metrics3d,
 // An edge of length d between the sizes ha and hb has the gradation exp(|ha - hb| / d) - 1
 // (`bound_metric_gradations`) or the variation |ha - hb| / d (`bound_metric_variations`); between
 // metrics ha and hb are the sizes along the edge. All nodes of an element are joined, diagonals
-// included.
+// included. The gradation is the size shock of H. Borouchaki, F. Hecht, P. J. Frey, Mesh gradation
+// control, 1998, less 1.
 //
 //   pos, connect, type   the mesh, any type; sentinels are skipped
 //   nodes, nodes_fixed   true: the listed nodes are fixed, all others free; false: the reverse.

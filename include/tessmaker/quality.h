@@ -55,13 +55,15 @@ TESSMAKER_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsig
 //   wedge         18 sqrt(3) * smallest corner determinant / S^1.5, S = squared edges
 //   hexahedron    24 sqrt(3) * the same
 //
-// Ideal shapes: equilateral triangle, square, regular tetrahedron, pyramid and wedge with all edges
-// equal, cube. In 3D triangles and quadrangles have no sign, and a quadrangle is multiplied by a
-// warp factor: 1 when flat, 0 when folded. Solids with quadrangular facets are multiplied by their
-// smallest warp factor, and are 0 or below when a facet lies beyond the centroid. Counterclockwise
-// faces in 2D are positive; solids are when their base is counterclockwise as seen from the other
-// nodes, tetrahedra with (p0 - p3) . ((p1 - p3) x (p2 - p3)) > 0. Nearly flat tetrahedra are
-// evaluated in all orders of their nodes, and are 0 when these disagree about the sign.
+// For triangles and tetrahedra that is the radius of the inscribed circle or sphere over the
+// longest edge, scaled. Ideal shapes: equilateral triangle, square, regular tetrahedron, pyramid
+// and wedge with all edges equal, cube. In 3D triangles and quadrangles have no sign, and a
+// quadrangle is multiplied by a warp factor: 1 when flat, 0 when folded. Solids with quadrangular
+// facets are multiplied by their smallest warp factor, and are 0 or below when a facet lies beyond
+// the centroid. Counterclockwise faces in 2D are positive; solids are when their base is
+// counterclockwise as seen from the other nodes, tetrahedra with (p0 - p3) . ((p1 - p3) x (p2 -
+// p3)) > 0. Nearly flat tetrahedra are evaluated in all orders of their nodes, and are 0 when these
+// disagree about the sign.
 //
 // Solids need 3 rows of `pos`.
 // Returns 0; -2: `connect` fails check_IDs; -3: a type that is not served; -199: out of memory.
