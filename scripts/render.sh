@@ -15,8 +15,9 @@ fi
 # VTK draws on an X display; where there is none, on one in memory.
 display=()
 if [ -z "${DISPLAY:-}" ]; then
-    if ! command -v xvfb-run >/dev/null; then
-        echo "no pictures: there is no display, and xvfb is not installed"
+    # Debian's xvfb-run doesn't come with the xauth that it calls.
+    if ! command -v xvfb-run >/dev/null || ! command -v xauth >/dev/null; then
+        echo "no pictures: there is no display, and xvfb or xauth is not installed"
         exit 0
     fi
     display=(xvfb-run --auto-servernum)
