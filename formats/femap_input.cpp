@@ -2,8 +2,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdio>
-#include <cstring>
-#include <string>
 #include <string_view>
 
 #include "core/element_table.h"
@@ -24,33 +22,6 @@ constexpr std::string_view delimiter = "   -1";
 
 enum class block { none, nodes, elements };
 
-// The pieces of a line between commas, without the empty ones, and those behind the last that
-// counts.
-template <std::size_t Most> class line_fields {
-public:
-    explicit line_fields(std::string_view line) {
-        const char* begin = line.data();
-        const char* const end = begin + line.size();
-        while (begin != end && size_ < Most) {
-            const auto nbr_left = static_cast<std::size_t>(end - begin);
-            const void* const comma = std::memchr(begin, ',', nbr_left);
-            const char* const stop = comma ? static_cast<const char*>(comma) : end;
-            if (stop != begin) {
-                fields_[size_++] = {begin, static_cast<std::size_t>(stop - begin)};
-            }
-            begin = comma ? stop + 1 : end;
-        }
-    }
-
-    std::size_t size() const { return size_; }
-    // Empty where there is none.
-    std::string_view operator[](std::size_t i) const { return fields_[i]; }
-
-private:
-    std::array<std::string_view, Most> fields_{};
-    std::size_t size_ = 0;
-};
-
 class line_reader {
 public:
     explicit line_reader(std::FILE* file) : file_(file) {}
@@ -67,11 +38,6 @@ public:
 
     // With its ending.
     std::string_view line() const { return line_; }
-    std::string_view trimmed_line() const {
-        std::size_t size = line_.size();
-        while (size != 0 && is_space(line_[size - 1])) --size;
-        return line_.substr(0, size);
-    }
 
 private:
     std::FILE* file_;
@@ -101,7 +67,7 @@ int read_node(std::string_view line, dense2D<double>& pos) {
     place_by_id(pos, id);
     if (id > pos.cols()) return out_of_memory;
     double* const p = pos.column(id - 1);
-    for (std::size_t i = 0; i < 3; ++i) p[i] = to_real(fields[11 + i]);
+    for (std::size_t i = 0; i < 3; ++i) p[i] = to_real(fields[11 + i].data());
     return 0;
 }
 
@@ -186,7 +152,7 @@ int femap_read_blocks(std::FILE* file, dense2D<double>& pos, dense2D<unsigned in
     block inside = block::none;
     int result = 0;
     while (result == 0 && reader.next()) {
-        const std::string_view line = reader.trimmed_line();
+        const std::string_view line = trim_right(reader.line());
         if (inside == block::none) {
             inside = femap_block_id(line);
         } else if (line == delimiter) {

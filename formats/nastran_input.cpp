@@ -68,20 +68,19 @@ bool is_marked(const deck_line& line, const nastran_layout& layout) {
 
 // A real number, with or without a letter before its exponent: `1.5+3` is 1500. Blanks don't count.
 double nastran_real(std::string_view text) {
-    std::array<char, nastran_large_fields.field_width> digits;
+    char stripped[nastran_large_fields.field_width + 1];
     std::size_t size = 0;
     std::size_t sign = 0;
     for (const char c : text) {
         if (is_space(c)) continue;
         if (c == '+' || c == '-') sign = size;
-        digits[size++] = c;
+        stripped[size++] = c;
     }
-    const std::string_view stripped(digits.data(), size);
-    if (sign == 0 || stripped[sign - 1] == 'E' || stripped[sign - 1] == 'e') {
-        return to_real(stripped);
-    }
-    const double value = to_real(stripped.substr(0, sign));
-    const int exponent = static_cast<int>(to_integer(stripped.substr(sign)));
+    stripped[size] = '\0';
+    if (sign == 0 || to_lower(stripped[sign - 1]) == 'e') return to_real(stripped);
+    const int exponent = static_cast<int>(to_integer({stripped + sign, size - sign}));
+    stripped[sign] = '\0';
+    const double value = to_real(stripped);
     return exponent == 0 ? value : std::pow(10.0, exponent) * value;
 }
 

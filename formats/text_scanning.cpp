@@ -8,7 +8,6 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <system_error>
 
@@ -71,23 +70,10 @@ const char* scan_decimal(const char* text, double& value) {
     return end && (*end == '\0' || is_space(*end)) ? end : nullptr;
 }
 
-// Reads a plain decimal up to the first character that doesn't belong to it. Null where there is
-// none, or where the C library might read something else: hexadecimal numbers, those that are
-// infinite or none, exponents without digits.
-const char* scan_plain_decimal(const char* text, const char* end, double& value) {
-    const bool has_sign = text != end && (*text == '+' || *text == '-');
-    const char* const digits = has_sign ? text + 1 : text;
-    if (digits == end || (*digits != '.' && !is_digit(*digits))) return nullptr;
-    const auto [stop, error] = std::from_chars(*text == '+' ? digits : text, end, value);
-    if (error != std::errc()) return nullptr;
-    const char next = stop == end ? '\0' : to_lower(*stop);
-    return next == 'x' || next == 'e' ? nullptr : stop;
-}
-
-double to_real_by_library(std::string_view text) {
-    const std::string terminated(text);
+// The value of `strtod` in the C locale.
+double real_of_library(const char* text) {
     const c_locale_scope point_is_decimal;
-    return std::strtod(terminated.c_str(), nullptr);
+    return std::strtod(text, nullptr);
 }
 
 // The bytes of this machine's memory, as far as it tells.
@@ -99,14 +85,6 @@ std::uint64_t physical_memory() {
 }
 
 } // namespace
-
-int print_text(std::FILE* file, const char* format, ...) {
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int result = std::vfprintf(file, format, arguments);
-    va_end(arguments);
-    return result;
-}
 
 int scan_text(const char* text, const char* format, ...) {
     std::va_list arguments;
@@ -152,7 +130,7 @@ const char* scan_number(const char* text, double& value) {
     const auto [end, error] = std::from_chars(begin, text, value);
     if (error == std::errc()) return text;
     // Out of range, which is either side.
-    value = to_real_by_library({begin, text});
+    value = real_of_library(begin);
     return std::isfinite(value) ? text : nullptr;
 }
 
@@ -163,8 +141,9 @@ const char* scan_decimals(const char* text, double* values, int n) {
 
 const char* scan_real(const char* text, double& value) {
     text = skip_spaces(text);
-    const char* const stop = scan_plain_decimal(text, text + std::strlen(text), value);
-    if (stop) return stop;
+    const char* const stop = scan_number(text, value);
+    if (stop && to_lower(*stop) != 'x') return stop;
+    // Hexadecimal, infinite or none, or no number.
     const c_locale_scope point_is_decimal;
     int size = 0;
     return scan_text(text, "%lf%n", &value, &size) == 1 ? text + size : nullptr;
@@ -192,28 +171,12 @@ unsigned int to_integer(std::string_view text) {
     return scan_integer(text.data(), text.data() + text.size(), value) ? value : 0;
 }
 
-double to_real(std::string_view text) {
-    const char* const end = text.data() + text.size();
-    const char* begin = text.data();
-    while (begin != end && is_space(*begin)) ++begin;
-    if (begin == end) return 0.0;
+double to_real(const char* text) {
+    text = skip_spaces(text);
+    if (*text == '\0') return 0.0; // as blank fields often are
     double value = 0.0;
-    return scan_plain_decimal(begin, end, value) ? value : to_real_by_library(text);
-}
-
-void trim_right(std::string& line) {
-    while (!line.empty() && is_space(line.back())) line.pop_back();
-}
-
-void strip_spaces(std::string& text) { std::erase_if(text, is_space); }
-
-void split_nonempty(const std::string& line, char separator, std::vector<std::string>& fields) {
-    fields.clear();
-    for (std::size_t begin = 0; begin < line.size();) {
-        const std::size_t end = std::min(line.find(separator, begin), line.size());
-        if (end > begin) fields.push_back(line.substr(begin, end - begin));
-        begin = end + 1;
-    }
+    const char* const stop = scan_number(text, value);
+    return stop && to_lower(*stop) != 'x' ? value : real_of_library(text);
 }
 
 bool place_by_id(dense2D<double>& pos, unsigned int id) {

@@ -6,11 +6,11 @@
 #include <locale.h> // the types and functions that POSIX adds to <clocale>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdio>
-#include <string>
+#include <cstring>
 #include <string_view>
-#include <vector>
 
 #include "tessmaker/containers.h"
 
@@ -49,10 +49,8 @@ private:
     std::FILE* file_;
 };
 
-// Formatted output and input as in the C library, in the caller's locale, with its results: the
-// number of characters written, negative on failure; the number of values found, EOF when the text
-// ends before the first.
-[[gnu::format(printf, 2, 3)]] int print_text(std::FILE* file, const char* format, ...);
+// Formatted input as in the C library, in the caller's locale, with its result: the number of
+// values found, EOF when the text ends before the first.
 [[gnu::format(scanf, 2, 3)]] int scan_text(const char* text, const char* format, ...);
 
 // White space and letters are those of the C locale, whatever the caller has set, so that a file
@@ -110,7 +108,7 @@ const char* scan_integer(const char* text, const char* end, unsigned int& value)
 
 // The values of `atoi` and `atof` in the C locale: 0 for a text that starts otherwise.
 unsigned int to_integer(std::string_view text);
-double to_real(std::string_view text);
+double to_real(const char* text);
 
 // While it lives, the C library reads and writes numbers in this thread as in the C locale.
 class c_locale_scope {
@@ -125,14 +123,38 @@ private:
     locale_t callers_;
 };
 
-// Drops the white space at the end.
-void trim_right(std::string& line);
+// The text without the white space at its end.
+constexpr std::string_view trim_right(std::string_view text) {
+    while (!text.empty() && is_space(text.back())) text.remove_suffix(1);
+    return text;
+}
 
-// Drops all white space.
-void strip_spaces(std::string& text);
+// The first `Most` pieces of a line between commas, without the empty ones: in `1,,2` the second
+// piece is `2`.
+template <std::size_t Most> class line_fields {
+public:
+    explicit line_fields(std::string_view line) {
+        const char* begin = line.data();
+        const char* const end = begin + line.size();
+        while (begin != end && size_ < Most) {
+            const auto nbr_left = static_cast<std::size_t>(end - begin);
+            const void* const comma = std::memchr(begin, ',', nbr_left);
+            const char* const stop = comma ? static_cast<const char*>(comma) : end;
+            if (stop != begin) {
+                fields_[size_++] = {begin, static_cast<std::size_t>(stop - begin)};
+            }
+            begin = comma ? stop + 1 : end;
+        }
+    }
 
-// The pieces between separators. Empty pieces are dropped: in `1,,2` the second piece is `2`.
-void split_nonempty(const std::string& line, char separator, std::vector<std::string>& fields);
+    std::size_t size() const { return size_; }
+    // Empty where there is none.
+    std::string_view operator[](std::size_t i) const { return fields_[i]; }
+
+private:
+    std::array<std::string_view, Most> fields_{};
+    std::size_t size_ = 0;
+};
 
 // Appends a column of `rows` values, which are not the array's own; repeated appends take linear
 // time. No values are no column, and always fit. False, and nothing changed, when the array has
