@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -32,6 +33,11 @@ struct mesh_file_error : std::runtime_error {
     mesh_file_error(const std::string& filename, const std::string& what)
         : std::runtime_error(filename + ": " + what) {}
 };
+
+// Once its arguments are right the library fails for want of memory only.
+inline void expect_memory(bool done) {
+    if (!done) throw std::bad_alloc();
+}
 
 enum class mesh_format { stl, nastran, femap, obj, medit, ensight, vtk };
 
@@ -156,24 +162,20 @@ inline open_file open(const std::string& filename, const char* mode) {
     return file;
 }
 
-inline void expect(bool got_memory) {
-    if (!got_memory) throw std::bad_alloc();
-}
-
 // Appends the elements of one plain type as a run.
 inline void add_run(const kv7::dense2D<unsigned int>& connect, kv7::element_type type,
                     mesh_data& m) {
-    if (m.indices.empty()) expect(m.indices.push_back(0));
+    if (m.indices.empty()) expect_memory(m.indices.push_back(0));
     if (connect.empty()) return;
     const std::size_t first = m.connect.cols();
     const std::size_t rows = std::max(m.connect.rows(), connect.rows());
-    expect(m.connect.resize(rows, first + connect.cols(), 0xFFFFFFFF));
+    expect_memory(m.connect.resize(rows, first + connect.cols(), 0xFFFFFFFF));
     for (std::size_t c = 0; c < connect.cols(); ++c) {
         std::copy_n(connect.column(c), connect.rows(), m.connect.column(first + c));
     }
-    expect(m.types.push_back(type));
-    expect(m.pids.resize(m.connect.cols(), 1U));
-    expect(m.indices.push_back(static_cast<unsigned int>(m.connect.cols())));
+    expect_memory(m.types.push_back(type));
+    expect_memory(m.pids.resize(m.connect.cols(), 1U));
+    expect_memory(m.indices.push_back(static_cast<unsigned int>(m.connect.cols())));
 }
 
 } // namespace mesh_file_detail
@@ -196,8 +198,8 @@ inline void read_mesh(const std::string& filename, mesh_data& m, bool& normals_o
         code = NASTRAN_input(file.get(), m.pos, m.connect, m.indices, m.types, m.pids);
     } else if (traits->format == mesh_format::femap) {
         code = FEMAP_input(file.get(), m.pos, m.connect, m.indices, m.types, m.pids);
-        // An element of a topology that is not known leaves its run without a count.
-        if (code >= 0 && m.types.size() + 1 != m.indices.size() && !m.types.empty()) {
+        // Behind an element of a topology that is not known runs and types don't match.
+        if (code >= 0 && std::find(m.types.begin(), m.types.end(), ET_UNKNOWN) != m.types.end()) {
             throw mesh_file_error(filename, "has elements of a topology that can't be read");
         }
     } else if (traits->format == mesh_format::stl) {
@@ -239,7 +241,7 @@ inline kv7::dense2D<unsigned int> elements_of(const mesh_data& m, kv7::element_t
     std::size_t n = 0;
     for_each_element(m, [&](kv7::element_type t, unsigned int) { n += t == type ? 1U : 0U; });
     kv7::dense2D<unsigned int> result(n == 0 ? 0 : rows, n);
-    mesh_file_detail::expect(result.cols() == n);
+    expect_memory(result.cols() == n);
     std::size_t to = 0;
     for_each_element(m, [&](kv7::element_type t, unsigned int c) {
         if (t == type) std::copy_n(m.connect.column(c), rows, result.column(to++));
@@ -259,7 +261,7 @@ inline void split_by_written_type(const mesh_data& m, const type_map& written_as
         if (!is_there[t] || written_as[t] == kv7::ET_UNKNOWN) continue;
         connects.push_back(elements_of(m, static_cast<kv7::element_type>(t),
                                        kv7::tessmaker::nbr_nodes(written_as[t])));
-        expect(types.push_back(written_as[t]));
+        expect_memory(types.push_back(written_as[t]));
     }
 }
 
@@ -267,7 +269,7 @@ inline kv7::dense2D<unsigned int> joined(const std::vector<kv7::dense2D<unsigned
                                          const kv7::dense1D<int>& types, kv7::element_type type) {
     kv7::dense2D<unsigned int> all;
     for (std::size_t k = 0; k < connects.size(); ++k) {
-        if (types[k] == type) expect(connects[k].empty() || all.append(connects[k]));
+        if (types[k] == type) expect_memory(connects[k].empty() || all.append(connects[k]));
     }
     return all;
 }
@@ -276,7 +278,7 @@ inline kv7::dense2D<unsigned int> joined(const std::vector<kv7::dense2D<unsigned
 inline void append_halves(const kv7::dense2D<unsigned int>& quadrangles,
                           kv7::dense2D<unsigned int>& triangles) {
     std::size_t to = triangles.cols();
-    expect(quadrangles.empty() || triangles.resize(3, to + 2 * quadrangles.cols()));
+    expect_memory(quadrangles.empty() || triangles.resize(3, to + 2 * quadrangles.cols()));
     for (std::size_t c = 0; c < quadrangles.cols(); ++c) {
         const unsigned int* const q = quadrangles.column(c);
         for (const std::size_t last : {2U, 3U}) {
@@ -292,7 +294,7 @@ inline void append_halves(const kv7::dense2D<unsigned int>& quadrangles,
 inline mesh_data written_runs(const mesh_data& m, const type_map& written_as) {
     mesh_data out;
     out.pos = m.pos;
-    expect(out.indices.push_back(0));
+    expect_memory(out.indices.push_back(0));
     kv7::dense1D<unsigned int> kept;
     kv7::element_type last = kv7::ET_UNKNOWN;
     for_each_element(m, [&](kv7::element_type type, unsigned int c) {
@@ -300,16 +302,16 @@ inline mesh_data written_runs(const mesh_data& m, const type_map& written_as) {
         if (as == kv7::ET_UNKNOWN) return;
         if (as != last) {
             if (last != kv7::ET_UNKNOWN) {
-                expect(out.indices.push_back(static_cast<unsigned int>(kept.size())));
+                expect_memory(out.indices.push_back(static_cast<unsigned int>(kept.size())));
             }
-            expect(out.types.push_back(as));
+            expect_memory(out.types.push_back(as));
             last = as;
         }
-        expect(kept.push_back(c) && out.pids.push_back(m.pids[c]));
+        expect_memory(kept.push_back(c) && out.pids.push_back(m.pids[c]));
     });
     if (!kept.empty()) {
-        expect(out.indices.push_back(static_cast<unsigned int>(kept.size())));
-        expect(out.connect.append(m.connect, kept));
+        expect_memory(out.indices.push_back(static_cast<unsigned int>(kept.size())));
+        expect_memory(out.connect.append(m.connect, kept));
     }
     return out;
 }
@@ -327,22 +329,21 @@ inline std::size_t drop_incomplete(mesh_data& m) {
     std::size_t nbr_incomplete = 0;
     mesh_data rest;
     kv7::dense1D<unsigned int> kept;
-    bool has_memory = rest.indices.push_back(0);
+    expect_memory(rest.indices.push_back(0));
     for (std::size_t k = 0; k < m.types.size(); ++k) {
         const auto type = static_cast<kv7::element_type>(m.types[k]);
         for (unsigned int c = m.indices[k]; c < m.indices[k + 1]; ++c) {
             if (is_complete(type, c)) {
-                has_memory = has_memory && kept.push_back(c) && rest.pids.push_back(m.pids[c]);
+                expect_memory(kept.push_back(c) && rest.pids.push_back(m.pids[c]));
             } else {
                 ++nbr_incomplete;
             }
         }
-        has_memory = has_memory && rest.types.push_back(type) &&
-                     rest.indices.push_back(static_cast<unsigned int>(kept.size()));
+        expect_memory(rest.types.push_back(type) &&
+                      rest.indices.push_back(static_cast<unsigned int>(kept.size())));
     }
     if (nbr_incomplete == 0) return 0;
-    has_memory = has_memory && (kept.empty() || rest.connect.append(m.connect, kept));
-    if (!has_memory) throw std::bad_alloc();
+    expect_memory(kept.empty() || rest.connect.append(m.connect, kept));
     rest.pos = m.pos;
     m = rest;
     return nbr_incomplete;
@@ -375,7 +376,7 @@ inline void write_mesh(const std::string& filename, const mesh_data& m) {
         dense2D<double> pos = m.pos;
         if (!pos.empty() && pos.rows() < 3) {
             pos = dense2D<double>();
-            expect(pos.copy(m.pos) && pos.resize(3, m.pos.cols(), 0.0));
+            expect_memory(pos.copy(m.pos) && pos.resize(3, m.pos.cols(), 0.0));
         }
         code = STL_output(file.get(), pos, triangles, false);
         break;

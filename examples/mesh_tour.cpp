@@ -40,11 +40,6 @@ namespace {
 constexpr double gradation_limit = 0.2;
 constexpr unsigned int absent = 0xFFFFFFFF;
 
-// Once its arguments are right the library fails for want of memory only.
-void expect_memory(bool done) {
-    if (!done) throw std::bad_alloc();
-}
-
 struct tour_times {
     double read = 0.0;
     double weld = 0.0;
@@ -167,6 +162,17 @@ void weld_and_clean(mesh_data& m, welding& report, tour_times& times) {
 
 // The elements as a whole.
 
+// The linear type of so many corners.
+element_type shape_of(unsigned int dimension, unsigned int nbr_corners) {
+    if (dimension == 2) return nbr_corners == 3 ? kv7::ET_TRIA3 : kv7::ET_QUAD4;
+    switch (nbr_corners) {
+    case 4: return kv7::ET_TETRA4;
+    case 5: return kv7::ET_PYRA5;
+    case 6: return kv7::ET_PENTA6;
+    default: return kv7::ET_HEXA8;
+    }
+}
+
 corner_mesh corners_of(const mesh_data& m) {
     using namespace kv7::tessmaker;
     unsigned int dimension = 0;
@@ -195,14 +201,7 @@ corner_mesh corners_of(const mesh_data& m) {
     dense2D<unsigned int> plain;
     expect_memory(plain.copy(result.connect.sub_matrix(0, 0, rows, n)));
     result.connect = plain;
-    if (dimension == 2) {
-        result.type = rows == 3 ? kv7::ET_TRIA3 : kv7::ET_QUAD4;
-    } else {
-        result.type = rows == 4   ? kv7::ET_TETRA4
-                      : rows == 5 ? kv7::ET_PYRA5
-                      : rows == 6 ? kv7::ET_PENTA6
-                                  : kv7::ET_HEXA8;
-    }
+    result.type = shape_of(dimension, rows);
     return result;
 }
 
@@ -322,12 +321,7 @@ void write_vtk(const std::string& filename, const mesh_data& m, const corner_mes
     unsigned int first = 0;
     for (std::size_t g = 0; g < elements.node_counts.size(); ++g) {
         const unsigned int rows = elements.node_counts[g];
-        const bool is_face = element_dim(elements.type) == 2;
-        const element_type type = is_face     ? rows == 3 ? kv7::ET_TRIA3 : kv7::ET_QUAD4
-                                  : rows == 4 ? kv7::ET_TETRA4
-                                  : rows == 5 ? kv7::ET_PYRA5
-                                  : rows == 6 ? kv7::ET_PENTA6
-                                              : kv7::ET_HEXA8;
+        const element_type type = shape_of(element_dim(elements.type), rows);
         dense2D<unsigned int> all = elements.connect; // shares the array
         vtk_convert(all.sub_matrix(0, first, rows, elements.group_ends[g] - first), type, nbr_cells,
                     cells, cell_types);

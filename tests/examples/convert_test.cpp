@@ -128,6 +128,13 @@ TEST_F(convert, keeps_properties_between_formats_that_have_them) {
     EXPECT_EQ(pos.cols(), 9U);
 }
 
+// An element of a FEMAP file, on node 1 only.
+std::string femap_element(int number, int topology) {
+    std::string text = std::to_string(number) + ",1,1,10," + std::to_string(topology) + ",\n";
+    text += "1,0,0,0,0,0,0,0,0,0,\n0,0,0,0,0,0,0,0,0,0,\n";
+    return text + "0.,\n0.,\n0.,\n0,\n";
+}
+
 TEST_F(convert, refuses_with_a_clear_message) {
     const auto expect_failure = [&](const program_run& run, const std::string& message) {
         EXPECT_EQ(run.exit_code, 1);
@@ -137,6 +144,9 @@ TEST_F(convert, refuses_with_a_clear_message) {
     file("solids.nas", "GRID,1,,0.,0.,0.\nCTETRA,1,1,1,1,1,1\n");
     file("bad.obj", "v 1\n");
     file("bad.neu", "   -1\n403\n1,2\n");
+    file("unknown.neu", "   -1\n403\n1,0,0,1,0,0,0,0,0,0,0,0.,0.,0.,0,\n   -1\n"
+                        "   -1\n404\n" +
+                            femap_element(1, 9) + femap_element(2, 11) + "   -1\n");
     file("empty.nas", "");
     expect_failure(run_on("missing.stl", "b.nas"), "No such file");
     expect_failure(run_on("a.obj", "nowhere/b.nas"), "No such file");
@@ -144,6 +154,7 @@ TEST_F(convert, refuses_with_a_clear_message) {
     expect_failure(run_on("a.mesh", "b.nas"), "its ending is none of");
     expect_failure(run_on("bad.obj", "b.nas"), "not a readable Wavefront OBJ file");
     expect_failure(run_on("bad.neu", "b.nas"), "not a readable FEMAP file");
+    expect_failure(run_on("unknown.neu", "b.nas"), "has elements of a topology");
     expect_failure(run_on("empty.nas", "b.vtk"), "has no nodes");
     expect_failure(run_on("solids.nas", "b.stl"), "would hold none of the elements");
     EXPECT_EQ(program_test::run(CONVERT, "one").exit_code, 2);
