@@ -16,10 +16,6 @@ namespace {
 using id_list = dense1D<unsigned int, 8>;
 using id_matrix = dense2D<unsigned int>;
 
-unsigned int id_limit(const dense2D<double>& pos) {
-    return static_cast<unsigned int>(std::min(pos.cols(), std::size_t{no_id}));
-}
-
 // The nodes that a connectivity uses, as far as memory reaches.
 id_list nodes_of(const id_matrix& connect) {
     id_list nodes;

@@ -48,11 +48,6 @@ inline int check_list(const connectivity_list& list, unsigned int limit) {
     return 0;
 }
 
-// The limit for check_IDs that lets the columns of `pos` through.
-inline unsigned int id_limit(const dense2D<double>& pos) {
-    return pos.cols() < no_id ? static_cast<unsigned int>(pos.cols()) : no_id;
-}
-
 } // namespace kv7::tessmaker
 
 #endif

@@ -29,6 +29,16 @@ bool is_valid_run(const dense2D<unsigned int>& connect, std::size_t begin, std::
 
 } // namespace
 
+void clear_all(dense2D<double>& pos, dense2D<unsigned int>& connect,
+               dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
+               dense1D<unsigned int, 8>& pids) {
+    pos.clear();
+    connect.clear();
+    indices.clear();
+    types.clear();
+    pids.clear();
+}
+
 std::FILE* open_for_good(const char* filename, const char* mode) {
     opened_file file{filename, mode};
     return file.leave_open();

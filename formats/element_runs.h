@@ -19,6 +19,11 @@ struct element_runs {
     dense1D<unsigned int, 8> pids;
 };
 
+// Empties all that a reader fills.
+void clear_all(dense2D<double>& pos, dense2D<unsigned int>& connect,
+               dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
+               dense1D<unsigned int, 8>& pids);
+
 // Opens a file whose stream stays open. Kept: the functions that read or write runs don't close
 // what they open by name. Null when the file can't be opened.
 std::FILE* open_for_good(const char* filename, const char* mode);

@@ -179,11 +179,7 @@ dense2D<unsigned int> run_of(dense2D<unsigned int>& connect, const element_runs&
 int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
                 dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
                 dense1D<unsigned int, 8>& pids) {
-    pos.clear();
-    connect.clear();
-    indices.clear();
-    types.clear();
-    pids.clear();
+    clear_all(pos, connect, indices, types, pids);
     return femap_read_blocks(file, pos, connect, indices, types, pids);
 }
 
@@ -219,11 +215,7 @@ int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& co
 int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect,
                 dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
                 dense1D<unsigned int, 8>& pids) {
-    pos.clear();
-    connect.clear();
-    indices.clear();
-    types.clear();
-    pids.clear();
+    clear_all(pos, connect, indices, types, pids);
     std::FILE* const file = open_for_good(filename, "rt");
     return file ? FEMAP_input(file, pos, connect, indices, types, pids) : -1;
 }

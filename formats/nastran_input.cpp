@@ -377,11 +377,7 @@ void take_run(dense2D<unsigned int>& all, const element_runs& runs, std::size_t 
 int NASTRAN_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
                   dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
                   dense1D<unsigned int, 8>& pids) {
-    pos.clear();
-    connect.clear();
-    indices.clear();
-    types.clear();
-    pids.clear();
+    clear_all(pos, connect, indices, types, pids);
     return nastran_read_deck(file, pos, connect, indices, types, pids);
 }
 

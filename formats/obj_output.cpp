@@ -3,6 +3,7 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "core/element_table.h"
 #include "formats/output_buffer.h"
 #include "formats/text_scanning.h"
 #include "tessmaker/element_type.h"
@@ -25,7 +26,7 @@ bool has_shape(const dense2D<double>& array, std::size_t rows, std::size_t cols)
 
 bool check_faces(const face_arrays& faces, element_type type) {
     for (const auto& [connect, faces_type] : faces) {
-        if (faces_type == type && !check_IDs(connect, type, 0xFFFFFFFF)) return false;
+        if (faces_type == type && !check_IDs(connect, type, no_id)) return false;
     }
     return true;
 }

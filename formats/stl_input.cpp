@@ -7,6 +7,8 @@
 #include <cstring>
 #include <limits>
 
+#include "core/element_table.h"
+#include "core/small_vectors.h"
 #include "formats/stl_weld.h"
 #include "formats/text_scanning.h"
 #include "tessmaker/formats.h"
@@ -23,23 +25,15 @@ constexpr int out_of_memory = -199;
 
 constexpr double no_height = std::numeric_limits<double>::max();
 
-using point = vector_fixed<double, 3>;
-
-point difference(const double* a, const double* b) {
-    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
-}
-double square(const point& v) { return v[0] * v[0] + v[1] * v[1] + v[2] * v[2]; }
-point cross(const point& u, const point& v) {
-    return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
-}
+double square(const vector<3>& v) { return dot(v, v); }
 
 // The squared height of the triangle over corner `a`, from the nearer of the two others.
 double height2(const double* a, const double* b, const double* c) {
-    const bool b_is_near = square(difference(a, b)) <= square(difference(a, c));
+    const bool b_is_near = square(difference<3>(a, b)) <= square(difference<3>(a, c));
     const double* const near = b_is_near ? b : c;
     const double* const far = b_is_near ? c : b;
-    const point e = difference(far, near);
-    const point d = difference(a, near);
+    const vector<3> e = difference<3>(far, near);
+    const vector<3> d = difference<3>(a, near);
     const double value = square(cross(e, d));
     const double length2 = square(e);
     return length2 > 0.0 ? value / length2 : value;
@@ -80,8 +74,7 @@ public:
     double min_height() const { return std::sqrt(min_height2_); }
 
 private:
-    // 0xFFFFFFFF is no node.
-    static constexpr std::size_t max_nodes = 0xFFFFFFFF;
+    static constexpr std::size_t max_nodes = no_id;
 
     dense2D<double>& pos_;
     double min_height2_ = no_height;

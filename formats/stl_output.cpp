@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "core/element_table.h"
+#include "core/small_vectors.h"
 #include "formats/output_buffer.h"
 #include "formats/text_scanning.h"
 #include "tessmaker/element_type.h"
@@ -13,23 +15,13 @@ namespace kv7::tessmaker {
 
 namespace {
 
-using point = vector_fixed<double, 3>;
-
-point difference(const double* a, const double* b) {
-    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
-}
-double dot(const point& u, const point& v) { return u[0] * v[0] + u[1] * v[1] + u[2] * v[2]; }
-point cross(const point& u, const point& v) {
-    return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
-}
-
 // The unit normal, from the two shorter sides; zero for a degenerate triangle.
-point stl_facet_normal(const double* a, const double* b, const double* c) {
-    const point u = difference(a, c);
-    const point v = difference(b, c);
-    const point w = difference(b, a);
+vector<3> stl_facet_normal(const double* a, const double* b, const double* c) {
+    const vector<3> u = difference<3>(a, c);
+    const vector<3> v = difference<3>(b, c);
+    const vector<3> w = difference<3>(b, a);
     const bool w_is_short = dot(w, w) <= std::min(dot(u, u), dot(v, v));
-    point n = w_is_short ? cross(u, w) : cross(u, v);
+    vector<3> n = w_is_short ? cross(u, w) : cross(u, v);
     const double s = dot(n, n);
     if (s != 0.0 && s != 1.0) {
         const double factor = 1.0 / std::sqrt(s);
@@ -40,7 +32,7 @@ point stl_facet_normal(const double* a, const double* b, const double* c) {
 
 struct facet {
     const double* corners[3];
-    point normal;
+    vector<3> normal;
 };
 facet facet_at(const dense2D<double>& pos, const unsigned int* ids) {
     const double* const a = pos.column(ids[0]);
@@ -113,8 +105,7 @@ int STL_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsign
                bool text) {
     if (!is_usable(file)) return -1;
     if (!pos.empty() && pos.rows() != 3) return -2;
-    const auto nbr_nodes = static_cast<unsigned int>(std::min<std::size_t>(pos.cols(), 0xFFFFFFFF));
-    if (!check_IDs(connect, ET_TRIA3, nbr_nodes)) return -3;
+    if (!check_IDs(connect, ET_TRIA3, id_limit(pos))) return -3;
     const bool written =
         text ? stl_write_text(file, pos, connect) : stl_write_binary(file, pos, connect);
     return written ? 0 : -1;

@@ -6,13 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/element_table.h"
 #include "tessmaker/repair.h"
 
 namespace kv7::tessmaker {
 
 namespace {
-
-constexpr unsigned int none = 0xFFFFFFFF;
 
 // Cubes over the bounding box of all nodes, at most 2^20 along an axis, with an edge that is long
 // against `tol`: the surroundings of a node lie in few of them, most often in its own.
@@ -60,7 +59,7 @@ public:
     bool init(std::size_t nbr_corners) {
         const std::size_t nbr_heads = std::bit_ceil(nbr_corners / 4 + 2);
         shift_ = 64 - std::countr_zero(nbr_heads);
-        return grid_.is_usable() && heads_.resize(nbr_heads, none) && next_.resize(nbr_corners);
+        return grid_.is_usable() && heads_.resize(nbr_heads, no_id) && next_.resize(nbr_corners);
     }
 
     // Finds the survivor for a corner. False when equal distances, or too many positions in one
@@ -70,7 +69,7 @@ public:
         unsigned int& head =
             heads_[bucket(grid_.place(p[0], 0), grid_.place(p[1], 1), grid_.place(p[2], 2))];
         int nbr_looked_at = 0;
-        for (unsigned int q = head; q != none; q = next_[q]) {
+        for (unsigned int q = head; q != no_id; q = next_[q]) {
             if (is_same(p, pos_ + 3 * std::size_t{q})) {
                 survivor = survivors_[q];
                 return true;
@@ -105,21 +104,21 @@ private:
             first[i] = grid_.place(lower[i], i);
             last[i] = grid_.place(upper[i], i);
         }
-        nearest best{none, tol_ * tol_, false};
+        nearest best{no_id, tol_ * tol_, false};
         for (std::uint64_t z = first[2]; z <= last[2]; ++z) {
             for (std::uint64_t y = first[1]; y <= last[1]; ++y) {
                 for (std::uint64_t x = first[0]; x <= last[0]; ++x) {
                     int nbr_looked_at = 0;
-                    for (unsigned int q = heads_[bucket(x, y, z)]; q != none; q = next_[q]) {
+                    for (unsigned int q = heads_[bucket(x, y, z)]; q != no_id; q = next_[q]) {
                         look_at(q, p, lower, upper, best);
                         if (++nbr_looked_at > crowd) return false;
                     }
                 }
             }
         }
-        survivor = best.node == none ? corner : survivors_[best.node];
+        survivor = best.node == no_id ? corner : survivors_[best.node];
         // Distinct positions can be at distance 0 when its square is too small for a double.
-        return best.node == none || (!best.is_open && best.dist2 > 0.0);
+        return best.node == no_id || (!best.is_open && best.dist2 > 0.0);
     }
 
     struct nearest {
@@ -137,7 +136,7 @@ private:
         const double dy = other[1] - p[1];
         const double dz = other[2] - p[2];
         const double dist2 = (dy * dy + dx * dx) + dz * dz;
-        if (dist2 < best.dist2 || (dist2 == best.dist2 && best.node == none)) {
+        if (dist2 < best.dist2 || (dist2 == best.dist2 && best.node == no_id)) {
             best = {q, dist2, false};
         } else if (dist2 == best.dist2 && survivors_[q] != survivors_[best.node]) {
             best.is_open = true;

@@ -1,3 +1,4 @@
+#include "core/element_table.h"
 #include "metrics/edge_bounding.h"
 #include "metrics/nodal_fields.h"
 #include "tessmaker/element_type.h"
@@ -31,9 +32,8 @@ int bound(const dense2D<double>& pos, const dense2D<unsigned int>& connect, elem
           Values& values) {
     if (connect.empty() || limit == no_limit) return 0;
     if (pos.rows() != 2 && pos.rows() != 3) return -1;
-    const auto nbr_nodes = static_cast<unsigned int>(pos.cols());
-    if (!check_IDs(connect, type, nbr_nodes)) return -2;
-    if (!check_IDs(nodes, nbr_nodes)) return -4;
+    if (!check_IDs(connect, type, id_limit(pos))) return -2;
+    if (!check_IDs(nodes, id_limit(pos))) return -4;
     if (!(limit >= 0.0)) return -7;
     if (!fits_dimension(pos, values)) return -8;
     if (!(length_of(values) > max_ID(connect))) return -8;

@@ -71,7 +71,7 @@ int metrics_gen_iso(const dense2D<double>& pos, const dense2D<unsigned int>& con
     if (connect.empty()) return 0;
     type = resolve_mixed_type(connect.rows(), type);
     if (element_dim(type) > pos.rows()) return -1;
-    if (!check_IDs(connect, type, static_cast<unsigned int>(pos.cols()))) return -2;
+    if (!check_IDs(connect, type, id_limit(pos))) return -2;
     if (!(exponent >= 0.0)) return -5;
     if (!sizes.resize(std::max(sizes.size(), pos.cols()), 0.0)) return -199;
     if (!is_linear_type(type)) return -3;

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <functional>
 
+#include "core/element_table.h"
 #include "metrics/metric_algebra.h"
 #include "repair/edges.h"
 #include "tessmaker/quality.h"
@@ -131,9 +132,8 @@ int range_qualities(const dense2D<double>& pos, const dense2D<unsigned int>* beg
     if (std::less<>()(end, begin) || static_cast<std::size_t>(end - begin) != types.size()) {
         return -4;
     }
-    const auto nbr_nodes = static_cast<unsigned int>(pos.cols());
     for (std::size_t i = 0; i < types.size(); ++i) {
-        if (!check_IDs(begin[i], static_cast<element_type>(types[i]), nbr_nodes)) return -2;
+        if (!check_IDs(begin[i], static_cast<element_type>(types[i]), id_limit(pos))) return -2;
     }
     edge_list edges;
     if (collect_edges(begin, end, types.data(), edges) < 0) return out_of_memory;

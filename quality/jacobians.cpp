@@ -85,7 +85,7 @@ int jacobians(const dense2D<double>& pos, const dense2D<unsigned int>& connect, 
     jacobians.clear();
     if (connect.empty()) return 0;
     type = resolve_mixed_type(connect.rows(), type);
-    if (!check_IDs(connect, type, static_cast<unsigned int>(pos.cols()))) return -2;
+    if (!check_IDs(connect, type, id_limit(pos))) return -2;
     if (!jacobians.resize(connect.cols())) return -199;
     const bool is_served = with_linear_type(type, [&](auto linear) {
         with_reader(pos, [&](auto reader) { walk<linear()>(reader, connect, jacobians.data()); });

@@ -87,7 +87,7 @@ int shape_qualities(const dense2D<double>& pos, const dense2D<unsigned int>& con
     qualities.clear();
     if (connect.empty()) return 0;
     type = resolve_mixed_type(connect.rows(), type);
-    if (!check_IDs(connect, type, static_cast<unsigned int>(pos.cols()))) return -2;
+    if (!check_IDs(connect, type, id_limit(pos))) return -2;
     if (!qualities.resize(connect.cols())) return -199;
     double* const quality = qualities.data();
     const bool is_served = for_each_quality(pos, connect, type, [quality](std::size_t c, double q) {
@@ -105,7 +105,7 @@ int min_quality(const dense2D<double>& pos, const dense2D<unsigned int>& connect
     element_index = no_id;
     type = resolve_mixed_type(connect.rows(), type);
     if (connect.empty() || type == ET_BAR2) return 0;
-    if (!check_IDs(connect, type, static_cast<unsigned int>(pos.cols()))) return -2;
+    if (!check_IDs(connect, type, id_limit(pos))) return -2;
     const bool is_served = for_each_quality(pos, connect, type, [&](std::size_t c, double q) {
         if (q < q_min) {
             q_min = q;

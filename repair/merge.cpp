@@ -15,10 +15,6 @@ namespace {
 
 bool has_2_or_3_rows(const dense2D<double>& pos) { return pos.rows() == 2 || pos.rows() == 3; }
 
-unsigned int id_limit(const dense2D<double>& pos) {
-    return static_cast<unsigned int>(std::min(pos.cols(), std::size_t{no_id}));
-}
-
 // The overloads with one array less than the one that they rest on shift its codes blindly, -199
 // included. Kept: clients rely on -198 there.
 int shifted(int code) { return code < -2 ? code + 1 : code; }
