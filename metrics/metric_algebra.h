@@ -13,6 +13,8 @@ namespace kv7::tessmaker {
 // No limit, or an infinite measure.
 inline constexpr double no_limit = std::numeric_limits<double>::max();
 
+inline bool is_valid_size(double h) { return h > 0.0 && h < no_limit; }
+
 // Eigenvalues of the matrix with the rows (a, b) and (b, c), l0 <= l1. False when one is not
 // finite; both are written in any case.
 bool eigen_values_closed(double a, double b, double c, double& l0, double& l1);

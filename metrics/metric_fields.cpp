@@ -30,8 +30,6 @@ bool is_valid_column(const dense2D<double>& metrics, std::size_t i) {
                                             : is_valid_metric(metric_of<3>(column));
 }
 
-bool is_valid_size(double h) { return h > 0.0 && h < no_limit; }
-
 template <std::size_t N> void set_isotropic(double h, double* column) {
     metric<N> M;
     metric_aniso(h, M);
@@ -65,18 +63,9 @@ int overwrite_by(dense2D<double>& metrics, const symmetric_fixed<double, N>& M) 
     });
 }
 
-// The frame of the clamping functions: 1 when there is work to do.
-int check_bounds(bool is_empty, bool has_rows, double hmin, double hmax) {
-    if (is_empty || (!(hmin > 0.0) && hmax == no_limit)) return 0;
-    if (!has_rows) return -1;
-    if (!std::isfinite(hmin)) return -2;
-    if (!std::isfinite(hmax)) return -3;
-    return 1;
-}
-
-// Clamps each entry and tells `changed` the index of each that did.
+// Clamp each entry and tell `changed` the index of each that did.
 template <class Changed>
-void bound_sizes(dense1D<double, 8>& sizes, double hmin, double hmax, Changed changed) {
+void clamp_entries(dense1D<double, 8>& sizes, double hmin, double hmax, Changed changed) {
     double* const h = sizes.data();
     for (std::size_t i = 0; i < sizes.size(); ++i) {
         // Kept: what lies below hmin takes it, even where that is above hmax.
@@ -92,7 +81,7 @@ void bound_sizes(dense1D<double, 8>& sizes, double hmin, double hmax, Changed ch
 }
 
 template <std::size_t N, class Changed>
-void bound_columns(dense2D<double>& metrics, double hmin, double hmax, Changed changed) {
+void clamp_columns(dense2D<double>& metrics, double hmin, double hmax, Changed changed) {
     for (std::size_t i = 0; i < metrics.cols(); ++i) {
         metric<N> M = metric_of<N>(metrics.column(i));
         const bool done = bound_metric_core(M, hmin, hmax);
@@ -100,14 +89,41 @@ void bound_columns(dense2D<double>& metrics, double hmin, double hmax, Changed c
         if (done) changed(static_cast<unsigned int>(i));
     }
 }
-
 template <class Changed>
-void bound_field(dense2D<double>& metrics, double hmin, double hmax, Changed changed) {
+void clamp_entries(dense2D<double>& metrics, double hmin, double hmax, Changed changed) {
     if (metrics.rows() == metric_size<2>) {
-        bound_columns<2>(metrics, hmin, hmax, changed);
+        clamp_columns<2>(metrics, hmin, hmax, changed);
     } else {
-        bound_columns<3>(metrics, hmin, hmax, changed);
+        clamp_columns<3>(metrics, hmin, hmax, changed);
     }
+}
+
+bool has_field_rows(const dense1D<double, 8>&) { return true; }
+bool has_field_rows(const dense2D<double>& metrics) { return is_metric_field(metrics); }
+
+// Checks, and clamps where there is a bound. 0 or the code of a check.
+template <class Field, class Changed>
+int clamp_field(Field& field, double hmin, double hmax, Changed changed) {
+    if (field.empty() || (!(hmin > 0.0) && hmax == no_limit)) return 0;
+    if (!has_field_rows(field)) return -1;
+    if (!std::isfinite(hmin)) return -2;
+    if (!std::isfinite(hmax)) return -3;
+    clamp_entries(field, hmin, hmax, changed);
+    return 0;
+}
+
+template <class Field> int clamp_and_count(Field& field, double hmin, double hmax) {
+    int count = 0;
+    const int fault = clamp_field(field, hmin, hmax, [&count](unsigned int) { ++count; });
+    return fault < 0 ? fault : count;
+}
+
+template <class Field>
+int clamp_and_list(Field& field, double hmin, double hmax, dense1D<unsigned int, 8>& modified) {
+    modified.clear();
+    const int fault =
+        clamp_field(field, hmin, hmax, [&modified](unsigned int i) { modified.push_back(i); });
+    return fault < 0 ? fault : static_cast<int>(modified.size());
 }
 
 bool has_shape(const dense2D<double>& metrics, std::size_t rows, std::size_t cols) {
@@ -235,37 +251,21 @@ int overwrite_invalid_metrics(dense2D<double>& metrics, const symmetric_fixed<do
 }
 
 int bound_metrics(dense1D<double, 8>& sizes, double hmin, double hmax) {
-    int count = check_bounds(sizes.empty(), true, hmin, hmax);
-    if (count <= 0) return count;
-    count = 0;
-    bound_sizes(sizes, hmin, hmax, [&count](unsigned int) { ++count; });
-    return count;
+    return clamp_and_count(sizes, hmin, hmax);
 }
 
 int bound_metrics(dense1D<double, 8>& sizes, double hmin, double hmax,
                   dense1D<unsigned int, 8>& modified) {
-    modified.clear();
-    const int check = check_bounds(sizes.empty(), true, hmin, hmax);
-    if (check <= 0) return check;
-    bound_sizes(sizes, hmin, hmax, [&modified](unsigned int i) { modified.push_back(i); });
-    return static_cast<int>(modified.size());
+    return clamp_and_list(sizes, hmin, hmax, modified);
 }
 
 int bound_metrics(dense2D<double>& metrics, double hmin, double hmax) {
-    int count = check_bounds(metrics.empty(), is_metric_field(metrics), hmin, hmax);
-    if (count <= 0) return count;
-    count = 0;
-    bound_field(metrics, hmin, hmax, [&count](unsigned int) { ++count; });
-    return count;
+    return clamp_and_count(metrics, hmin, hmax);
 }
 
 int bound_metrics(dense2D<double>& metrics, double hmin, double hmax,
                   dense1D<unsigned int, 8>& modified) {
-    modified.clear();
-    const int check = check_bounds(metrics.empty(), is_metric_field(metrics), hmin, hmax);
-    if (check <= 0) return check;
-    bound_field(metrics, hmin, hmax, [&modified](unsigned int i) { modified.push_back(i); });
-    return static_cast<int>(modified.size());
+    return clamp_and_list(metrics, hmin, hmax, modified);
 }
 
 int metrics_iso_to_aniso2d(const dense1D<double, 8>& sizes, dense2D<double>& metrics) {

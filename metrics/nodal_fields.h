@@ -16,8 +16,8 @@ namespace kv7::tessmaker {
 // A move counts that changes a size by more than this factor.
 inline constexpr double smallest_change = 1.000000000001;
 
-// The value at a place of the way from one node's to another's, kept from moving against a
-// direction: +1 lets sizes only grow, -1 only shrink.
+// What stands at a place of the way from one node's value to another's: a value, one that the node
+// must not take, or none. A way has a direction: +1 lets sizes only grow, -1 only shrink.
 enum class step { done, refused, no_value };
 
 template <std::size_t N> class nodal_positions {
@@ -154,7 +154,7 @@ public:
     value at(unsigned int node) const { return first_[node]; }
     void write(unsigned int node, value h) { first_[node] = h; }
 
-    static bool is_valid(value h) { return h > 0.0 && h < no_limit; }
+    static bool is_valid(value h) { return is_valid_size(h); }
 
     template <class Measure>
     double measure(const Measure& measure, unsigned int a, value ha, unsigned int b) const {
