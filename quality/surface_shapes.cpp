@@ -18,12 +18,25 @@ void put_in_order(double& a, double& b) {
     a = low;
 }
 
+// The sides of a triangle and their lengths.
+struct tria_sides {
+    explicit tria_sides(const std::array<point, 3>& p)
+        : a(p[0] - p[2]), b(p[1] - p[2]), c(b - a), la(std::sqrt(square(a))),
+          lb(std::sqrt(square(b))), lc(std::sqrt(square(c))) {}
+
+    point a, b, c;
+    double la, lb, lc;
+};
+
 // The perimeter times the longest side. Not a number when one of the sides is none.
-double perimeter_product(double a, double b, double c) {
-    put_in_order(a, b);
-    put_in_order(b, c);
-    put_in_order(a, b);
-    return (b + a + c) * c;
+double perimeter_product(const tria_sides& s) {
+    double shortest = s.la;
+    double middle = s.lb;
+    double longest = s.lc;
+    put_in_order(shortest, middle);
+    put_in_order(middle, longest);
+    put_in_order(shortest, middle);
+    return (middle + shortest + longest) * longest;
 }
 
 // Kept: what is not a number comes out as -1.
@@ -71,30 +84,18 @@ double largest_side2(const std::array<point, 4>& e) {
 } // namespace
 
 double tria_quality_2d(const std::array<point, 3>& p) {
-    const point a = p[0] - p[2];
-    point b = p[1] - p[2];
-    const point side = b - a;
-    const double la = std::sqrt(square(a));
-    const double lb = std::sqrt(square(b));
-    const double l_side = std::sqrt(square(side));
+    const tria_sides s(p);
     // The two shortest sides lose least in the product.
-    if (!(l_side > std::min(la, lb))) b = side;
-    const double c = cross_2d(a, b);
-    const double d = perimeter_product(la, lb, l_side);
+    const double c = cross_2d(s.a, s.lc > std::min(s.la, s.lb) ? s.b : s.c);
+    const double d = perimeter_product(s);
     return tria_clamped(d > 0.0 ? (c / d) * tria_scale : 0.0);
 }
 
 double tria_quality_3d(const std::array<point, 3>& p) {
-    const point a = p[0] - p[2];
-    point b = p[1] - p[2];
-    const point side = b - a;
-    const double la = std::sqrt(square(a));
-    const double lb = std::sqrt(square(b));
-    const double l_side = std::sqrt(square(side));
-    const double d = perimeter_product(la, lb, l_side);
+    const tria_sides s(p);
+    const double d = perimeter_product(s);
     if (needs_other_unit(d)) return tria_quality_3d(in_other_unit(p, d));
-    if (l_side < std::min(la, lb)) b = side;
-    const double c = std::sqrt(square(cross(a, b)));
+    const double c = std::sqrt(square(cross(s.a, s.lc < std::min(s.la, s.lb) ? s.c : s.b)));
     return tria_clamped(d > 0.0 ? (tria_scale / d) * c : 0.0);
 }
 
