@@ -6,6 +6,7 @@
 
 #include "formats/plain_writers.h"
 #include "formats/scratch_files.h"
+#include "formats/written_files.h"
 #include "support/memory_failure.h"
 #include "tessmaker/formats.h"
 
@@ -15,14 +16,7 @@ using namespace test;
 
 namespace {
 
-template <class Call> std::string written(Call call) {
-    const scratch_file file("older contents");
-    const std::size_t nbr_open = nbr_open_files();
-    EXPECT_EQ(call(file.name()), 0);
-    EXPECT_EQ(nbr_open_files(), nbr_open);
-    return file.contents();
-}
-
+using test::written;
 std::string written(const dense2D<double>& pos, const mesh_list& m) {
     return written([&](const char* name) {
         return ensight_output(name, pos, m.begin(), m.end(), m.type_list());
@@ -152,22 +146,8 @@ TEST(ensight_output, equals_plain_printf_on_random_meshes) {
         const dense2D<double> pos = random_coordinates(random, 1 + random.below(3), n);
         const mesh_list m = random_mesh_list(random, 2 * n);
         const std::string expected = plain_ensight(pos, m);
-        EXPECT_EQ(written(pos, m), expected);
-        if (m.size() == 1) {
-            EXPECT_EQ(written([&](const char* name) {
-                          return ensight_output(name, pos, m.connects[0],
-                                                static_cast<element_type>(m.types[0]));
-                      }),
-                      expected);
-        }
-        if (m.size() == 2) {
-            EXPECT_EQ(written([&](const char* name) {
-                          return ensight_output(name, pos, m.connects[0], m.connects[1],
-                                                static_cast<element_type>(m.types[0]),
-                                                static_cast<element_type>(m.types[1]));
-                      }),
-                      expected);
-        }
+        expect_all_forms(pos, m, expected,
+                         [](const auto&... arguments) { return ensight_output(arguments...); });
         if (HasFailure()) break;
     }
 }

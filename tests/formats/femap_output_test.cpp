@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <clocale>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -11,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/comma_locale.h"
 #include "formats/femap_files.h"
 #include "formats/scratch_files.h"
 #include "support/meshes.h"
@@ -217,15 +217,13 @@ TEST(femap_output, large_coordinates_are_written_in_full) {
 }
 
 TEST(femap_output, a_locale_with_a_decimal_comma_changes_nothing) {
-    const std::string before = std::setlocale(LC_ALL, nullptr);
-    bool found = false;
-    for (const char* const name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE"}) {
-        found = found || std::setlocale(LC_ALL, name);
+    std::string text;
+    {
+        const comma_locale locale;
+        if (!locale.is_set()) GTEST_SKIP() << "no such locale here";
+        text = written(0, points({{1.5, -0.00225}, {-3, 4}}), connectivity({{0, 0, 0, 0, 0}}),
+                       ET_PYRA5);
     }
-    if (!found) GTEST_SKIP() << "no such locale here";
-    const std::string text =
-        written(0, points({{1.5, -0.00225}, {-3, 4}}), connectivity({{0, 0, 0, 0, 0}}), ET_PYRA5);
-    std::setlocale(LC_ALL, before.c_str());
     EXPECT_EQ(text, data_file("no_table_entry.neu"));
 }
 

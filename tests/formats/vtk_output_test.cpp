@@ -8,6 +8,7 @@
 
 #include "formats/plain_writers.h"
 #include "formats/scratch_files.h"
+#include "formats/written_files.h"
 #include "support/memory_failure.h"
 #include "tessmaker/formats.h"
 
@@ -24,14 +25,6 @@ struct cell_lists {
     ids cells;
     ids types;
 };
-
-template <class Call> std::string written(Call call) {
-    const scratch_file file("older contents");
-    const std::size_t nbr_open = nbr_open_files();
-    EXPECT_EQ(call(file.name()), 0);
-    EXPECT_EQ(nbr_open_files(), nbr_open);
-    return file.contents();
-}
 
 // Conversion.
 
@@ -202,11 +195,6 @@ TEST(vtk_output, writes_the_largest_numbers_whole) {
 
 // Files.
 
-std::string written(const dense2D<double>& pos, const mesh_list& m) {
-    return written(
-        [&](const char* name) { return vtk_output(name, pos, m.begin(), m.end(), m.type_list()); });
-}
-
 TEST(vtk_output, groups_mixed_faces_by_shape_quadrangles_first) {
     const dense2D<double> pos(2, 4, 0.0);
     const dense2D<unsigned int> faces =
@@ -284,24 +272,10 @@ TEST(vtk_output, equals_plain_printf_on_random_meshes) {
             continue;
         }
         const std::string expected = plain_vtk(pos, grid);
-        EXPECT_EQ(written(pos, m), expected);
+        expect_all_forms(pos, m, expected,
+                         [](const auto&... arguments) { return vtk_output(arguments...); });
         EXPECT_EQ(stream_text(pos, grid.nbr_cells, vector_of(grid.cells), vector_of(grid.types)),
                   expected);
-        if (m.size() == 1) {
-            EXPECT_EQ(written([&](const char* name) {
-                          return vtk_output(name, pos, m.connects[0],
-                                            static_cast<element_type>(m.types[0]));
-                      }),
-                      expected);
-        }
-        if (m.size() == 2) {
-            EXPECT_EQ(written([&](const char* name) {
-                          return vtk_output(name, pos, m.connects[0], m.connects[1],
-                                            static_cast<element_type>(m.types[0]),
-                                            static_cast<element_type>(m.types[1]));
-                      }),
-                      expected);
-        }
         if (HasFailure()) break;
     }
 }
