@@ -1,7 +1,8 @@
 """Counts how many small changes of the library's sources the tests notice; see mutate.sh.
 
-A change ("mutant") is compiled at -O1, linked to the test program of its subsystem, and run there;
-if that notices nothing, it is linked to the other programs that use the same object. A mutant whose
+A change ("mutant") is compiled at -O1, linked to those tests of its subsystem that begin with the
+name of its file, to the whole test program of its subsystem, and to the other programs that use the
+same object, until one notices it. A mutant whose
 objects are, byte for byte, those of the original is no mutant, and neither is one that does not
 compile: another is drawn. Mutants are drawn in an order that depends on the seed and on the text of
 the line alone, so that a change of one place leaves the others in the draw.
@@ -26,6 +27,7 @@ BUILD = TREE / "build" / "dev"
 OBJECTS = FOLDER / "objects"
 SCRATCH = FOLDER / "scratch"
 RESULTS = FOLDER / "results.jsonl"
+MEASURED = FOLDER / "seconds.json"
 REPORT = FOLDER / "report.md"
 
 CONTAINERS = "include/tessmaker/containers.h"
@@ -212,6 +214,10 @@ def limits(cpu_seconds):
     return set_limits
 
 
+def first_word(file):
+    return re.match(r"[^_.]*", os.path.basename(file)).group()
+
+
 def cpu_time():
     usage = resource.getrusage(resource.RUSAGE_CHILDREN)
     return usage.ru_utime + usage.ru_stime
@@ -291,8 +297,31 @@ class Build:
         failed = re.search(r"\[  FAILED  \] (\S+?),? ", log.read_text(errors="replace"))
         return failed.group(1) if failed else f"crash, code {code}"
 
+    def seconds_of(self, exe, program):
+        """How long a program without a change takes, as measured once. It must pass."""
+        known = json.loads(MEASURED.read_text()) if MEASURED.exists() else {}
+        digest = hashlib.sha1(exe.read_bytes()).hexdigest()
+        if digest not in known:
+            before = cpu_time()
+            wrong = self.run(exe, 600)
+            if wrong:
+                sys.exit(f"{program} fails without any change: {wrong}")
+            known[digest] = cpu_time() - before
+            MEASURED.write_text(json.dumps(known))
+        return known[digest]
+
+    def seconds_of_some(self, program, tests):
+        """The same of some of the tests of a program."""
+        if len(tests) == len(self.tests[program]):
+            return self.seconds[program]
+        if (program, *tests) not in self.seconds:
+            exe = OBJECTS / "some"
+            self.link([self.object_of(self.tests[program][test]) for test in tests], exe)
+            self.seconds[program, *tests] = self.seconds_of(exe, program)
+        return self.seconds[program, *tests]
+
     def measure(self):
-        """Runs all programs as they are. They must pass."""
+        """Runs all programs as they are."""
         for program, tests in self.tests.items():
             exe = OBJECTS / program
             objects = [self.object_of(command) for command in tests.values()]
@@ -301,11 +330,7 @@ class Build:
             members = set(re.findall(r"libtessmaker_internal\.a\(([^)]+)\.o\)",
                                      link_map.read_text(errors="replace")))
             self.used[program] = {s for s in self.commands if os.path.basename(s) in members}
-            before = cpu_time()
-            wrong = self.run(exe, 600)
-            if wrong:
-                sys.exit(f"{program} fails without any change: {wrong}")
-            self.seconds[program] = cpu_time() - before
+            self.seconds[program] = self.seconds_of(exe, program)
             print(f"{program}: {len(self.used[program])} sources of the library, "
                   f"{self.seconds[program]:.1f} s", flush=True)
 
@@ -317,6 +342,10 @@ class Build:
             return
         own = f"test_{subsystem}"
         others = sorted((p for p in self.tests if p != own), key=self.seconds.get)
+        topic = first_word(file)
+        about = [test for test in self.tests[own] if first_word(test) == topic]
+        if 0 < len(about) < len(self.tests[own]):
+            yield own, self.users(file, self.used[own]), about
         for program in [own] + others:
             yield program, self.users(file, self.used[program]), list(self.tests[program])
 
@@ -365,7 +394,7 @@ class Build:
             tried = True
             exe = OBJECTS / "mutant"
             self.link([objects[s] for s in sources] + changed_tests, exe)
-            wrong = self.run(exe, int(4 * self.seconds[program]) + 3)
+            wrong = self.run(exe, int(4 * self.seconds_of_some(program, tests)) + 3)
             if wrong:
                 return "killed", f"{program}: {wrong}"
         return ("survived", "all programs") if tried else ("same code", "")
