@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 
+#include "support/memory_failure.h"
 #include "support/meshes.h"
 #include "support/random.h"
 #include "tessmaker/geometry.h"
@@ -589,6 +590,35 @@ TEST(zoom, grows_plane_nodes_in_space_and_leaves_z_in_the_plane) {
     dense2D<double> other = points({{1, 2}});
     EXPECT_EQ(zoom(other, vec3{0, 0, 1}, 3.0, ids{0}), 0);
     EXPECT_EQ(list(other), list(points({{3, 6, -2}})));
+}
+
+TEST(maps, in_space_move_the_two_coordinates_there_are_without_memory_for_a_third) {
+    const ids second{1};
+    const auto moved = [](auto map) {
+        dense2D<double> pos = points({{1, 2}, {3, 4}});
+        const memory_failure failure(0, true);
+        map(pos);
+        EXPECT_TRUE(failure.happened());
+        return pos;
+    };
+    const vec3 origin{0, 0, 0};
+    const vec3 quarter{pi / 2, 0, 0}; // takes y to z, which is lost
+    expect_same(moved([](auto& pos) {
+                    EXPECT_EQ(translate(pos, vec3{1, 10, 5}), 2);
+                }),
+                points({{2, 12}, {4, 14}}));
+    expect_same(moved([&](auto& pos) {
+                    EXPECT_EQ(translate(pos, vec3{1, 10, 5}, second), 1);
+                }),
+                points({{1, 2}, {4, 14}}));
+    expect_near(moved([&](auto& pos) { EXPECT_EQ(rotate(pos, origin, quarter), 2); }),
+                points({{1, 0}, {3, 0}}), 1e-15);
+    expect_near(moved([&](auto& pos) { EXPECT_EQ(rotate(pos, origin, quarter, second), 1); }),
+                points({{1, 2}, {3, 0}}), 1e-15);
+    expect_same(moved([&](auto& pos) { EXPECT_EQ(zoom(pos, origin, 3.0), 2); }),
+                points({{3, 6}, {9, 12}}));
+    expect_same(moved([&](auto& pos) { EXPECT_EQ(zoom(pos, origin, 3.0, second), 0); }),
+                points({{1, 2}, {9, 12}}));
 }
 
 template <class V> void compare_maps(random_source& random) {
