@@ -14,11 +14,13 @@ namespace kv7::tessmaker {
 // Rows of `neighbors` for a type: K of the facet handles, element * K + local facet.
 inline unsigned int boundary_stride(element_type type) { return shape_of(type).nbr_boundaries; }
 
-// Nodes of a facet of a type, the most that it has for types with facets of two sizes.
+// Nodes of a facet of a type, the most that it has for types with facets of two sizes. A value that
+// is none of the types has none.
 constexpr unsigned int boundary_height(element_type type) {
     constexpr std::array<unsigned int, 23> height{0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4,
                                                   3, 6, 4, 8, 9, 4, 8, 9, 4, 8, 9};
-    return height[static_cast<std::size_t>(type)];
+    const auto row = static_cast<std::size_t>(type);
+    return row < height.size() ? height[row] : 0;
 }
 
 // One to four nodes in the order in which a facet is read.

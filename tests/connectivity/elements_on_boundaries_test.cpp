@@ -176,6 +176,17 @@ TEST(elements_on_boundaries, refuse_in_order_with_nothing_found) {
     EXPECT_EQ(code(matrix(3, 1, 0), matrix(6, 2, 0), matrix(3, 2, none), ancestors, ET_TRIA6), -5);
 }
 
+TEST(elements_on_boundaries, of_a_value_that_is_no_type_have_no_rows) {
+    const matrix connect = connectivity({{0, 1, 2}});
+    for (const int value : {-1, 23, 1 << 20}) {
+        const auto type = static_cast<element_type>(value);
+        const located out =
+            locate(connectivity({{0, 1}}), connect, matrix(3, 1, none), {0}, type, 0);
+        EXPECT_EQ(out.result, -1);
+        EXPECT_TRUE(out.handles.empty());
+    }
+}
+
 TEST(elements_on_boundaries, tell_a_wrong_ancestor_from_wrong_neighbours) {
     const matrix connect = connectivity({{0, 1, 2}, {3, 4, 5}});
     matrix neighbors(3, 2, none);
