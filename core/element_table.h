@@ -5,18 +5,12 @@
 #include <array>
 #include <cstddef>
 
-#include "tessmaker/containers.h"
 #include "tessmaker/element_type.h"
 
 namespace kv7::tessmaker {
 
 // The absent ID.
 inline constexpr unsigned int no_id = 0xFFFFFFFFU;
-
-// The limit for check_IDs that lets the columns of `pos` through.
-inline unsigned int id_limit(const dense2D<double>& pos) {
-    return pos.cols() < no_id ? static_cast<unsigned int>(pos.cols()) : no_id;
-}
 
 struct element_shape {
     unsigned int nbr_nodes;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "core/coordinates.h"
 #include "core/element_table.h"
 #include "core/element_walk.h"
 #include "core/node_maps.h"

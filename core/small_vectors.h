@@ -33,6 +33,20 @@ template <std::size_t N> vector<N> difference(const double* a, const double* b) 
     return v;
 }
 
+// Squared, between two columns of coordinates. The order of the sum is part of many results.
+template <std::size_t N> double squared_distance(const double* a, const double* b) {
+    static_assert(N == 2 || N == 3);
+    const double dx = a[0] - b[0];
+    const double dy = a[1] - b[1];
+    const double in_plane = dy * dy + dx * dx;
+    if constexpr (N == 2) {
+        return in_plane;
+    } else {
+        const double dz = a[2] - b[2];
+        return in_plane + dz * dz;
+    }
+}
+
 template <std::size_t R, std::size_t C>
 vector<R> column(const matrix_fixed<double, R, C>& P, std::size_t k) {
     vector<R> p;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "core/coordinates.h"
 #include "formats/text_scanning.h"
 
 namespace kv7::tessmaker {
@@ -47,7 +48,7 @@ std::FILE* open_for_good(const char* filename, const char* mode) {
 int check_runs(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
                const dense1D<unsigned int, 8>& indices, const dense1D<int, 8>& types,
                const dense1D<unsigned int, 8>& pids) {
-    if (pos.rows() != 2 && pos.rows() != 3) return -2;
+    if (!is_2d_or_3d(pos)) return -2;
     if (indices.size() != types.size() + 1) return -5;
     if (pids.size() != connect.cols()) return -6;
     for (std::size_t k = 0; k < types.size(); ++k) {

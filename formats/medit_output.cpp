@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/coordinates.h"
 #include "formats/output_buffer.h"
 #include "formats/split_by_type.h"
 #include "formats/text_scanning.h"

@@ -3,6 +3,7 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "core/coordinates.h"
 #include "core/element_table.h"
 #include "formats/output_buffer.h"
 #include "formats/text_scanning.h"
@@ -105,7 +106,7 @@ int obj_output(const char* filename, const dense2D<double>& pos, const dense2D<d
                const dense2D<double>& textures, const face_arrays& faces) {
     const opened_file file{filename, "wt"};
     if (!file) return -1;
-    if (pos.rows() != 2 && pos.rows() != 3) return -2;
+    if (!is_2d_or_3d(pos)) return -2;
     if (!has_shape(normals, 3, pos.cols())) return -3;
     if (!has_shape(textures, 2, pos.cols())) return -4;
     if (!check_faces(faces, ET_TRIA3)) return -5;

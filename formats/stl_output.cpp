@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "core/coordinates.h"
 #include "core/element_table.h"
 #include "core/small_vectors.h"
 #include "formats/output_buffer.h"

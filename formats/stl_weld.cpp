@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "core/element_table.h"
+#include "core/small_vectors.h"
 #include "tessmaker/repair.h"
 
 namespace kv7::tessmaker {
@@ -132,10 +133,7 @@ private:
         for (int i = 0; i < 3; ++i) {
             if (other[i] < lower[i] || other[i] > upper[i]) return;
         }
-        const double dx = other[0] - p[0];
-        const double dy = other[1] - p[1];
-        const double dz = other[2] - p[2];
-        const double dist2 = (dy * dy + dx * dx) + dz * dz;
+        const double dist2 = squared_distance<3>(other, p);
         if (dist2 < best.dist2 || (dist2 == best.dist2 && best.node == no_id)) {
             best = {q, dist2, false};
         } else if (dist2 == best.dist2 && survivors_[q] != survivors_[best.node]) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "core/coordinates.h"
 #include "formats/output_buffer.h"
 #include "formats/split_by_type.h"
 #include "formats/text_scanning.h"
@@ -186,7 +187,7 @@ void vtk_write(std::FILE* file, const dense2D<double>& pos,
 
 int vtk_check(const dense2D<double>& pos, const connectivity_list& list,
               std::vector<element_group>& groups) {
-    if (pos.rows() != 2 && pos.rows() != 3) return -2;
+    if (!is_2d_or_3d(pos)) return -2;
     if (const int fault = check_list(list, id_limit(pos)); fault != 0) return fault;
     if (!split_by_type(list, groups)) return -199;
     for (const element_group& group : groups) {
@@ -240,7 +241,7 @@ int vtk_convert(const dense2D<unsigned int>& connect, element_type type, unsigne
 int vtk_output(std::FILE* file, const dense2D<double>& pos, unsigned int nbr_cells,
                const dense1D<unsigned int, 8>& cells, const dense1D<unsigned int, 8>& cell_types) {
     if (!file) return -1;
-    if (pos.rows() != 2 && pos.rows() != 3) return -2;
+    if (!is_2d_or_3d(pos)) return -2;
     output_buffer output(file);
     put_points(pos, output);
     put_cell_list(nbr_cells, cells, output);

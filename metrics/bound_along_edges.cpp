@@ -1,4 +1,4 @@
-#include "core/element_table.h"
+#include "core/coordinates.h"
 #include "metrics/edge_bounding.h"
 #include "metrics/nodal_fields.h"
 #include "tessmaker/element_type.h"
@@ -31,7 +31,7 @@ int bound(const dense2D<double>& pos, const dense2D<unsigned int>& connect, elem
           const dense1D<unsigned int, 8>& nodes, bool nodes_fixed, int direction, double limit,
           Values& values) {
     if (connect.empty() || limit == no_limit) return 0;
-    if (pos.rows() != 2 && pos.rows() != 3) return -1;
+    if (!is_2d_or_3d(pos)) return -1;
     if (!check_IDs(connect, type, id_limit(pos))) return -2;
     if (!check_IDs(nodes, id_limit(pos))) return -4;
     if (!(limit >= 0.0)) return -7;

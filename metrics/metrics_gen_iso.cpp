@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/coordinates.h"
 #include "core/element_walk.h"
 #include "metrics/metric_algebra.h"
 #include "tessmaker/metric_fields.h"

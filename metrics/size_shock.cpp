@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "core/element_table.h"
+#include "core/coordinates.h"
 #include "metrics/edge_measures.h"
 #include "tessmaker/metric_fields.h"
 
@@ -65,7 +65,7 @@ template <template <std::size_t> class EdgeMeasure, class Field>
 int measure_shocks(const dense2D<double>& pos, const dense2D<unsigned int>& edges,
                    const Field& field, dense1D<double, 8>& shocks) {
     if (edges.empty()) return 0;
-    if (pos.rows() != 2 && pos.rows() != 3) return -1;
+    if (!is_2d_or_3d(pos)) return -1;
     if (!check_IDs(edges, ET_BAR2, id_limit(pos))) return -2;
     shocks.resize(pos.cols(), 0.0);
     if (pos.rows() == 2) {

@@ -2,7 +2,7 @@
 #include <cmath>
 #include <functional>
 
-#include "core/element_table.h"
+#include "core/coordinates.h"
 #include "metrics/metric_algebra.h"
 #include "repair/edges.h"
 #include "tessmaker/quality.h"
@@ -128,7 +128,7 @@ int range_qualities(const dense2D<double>& pos, const dense2D<unsigned int>* beg
                     const Field& field, misc::histogram& histo,
                     const dense2D<unsigned int>& exclude) {
     if (begin == end) return 0;
-    if (pos.rows() != 2 && pos.rows() != 3) return -1;
+    if (!is_2d_or_3d(pos)) return -1;
     if (std::less<>()(end, begin) || static_cast<std::size_t>(end - begin) != types.size()) {
         return -4;
     }

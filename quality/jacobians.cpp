@@ -1,6 +1,7 @@
 #include <array>
 #include <cmath>
 
+#include "core/coordinates.h"
 #include "core/element_walk.h"
 #include "core/small_vectors.h"
 #include "quality/corners.h"

@@ -1,6 +1,7 @@
 #include <array>
 #include <cstddef>
 
+#include "core/coordinates.h"
 #include "core/element_walk.h"
 #include "quality/corners.h"
 #include "quality/lanes.h"

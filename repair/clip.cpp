@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "core/coordinates.h"
 #include "core/element_table.h"
 #include "core/node_maps.h"
 #include "core/small_vectors.h"
@@ -57,8 +58,7 @@ int clip(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
          const vector_fixed<double, 3>& point, const vector_fixed<double, 3>& normal,
          dense2D<unsigned int>& kept) {
     if (connect.empty()) return 0;
-    const std::size_t limit = std::min(pos.cols(), std::size_t{no_id});
-    if (!check_IDs(connect, static_cast<unsigned int>(limit))) return -2;
+    if (!check_IDs(connect, id_limit(pos))) return -2;
     if (is_zero(normal)) return -4;
     if (!kept.empty() && kept.rows() != connect.rows()) return -5;
 

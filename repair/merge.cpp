@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/element_table.h"
+#include "core/coordinates.h"
 #include "repair/element_merge.h"
 #include "repair/list_merge.h"
 #include "repair/node_map.h"
@@ -12,8 +12,6 @@
 namespace kv7::tessmaker {
 
 namespace {
-
-bool has_2_or_3_rows(const dense2D<double>& pos) { return pos.rows() == 2 || pos.rows() == 3; }
 
 // The overloads with one array less than the one that they rest on shift its codes blindly, -199
 // included. Kept: clients rely on -198 there.
@@ -64,7 +62,7 @@ int merge(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes1,
           const dense1D<unsigned int, 8>& nodes2, dense1D<unsigned int, 8>& new_IDs, double tol) {
     new_IDs.clear();
     if (pos.empty()) return 0;
-    if (!has_2_or_3_rows(pos)) return -1;
+    if (!is_2d_or_3d(pos)) return -1;
     if (!check_IDs(nodes1, id_limit(pos))) return -2;
     if (!check_IDs(nodes2, id_limit(pos))) return -3;
     if (!(tol >= 0)) return -4;
@@ -87,7 +85,7 @@ int merge(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
 int merge(dense2D<double>& pos, dense1D<unsigned int, 8>& new_IDs, double tol) {
     new_IDs.clear();
     if (pos.empty()) return 0;
-    if (!has_2_or_3_rows(pos)) return -1;
+    if (!is_2d_or_3d(pos)) return -1;
     if (!(tol >= 0)) return -3;
 
     dense1D<unsigned int, 8> all;
@@ -108,7 +106,7 @@ int merge(const dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsi
           dense1D<unsigned int, 8>& new_IDs, double tol, unsigned int flag) {
     new_IDs.clear();
     if (pos.empty() || begin == end) return 0;
-    if (!has_2_or_3_rows(pos)) return -1;
+    if (!is_2d_or_3d(pos)) return -1;
     if (end < begin) return -3;
     if (!(tol >= 0)) return -5;
     if (flag > 2) return -6;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/coordinates.h"
 #include "core/element_table.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/index_arrays.h"
@@ -44,7 +45,7 @@ int simplify(dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsigne
     if (begin == end) return 0;
     if (end < begin) return -3;
     const std::size_t nbr_nodes = pos.cols();
-    const auto limit = static_cast<unsigned int>(std::min(nbr_nodes, std::size_t{no_id}));
+    const unsigned int limit = id_limit(pos);
     const auto ids_are_nodes = [limit](const dense2D<unsigned int>& connect) {
         return check_IDs(connect, limit);
     };

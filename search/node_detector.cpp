@@ -5,14 +5,13 @@
 #include <random>
 #include <utility>
 
+#include "core/coordinates.h"
 #include "search/point_tree.h"
 #include "tessmaker/index_arrays.h"
 
 namespace kv7::tessmaker {
 
 namespace {
-
-bool is_2d_or_3d(const dense2D<double>& pos) { return pos.rows() == 2 || pos.rows() == 3; }
 
 // The same shuffle in every call. The tree is not balanced again after insertions, and a sorted run
 // would become a chain in it.

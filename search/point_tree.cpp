@@ -10,6 +10,8 @@
 #include <limits>
 #include <utility>
 
+#include "core/small_vectors.h"
+
 namespace kv7::tessmaker {
 
 namespace {
@@ -188,18 +190,6 @@ private:
     std::array<unsigned int, 256> candidates_;
     std::size_t nbr_candidates_ = 0;
 };
-
-template <unsigned DIM> double squared_distance(const double* a, const double* b) {
-    const double dx = a[0] - b[0];
-    const double dy = a[1] - b[1];
-    const double d2 = dy * dy + dx * dx;
-    if constexpr (DIM == 2) {
-        return d2;
-    } else {
-        const double dz = a[2] - b[2];
-        return d2 + dz * dz;
-    }
-}
 
 // The nearest point, and of several at the same distance the first on the way: down to the place of
 // `point`, then through the tree, each node before its right subtree and that before its left one.
