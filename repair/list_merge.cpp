@@ -13,10 +13,11 @@ template <unsigned int DIM>
 int merge_by_tree(const dense2D<double>& pos, const dense1D<unsigned int, 8>& list1,
                   const dense1D<unsigned int, 8>& list2, dense1D<unsigned int, 8>& new_IDs,
                   double tol) {
-    rank_tree<DIM> tree;
     dense1D<unsigned int, 8> ranks;
-    if (!tree.build(pos, list2) || !ranks.resize(pos.cols(), no_id)) return -199;
+    if (!ranks.resize(pos.cols(), no_id)) return -199;
     for (std::size_t k = 0; k < list2.size(); ++k) ranks[list2[k]] = static_cast<unsigned int>(k);
+    rank_tree<DIM> tree;
+    if (!tree.build(pos, list2, ranks.data())) return -199;
 
     unsigned int* const to = new_IDs.data();
     std::size_t nbr_merged = 0;

@@ -9,30 +9,35 @@
 
 #include "core/element_table.h"
 #include "repair/closeness.h"
+#include "search/balanced_order.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
 
-// The same tree as a `point_tree` of the same nodes, and so with the same order of hits, but laid
-// out flat: the median of a range of entries stands in its middle, the left subtree before it, the
-// right one behind. Each entry knows the lowest rank of its range, so that ranges without a
-// candidate are passed over.
+// The same tree as a `point_tree` of the same nodes, and so with the same order of hits, but with
+// the coordinates in it, and the lowest rank of each subtree, so that those without a candidate are
+// passed over.
 template <unsigned int DIM> class rank_tree {
 public:
-    // The nodes of `list`, ranked by their place in it. False when memory fails. A node whose
-    // position is not a number is left out: nothing is near it, and it has no place in an order.
-    bool build(const dense2D<double>& pos, const dense1D<unsigned int, 8>& list) {
-        entries_.clear();
-        list_ = list.data();
-        if (!entries_.reserve(list.size(), 1)) return false;
-        for (std::size_t k = 0; k < list.size(); ++k) {
-            entry added;
-            std::copy_n(pos.column(list[k]), DIM, added.at.begin());
-            added.rank = added.lowest_rank = static_cast<unsigned int>(k);
-            const auto is_nan = [](double x) { return std::isnan(x); };
-            if (std::none_of(added.at.begin(), added.at.end(), is_nan)) entries_.push_back(added);
+    // The nodes of `list`; `ranks` has one entry for each column of `pos`. False when memory fails.
+    // A node whose position is not a number is left out: nothing is near it.
+    bool build(const dense2D<double>& pos, const dense1D<unsigned int, 8>& list,
+               const unsigned int* ranks) {
+        dense1D<keyed_point> scratch;
+        if (!ids_.resize(list.size()) || !scratch.resize(list.size())) return false;
+        const auto is_position = [&pos](unsigned int id) {
+            return std::none_of(pos.column(id), pos.column(id) + DIM,
+                                [](double x) { return std::isnan(x); });
+        };
+        const auto end = std::copy_if(list.begin(), list.end(), ids_.begin(), is_position);
+        const auto n = static_cast<std::size_t>(end - ids_.begin());
+        if (!entries_.resize(n)) return false;
+        balanced_order<DIM>(ids_.data(), n, {pos.column(0), pos.ld()}, scratch.data(), ids_.data());
+        for (std::size_t slot = 0; slot < n; ++slot) {
+            std::copy_n(pos.column(ids_[slot]), DIM, entries_[slot].at.begin());
+            entries_[slot].rank = ranks[ids_[slot]];
         }
-        balance(entries_.begin(), entries_.end(), 0);
+        find_lowest_ranks(root());
         return true;
     }
 
@@ -42,11 +47,13 @@ public:
     unsigned int find_nearest(const double* at, double tol, unsigned int rank) const {
         query q{{}, tol, rank, tol * tol, false};
         std::copy_n(at, DIM, q.at.begin());
-        approach(entries_.begin(), entries_.end(), 0, q);
-        return q.found ? list_[last_at_distance(entries_.begin(), entries_.end(), 0, q)] : no_id;
+        approach(root(), 0, q);
+        return q.found ? last_at_distance(root(), 0, q) : no_id;
     }
 
 private:
+    using branches = balanced_branches;
+
     struct entry {
         std::array<double, DIM> at;
         unsigned int rank;
@@ -61,27 +68,19 @@ private:
         bool found;
     };
 
-    static constexpr unsigned int next_axis(unsigned int axis) {
-        return axis + 1 == DIM ? 0 : axis + 1;
-    }
-    static const entry* middle(const entry* first, const entry* last) {
-        return first + (last - first) / 2;
+    subtree root() const { return {0, static_cast<unsigned int>(entries_.size())}; }
+
+    unsigned int find_lowest_ranks(subtree of) {
+        if (!of) return no_id;
+        entry& e = entries_[of.slot];
+        e.lowest_rank = std::min({find_lowest_ranks(branches::left(of)), e.rank,
+                                  find_lowest_ranks(branches::right(of))});
+        return e.lowest_rank;
     }
 
-    // Returns the lowest rank.
-    unsigned int balance(entry* first, entry* last, unsigned int axis) {
-        if (first == last) return no_id;
-        entry* const mid = first + (last - first) / 2;
-        std::nth_element(first, mid, last, [this, axis](const entry& a, const entry& b) {
-            if (a.at[axis] != b.at[axis]) return a.at[axis] < b.at[axis];
-            return list_[a.rank] < list_[b.rank];
-        });
-        const unsigned int left = balance(first, mid, next_axis(axis));
-        const unsigned int right = balance(mid + 1, last, next_axis(axis));
-        mid->lowest_rank = std::min({left, mid->rank, right});
-        return mid->lowest_rank;
+    bool has_candidates(subtree in, const query& q) const {
+        return in && entries_[in.slot].lowest_rank < q.rank;
     }
-
     static bool is_candidate(const entry& e, const query& q) {
         return e.rank < q.rank && is_in_box<DIM>(q.at.data(), q.tol, e.at.data());
     }
@@ -94,52 +93,48 @@ private:
     }
 
     // Finds the smallest squared distance, the nearer subtree first.
-    void approach(const entry* first, const entry* last, unsigned int axis, query& q) const {
-        if (first == last) return;
-        const entry* const mid = middle(first, last);
-        if (mid->lowest_rank >= q.rank) return;
-        if (is_candidate(*mid, q)) {
-            const double dist2 = squared_distance<DIM>(q.at.data(), mid->at.data());
+    void approach(subtree in, unsigned int axis, query& q) const {
+        if (!has_candidates(in, q)) return;
+        const entry& e = entries_[in.slot];
+        if (is_candidate(e, q)) {
+            const double dist2 = squared_distance<DIM>(q.at.data(), e.at.data());
             if (q.found ? dist2 < q.dist2 : dist2 <= q.dist2) {
                 q.dist2 = dist2;
                 q.found = true;
             }
         }
-        const bool left_is_nearer = q.at[axis] < mid->at[axis];
-        approach_side(first, mid, last, axis, left_is_nearer, q);
-        if (q.found && dist2_of_plane(*mid, axis, q) >= q.dist2) return;
-        approach_side(first, mid, last, axis, !left_is_nearer, q);
+        const bool left_is_nearer = q.at[axis] < e.at[axis];
+        approach_side(in, axis, left_is_nearer, q);
+        if (q.found && dist2_of_plane(e, axis, q) >= q.dist2) return;
+        approach_side(in, axis, !left_is_nearer, q);
     }
-    void approach_side(const entry* first, const entry* mid, const entry* last, unsigned int axis,
-                       bool left, query& q) const {
-        const double c = mid->at[axis];
-        if (left && q.at[axis] - q.tol <= c) approach(first, mid, next_axis(axis), q);
-        if (!left && c <= q.at[axis] + q.tol) approach(mid + 1, last, next_axis(axis), q);
+    void approach_side(subtree in, unsigned int axis, bool left, query& q) const {
+        const double c = entries_[in.slot].at[axis];
+        if (left && q.at[axis] - q.tol <= c) approach(branches::left(in), next_axis<DIM>(axis), q);
+        if (!left && c <= q.at[axis] + q.tol)
+            approach(branches::right(in), next_axis<DIM>(axis), q);
     }
 
-    // The rank of the last node at the smallest distance: the walk in the order of the tree, run
-    // backwards.
-    unsigned int last_at_distance(const entry* first, const entry* last, unsigned int axis,
-                                  const query& q) const {
-        if (first == last) return no_id;
-        const entry* const mid = middle(first, last);
-        if (mid->lowest_rank >= q.rank) return no_id;
-        const double c = mid->at[axis];
-        const bool reaches_over = !(dist2_of_plane(*mid, axis, q) > q.dist2);
-        if (reaches_over || q.at[axis] < c) {
-            const unsigned int rank = last_at_distance(first, mid, next_axis(axis), q);
-            if (rank != no_id) return rank;
+    // The last node at the smallest distance: the walk in the order of the tree, run backwards.
+    unsigned int last_at_distance(subtree in, unsigned int axis, const query& q) const {
+        if (!has_candidates(in, q)) return no_id;
+        const entry& e = entries_[in.slot];
+        const bool reaches_over = !(dist2_of_plane(e, axis, q) > q.dist2);
+        if (reaches_over || q.at[axis] < e.at[axis]) {
+            const unsigned int id = last_at_distance(branches::left(in), next_axis<DIM>(axis), q);
+            if (id != no_id) return id;
         }
-        if (reaches_over || c < q.at[axis]) {
-            const unsigned int rank = last_at_distance(mid + 1, last, next_axis(axis), q);
-            if (rank != no_id) return rank;
+        if (reaches_over || e.at[axis] < q.at[axis]) {
+            const unsigned int id = last_at_distance(branches::right(in), next_axis<DIM>(axis), q);
+            if (id != no_id) return id;
         }
-        if (is_candidate(*mid, q) && squared_distance<DIM>(q.at.data(), mid->at.data()) == q.dist2)
-            return mid->rank;
+        if (is_candidate(e, q) && squared_distance<DIM>(q.at.data(), e.at.data()) == q.dist2)
+            return ids_[in.slot];
         return no_id;
     }
 
-    const unsigned int* list_ = nullptr;
+    // By slot.
+    dense1D<unsigned int, 8> ids_;
     dense1D<entry, 8> entries_;
 };
 

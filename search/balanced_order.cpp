@@ -42,16 +42,16 @@ private:
 };
 
 template <unsigned DIM>
-void set_keys(const unsigned int* ids, std::size_t n, const double* coordinates,
+void set_keys(const unsigned int* ids, std::size_t n, coordinate_columns coordinates,
               keyed_point* points) {
     std::array<key_scale, DIM> scales;
     for (std::size_t i = 0; i < n; ++i) {
-        const double* const p = coordinates + std::size_t{ids[i]} * DIM;
+        const double* const p = coordinates.of(ids[i]);
         for (unsigned int axis = 0; axis < DIM; ++axis) scales[axis].include(p[axis]);
     }
     for (key_scale& scale : scales) scale.finish();
     for (std::size_t i = 0; i < n; ++i) {
-        const double* const p = coordinates + std::size_t{ids[i]} * DIM;
+        const double* const p = coordinates.of(ids[i]);
         for (unsigned int axis = 0; axis < DIM; ++axis) {
             points[i].key[axis] = scales[axis].key(p[axis]);
         }
@@ -61,14 +61,14 @@ void set_keys(const unsigned int* ids, std::size_t n, const double* coordinates,
 
 // The order on an axis, which is total, so that the tree does not depend on how medians are found.
 // Coordinates are looked up only where keys are equal.
-template <unsigned DIM> struct axis_order {
-    const double* coordinates;
+struct axis_order {
+    coordinate_columns coordinates;
     unsigned int axis;
 
     bool operator()(const keyed_point& a, const keyed_point& b) const {
         if (a.key[axis] != b.key[axis]) return a.key[axis] < b.key[axis];
-        const double x = coordinates[std::size_t{a.id} * DIM + axis];
-        const double y = coordinates[std::size_t{b.id} * DIM + axis];
+        const double x = coordinates.of(a.id)[axis];
+        const double y = coordinates.of(b.id)[axis];
         return is_above(y, x) || (!is_above(x, y) && a.id < b.id);
     }
 };
@@ -102,9 +102,8 @@ keyed_point* partition(keyed_point* first, keyed_point* last, Predicate goes_fir
 
 // std::nth_element in `axis_order`, most of it done on keys alone. Whatever is set aside differs
 // from the rest by its key, so that points of one key stay together to the end.
-template <unsigned DIM>
 void select(keyed_point* first, keyed_point* nth, keyed_point* last, unsigned int axis,
-            const double* coordinates) {
+            coordinate_columns coordinates) {
     constexpr std::ptrdiff_t few = 4;
     constexpr int patience = 64; // std::nth_element copes with what defeats the pivots
     for (int round = 0; round < patience && last - first > few; ++round) {
@@ -123,16 +122,16 @@ void select(keyed_point* first, keyed_point* nth, keyed_point* last, unsigned in
         }
         first = middle;
     }
-    std::nth_element(first, nth, last, axis_order<DIM>{coordinates, axis});
+    std::nth_element(first, nth, last, axis_order{coordinates, axis});
 }
 
 template <unsigned DIM>
-void order_subtree(keyed_point* points, subtree at, unsigned int axis, const double* coordinates,
-                   unsigned int* ordered) {
+void order_subtree(keyed_point* points, subtree at, unsigned int axis,
+                   coordinate_columns coordinates, unsigned int* ordered) {
     const subtree left = balanced_branches::left(at);
     const subtree right = balanced_branches::right(at);
     keyed_point* const first = points + at.slot;
-    select<DIM>(first, first + left.size, first + at.size, axis, coordinates);
+    select(first, first + left.size, first + at.size, axis, coordinates);
     std::swap(first[0], first[left.size]);
     ordered[at.slot] = first[0].id;
     if (left) order_subtree<DIM>(points, left, next_axis<DIM>(axis), coordinates, ordered);
@@ -142,16 +141,16 @@ void order_subtree(keyed_point* points, subtree at, unsigned int axis, const dou
 } // namespace
 
 template <unsigned DIM>
-void balanced_order(const unsigned int* ids, std::size_t n, const double* coordinates,
+void balanced_order(const unsigned int* ids, std::size_t n, coordinate_columns coordinates,
                     keyed_point* scratch, unsigned int* ordered) {
     if (n == 0) return;
     set_keys<DIM>(ids, n, coordinates, scratch);
     order_subtree<DIM>(scratch, {0, static_cast<unsigned int>(n)}, 0, coordinates, ordered);
 }
 
-template void balanced_order<2>(const unsigned int*, std::size_t, const double*, keyed_point*,
+template void balanced_order<2>(const unsigned int*, std::size_t, coordinate_columns, keyed_point*,
                                 unsigned int*);
-template void balanced_order<3>(const unsigned int*, std::size_t, const double*, keyed_point*,
+template void balanced_order<3>(const unsigned int*, std::size_t, coordinate_columns, keyed_point*,
                                 unsigned int*);
 
 } // namespace kv7::tessmaker

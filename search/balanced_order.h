@@ -13,6 +13,14 @@ struct keyed_point {
     unsigned int id;
 };
 
+// Where coordinates stand: in columns that begin `ld` apart.
+struct coordinate_columns {
+    const double* first;
+    std::size_t ld;
+
+    const double* of(unsigned int id) const { return first + id * ld; }
+};
+
 // A node with all that is below it: its slot and the number of nodes, 0 where there is none.
 struct subtree {
     unsigned int slot;
@@ -38,10 +46,10 @@ inline bool is_above(double a, double b) { return a > b || (a != a && b == b); }
 
 // Writes `n` IDs to `ordered` as the nodes of a balanced tree in pre-order: of each run of `m`
 // points the one of rank m / 2, in the order of coordinate, then ID, on the axis of its level; then
-// those before it; then those behind it. The root's axis is 0. The points stand in columns of DIM
-// coordinates, and `scratch` has room for `n` of them.
+// those before it; then those behind it. The root's axis is 0. `scratch` has room for `n` points;
+// `ordered` may be `ids`.
 template <unsigned DIM>
-void balanced_order(const unsigned int* ids, std::size_t n, const double* coordinates,
+void balanced_order(const unsigned int* ids, std::size_t n, coordinate_columns coordinates,
                     keyed_point* scratch, unsigned int* ordered);
 
 } // namespace kv7::tessmaker

@@ -414,7 +414,7 @@ template <unsigned DIM> std::size_t point_tree<DIM>::build(const unsigned int* i
     ids_.resize(n);
     scratch_->resize(n);
     // Kept: columns are taken to stand DIM apart here, whatever `ld` says.
-    balanced_order<DIM>(ids, n, pos_->column(0), scratch_->data(), ids_.data());
+    balanced_order<DIM>(ids, n, {pos_->column(0), DIM}, scratch_->data(), ids_.data());
     scratch_.reset();
     return n;
 }

@@ -188,6 +188,21 @@ TEST(merge_reference, nodes_of_one_element_until_nothing_merges_in_random_connec
     }
 }
 
+TEST(merge_reference, gaps_between_the_columns_of_coordinates_are_not_looked_at) {
+    for (unsigned int seed = 0; seed < 1500; ++seed) {
+        random_case c(seed + 9000000);
+        c.pos = with_gaps(c.pos, 1 + c.rng.id_below(2), 0.0);
+        const id_list nodes1 = random_list(c.rng, c.pos.cols());
+        const id_list nodes2 = c.rng.one_in(2) ? nodes1 : random_list(c.rng, c.pos.cols());
+        const merge_result result = plain_merge(c.pos, nodes1, nodes2, c.tol);
+        ids new_IDs;
+        ASSERT_EQ(merge(c.pos, vector_of(nodes1), vector_of(nodes2), new_IDs, c.tol), result.count)
+            << c.what;
+        ASSERT_EQ(list(new_IDs), result.new_IDs) << c.what;
+        compare_connectivities(c, seed % 3, 12);
+    }
+}
+
 TEST(merge_reference, every_mesh_of_the_zoo) {
     for (const double tol : {0.0, 0.5, 1.0, 1.5, 1e308, std::numeric_limits<double>::infinity()}) {
         for (mesh m : zoo()) {
