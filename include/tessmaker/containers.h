@@ -466,7 +466,7 @@ public:
         moved.set_shape(rows, cols, rows);
         const std::size_t common = std::min(rows, rows_);
         for (std::size_t c = 0; c < std::min(cols, cols_); ++c) {
-            std::copy_n(column(c), common, moved.column(c));
+            copy_column(column(c), common, moved.column(c));
         }
         *this = moved;
         return true;
@@ -535,8 +535,10 @@ public:
         }
         const std::size_t old = cols_;
         if (!append_room(source, columns.size())) return false;
-        for (std::size_t k = 0; k < columns.size(); ++k) {
-            std::copy_n(source.column(columns[k]), rows_, column(old + k));
+        T* to = column(old);
+        for (const unsigned int c : columns) {
+            copy_column(source.column(c), rows_, to);
+            to += ld_;
         }
         return true;
     }
@@ -600,13 +602,22 @@ private:
         return resize(source.rows_, total);
     }
 
+    // Most columns have few rows: a loop takes half the time of a call.
+    static void copy_column(const T* from, std::size_t rows, T* to) noexcept {
+        if (rows > 8) {
+            std::copy_n(from, rows, to);
+        } else {
+            for (std::size_t r = 0; r < rows; ++r) to[r] = from[r];
+        }
+    }
+
     void copy_columns(const dense2D& source, std::size_t to, std::size_t n) noexcept {
         if (n == 0) return;
         if (ld_ == rows_ && source.ld_ == source.rows_) {
             std::copy_n(source.column(0), rows_ * n, column(to));
             return;
         }
-        for (std::size_t c = 0; c < n; ++c) std::copy_n(source.column(c), rows_, column(to + c));
+        for (std::size_t c = 0; c < n; ++c) copy_column(source.column(c), rows_, column(to + c));
     }
 
     Ptr<block_type> storage_;
