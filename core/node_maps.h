@@ -70,8 +70,8 @@ public:
         const double t = std::sqrt(t2);
         double a = 0.0;
         double b = 0.0;
-        if (t <=
-            0.1) { // sin and cos would cancel; the series by Horner, up to t^10 / 11!, t^8 / 10!
+        if (t <= 0.1) {
+            // sin and cos would cancel; the series by Horner, up to t^10 / 11!, t^8 / 10!
             a = 1 - t2 / 6 * (1 - t2 / 20 * (1 - t2 / 42 * (1 - t2 / 72 * (1 - t2 / 110))));
             b = (1 - t2 / 12 * (1 - t2 / 30 * (1 - t2 / 56 * (1 - t2 / 90)))) / 2;
         } else {
