@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/column_runs.h"
 #include "core/coordinates.h"
 #include "core/element_table.h"
 #include "tessmaker/element_type.h"
@@ -13,15 +14,11 @@ namespace {
 
 // Gives the entry of each node that the connectivity uses its own ID.
 void mark_nodes(const dense2D<unsigned int>& connect, unsigned int* new_IDs) {
-    const bool is_flat = connect.ld() == connect.rows();
-    const std::size_t run = is_flat ? connect.rows() * connect.cols() : connect.rows();
-    const std::size_t nbr_runs = is_flat ? 1 : connect.cols();
-    for (std::size_t k = 0; k < nbr_runs; ++k) {
-        const unsigned int* const ids = connect.column(k);
-        for (std::size_t i = 0; i < run; ++i) {
+    for_each_run(connect, [new_IDs](const unsigned int* ids, std::size_t n) {
+        for (std::size_t i = 0; i < n; ++i) {
             if (ids[i] != no_id) new_IDs[ids[i]] = ids[i];
         }
-    }
+    });
 }
 
 // Moves the marked columns from `first_node` on together, and returns how many columns are left.

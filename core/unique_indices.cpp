@@ -1,0 +1,227 @@
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+#include "core/element_table.h"
+#include "core/id_hash.h"
+#include "tessmaker/index_arrays.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+using id_list = dense1D<unsigned int, 8>;
+using id_matrix = dense2D<unsigned int>;
+
+// The sum, or the largest number where it doesn't fit: no memory is that large.
+std::size_t capped_sum(std::size_t a, std::size_t b) {
+    return a > static_cast<std::size_t>(-1) - b ? static_cast<std::size_t>(-1) : a + b;
+}
+
+// IDs are taken from arrays by the chunk, and the place of each chunk is looked up anew: the array
+// that results are appended to may move memory that it shares with them.
+constexpr std::size_t chunk_size = 512;
+
+template <class At, class Work> void in_chunks(std::size_t n, At at, Work work) {
+    for (std::size_t i = 0; i < n; i += chunk_size) work(at() + i, std::min(chunk_size, n - i));
+}
+
+// The IDs of one list.
+struct list_source {
+    const id_list& ids;
+
+    std::size_t size() const { return ids.size(); }
+    template <class Work> void for_each_chunk(Work work) const {
+        in_chunks(
+            size(), [this] { return ids.data(); }, work);
+    }
+};
+
+// The IDs of a range of connectivities.
+struct range_source {
+    const id_matrix* begin;
+    const id_matrix* end;
+
+    std::size_t size() const {
+        std::size_t sum = 0;
+        for (const id_matrix* c = begin; c != end; ++c)
+            sum = capped_sum(sum, c->rows() * c->cols());
+        return sum;
+    }
+    template <class Work> void for_each_chunk(Work work) const {
+        for (const id_matrix* m = begin; m != end; ++m) {
+            if (m->ld() == m->rows()) {
+                in_chunks(
+                    m->rows() * m->cols(), [m] { return m->column(0); }, work);
+                continue;
+            }
+            for (std::size_t c = 0; c < m->cols(); ++c) {
+                in_chunks(
+                    m->rows(), [m, c] { return m->column(c); }, work);
+            }
+        }
+    }
+};
+
+// The IDs met so far, one bit each. Bits stand by ID + 1, so that bit 0 is the sentinel's; it is
+// set from the start.
+class id_bits {
+public:
+    // Worth its memory where the IDs of `source` lie close; false otherwise, and when memory fails.
+    template <class Source> bool init(const Source& source) {
+        // All bits that occur give a bound within twice the largest, in half the time.
+        unsigned int all = 0;
+        source.for_each_chunk([&all](const unsigned int* ids, std::size_t n) {
+            for (std::size_t i = 0; i < n; ++i) all |= ids[i] + 1U;
+        });
+        if (all / 64 > source.size()) return false;
+        mask_ = all == 0 ? 0 : ~0U >> std::countl_zero(all);
+        if (!words_.resize(mask_ / 64 + 1, 0)) return false;
+        words_[0] = 1;
+        return true;
+    }
+
+    bool add_all(const id_list& ids) {
+        for (const unsigned int id : ids) {
+            const unsigned int bit = id + 1U;
+            if (bit <= mask_) words_[bit / 64] |= one << (bit % 64);
+        }
+        return true;
+    }
+
+    // Adds IDs of the source and writes those that are new. Their number.
+    std::size_t add(const unsigned int* ids, std::size_t n, unsigned int* added) {
+        std::uint64_t* const words = words_.data();
+        std::size_t nbr_added = 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            // The mask tells only where results have been appended over the source.
+            const unsigned int bit = (ids[i] + 1U) & mask_;
+            std::uint64_t& word = words[bit / 64];
+            added[nbr_added] = ids[i];
+            nbr_added += (word >> (bit % 64) & 1U) == 0 ? 1 : 0;
+            word |= one << (bit % 64);
+        }
+        return nbr_added;
+    }
+
+private:
+    static constexpr std::uint64_t one = 1;
+
+    dense1D<std::uint64_t, 8> words_;
+    unsigned int mask_ = 0; // ones up to the highest bit of ID + 1
+};
+
+// The same by hash. What memory fails for is not added.
+class id_set {
+public:
+    bool init(std::size_t nbr_ids) {
+        if (!ids_.init(nbr_ids, nbr_ids) && !ids_.init(0, 0)) return false;
+        ids_.insert(no_id);
+        return true;
+    }
+
+    // Whether all are there.
+    bool add_all(const id_list& ids) {
+        return std::all_of(ids.begin(), ids.end(),
+                           [this](unsigned int id) { return ids_.insert(id).place != nullptr; });
+    }
+
+    std::size_t add(const unsigned int* ids, std::size_t n, unsigned int* added) {
+        std::size_t nbr_added = 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            added[nbr_added] = ids[i];
+            nbr_added += ids_.insert(ids[i]).added ? 1 : 0;
+        }
+        return nbr_added;
+    }
+
+private:
+    id_hash_set ids_;
+};
+
+// Runs `work(seen)` with an empty set for the IDs of `source` and `nbr_more` others. Whether there
+// is memory for one.
+template <class Source, class Work>
+bool with_set_for(const Source& source, std::size_t nbr_more, Work work) {
+    if (id_bits bits; bits.init(source)) {
+        work(bits);
+        return true;
+    }
+    id_set set;
+    if (!set.init(capped_sum(source.size(), nbr_more))) return false;
+    work(set);
+    return true;
+}
+
+void append(id_list& nodes, const unsigned int* ids, std::size_t n) {
+    const std::size_t old = nodes.size();
+    if (nodes.capacity() - old >= n) {
+        nodes.resize(old + n);
+        std::copy_n(ids, n, nodes.data() + old);
+        return;
+    }
+    for (std::size_t i = 0; i < n; ++i) nodes.push_back(ids[i]);
+}
+
+template <class Source>
+void append_unique(id_list& nodes, const Source& source, const id_list& skip) {
+    nodes.reserve(capped_sum(nodes.size(), source.size()), 1);
+    with_set_for(source, skip.size(), [&](auto& seen) {
+        // Without memory for all of `skip` it can't be told what to leave out.
+        if (!seen.add_all(skip)) return;
+        source.for_each_chunk([&](const unsigned int* ids, std::size_t n) {
+            std::array<unsigned int, chunk_size> added;
+            append(nodes, added.data(), seen.add(ids, n, added.data()));
+        });
+    });
+}
+
+// -1 when there is no memory for a set: the count that a set without the sentinel would give.
+template <class Source> int count_unique(const Source& source) {
+    std::size_t count = 0;
+    const bool counted = with_set_for(source, 0, [&](auto& seen) {
+        source.for_each_chunk([&](const unsigned int* ids, std::size_t n) {
+            std::array<unsigned int, chunk_size> added;
+            count += seen.add(ids, n, added.data());
+        });
+    });
+    return counted ? static_cast<int>(count) : -1;
+}
+
+} // namespace
+
+// NOLINTBEGIN(performance-unnecessary-value-param): a copied view costs one count
+int unique_indices(dense1D<unsigned int, 8>& nodes, const dense1D<unsigned int, 8>& ids,
+                   dense1D<unsigned int, 8> skip) {
+    if (!ids.empty()) append_unique(nodes, list_source{ids}, skip);
+    return 0;
+}
+
+int unique_indices(dense1D<unsigned int, 8>& nodes, const dense2D<unsigned int>& connect,
+                   dense1D<unsigned int, 8> skip) {
+    return unique_indices(nodes, &connect, &connect + 1, skip);
+}
+
+int unique_indices(dense1D<unsigned int, 8>& nodes, const dense2D<unsigned int>* begin,
+                   const dense2D<unsigned int>* end, dense1D<unsigned int, 8> skip) {
+    if (begin == end) return 0;
+    if (std::less<>()(end, begin)) return -3;
+    append_unique(nodes, range_source{begin, end}, skip);
+    return 0;
+}
+// NOLINTEND(performance-unnecessary-value-param)
+
+int count_unique_indices(const dense2D<unsigned int>& connect) {
+    return count_unique_indices(&connect, &connect + 1);
+}
+
+int count_unique_indices(const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end) {
+    if (begin == end) return 0;
+    if (std::less<>()(end, begin)) return -2;
+    return count_unique(range_source{begin, end});
+}
+
+} // namespace kv7::tessmaker
