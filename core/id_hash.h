@@ -4,14 +4,10 @@
 // behind them. A chain is linked by forward distances, so the block may move. An entry is live when
 // it bears the table's stamp, so clearing a table is raising its stamp. Keys are their own hash.
 //
-// One template serves sets, maps and multimaps. What the entries hold is told by `Held`:
+// One template serves sets and maps. What the entries hold is told by `Held`:
 //
 //   content       type of what an entry holds
-//   unique        whether a key stands in the table at most once
-//   key(content)  the key, an ID; only where `unique`
-//
-// A unique table grows by itself. A multimap appends to the chain of the hash that it is given,
-// never compares contents, and keeps the buckets that `init` made.
+//   key(content)  the key, an ID, which stands in the table at most once
 #ifndef TESSMAKER_CORE_ID_HASH_H
 #define TESSMAKER_CORE_ID_HASH_H
 
@@ -82,53 +78,39 @@ public:
 
     // Puts a content in. One whose key is there already is left alone and told. Invalidates
     // pointers to entries.
-    insertion insert(const content& held) requires(Held::unique) {
+    insertion insert(const content& held) {
         if (2 * nbr_buckets_ < count_ + 1 && !rebuild(count_ + 1)) return {};
-        return place(Held::key(held), held);
-    }
-
-    // Appends to the chain of bucket `hash % nbr_buckets()`. Invalidates pointers to entries.
-    insertion insert(std::uint64_t hash, const content& held) requires(!Held::unique) {
-        return place(hash, held);
+        return place(held);
     }
 
     // The content under a key, or null.
-    const content* find(unsigned int key) const requires(Held::unique) {
-        for (const entry* e = chain(key); e; e = next(e)) {
+    const content* find(unsigned int key) const {
+        if (entries_.empty()) return nullptr;
+        for (const entry* e = entries_.data() + bucket_of(key);; e += e->third) {
             if (is_live(*e) && Held::key(e->first) == key) return &e->first;
+            if (e->third == 0) return nullptr;
         }
-        return nullptr;
     }
-
-    // The chain of a bucket, in the order of insertion where nothing was cleared: its head, then
-    // the entry after another, null at the end. Entries that are not live are to be passed over.
-    entry* bucket(std::uint64_t b) { return entries_.empty() ? nullptr : entries_.data() + b; }
-    static entry* next(entry* e) { return e->third == 0 ? nullptr : e + e->third; }
-    static const entry* next(const entry* e) { return e->third == 0 ? nullptr : e + e->third; }
-    bool is_live(const entry& e) const { return e.second == stamp_; }
 
 private:
     // Beyond any memory, and still safe to convert.
     static constexpr double most_overflow = 1e18;
 
-    template <class Hash> std::uint64_t bucket_of(Hash hash) const {
-        // Bucket counts fit in 32 bits, and so short keys need no long division.
-        return hash % static_cast<Hash>(nbr_buckets_);
+    bool is_live(const entry& e) const { return e.second == stamp_; }
+
+    // Bucket counts fit in 32 bits, and so keys need no long division.
+    unsigned int bucket_of(unsigned int key) const {
+        return key % static_cast<unsigned int>(nbr_buckets_);
     }
 
-    const entry* chain(unsigned int key) const {
-        return entries_.empty() ? nullptr : entries_.data() + bucket_of(key);
-    }
-
-    template <class Hash> insertion place(Hash hash, const content& held) {
+    insertion place(const content& held) {
         if (entries_.empty()) return {};
-        entry* e = entries_.data() + bucket_of(hash);
+        const unsigned int key = Held::key(held);
+        entry* e = entries_.data() + bucket_of(key);
         entry* free = nullptr;
         while (true) {
             if (is_live(*e)) {
-                if constexpr (Held::unique) {
-                    if (Held::key(e->first) == hash) return {&e->first, false};
-                }
+                if (Held::key(e->first) == key) return {&e->first, false};
             } else if (!free) {
                 free = e;
             }
@@ -159,7 +141,7 @@ private:
         id_hash_table larger;
         if (!larger.init(nbr_keys, nbr_keys)) return false;
         for (const entry& e : std::as_const(entries_)) {
-            if (is_live(e) && !larger.place(Held::key(e.first), e.first).place) return false;
+            if (is_live(e) && !larger.place(e.first).place) return false;
         }
         entries_ = larger.entries_;
         nbr_buckets_ = larger.nbr_buckets_;
@@ -175,13 +157,11 @@ private:
 
 struct held_id {
     using content = unsigned int;
-    static constexpr bool unique = true;
     static unsigned int key(content id) { return id; }
 };
 
 struct held_id_and_value {
     using content = std::pair<unsigned int, unsigned int>;
-    static constexpr bool unique = true;
     static unsigned int key(const content& held) { return held.first; }
 };
 

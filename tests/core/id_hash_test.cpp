@@ -15,12 +15,6 @@ namespace {
 
 using content = std::pair<unsigned int, unsigned int>;
 
-struct held_column {
-    using content = unsigned int;
-    static constexpr bool unique = false;
-};
-using column_multimap = id_hash_table<held_column>;
-
 id_hash_set::insertion insert(id_hash_set& set, unsigned int key) { return set.insert(key); }
 
 // Keys spread over all IDs, close to each other, or all of one bucket for many bucket counts.
@@ -176,27 +170,6 @@ TEST(id_hash_map, holds_what_a_map_holds) {
         }
         ASSERT_EQ(map.count(), expected.size());
         for (const auto& [key, value] : expected) ASSERT_EQ(*map.find(key), (content{key, value}));
-    }
-}
-
-TEST(id_hash_multimap, keeps_every_content_of_a_hash_in_the_order_of_insertion) {
-    test::random_source random(3);
-    column_multimap multimap;
-    ASSERT_TRUE(multimap.init(500, 97));
-    std::map<std::uint64_t, std::vector<unsigned int>> expected;
-    for (unsigned int k = 0; k < 500; ++k) {
-        const std::uint64_t hash = random.one_in(2) ? random.draw() : random.below(20);
-        ASSERT_NE(multimap.insert(hash, k).place, nullptr);
-        expected[hash % 97].push_back(k);
-    }
-    EXPECT_EQ(multimap.count(), 500U);
-    EXPECT_EQ(multimap.nbr_buckets(), 97U);
-    for (std::uint64_t b = 0; b < 97; ++b) {
-        std::vector<unsigned int> chain;
-        for (auto* e = multimap.bucket(b); e; e = column_multimap::next(e)) {
-            if (multimap.is_live(*e)) chain.push_back(e->first);
-        }
-        EXPECT_EQ(chain, expected[b]);
     }
 }
 
