@@ -67,6 +67,7 @@ int read_node(std::string_view line, dense2D<double>& pos) {
     place_by_id(pos, id);
     if (id > pos.cols()) return out_of_memory;
     double* const p = pos.column(id - 1);
+    // A number ends at a comma as well as at the end of the line.
     for (std::size_t i = 0; i < 3; ++i) p[i] = to_real(fields[11 + i].data());
     return 0;
 }

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing: scripts/setup.sh [GROUP...]. Building and testing
-# need small packages only; a group adds those of one more script. Where nothing is missing it does
-# nothing, and needs neither root nor network.
+# need small packages only; a group adds those of one more script, `locale` what a few tests are
+# skipped without. Where nothing is missing it does nothing, and needs neither root nor network.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 # "package=tool" and "package=name.pc" let a tool or library count that came by another way.
@@ -11,6 +11,7 @@ declare -A packages=(
     [tidy]="clang=clang++ clang-tidy"
     [fuzz]="clang=clang++ libclang-rt-14-dev"
     [docs]="doxygen"
+    [locale]="locales=locale-gen"
     [mutate]="python3"
     [pictures]="python3-matplotlib"
     [interop]="python3 gmsh admesh openscad libmetis-dev python3-vtk9 python3-meshio assimp-utils=assimp"
@@ -29,7 +30,7 @@ present() {
 missing=()
 for group in build "$@"; do
     if [ -z "${packages[$group]:-}" ]; then
-        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [docs] [mutate] [pictures] [interop] [bench]" >&2
+        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [docs] [locale] [mutate] [pictures] [interop] [bench]" >&2
         exit 2
     fi
     for entry in ${packages[$group]}; do
