@@ -28,14 +28,14 @@ public:
     bool read(std::FILE* file) {
         const bool found = read_text_line(buffer_, file);
         text_ = found ? std::string_view(buffer_) : std::string_view();
-        has_comma_ = text_.find(',') != text_.npos;
+        has_comma_ = text_.find(',') != std::string_view::npos;
         return found;
     }
 
     // The text up to the first null character, with the line ending.
     std::string_view text() const { return text_; }
     bool has_comma() const { return has_comma_; }
-    bool has_star() const { return text_.find('*') != text_.npos; }
+    bool has_star() const { return text_.find('*') != std::string_view::npos; }
     // Of the first 80 columns, as if blanks followed the line; shorter where it ends.
     std::string_view columns(std::size_t begin, std::size_t width) const {
         return begin < text_.size() ? text_.substr(begin, width) : std::string_view();
@@ -222,7 +222,7 @@ card_line nastran_card_large(const deck_line& line, card& c) {
     const std::string_view word = keyword_of(line);
     const std::size_t star = word.find('*');
     const std::size_t n = add_integers(line, nastran_large_fields, c);
-    const bool has_starred_name = star != 0 && star != word.npos;
+    const bool has_starred_name = star != 0 && star != std::string_view::npos;
     return {word.substr(0, star), n, has_starred_name || is_marked(line, nastran_large_fields)};
 }
 
