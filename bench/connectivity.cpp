@@ -6,13 +6,12 @@
 #include <cstddef>
 #include <cstdlib>
 #include <map>
-#include <numeric>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "tessmaker/connectivity.h"
 #include "tessmaker/repair.h"
+#include "typed_mesh.h"
 
 #ifdef TESSMAKER_HAVE_METIS
 #include <metis.h>
@@ -37,11 +36,7 @@ using kv7::dense2D;
 using kv7::element_type;
 namespace tm = kv7::tessmaker;
 
-struct mesh {
-    dense2D<double> pos;
-    dense2D<unsigned int> connect;
-    element_type type = kv7::ET_UNKNOWN;
-};
+using mesh = bench::typed_mesh;
 
 // A block of nx by ny by nz cells, each of them cut into elements that are given by corners of the
 // cell: bit d of a corner is its side along axis d.
@@ -78,35 +73,13 @@ mesh block(unsigned int nx, unsigned int ny, unsigned int nz, element_type type,
     return m;
 }
 
-std::vector<unsigned int> random_order(std::size_t n, std::mt19937_64& random) {
-    std::vector<unsigned int> order(n);
-    std::iota(order.begin(), order.end(), 0U);
-    std::shuffle(order.begin(), order.end(), random);
-    return order;
-}
-
-mesh shuffle(const mesh& source) {
-    std::mt19937_64 random(1);
-    const std::vector<unsigned int> node = random_order(source.pos.cols(), random);
-    const std::vector<unsigned int> column = random_order(source.connect.cols(), random);
-    mesh m{dense2D<double>(3, source.pos.cols()),
-           dense2D<unsigned int>(source.connect.rows(), source.connect.cols()), source.type};
-    for (std::size_t n = 0; n < node.size(); ++n)
-        std::copy_n(source.pos.column(n), 3, m.pos.column(node[n]));
-    for (std::size_t e = 0; e < column.size(); ++e) {
-        for (std::size_t r = 0; r < source.connect.rows(); ++r)
-            m.connect(r, column[e]) = node[source.connect(r, e)];
-    }
-    return m;
-}
-
 // The meshes by name, made on first use.
 const mesh& mesh_of(const std::string& name) {
     static std::map<std::string, mesh> made;
     const auto found = made.find(name);
     if (found != made.end()) return found->second;
     const std::string shape = name.substr(0, name.find('_'));
-    if (name != shape + "_natural") return made[name] = shuffle(mesh_of(shape + "_natural"));
+    if (name != shape + "_natural") return made[name] = bench::shuffle(mesh_of(shape + "_natural"));
     if (shape == "triangles")
         return made[name] = block(1000, 500, 0, kv7::ET_TRIA3, {{0, 1, 3}, {0, 3, 2}});
     if (shape == "hexahedra")

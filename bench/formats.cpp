@@ -2,15 +2,13 @@
 // tinyobjloader and OpenMesh.
 #include <benchmark/benchmark.h>
 
-#include <unistd.h>
-
 #include <cmath>
 #include <cstddef>
-#include <filesystem>
 #include <numbers>
 #include <string>
 
 #include "tessmaker/formats.h"
+#include "work_folder.h"
 
 #ifdef TESSMAKER_HAVE_OPENMESH
 #include <OpenMesh/Core/IO/MeshIO.hh>
@@ -61,38 +59,21 @@ mesh torus(unsigned int nbr_around, unsigned int nbr_across) {
     return m;
 }
 
-// A folder of its own, in memory where the system has such a place, with the torus in all variants.
-class work_folder {
+// The torus in all variants.
+class surface_files : public bench::work_folder {
 public:
-    work_folder() : surface(torus(1000, 500)) {
-        std::filesystem::create_directories(folder_);
+    surface_files() {
         kv7::tessmaker::STL_output(path("text.stl").c_str(), surface.pos, surface.connect, true);
         kv7::tessmaker::STL_output(path("binary.stl").c_str(), surface.pos, surface.connect, false);
         kv7::tessmaker::WavefrontOBJ_output(path("surface.obj").c_str(), surface.pos,
                                             surface.connect, kv7::ET_TRIA3);
     }
-    ~work_folder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
-    }
-    work_folder(const work_folder&) = delete;
-    work_folder& operator=(const work_folder&) = delete;
 
-    std::string path(const char* name) const { return (folder_ / name).string(); }
-
-    const mesh surface;
-
-private:
-    static std::filesystem::path base() {
-        return std::filesystem::is_directory("/dev/shm") ? "/dev/shm"
-                                                         : std::filesystem::temp_directory_path();
-    }
-
-    std::filesystem::path folder_ = base() / ("tessmaker_bench_" + std::to_string(getpid()));
+    const mesh surface = torus(1000, 500);
 };
 
-const work_folder& files() {
-    static const work_folder instance;
+const surface_files& files() {
+    static const surface_files instance;
     return instance;
 }
 

@@ -11,13 +11,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
-#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "tessmaker/quality.h"
 #include "tessmaker/repair.h"
+#include "typed_mesh.h"
 
 #ifdef TESSMAKER_HAVE_VTK
 #include <vtkCellArray.h>
@@ -48,11 +48,7 @@ using kv7::dense2D;
 using kv7::element_type;
 namespace tm = kv7::tessmaker;
 
-struct mesh {
-    dense2D<double> pos;
-    dense2D<unsigned int> connect;
-    element_type type = kv7::ET_UNKNOWN;
-};
+using mesh = bench::typed_mesh;
 
 // A block of nx by ny by nz cells, each of them cut into elements that are given by corners of the
 // cell: bit d of a corner is its side along axis d.
@@ -119,28 +115,6 @@ mesh make(const block& b) {
     return m;
 }
 
-std::vector<unsigned int> random_order(std::size_t n, std::mt19937_64& random) {
-    std::vector<unsigned int> order(n);
-    std::iota(order.begin(), order.end(), 0U);
-    std::shuffle(order.begin(), order.end(), random);
-    return order;
-}
-
-mesh shuffle(const mesh& source) {
-    std::mt19937_64 random(1);
-    const std::vector<unsigned int> node = random_order(source.pos.cols(), random);
-    const std::vector<unsigned int> column = random_order(source.connect.cols(), random);
-    mesh m{dense2D<double>(3, source.pos.cols()),
-           dense2D<unsigned int>(source.connect.rows(), source.connect.cols()), source.type};
-    for (std::size_t n = 0; n < node.size(); ++n)
-        std::copy_n(source.pos.column(n), 3, m.pos.column(node[n]));
-    for (std::size_t e = 0; e < column.size(); ++e) {
-        for (std::size_t r = 0; r < source.connect.rows(); ++r)
-            m.connect(r, column[e]) = node[source.connect(r, e)];
-    }
-    return m;
-}
-
 // The mesh of a name, "SHAPE_natural" or "SHAPE_shuffled". The one of the last call is kept:
 // benchmarks on one mesh follow each other.
 const mesh& mesh_of(const std::string& name) {
@@ -151,7 +125,7 @@ const mesh& mesh_of(const std::string& name) {
     const auto b = std::find_if(blocks().begin(), blocks().end(),
                                 [&shape](const block& each) { return each.name == shape; });
     kept = make(*b);
-    if (name != shape + "_natural") kept = shuffle(kept);
+    if (name != shape + "_natural") kept = bench::shuffle(kept);
     kept_name = name;
     return kept;
 }

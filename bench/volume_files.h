@@ -2,15 +2,11 @@
 #ifndef TESSMAKER_BENCH_VOLUME_FILES_H
 #define TESSMAKER_BENCH_VOLUME_FILES_H
 
-#include <unistd.h>
-
 #include <cmath>
 #include <cstddef>
-#include <filesystem>
-#include <string>
-#include <system_error>
 
 #include "tessmaker/containers.h"
+#include "work_folder.h"
 
 #ifdef TESSMAKER_HAVE_GMSH
 #include <gmsh.h>
@@ -57,32 +53,13 @@ inline mesh block(unsigned int side) {
     return m;
 }
 
-// A folder of its own, in memory where the system has such a place, and the block.
-class work_folder {
+class volume_files : public work_folder {
 public:
-    work_folder() : volume(block(55)) { std::filesystem::create_directories(folder_); }
-    ~work_folder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
-    }
-    work_folder(const work_folder&) = delete;
-    work_folder& operator=(const work_folder&) = delete;
-
-    std::string path(const char* name) const { return (folder_ / name).string(); }
-
-    const mesh volume;
-
-private:
-    static std::filesystem::path base() {
-        return std::filesystem::is_directory("/dev/shm") ? "/dev/shm"
-                                                         : std::filesystem::temp_directory_path();
-    }
-
-    std::filesystem::path folder_ = base() / ("tessmaker_bench_" + std::to_string(getpid()));
+    const mesh volume = block(55);
 };
 
-inline const work_folder& files() {
-    static const work_folder instance;
+inline const volume_files& files() {
+    static const volume_files instance;
     return instance;
 }
 
