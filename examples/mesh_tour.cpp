@@ -359,8 +359,8 @@ void write_stl(const std::string& filename, const mesh_data& m, bool text) {
 std::vector<std::string> write_all(const std::string& prefix, bool is_stl, const mesh_data& m,
                                    const corner_mesh& elements, const dense1D<double>& qualities,
                                    const size_report& sizes, const welding& report) {
-    const std::vector<std::string> names{prefix + ".vtk", prefix + ".mesh", prefix + ".bb",
-                                         prefix + ".nas", prefix + ".stl"};
+    std::vector<std::string> names{prefix + ".vtk", prefix + ".mesh", prefix + ".bb",
+                                   prefix + ".nas", prefix + ".stl"};
     write_vtk(names[0], m, elements, qualities, sizes);
     write_mesh(names[1], m);
     if (kv7::tessmaker::medit_scalar(names[2].c_str(), 3, sizes.after) < 0) {
