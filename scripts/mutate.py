@@ -58,7 +58,7 @@ NOT_CODE = re.compile(
       |\bstatic_assert\b.*?;""",
     re.DOTALL | re.MULTILINE | re.VERBOSE)
 SKIPPED_LINE = re.compile(
-    r"\b(?:reserve|prefetch\w*|template|using|typename|requires|operator|friend|namespace|class|struct"
+    r"\b(?:reserve|\w*prefetch|template|using|typename|requires|operator|friend|namespace|class|struct"
     r"|enum|extern|public|private)\b")
 
 
@@ -466,9 +466,9 @@ def main():
 
     for folder in (TREE, OBJECTS):
         folder.mkdir(parents=True, exist_ok=True)
-    copy_tree()
     build = None
     if not arguments.report:
+        copy_tree()
         for command in (["cmake", "--preset", "dev", "-DTESSMAKER_INTEROP=OFF"],
                         ["cmake", "--build", "build/dev", "-j1", "--target", *PROGRAMS]):
             done = subprocess.run(command, cwd=TREE, capture_output=True, text=True, check=False)
@@ -504,10 +504,7 @@ def main():
                 output.write(json.dumps(result) + "\n")
             print(f"{len(counted) + 1:4} {result['verdict']:16} {mutant['file']}:{mutant['line']} "
                   f"{result['by']}\n     {mutant['after']}", flush=True)
-        if not result:
-            break
-        result["line"] = mutant["line"]
-        counts = result["verdict"] in ("killed", "survived")
+        counts = bool(result) and result["verdict"] in ("killed", "survived")
         if counts:
             counted.append(result)
     report(counted)

@@ -789,6 +789,15 @@ TYPED_TEST(metric_algebra, bounds_that_cut_clamp_each_size_in_its_direction) {
     }
 }
 
+TYPED_TEST(metric_algebra, an_hmax_not_above_0_leaves_the_lower_bound_alone_in_force) {
+    constexpr std::size_t N = TypeParam::n;
+    for (const double none : {0.0, -0.0, -1.0}) {
+        metric<N> M = isotropic<N>(4.0);
+        ASSERT_EQ(bound_metric(M, 1.0, none), 0);
+        EXPECT_LE(distance<N>(M, isotropic<N>(1.0)), 1e-14) << none;
+    }
+}
+
 TYPED_TEST(metric_algebra, hmax_wins_over_a_larger_hmin) {
     constexpr std::size_t N = TypeParam::n;
     for (const double h : {0.1, 1.5, 7.0}) {
