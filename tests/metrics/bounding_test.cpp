@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "metrics/nodal_fields.h"
 #include "metrics/plain_bounding.h"
 #include "metrics/random_metrics.h"
 #include "support/memory_failure.h"
@@ -66,6 +67,14 @@ struct two_nodes {
 };
 
 // Arguments
+
+TEST(bounding, a_size_must_change_by_more_than_its_least_factor) {
+    using sizes = kv7::tessmaker::size_field<2>;
+    EXPECT_FALSE(sizes::is_change(1.0, smallest_change));
+    EXPECT_FALSE(sizes::is_change(smallest_change, 1.0));
+    EXPECT_TRUE(sizes::is_change(1.0, std::nextafter(smallest_change, 2.0)));
+    EXPECT_TRUE(sizes::is_change(std::nextafter(smallest_change, 2.0), 1.0));
+}
 
 TEST(bounding, nothing_to_do_is_zero_before_any_check) {
     const dense2D<double> wrong = points({{0, 0, 0, 0}});
