@@ -1,12 +1,12 @@
 // Any bytes as a NASTRAN deck: what is read is what a plain reader reads, and what is written of it
 // is what a plain writer writes.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -63,7 +63,8 @@ template <class T> bool equal(const dense1D<T, 8>& list, const std::vector<T>& e
 
 // To the bit, and the same for all that is not a number.
 bool equal(double x, double y) {
-    return std::memcmp(&x, &y, sizeof x) == 0 || (std::isnan(x) && std::isnan(y));
+    return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y) ||
+           (std::isnan(x) && std::isnan(y));
 }
 
 bool equal(const dense2D<unsigned int>& a, const dense2D<unsigned int>& b) {

@@ -374,7 +374,7 @@ TEST(femap_output, a_run_needs_the_rows_of_its_type_and_no_absent_node) {
             const scratch_stream stream;
             EXPECT_EQ(FEMAP_output(stream.get(), one_point, connect, type), good ? 0 : -3)
                 << t << ' ' << r;
-            EXPECT_EQ(stream.contents() == "", !good) << t << ' ' << r;
+            EXPECT_EQ(stream.contents().empty(), !good) << t << ' ' << r;
         }
     }
 }
