@@ -26,7 +26,8 @@ using type_counts = std::array<std::size_t, 23>;
 
 type_counts count_types(const mesh_data& m) {
     type_counts counts{};
-    for_each_element(m, [&](element_type type, unsigned int) { ++counts[type]; });
+    for_each_element(
+        m, [&](element_type type, unsigned int) { ++counts[static_cast<std::size_t>(type)]; });
     return counts;
 }
 

@@ -298,7 +298,7 @@ inline mesh_data written_runs(const mesh_data& m, const type_map& written_as) {
     kv7::dense1D<unsigned int> kept;
     kv7::element_type last = kv7::ET_UNKNOWN;
     for_each_element(m, [&](kv7::element_type type, unsigned int c) {
-        const kv7::element_type as = written_as[type];
+        const kv7::element_type as = written_as[static_cast<std::size_t>(type)];
         if (as == kv7::ET_UNKNOWN) return;
         if (as != last) {
             if (last != kv7::ET_UNKNOWN) {
