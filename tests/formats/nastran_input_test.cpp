@@ -1473,7 +1473,7 @@ TEST(nastran_input_as_the_plain_reader, on_lines_of_every_length_around_the_limi
                                  "ENDDATA\n"};
     for (const std::string& text : cards) {
         const std::string line = text.substr(0, text.size() - 1);
-        for (const std::size_t limit : {80, 255, 510}) {
+        for (const std::size_t limit : {80U, 255U, 510U}) {
             for (std::size_t length = limit - 10; length <= limit + 4; ++length) {
                 if (length < line.size()) continue;
                 for (const char fill : {' ', 'x', ',', '*', '1'}) {
