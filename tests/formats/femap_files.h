@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "formats/plain_writers.h"
+#include "formats/run_files.h"
 #include "formats/scratch_files.h"
 #include "repair/random_meshes.h"
 #include "support/memory_failure.h"
@@ -23,56 +24,19 @@
 
 namespace test {
 
-using id_lists = std::vector<std::vector<unsigned int>>;
-using number_lists = std::vector<std::vector<double>>;
-
-// The outputs of the full form. They hold something before they are read into.
-struct femap_arrays {
-    int code = 12345;
-    dense2D<double> pos = dense2D<double>(2, 5, 7.0);
-    dense2D<unsigned int> connect = dense2D<unsigned int>(9, 4, 7U);
-    dense1D<unsigned int> indices{7U, 7U, 7U};
-    dense1D<int> types{7, 7};
-    dense1D<unsigned int> pids{7U};
-
-    template <class File> void read(File* file) {
-        code = kv7::tessmaker::FEMAP_input(file, pos, connect, indices, types, pids);
+struct femap_functions {
+    template <class... Arguments> static int input(Arguments&&... arguments) {
+        return kv7::tessmaker::FEMAP_input(arguments...);
+    }
+    template <class... Arguments> static int output(const Arguments&... arguments) {
+        return kv7::tessmaker::FEMAP_output(arguments...);
     }
 };
+using femap_arrays = run_arrays<femap_functions>;
+using femap_one_connectivity = one_connectivity_of<femap_functions>;
+using femap_two_connectivities = two_connectivities_of<femap_functions>;
 
-struct femap_one_connectivity {
-    int code = 12345;
-    dense2D<double> pos = dense2D<double>(2, 5, 7.0);
-    dense2D<unsigned int> connect = dense2D<unsigned int>(9, 4, 7U);
-    kv7::element_type type = kv7::ET_QUAD9;
-
-    template <class File> void read(File* file) {
-        code = kv7::tessmaker::FEMAP_input(file, pos, connect, type);
-    }
-};
-
-struct femap_two_connectivities {
-    int code = 12345;
-    dense2D<double> pos = dense2D<double>(2, 5, 7.0);
-    dense2D<unsigned int> connect1 = dense2D<unsigned int>(1, 1, 71U);
-    dense2D<unsigned int> connect2 = dense2D<unsigned int>(1, 1, 72U);
-    kv7::element_type type1 = kv7::ET_QUAD9;
-    kv7::element_type type2 = kv7::ET_PYRA14;
-
-    template <class File> void read(File* file) {
-        code = kv7::tessmaker::FEMAP_input(file, pos, connect1, connect2, type1, type2);
-    }
-};
-
-template <class Result> Result read_femap_as(const std::string& text) {
-    const scratch_stream stream(text);
-    Result result;
-    result.read(stream.get());
-    return result;
-}
-inline femap_arrays read_femap(const std::string& text) {
-    return read_femap_as<femap_arrays>(text);
-}
+inline femap_arrays read_femap(const std::string& text) { return read_as<femap_arrays>(text); }
 
 // ---- What files are made of
 

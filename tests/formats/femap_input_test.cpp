@@ -72,7 +72,7 @@ TEST(femap_input, a_file_without_known_blocks_has_one_empty_run) {
 }
 
 TEST(femap_input, an_empty_file_leaves_two_connectivities_untouched) {
-    const auto two = read_femap_as<femap_two_connectivities>("");
+    const auto two = read_as<femap_two_connectivities>("");
     EXPECT_EQ(two.code, 0);
     EXPECT_TRUE(two.pos.empty());
     EXPECT_EQ(list(two.connect1), (id_lists{{71}}));
@@ -82,7 +82,7 @@ TEST(femap_input, an_empty_file_leaves_two_connectivities_untouched) {
 }
 
 TEST(femap_input, an_empty_file_makes_the_type_of_one_connectivity_unknown) {
-    const auto one = read_femap_as<femap_one_connectivity>("");
+    const auto one = read_as<femap_one_connectivity>("");
     EXPECT_EQ(one.code, 0);
     EXPECT_TRUE(one.pos.empty());
     EXPECT_TRUE(one.connect.empty());
@@ -357,8 +357,8 @@ TEST(femap_input, an_absurd_node_number_is_memory_that_fails_at_once) {
             elements(triangle) + nodes(femap_node("2", "2.") + femap_node(id) + femap_node("3"));
         const auto start = std::chrono::steady_clock::now();
         const femap_arrays result = read_femap(text);
-        const auto one = read_femap_as<femap_one_connectivity>(text);
-        const auto two = read_femap_as<femap_two_connectivities>(text);
+        const auto one = read_as<femap_one_connectivity>(text);
+        const auto two = read_as<femap_two_connectivities>(text);
         const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
         EXPECT_EQ(result.code, -199) << id;
         EXPECT_EQ(list(result.pos), (number_lists{{0, 0, 0}, {2, 0, 0}})) << id;
@@ -427,7 +427,7 @@ TEST(femap_input, each_topology_has_its_type_and_its_slots) {
         EXPECT_EQ(list(full.types), std::vector<int>{type}) << topology;
         EXPECT_EQ(list(full.indices), (ids{0, 1})) << topology;
         EXPECT_EQ(list(full.pids), ids{33}) << topology;
-        const auto one = read_femap_as<femap_one_connectivity>(text);
+        const auto one = read_as<femap_one_connectivity>(text);
         EXPECT_EQ(one.type, type);
         EXPECT_EQ(list(one.connect), id_lists{column});
     }
@@ -603,26 +603,26 @@ TEST(femap_input, elements_of_unknown_topology_go_and_confuse_the_runs) {
 // ---- One and two connectivities
 
 TEST(femap_input, one_connectivity_of_several_types_is_unknown) {
-    const auto one = read_femap_as<femap_one_connectivity>(elements(triangle + quadrangle));
+    const auto one = read_as<femap_one_connectivity>(elements(triangle + quadrangle));
     EXPECT_EQ(one.code, 0);
     EXPECT_EQ(one.type, ET_UNKNOWN);
     EXPECT_EQ(list(one.connect), (id_lists{{0, 1, 2, none}, {0, 1, 2, 3}}));
     // Of one type in two runs as well, and of none that is known.
-    EXPECT_EQ(read_femap_as<femap_one_connectivity>(elements(triangle + bar + triangle)).type,
+    EXPECT_EQ(read_as<femap_one_connectivity>(elements(triangle + bar + triangle)).type,
               ET_UNKNOWN);
-    EXPECT_EQ(read_femap_as<femap_one_connectivity>(elements(unknown + triangle)).type, ET_UNKNOWN);
-    EXPECT_EQ(read_femap_as<femap_one_connectivity>(elements(unknown)).type, ET_UNKNOWN);
+    EXPECT_EQ(read_as<femap_one_connectivity>(elements(unknown + triangle)).type, ET_UNKNOWN);
+    EXPECT_EQ(read_as<femap_one_connectivity>(elements(unknown)).type, ET_UNKNOWN);
 }
 
 TEST(femap_input, one_connectivity_has_no_type_after_a_failure) {
-    const auto one = read_femap_as<femap_one_connectivity>("404\n" + triangle + "1,2\n");
+    const auto one = read_as<femap_one_connectivity>("404\n" + triangle + "1,2\n");
     EXPECT_EQ(one.code, -102);
     EXPECT_EQ(one.type, ET_UNKNOWN);
     EXPECT_EQ(list(one.connect), (id_lists{{0, 1, 2}}));
 }
 
 TEST(femap_input, two_connectivities_are_the_first_two_runs) {
-    const auto two = read_femap_as<femap_two_connectivities>(
+    const auto two = read_as<femap_two_connectivities>(
         nodes(femap_node("1", "5.")) + elements(bar + bar + quadrangle + femap_element(1, 5, {1})));
     EXPECT_EQ(two.code, 0);
     EXPECT_EQ(list(two.pos), (number_lists{{5, 0, 0}}));
@@ -635,7 +635,7 @@ TEST(femap_input, two_connectivities_are_the_first_two_runs) {
 }
 
 TEST(femap_input, a_single_run_leaves_the_second_connectivity_untouched) {
-    const auto two = read_femap_as<femap_two_connectivities>(elements(triangle));
+    const auto two = read_as<femap_two_connectivities>(elements(triangle));
     EXPECT_EQ(two.type1, ET_TRIA3);
     EXPECT_EQ(list(two.connect1), (id_lists{{0, 1, 2}}));
     EXPECT_EQ(two.type2, ET_PYRA14);
@@ -643,8 +643,7 @@ TEST(femap_input, a_single_run_leaves_the_second_connectivity_untouched) {
 }
 
 TEST(femap_input, an_empty_first_run_leaves_the_first_connectivity_untouched) {
-    const auto two =
-        read_femap_as<femap_two_connectivities>(elements(triangle + unknown + quadrangle));
+    const auto two = read_as<femap_two_connectivities>(elements(triangle + unknown + quadrangle));
     EXPECT_EQ(two.code, 0);
     EXPECT_EQ(two.type1, ET_QUAD9);
     EXPECT_EQ(list(two.connect1), (id_lists{{71}}));
@@ -653,8 +652,8 @@ TEST(femap_input, an_empty_first_run_leaves_the_first_connectivity_untouched) {
 }
 
 TEST(femap_input, two_connectivities_stay_untouched_after_a_failure) {
-    const auto two = read_femap_as<femap_two_connectivities>(
-        nodes(femap_node("1", "5.")) + "404\n" + triangle + quadrangle + "1,2\n");
+    const auto two = read_as<femap_two_connectivities>(nodes(femap_node("1", "5.")) + "404\n" +
+                                                       triangle + quadrangle + "1,2\n");
     EXPECT_EQ(two.code, -102);
     EXPECT_EQ(list(two.pos), (number_lists{{5, 0, 0}}));
     EXPECT_EQ(list(two.connect1), (id_lists{{71}}));

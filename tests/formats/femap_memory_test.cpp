@@ -96,7 +96,7 @@ TEST(femap_memory, input_of_all_runs) {
 }
 
 TEST(femap_memory, input_of_one_connectivity) {
-    const auto whole = read_femap_as<femap_one_connectivity>(large_file());
+    const auto whole = read_as<femap_one_connectivity>(large_file());
     fail_reading<femap_one_connectivity>(large_file(),
                                          [&](bool failed, const femap_one_connectivity& one) {
                                              if (one.code != 0) {
@@ -110,7 +110,7 @@ TEST(femap_memory, input_of_one_connectivity) {
 }
 
 TEST(femap_memory, input_of_two_connectivities) {
-    const auto whole = read_femap_as<femap_two_connectivities>(large_file());
+    const auto whole = read_as<femap_two_connectivities>(large_file());
     fail_reading<femap_two_connectivities>(
         large_file(), [&](bool failed, const femap_two_connectivities& two) {
             if (two.code != 0) {

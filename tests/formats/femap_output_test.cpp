@@ -32,23 +32,9 @@ std::string data_file(const std::string& name) {
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-// What the stream and the file of one set of arguments hold. The file overload leaves its stream
-// open, with data in it.
 template <class... Arguments>
 std::string written(int expected_code, const Arguments&... arguments) {
-    const scratch_stream stream;
-    EXPECT_EQ(FEMAP_output(stream.get(), arguments...), expected_code);
-    const std::string bytes = stream.contents();
-    const scratch_file file("older contents");
-    const std::size_t nbr_open = nbr_open_files();
-    EXPECT_EQ(FEMAP_output(file.name(), arguments...), expected_code);
-    EXPECT_EQ(nbr_open_files(), nbr_open + 1);
-    std::fflush(nullptr);
-    EXPECT_EQ(file.contents(), bytes);
-    if (expected_code != 0) {
-        EXPECT_EQ(bytes, "");
-    }
-    return bytes;
+    return written_runs<femap_functions>(expected_code, arguments...);
 }
 
 const dense2D<double> one_point = points({{1.5, -0.00225, 0}});
@@ -436,15 +422,14 @@ TEST(femap_output, a_full_disk_passes_unnoticed) {
 
 TEST(femap_output, a_tetrahedron_reads_back_in_its_order) {
     const auto connect = connectivity({{6, 7, 8, 9}, {3, 2, 1, 0}});
-    const auto one =
-        read_femap_as<femap_one_connectivity>(written(0, one_point, connect, ET_TETRA4));
+    const auto one = read_as<femap_one_connectivity>(written(0, one_point, connect, ET_TETRA4));
     EXPECT_EQ(one.code, 0);
     EXPECT_EQ(one.type, ET_TETRA4);
     EXPECT_EQ(list(one.connect), list(connect));
 }
 
 TEST(femap_output, six_node_triangles_read_back_with_corners_off_by_one) {
-    const auto one = read_femap_as<femap_one_connectivity>(
+    const auto one = read_as<femap_one_connectivity>(
         written(0, one_point, connectivity({{0, 1, 2, 3, 4, 5}}), ET_TRIA6));
     EXPECT_EQ(one.type, ET_TRIA6);
     EXPECT_EQ(list(one.connect), (id_lists{{none, 0, 1, 3, 4, 5}}));
@@ -457,7 +442,7 @@ TEST(femap_output, every_other_type_reads_back_as_it_was) {
         const dense2D<unsigned int> connect =
             array_of({counted(0, nbr_nodes(type)), counted(100, nbr_nodes(type))}, nbr_nodes(type));
         const dense2D<double> pos = points({{1.5, -0.25, 0}, {1e6, 0, 0.125}});
-        const auto one = read_femap_as<femap_one_connectivity>(written(0, pos, connect, type));
+        const auto one = read_as<femap_one_connectivity>(written(0, pos, connect, type));
         EXPECT_EQ(one.code, 0);
         EXPECT_EQ(one.type, type);
         EXPECT_EQ(list(one.connect), list(connect)) << t;

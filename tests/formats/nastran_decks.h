@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "formats/plain_nastran.h"
+#include "formats/run_files.h"
 #include "formats/scratch_files.h"
 #include "repair/random_meshes.h"
 #include "support/memory_failure.h"
@@ -18,66 +19,19 @@
 
 namespace test {
 
-using id_lists = std::vector<std::vector<unsigned int>>;
-using number_lists = std::vector<std::vector<double>>;
-
-// The outputs of the full form. They hold something before they are read into.
-struct deck_arrays {
-    int code = 12345;
-    dense2D<double> pos = dense2D<double>(2, 5, 7.0);
-    dense2D<unsigned int> connect = dense2D<unsigned int>(9, 4, 7U);
-    dense1D<unsigned int> indices{7U, 7U, 7U};
-    dense1D<int> types{7, 7};
-    dense1D<unsigned int> pids{7U};
-
-    void read(std::FILE* file) {
-        code = kv7::tessmaker::NASTRAN_input(file, pos, connect, indices, types, pids);
+struct nastran_functions {
+    template <class... Arguments> static int input(Arguments&&... arguments) {
+        return kv7::tessmaker::NASTRAN_input(arguments...);
     }
-    void read(const char* filename) {
-        code = kv7::tessmaker::NASTRAN_input(filename, pos, connect, indices, types, pids);
-    }
-    bool all_empty() const {
-        return pos.empty() && connect.empty() && indices.empty() && types.empty() && pids.empty();
+    template <class... Arguments> static int output(const Arguments&... arguments) {
+        return kv7::tessmaker::NASTRAN_output(arguments...);
     }
 };
+using deck_arrays = run_arrays<nastran_functions>;
+using one_connectivity = one_connectivity_of<nastran_functions>;
+using two_connectivities = two_connectivities_of<nastran_functions>;
 
-inline deck_arrays read_deck(const std::string& text) {
-    const scratch_stream stream(text);
-    deck_arrays deck;
-    deck.read(stream.get());
-    return deck;
-}
-
-struct one_connectivity {
-    int code = 12345;
-    dense2D<double> pos = dense2D<double>(2, 5, 7.0);
-    dense2D<unsigned int> connect = dense2D<unsigned int>(9, 4, 7U);
-    kv7::element_type type = kv7::ET_QUAD9;
-
-    template <class File> void read(File* file) {
-        code = kv7::tessmaker::NASTRAN_input(file, pos, connect, type);
-    }
-};
-
-struct two_connectivities {
-    int code = 12345;
-    dense2D<double> pos = dense2D<double>(2, 5, 7.0);
-    dense2D<unsigned int> connect1 = dense2D<unsigned int>(1, 1, 71U);
-    dense2D<unsigned int> connect2 = dense2D<unsigned int>(1, 1, 72U);
-    kv7::element_type type1 = kv7::ET_QUAD9;
-    kv7::element_type type2 = kv7::ET_PYRA14;
-
-    template <class File> void read(File* file) {
-        code = kv7::tessmaker::NASTRAN_input(file, pos, connect1, connect2, type1, type2);
-    }
-};
-
-template <class Result> Result read_as(const std::string& text) {
-    const scratch_stream stream(text);
-    Result result;
-    result.read(stream.get());
-    return result;
-}
+inline deck_arrays read_deck(const std::string& text) { return read_as<deck_arrays>(text); }
 
 inline dense2D<double> matrix_of_nodes(const deck& d) {
     dense2D<double> pos(d.nodes.empty() ? 0 : 3, d.nodes.size());
