@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Runs every fuzz target for so many seconds, 60 unless told: scripts/fuzz.sh [SECONDS]. Each starts
-# from fuzz/corpus/<name>; what it finds goes to build/fuzz/finds/<name>.
+# Runs every fuzz target for so many seconds, 60 unless told: scripts/fuzz.sh [SECONDS [SEED]]. Each
+# starts from fuzz/corpus/<name>; what it finds goes to build/fuzz/finds/<name>. Without a seed each
+# run takes other ways.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 seconds=${1:-60}
+seed=${2:-0}
 setup fuzz
 cmake --preset fuzz
 cmake --build build/fuzz -j "$jobs"
@@ -18,8 +20,8 @@ run_target() {
     mkdir -p "$finds/corpus" "$finds/crashes"
     folders=("$finds/corpus")
     if [ -d "$corpus" ]; then folders+=("$corpus"); fi
-    "$1" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 -print_final_stats=1 \
-        -artifact_prefix="$finds/crashes/" "${folders[@]}" >"$finds/log" 2>&1 || {
+    "$1" -seed="$seed" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
+        -print_final_stats=1 -artifact_prefix="$finds/crashes/" "${folders[@]}" >"$finds/log" 2>&1 || {
         tail -n 60 "$finds/log" >&2
         echo "fuzz_$name failed; its input is in $finds/crashes" >&2
         return 1
@@ -28,7 +30,7 @@ run_target() {
         "$(sed -n 's/^stat::number_of_executed_units: *//p' "$finds/log")"
 }
 export -f run_target
-export seconds
+export seconds seed
 # shellcheck disable=SC2016
 find build/fuzz/fuzz -maxdepth 1 -name 'fuzz_*' -type f -executable | sort |
     xargs -r -P "$jobs" -I{} bash -euo pipefail -c 'run_target "$1"' _ {}
