@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -33,69 +32,14 @@ namespace {
 
 using kv7::dense1D;
 using kv7::dense2D;
-using kv7::element_type;
 namespace tm = kv7::tessmaker;
 
+using bench::mesh_of;
 using mesh = bench::typed_mesh;
-
-// A block of nx by ny by nz cells, each of them cut into elements that are given by corners of the
-// cell: bit d of a corner is its side along axis d.
-mesh block(unsigned int nx, unsigned int ny, unsigned int nz, element_type type,
-           const std::vector<std::vector<unsigned int>>& elements) {
-    const auto node = [=](unsigned int i, unsigned int j, unsigned int k) {
-        return i + (nx + 1) * (j + (ny + 1) * k);
-    };
-    mesh m;
-    m.type = type;
-    m.pos.resize(3, std::size_t{node(nx, ny, nz)} + 1);
-    for (unsigned int k = 0; k <= nz; ++k) {
-        for (unsigned int j = 0; j <= ny; ++j) {
-            for (unsigned int i = 0; i <= nx; ++i) {
-                double* const p = m.pos.column(node(i, j, k));
-                p[0] = i;
-                p[1] = j;
-                p[2] = k;
-            }
-        }
-    }
-    m.connect.resize(elements[0].size(), std::size_t{nx} * ny * std::max(nz, 1U) * elements.size());
-    unsigned int* next = m.connect.column(0);
-    for (unsigned int k = 0; k < std::max(nz, 1U); ++k) {
-        for (unsigned int j = 0; j < ny; ++j) {
-            for (unsigned int i = 0; i < nx; ++i) {
-                for (const auto& corners : elements) {
-                    for (const unsigned int c : corners)
-                        *next++ = node(i + (c & 1U), j + (c >> 1 & 1U), k + (c >> 2));
-                }
-            }
-        }
-    }
-    return m;
-}
-
-// The meshes by name, made on first use.
-const mesh& mesh_of(const std::string& name) {
-    static std::map<std::string, mesh> made;
-    const auto found = made.find(name);
-    if (found != made.end()) return found->second;
-    const std::string shape = name.substr(0, name.find('_'));
-    if (name != shape + "_natural") return made[name] = bench::shuffle(mesh_of(shape + "_natural"));
-    if (shape == "triangles")
-        return made[name] = block(1000, 500, 0, kv7::ET_TRIA3, {{0, 1, 3}, {0, 3, 2}});
-    if (shape == "hexahedra")
-        return made[name] = block(100, 100, 100, kv7::ET_HEXA8, {{0, 1, 3, 2, 4, 5, 7, 6}});
-    return made[name] = block(55, 55, 55, kv7::ET_TETRA4,
-                              {{0, 1, 3, 7},
-                               {0, 3, 2, 7},
-                               {0, 2, 6, 7},
-                               {0, 6, 4, 7},
-                               {0, 4, 5, 7},
-                               {0, 5, 1, 7}});
-}
 
 void node_graph_ours(benchmark::State& state, const std::string& name) {
     const mesh& m = mesh_of(name);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         dense1D<unsigned int> first;
         dense1D<unsigned int> list;
         if (tm::get_node_graph(m.connect, first, list, kv7::ET_UNKNOWN) != 0)
@@ -106,7 +50,7 @@ void node_graph_ours(benchmark::State& state, const std::string& name) {
 
 void neighbors_ours(benchmark::State& state, const std::string& name) {
     const mesh& m = mesh_of(name);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         dense2D<unsigned int> neighbors;
         if (tm::get_neighbors(m.connect, m.type, true, neighbors) != 0)
             state.SkipWithError("failed");
@@ -116,7 +60,7 @@ void neighbors_ours(benchmark::State& state, const std::string& name) {
 
 void connected_elements_ours(benchmark::State& state, const std::string& name) {
     const mesh& m = mesh_of(name);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         dense1D<unsigned int> first;
         dense1D<unsigned int> list;
         if (tm::get_connected_elements(m.connect, first, list) != 0) state.SkipWithError("failed");
@@ -126,7 +70,7 @@ void connected_elements_ours(benchmark::State& state, const std::string& name) {
 
 void boundaries_ours(benchmark::State& state, const std::string& name) {
     const mesh& m = mesh_of(name);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         dense2D<unsigned int> neighbors;
         dense2D<unsigned int> boundaries;
         if (tm::get_neighbors(m.connect, m.type, true, neighbors) != 0 ||
@@ -138,7 +82,7 @@ void boundaries_ours(benchmark::State& state, const std::string& name) {
 
 void edges_ours(benchmark::State& state, const std::string& name) {
     const mesh& m = mesh_of(name);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         dense2D<unsigned int> edges;
         if (tm::copy_edges(m.connect, m.type, edges, dense2D<unsigned int>()) != 0)
             state.SkipWithError("failed");
@@ -186,7 +130,7 @@ struct metis_graph {
 void node_graph_metis(benchmark::State& state, const std::string& name) {
     metis_mesh m = to_metis(mesh_of(name));
     idx_t base = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         metis_graph graph;
         if (METIS_MeshToNodal(&m.nbr_elements, &m.nbr_nodes, m.offsets.data(), m.nodes.data(),
                               &base, &graph.first, &graph.list) != METIS_OK)
@@ -198,7 +142,7 @@ void node_graph_metis(benchmark::State& state, const std::string& name) {
 void neighbors_metis(benchmark::State& state, const std::string& name) {
     metis_mesh m = to_metis(mesh_of(name));
     idx_t base = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         metis_graph graph;
         if (METIS_MeshToDual(&m.nbr_elements, &m.nbr_nodes, m.offsets.data(), m.nodes.data(),
                              &m.nodes_of_facet, &base, &graph.first, &graph.list) != METIS_OK)
@@ -232,7 +176,7 @@ vtkSmartPointer<vtkUnstructuredGrid> to_vtk(const mesh& m) {
 
 void connected_elements_vtk(benchmark::State& state, const std::string& name) {
     const auto grid = to_vtk(mesh_of(name));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         vtkNew<vtkStaticCellLinks> links;
         links->SequentialProcessingOn();
         links->BuildLinks(grid);
@@ -242,7 +186,7 @@ void connected_elements_vtk(benchmark::State& state, const std::string& name) {
 
 void boundaries_vtk(benchmark::State& state, const std::string& name) {
     const auto grid = to_vtk(mesh_of(name));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         vtkNew<vtkDataSetSurfaceFilter> filter;
         filter->SetInputData(grid);
         filter->Update();
@@ -252,7 +196,7 @@ void boundaries_vtk(benchmark::State& state, const std::string& name) {
 
 void edges_vtk(benchmark::State& state, const std::string& name) {
     const auto grid = to_vtk(mesh_of(name));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         vtkNew<vtkExtractEdges> filter;
         filter->SetInputData(grid);
         filter->Update();

@@ -21,8 +21,9 @@ constexpr std::size_t nbr_grid_nodes = grid_side * grid_side;
 dense2D<double> grid_nodes() {
     dense2D<double> pos(3, nbr_grid_nodes);
     for (std::size_t i = 0; i < nbr_grid_nodes; ++i) {
+        const std::size_t row = i / grid_side;
         const auto x = static_cast<double>(i % grid_side);
-        const auto y = static_cast<double>(i / grid_side);
+        const auto y = static_cast<double>(row);
         const double coordinates[] = {x, y, 0.25 * x - 0.5 * y};
         std::copy_n(coordinates, 3, pos.column(i));
     }

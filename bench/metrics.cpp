@@ -432,8 +432,9 @@ template <std::size_t N, class Values> void add_form(const std::string& form) {
             std::string task = "metrics/" + form;
             task += what == kind::noise ? "_noise" : "_source";
             if (fixed == fixing::tenth) task += "_fixed";
-            const auto add = [&](const std::string& who, auto run) {
-                benchmark::RegisterBenchmark((task + "/" + who).c_str(), run, what, fixed)
+            const auto add = [&](const char* who, auto run) {
+                const std::string name = task + "/" + who;
+                benchmark::RegisterBenchmark(name.c_str(), run, what, fixed)
                     ->Unit(benchmark::kMillisecond);
             };
             add("ours", bound_ours<N, Values>);

@@ -77,7 +77,7 @@ vector_fixed<double, 3> shifted(const double* p, double distance) {
 
 template <std::size_t DIM> void build_ours(benchmark::State& state) {
     const dense2D<double>& pos = points<DIM>();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const node_detector tree(pos);
         benchmark::DoNotOptimize(tree.size());
     }
@@ -86,7 +86,7 @@ template <std::size_t DIM> void build_ours(benchmark::State& state) {
 void nearest_ours(benchmark::State& state) {
     const node_detector tree(points<3>());
     double sum = 0.0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         sum = 0.0;
         for (std::size_t q = 0; q < nbr_queries; ++q) {
             const double* const point = queries().column(q);
@@ -102,7 +102,7 @@ void box_ours(benchmark::State& state) {
     const node_detector tree(points<3>());
     double sum = 0.0;
     dense1D<unsigned int, 8> hits;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         sum = 0.0;
         for (std::size_t q = 0; q < nbr_queries; ++q) {
             const double* const center = queries().column(q);
@@ -139,7 +139,7 @@ using nanoflann_tree =
 
 template <std::size_t DIM> void build_nanoflann(benchmark::State& state) {
     const point_cloud cloud{points<DIM>().column(0), DIM};
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const nanoflann_tree<DIM> tree(DIM, cloud);
         benchmark::DoNotOptimize(tree.m_size);
     }
@@ -149,7 +149,7 @@ void nearest_nanoflann(benchmark::State& state) {
     const point_cloud cloud{points<3>().column(0), 3};
     const nanoflann_tree<3> tree(3, cloud);
     double sum = 0.0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         sum = 0.0;
         for (std::size_t q = 0; q < nbr_queries; ++q) {
             const double* const point = queries().column(q);
@@ -184,7 +184,7 @@ void box_cgal(benchmark::State& state) {
     tree.build();
     double sum = 0.0;
     std::vector<cgal_point> hits;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         sum = 0.0;
         for (std::size_t q = 0; q < nbr_queries; ++q) {
             const double* const center = queries().column(q);
