@@ -256,7 +256,7 @@ public:
         const lanes D1 = square(n.d) * square(n.b);
         const lanes c2 = dot(n.a, n.c);
         const lanes D2 = square(n.a) * square(n.c);
-        const lane_mask is_first = magnitude(c1) * c1 * D2 <= magnitude(c2) * c2 * D1;
+        const lane_mask is_first = magnitude(c1) * c1 * D2 < magnitude(c2) * c2 * D1;
         cosine_ = lesser(cosine_, (is_first ? c1 : c2) / root(is_first ? D1 : D2));
     }
 

@@ -66,14 +66,20 @@ struct corner_normals {
     double a2, b2, c2, d2;
 };
 
+// Which of two pairs of normals with the same signed squared cosine. Kept: elements and facets
+// differ in it, and their cosines may round differently.
+enum class tie_goes_to { first, second };
+
 // The warp factor of the pair of opposite normals with the smaller signed squared cosine.
-double warp_of(const corner_normals& n) {
+double warp_of(const corner_normals& n, tie_goes_to pair) {
     const double c1 = dot(n.c, n.a);
     const double D1 = n.c2 * n.a2;
     const double c2 = dot(n.d, n.b);
     const double D2 = n.d2 * n.b2;
     if (!(D1 > 0.0 && D2 > 0.0)) return 0.0;
-    const bool is_first = std::fabs(c1) * c1 * D2 <= std::fabs(c2) * c2 * D1;
+    const double first = std::fabs(c1) * c1 * D2;
+    const double second = std::fabs(c2) * c2 * D1;
+    const bool is_first = first < second || (first == second && pair == tie_goes_to::first);
     return is_first ? warp_of(c1, D1) : warp_of(c2, D2);
 }
 
@@ -142,7 +148,7 @@ double quad_quality_3d(const std::array<point, 4>& p) {
                      std::sqrt(square(e[0]));
     const double d = L2 * P * P;
     const double q = d > 0.0 ? std::sqrt(m / d) * quad_scale : 0.0;
-    const double w = m > 0.0 ? warp_of(n) : 0.0;
+    const double w = m > 0.0 ? warp_of(n, tie_goes_to::first) : 0.0;
     return std::clamp(q * w, 0.0, 1.0);
 }
 
@@ -150,7 +156,7 @@ double quad_warp(const std::array<point, 4>& p) {
     const std::array<point, 4> e = sides_of(p);
     const double L2 = largest_side2(e);
     if (needs_other_unit(L2)) return quad_warp(in_other_unit(p, L2));
-    return std::clamp(warp_of(corner_normals(e)), 0.0, 1.0);
+    return std::clamp(warp_of(corner_normals(e), tie_goes_to::second), 0.0, 1.0);
 }
 
 } // namespace kv7::tessmaker

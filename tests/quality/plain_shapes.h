@@ -1,5 +1,6 @@
 // The qualities of single elements once more, written plainly: no case is taken early, nothing is
-// shared between formulas.
+// shared between formulas. Numbers are put together in the same order, so that elements of any size
+// whose powers stay within the range of a double get the same bits.
 #ifndef TESSMAKER_TESTS_QUALITY_PLAIN_SHAPES_H
 #define TESSMAKER_TESTS_QUALITY_PLAIN_SHAPES_H
 
@@ -39,7 +40,8 @@ inline double tria(const corners& p, bool is_2d) {
     std::sort(l.begin(), l.end());
     const double c = is_2d ? area(a, b) : norm(cross(a, b));
     const double d = (l[1] + l[0] + l[2]) * l[2];
-    const double q = d > 0.0 ? c / d * 3.4641016151377544 : 0.0;
+    constexpr double constant = 3.4641016151377544;
+    const double q = !(d > 0.0) ? 0.0 : is_2d ? c / d * constant : constant / d * c;
     return std::isnan(q) ? -1.0 : clamped(q);
 }
 
@@ -49,12 +51,11 @@ inline std::array<vec, 4> sides(const corners& p) {
 
 inline double quad_2d(const corners& p) {
     const auto e = sides(p);
+    const double perimeter = (norm(e[2]) + norm(e[3])) + (norm(e[1]) + norm(e[0]));
     double smallest = area(e[3], e[0]);
-    double perimeter = 0.0;
     double longest = 0.0;
     for (std::size_t i = 0; i < 4; ++i) {
         smallest = std::min(smallest, area(e[(i + 3) % 4], e[i]));
-        perimeter += norm(e[i]);
         longest = std::max(longest, norm(e[i]));
     }
     longest = std::max({longest, norm(p[2] - p[0]), norm(p[3] - p[1])});
@@ -67,8 +68,9 @@ inline double factor_of(double c, double squares) {
     return cosine >= 0.999999999999 ? 1.0 : 1.0 - std::sqrt((1.0 - cosine) / 2.0);
 }
 
-// Of the facets of solids.
-inline double warp(const corners& p) {
+// Where both pairs of normals have the same signed squared cosine, facets of solids take the
+// second.
+inline double warp(const corners& p, bool tie_goes_to_first = false) {
     const auto e = sides(p);
     const vec na = cross(e[0], e[1]);
     const vec nb = cross(e[1], e[2]);
@@ -79,7 +81,9 @@ inline double warp(const corners& p) {
     const double c2 = dot(nd, nb);
     const double d2 = dot(nd, nd) * dot(nb, nb);
     if (!(d1 > 0.0) || !(d2 > 0.0)) return 0.0;
-    const bool takes_first = std::fabs(c2) * c2 * d1 > std::fabs(c1) * c1 * d2;
+    const double first = std::fabs(c1) * c1 * d2;
+    const double second = std::fabs(c2) * c2 * d1;
+    const bool takes_first = tie_goes_to_first ? first <= second : first < second;
     const double w = takes_first ? factor_of(c1, d1) : factor_of(c2, d2);
     return std::clamp(w, 0.0, 1.0);
 }
@@ -88,16 +92,15 @@ inline double quad_3d(const corners& p) {
     const auto e = sides(p);
     double m = 1e300;
     double longest2 = std::max(dot(p[2] - p[0], p[2] - p[0]), dot(p[3] - p[1], p[3] - p[1]));
-    double perimeter = 0.0;
+    const double perimeter = norm(e[3]) + norm(e[2]) + norm(e[1]) + norm(e[0]);
     for (std::size_t i = 0; i < 4; ++i) {
         const vec normal = cross(e[i], e[(i + 1) % 4]);
         m = std::min(m, dot(normal, normal));
         longest2 = std::max(longest2, dot(e[i], e[i]));
-        perimeter += norm(e[i]);
     }
     const double d = longest2 * perimeter * perimeter;
     const double q = d > 0.0 ? std::sqrt(m / d) * 5.656854249492381 : 0.0;
-    return m > 0.0 ? std::clamp(q * warp(p), 0.0, 1.0) : 0.0;
+    return m > 0.0 ? std::clamp(q * warp(p, true), 0.0, 1.0) : 0.0;
 }
 
 struct core {
@@ -149,17 +152,21 @@ inline double tetra(const corners& p) {
     return q;
 }
 
-inline double pyramid_shape(const corners& p) {
+inline double pyramid_shape(const corners& p, bool is_facet = false) {
     const vec a = p[0] - p[4];
     const vec b = p[1] - p[4];
     const vec c = p[2] - p[4];
     const vec d = p[3] - p[4];
     const double smallest = std::min({-det(a, b, d), det(c, b, d), -det(d, a, c), det(b, a, c)});
-    double s = 0.0;
-    for (const vec& edge : {a, b, c, d}) s += 2.0 * dot(edge, edge);
-    for (const vec& edge : sides(p)) s += dot(edge, edge);
+    double to_apex = 0.0;
+    for (const vec& edge : {a, b, c, d}) to_apex += dot(edge, edge);
+    double base = 0.0;
+    for (const vec& edge : {b - a, c - b, d - c, a - d}) base += dot(edge, edge);
+    const double s = 2.0 * to_apex + base;
     const double power = s * std::sqrt(s);
-    return power > 0.0 ? clamped(smallest / power * 58.78775382679627) : 0.0;
+    constexpr double constant = 58.78775382679627;
+    if (!(power > 0.0)) return 0.0;
+    return clamped(is_facet ? smallest / power * constant : constant / power * smallest);
 }
 
 inline double pyramid_tetras(const corners& p) {
@@ -207,7 +214,7 @@ inline double solid(const corners& p, const std::vector<std::array<std::size_t, 
             continue;
         }
         const corners on = {p[nodes[0]], p[nodes[1]], p[nodes[2]], p[nodes[3]], centroid};
-        const double shape = pyramid_shape(on);
+        const double shape = pyramid_shape(on, true);
         double value = shape;
         double factor = 0.0;
         if (shape > 1e-12) {
@@ -227,7 +234,7 @@ inline double solid(const corners& p, const std::vector<std::array<std::size_t, 
 inline double wedge(const corners& p) {
     return solid(
         p, {{0, 2, 3, 1}, {1, 0, 4, 2}, {2, 1, 5, 0}, {3, 4, 0, 5}, {4, 5, 1, 3}, {5, 3, 2, 4}},
-        {{0, 1}, {1, 2}, {2, 0}, {3, 4}, {4, 5}, {5, 3}, {0, 3}, {1, 4}, {2, 5}},
+        {{0, 3}, {1, 4}, {2, 5}, {1, 2}, {2, 0}, {0, 1}, {4, 5}, {5, 3}, {3, 4}},
         {{0, 1, 2}, {3, 5, 4}, {2, 1, 4, 5}, {0, 2, 5, 3}, {1, 0, 3, 4}}, 0.16666666666666666,
         31.17691453623979);
 }
