@@ -12,6 +12,7 @@ namespace kv7::tessmaker {
 namespace {
 
 constexpr int bad_edges = -5;
+constexpr int bad_exclude = -7;
 constexpr int out_of_memory = -199;
 
 // How many edges ahead of the walk nodes are asked for.
@@ -135,6 +136,7 @@ int range_qualities(const dense2D<double>& pos, const dense2D<unsigned int>* beg
     for (std::size_t i = 0; i < types.size(); ++i) {
         if (!check_IDs(begin[i], static_cast<element_type>(types[i]), id_limit(pos))) return -2;
     }
+    if (!has_pairs(exclude)) return bad_exclude;
     edge_list edges;
     if (collect_edges(begin, end, types.data(), edges) < 0) return out_of_memory;
     if (subtract_edges(exclude, edges) < 0) return out_of_memory;

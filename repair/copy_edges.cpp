@@ -10,8 +10,6 @@ namespace kv7::tessmaker {
 
 namespace {
 
-bool has_pairs(const dense2D<unsigned int>& edges) { return edges.empty() || edges.rows() == 2; }
-
 bool is_connectivity(const dense2D<unsigned int>& connect, int type) {
     const bool is_type = type >= ET_UNKNOWN && type <= ET_HEXA27;
     return is_type && check_IDs(connect, static_cast<element_type>(type), no_id);

@@ -21,6 +21,11 @@ inline unsigned int smaller_node(std::uint64_t edge) {
 }
 inline unsigned int larger_node(std::uint64_t edge) { return static_cast<unsigned int>(edge); }
 
+// Whether an array of edges holds pairs of nodes, or nothing.
+inline bool has_pairs(const dense2D<unsigned int>& edges) {
+    return edges.empty() || edges.rows() == 2;
+}
+
 // Lists the edges of the connectivities from `begin` up to `end`, each of them once, ascending.
 // types[i] is the type of the i-th, which must pass check_IDs. ET_PYRA13, ET_PENTA15, ET_HEXA20 and
 // the types without a shape have none.
@@ -28,7 +33,7 @@ inline unsigned int larger_node(std::uint64_t edge) { return static_cast<unsigne
 int collect_edges(const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
                   const int* types, edge_list& edges);
 
-// Removes the edges in the columns of `exclude`, in whichever direction they stand there.
+// Removes the edges in the columns of `exclude`, pairs in whichever direction.
 // Returns 0; -199: out of memory.
 int subtract_edges(const dense2D<unsigned int>& exclude, edge_list& edges);
 

@@ -3,7 +3,7 @@
 //
 // `pos` holds coordinates, one column per node. Served element types: ET_BAR2, ET_TRIA3, ET_QUAD4,
 // ET_FACE_MIX, ET_TETRA4, ET_PYRA5, ET_PENTA6, ET_HEXA8, ET_SOLID_MIX (`edge_qualities` takes all
-// types).
+// types but ET_UNKNOWN).
 #ifndef TESSMAKER_QUALITY_H
 #define TESSMAKER_QUALITY_H
 
@@ -26,9 +26,10 @@ TESSMAKER_API int edge_quality(double length, double h0, double h1, double& qual
 // An edge is bad at a node whose size is not above 0, or whose metric's smallest eigenvalue is not:
 // it is left out, and the others are still measured. An edge without length has the value 0.
 // Returns the number of edges; 0 at once when `begin` equals `end`.
-// One connectivity: -1: `pos` has not 2 or 3 rows. -2: `connect` fails check_IDs. -4: some edges
-// were bad. -198: out of memory. Several: -1: as above. -4: the range has not as many members as
-// `types`. -2: one fails check_IDs. -5: some edges were bad. -199: out of memory.
+// One connectivity: -1: `pos` has not 2 or 3 rows. -2: `connect` fails check_IDs. -6: `exclude`
+// holds columns of other than 2 rows. -4: some edges were bad. -198: out of memory. Several: -1: as
+// above. -4: the range has not as many members as `types`. -2: one fails check_IDs. -7: as -6
+// above. -5: some edges were bad. -199: out of memory. The checks come in this order.
 TESSMAKER_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
                                  element_type type, const dense2D<double>& metrics,
                                  misc::histogram& histo, const dense2D<unsigned int>& exclude);

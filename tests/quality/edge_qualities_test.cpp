@@ -581,6 +581,31 @@ TEST(edge_qualities, answers_its_codes_in_order) {
     check(same_metric(2, 4, 1.0), dense2D<double>(3, 4, 0.0));
 }
 
+TEST(edge_qualities, refuses_excluded_edges_that_are_no_pairs) {
+    const dense2D<unsigned int> bad = connectivity({{0, 1, 4}});
+    const dense1D<int, 8> types = vector_of<int>({kv7::ET_TRIA3});
+    recorder histo;
+    for (const dense2D<unsigned int>& exclude :
+         {connectivity({{0}, {1}}), connectivity({{0, 1, 2}})}) {
+        const auto single = [&](const dense2D<unsigned int>& connect, const auto& field) {
+            return edge_qualities(unit_square(), connect, kv7::ET_TRIA3, field, histo, exclude);
+        };
+        const auto range = [&](const dense2D<unsigned int>& connect, const auto& field) {
+            return edge_qualities(unit_square(), &connect, &connect + 1, types, field, histo,
+                                  exclude);
+        };
+        for (const double size : {0.0, 1.0}) {
+            EXPECT_EQ(single(two_triangles, same_size(4, size)), -6);
+            EXPECT_EQ(single(two_triangles, same_metric(2, 4, size)), -6);
+            EXPECT_EQ(range(two_triangles, same_size(4, size)), -7);
+            EXPECT_EQ(range(two_triangles, same_metric(2, 4, size)), -7);
+        }
+        EXPECT_EQ(single(bad, same_size(4, 1.0)), -2);
+        EXPECT_EQ(range(bad, same_size(4, 1.0)), -2);
+    }
+    EXPECT_TRUE(histo.values.empty());
+}
+
 TEST(edge_qualities, finds_nothing_in_empty_connectivities) {
     const dense2D<unsigned int> empty;
     const dense2D<unsigned int> members[2] = {empty, empty};
