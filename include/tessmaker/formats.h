@@ -178,8 +178,9 @@ TESSMAKER_API int FEMAP_input(const char* filename, dense2D<double>& pos,
 // has none, that ends before it begins or reaches beyond `connect`; an ET_FACE_MIX run of fewer
 // than 4 rows, an ET_SOLID_MIX run of other than 8; two connectivities of different rows; -5:
 // `indices` has not one entry more than `types`; -6: `pids` has not one entry for each column;
-// -199: out of memory. The checks come in the order -1, -2, -5, -6, -3. Node IDs are not compared
-// with `pos`. A file is created before the arguments are checked.
+// -199: out of memory, with one or two connectivities. The checks come in the order -1, -2, -5, -6,
+// -3; before them come different rows and -199. Node IDs are not compared with `pos`. A file is
+// created before the arguments are checked.
 TESSMAKER_API int FEMAP_output(std::FILE* file, const dense2D<double>& pos,
                                const dense2D<unsigned int>& connect,
                                const dense1D<unsigned int, 8>& indices,
