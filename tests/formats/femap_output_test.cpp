@@ -123,8 +123,7 @@ TEST(femap_output, two_rows_have_a_z_of_zero_with_one_decimal) {
               data_file("no_table_entry.neu"));
 }
 
-TEST(femap_output, a_mesh_without_nodes_has_an_empty_block) {
-    // Two rows without a column are no rows.
+TEST(femap_output, a_mesh_without_nodes_has_no_rows_of_coordinates) {
     written(-2, dense2D<double>(2, 0), connectivity({{0, 1}}), ET_BAR2);
 }
 
