@@ -11,8 +11,7 @@ namespace kv7::tessmaker {
 namespace {
 
 bool is_connectivity(const dense2D<unsigned int>& connect, int type) {
-    const bool is_type = type >= ET_UNKNOWN && type <= ET_HEXA27;
-    return is_type && check_IDs(connect, static_cast<element_type>(type), no_id);
+    return check_IDs(connect, static_cast<element_type>(type), no_id);
 }
 
 // Appends to `edges` the edges of the connectivities but those in `exclude`.

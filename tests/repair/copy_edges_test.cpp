@@ -115,6 +115,17 @@ TEST(copy_edges, of_several_refuses_in_order) {
     EXPECT_TRUE(edges.empty());
 }
 
+TEST(copy_edges, of_several_passes_over_an_empty_one_whatever_its_type) {
+    const matrix arrays[2] = {matrix(), connectivity({{0, 1, 2}})};
+    for (const int type : {-1, int{ET_UNKNOWN}, int{ET_BAR_MIX}, 23}) {
+        matrix edges;
+        EXPECT_EQ(copy_edges(arrays, arrays + 2, {type, ET_TRIA3}, edges, matrix()), 0) << type;
+        EXPECT_EQ(list(edges), (columns_list{{0, 1}, {0, 2}, {1, 2}})) << type;
+        EXPECT_EQ(copy_edges(arrays, arrays + 2, {ET_TRIA3, type}, edges, matrix()), -1) << type;
+        EXPECT_EQ(edges.cols(), 3U);
+    }
+}
+
 TEST(copy_edges, equals_a_set_on_random_meshes_of_every_type) {
     for (std::uint64_t seed = 0; seed < 200; ++seed) {
         random_source random(seed);
