@@ -45,6 +45,8 @@ public:
     // Of several at the same distance it is the last in the order of the tree: each node before its
     // right subtree, and that before its left one.
     unsigned int find_nearest(const double* at, double tol, unsigned int rank) const {
+        // From infinity no distance is a number. Nodes there would all be asked, and by each other.
+        if (!std::all_of(at, at + DIM, [](double x) { return std::isfinite(x); })) return no_id;
         query q{{}, tol, rank, tol * tol, false};
         std::copy_n(at, DIM, q.at.begin());
         approach(root(), 0, q);
@@ -85,6 +87,14 @@ private:
         return e.rank < q.rank && is_in_box<DIM>(q.at.data(), q.tol, e.at.data());
     }
 
+    // Whether the box around the query holds points that may stand on that side of `e`.
+    static bool box_reaches_left(const entry& e, unsigned int axis, const query& q) {
+        return q.at[axis] - q.tol <= e.at[axis];
+    }
+    static bool box_reaches_right(const entry& e, unsigned int axis, const query& q) {
+        return e.at[axis] <= q.at[axis] + q.tol;
+    }
+
     // A point beyond the plane through `e` is no nearer than the plane, also as rounded: all steps
     // to the squared distance keep order. Closer than this the subtrees needn't be looked at.
     static double dist2_of_plane(const entry& e, unsigned int axis, const query& q) {
@@ -109,9 +119,10 @@ private:
         approach_side(in, axis, !left_is_nearer, q);
     }
     void approach_side(subtree in, unsigned int axis, bool left, query& q) const {
-        const double c = entries_[in.slot].at[axis];
-        if (left && q.at[axis] - q.tol <= c) approach(branches::left(in), next_axis<DIM>(axis), q);
-        if (!left && c <= q.at[axis] + q.tol)
+        const entry& e = entries_[in.slot];
+        if (left && box_reaches_left(e, axis, q))
+            approach(branches::left(in), next_axis<DIM>(axis), q);
+        if (!left && box_reaches_right(e, axis, q))
             approach(branches::right(in), next_axis<DIM>(axis), q);
     }
 
@@ -120,11 +131,12 @@ private:
         if (!has_candidates(in, q)) return no_id;
         const entry& e = entries_[in.slot];
         const bool reaches_over = !(dist2_of_plane(e, axis, q) > q.dist2);
-        if (reaches_over || q.at[axis] < e.at[axis]) {
+        // The box tells where the squares are too small or too large to.
+        if (box_reaches_left(e, axis, q) && (reaches_over || q.at[axis] < e.at[axis])) {
             const unsigned int id = last_at_distance(branches::left(in), next_axis<DIM>(axis), q);
             if (id != no_id) return id;
         }
-        if (reaches_over || e.at[axis] < q.at[axis]) {
+        if (box_reaches_right(e, axis, q) && (reaches_over || e.at[axis] < q.at[axis])) {
             const unsigned int id = last_at_distance(branches::right(in), next_axis<DIM>(axis), q);
             if (id != no_id) return id;
         }

@@ -148,6 +148,28 @@ TEST(merge_nodes, coordinates_that_are_not_finite_merge_with_nothing) {
     }
 }
 
+// Each of them would take part in the search for each other one, which takes minutes.
+TEST(merge_nodes, masses_of_nodes_at_infinity_merge_with_nothing_in_no_time) {
+    for (const double tol : {0.0, 1.0}) {
+        dense2D<double> pos(3, 100'000, 0.0);
+        for (std::size_t c = 2; c < pos.cols(); ++c) pos(0, c) = infinity;
+        ids new_IDs;
+        EXPECT_EQ(merge(pos, new_IDs, tol), 1) << tol;
+        id_list expected = identity(pos.cols());
+        expected[1] = 0;
+        EXPECT_EQ(list(new_IDs), expected) << tol;
+    }
+}
+
+// The box alone tells near from far.
+TEST(merge_nodes, a_long_chain_whose_squared_distances_underflow_collapses_in_no_time) {
+    dense2D<double> pos(2, 50'000, 0.0);
+    for (std::size_t c = 0; c < pos.cols(); ++c) pos(0, c) = 0x1p-600 * static_cast<double>(c);
+    ids new_IDs;
+    EXPECT_EQ(merge(pos, new_IDs, 0x1p-600), 49'999);
+    EXPECT_EQ(list(new_IDs), id_list(50'000, 0));
+}
+
 TEST(merge_nodes, one_node_merges_with_nothing) {
     dense2D<double> pos = points({{1, 2}});
     ids new_IDs = stale();
