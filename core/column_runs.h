@@ -1,4 +1,5 @@
-// Walks over all entries of an array, as few runs of consecutive ones as its `ld` allows.
+// Walks over all entries of an array, in as few runs of consecutive ones as its `ld` allows: one
+// for a packed array, one a column otherwise.
 #ifndef TESSMAKER_CORE_COLUMN_RUNS_H
 #define TESSMAKER_CORE_COLUMN_RUNS_H
 
@@ -6,15 +7,20 @@
 
 namespace kv7::tessmaker {
 
-// Calls `work(first, n)`: once for a packed array, column by column otherwise.
-template <class Matrix, class Work> void for_each_run(Matrix& array, Work work) {
+// Whether `run_ok(first, n)` holds for each run; it is not asked beyond the first that fails.
+template <class Matrix, class RunCheck> bool all_runs(Matrix& array, RunCheck run_ok) {
     const std::size_t rows = array.rows();
     const std::size_t cols = array.cols();
-    if (array.ld() == rows) {
-        work(array.column(0), rows * cols);
-        return;
+    if (array.ld() == rows) return run_ok(array.column(0), rows * cols);
+    for (std::size_t c = 0; c < cols; ++c) {
+        if (!run_ok(array.column(c), rows)) return false;
     }
-    for (std::size_t c = 0; c < cols; ++c) work(array.column(c), rows);
+    return true;
+}
+
+// Calls `work(first, n)` for each run.
+template <class Matrix, class Work> void for_each_run(Matrix& array, Work work) {
+    all_runs(array, [&work](auto* first, std::size_t n) { return work(first, n), true; });
 }
 
 } // namespace kv7::tessmaker

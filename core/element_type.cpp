@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/column_runs.h"
 #include "core/element_table.h"
 
 namespace kv7::tessmaker {
@@ -42,18 +43,6 @@ bool solid_column_ok(const unsigned int* column, unsigned int limit) {
     if (!all_below(column + 4, nbr_present - 4, limit)) return false;
     for (std::size_t r = nbr_present + 1; r < 8; ++r) {
         if (column[r] != no_id) return false;
-    }
-    return true;
-}
-
-// Whether `column_ok` holds for every column, given in runs of consecutive entries: one run for a
-// packed array, one a column otherwise.
-template <class RunCheck> bool all_runs(const dense2D<unsigned int>& connect, RunCheck run_ok) {
-    const std::size_t rows = connect.rows();
-    const std::size_t cols = connect.cols();
-    if (connect.ld() == rows) return run_ok(connect.column(0), rows * cols);
-    for (std::size_t c = 0; c < cols; ++c) {
-        if (!run_ok(connect.column(c), rows)) return false;
     }
     return true;
 }

@@ -22,13 +22,13 @@ constexpr double no_limit = std::numeric_limits<double>::max();
 struct grown_branches {
     static constexpr unsigned int some = 0xFFFFFFFFU;
 
-    const unsigned int* links; // 0xFFFFFFFF is no child
+    const unsigned int* links;
 
     subtree left(subtree at) const { return child(links[std::size_t{at.slot} * 2]); }
     subtree right(subtree at) const { return child(links[std::size_t{at.slot} * 2 + 1]); }
 
 private:
-    static subtree child(unsigned int slot) { return {slot, slot == 0xFFFFFFFFU ? 0 : some}; }
+    static subtree child(unsigned int slot) { return {slot, slot == no_slot ? 0 : some}; }
 };
 
 // Writes down the branches of a balanced tree.

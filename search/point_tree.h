@@ -11,6 +11,9 @@
 
 namespace kv7::tessmaker {
 
+// The slot where there is no node.
+inline constexpr unsigned int no_slot = 0xFFFFFFFFU;
+
 // The tree holds IDs and reads coordinates, at every query, from an array of at least DIM rows that
 // the caller keeps alive, unchanged and packed (`ld == rows == DIM`). It is balanced by medians
 // when it is built, and grows by plain insertion; nothing is removed or balanced again.
@@ -72,8 +75,6 @@ public:
     std::size_t nbr_free_slots() const { return free_slot_ == no_slot ? 0 : 1; }
 
 private:
-    static constexpr unsigned int no_slot = 0xFFFFFFFFU;
-
     template <class Action> auto on_branches(Action action) const;
     unsigned int new_slot(unsigned int id);
     bool insert(unsigned int id);
