@@ -18,6 +18,11 @@ template <unsigned DIM> class point_tree;
 // caller's: the detector keeps a pointer to it, so the array object must stay, unchanged, for as
 // long as the detector is used. Coordinates are read at each query.
 //
+// On top of the n nodes of a subtree stands the one of rank n / 2 by its coordinate on the axis of
+// the level (x for the root, then y, in 3D z, then x again), of equal coordinates by its ID. Those
+// before it are its left subtree, those behind it the right one. Nodes that are inserted go left of
+// a greater coordinate and right of all others.
+//
 // Const members may run at once in several threads; all others need exclusive access. Memory for
 // the tree object itself that fails raises std::bad_alloc.
 class TESSMAKER_API node_detector {
@@ -57,22 +62,26 @@ public:
 
     // Adds nodes to the tree, without balancing it again, in an order that is shuffled but the same
     // in every call. Returns how many were added: an ID that is no column of `pos`, or that is met
-    // on its way down the tree, is not. 0 without a tree; one made from an empty list will do.
+    // on its way down the tree, is not. (One that was built to the left of an equal coordinate is
+    // not met, and then held twice.) 0 without a tree; one made from an empty list will do.
     unsigned int insert(const dense1D<unsigned int, 8>& nodes);
     // Adds the distinct nodes of a connectivity.
     unsigned int insert(const dense2D<unsigned int>& connect);
 
     // The node nearest to a point, or 0xFFFFFFFF when there is none. A 2D point has z = 0 on 3D
     // coordinates; of a 3D point only x and y count on 2D coordinates. Also 0xFFFFFFFF when no
-    // squared distance is a finite number.
+    // squared distance is a finite number. Of several at the same distance the first on the way
+    // counts: down the tree to where the point would be inserted, then through all of it, each node
+    // before its right subtree and that before its left one.
     unsigned int find_closest(const vector_fixed<double, 2>& point) const;
     unsigned int find_closest(const vector_fixed<double, 3>& point) const;
     // The node nearest to column `node` of the coordinates, other than `node` itself, which need
     // not be in the tree.
     unsigned int find_closest(unsigned int node) const;
 
-    // Appends the nodes inside a box, bounds included, to `nodes`, in the tree's order. A 2D box
-    // has z from 0 to 0 on 3D coordinates; of a 3D box only x and y count on 2D coordinates.
+    // Appends the nodes inside a box, bounds included, to `nodes`, each node before those of its
+    // right subtree and these before those of its left one. A 2D box has z from 0 to 0 on 3D
+    // coordinates; of a 3D box only x and y count on 2D coordinates.
     void find_in_box(const vector_fixed<double, 2>& lower, const vector_fixed<double, 2>& upper,
                      dense1D<unsigned int, 8>& nodes) const;
     void find_in_box(const vector_fixed<double, 3>& lower, const vector_fixed<double, 3>& upper,
