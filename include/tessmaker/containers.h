@@ -223,6 +223,7 @@ public:
     explicit dense1D(std::size_t n) noexcept : dense1D() { resize(n); }
     // `n` elements of value `v`.
     dense1D(std::size_t n, const T& v) noexcept : dense1D() { resize(n, v); }
+    // These elements.
     dense1D(std::initializer_list<T> values) noexcept : dense1D() {
         if (resize(values.size())) std::copy(values.begin(), values.end(), begin());
     }
@@ -261,7 +262,8 @@ public:
     T& operator[](std::size_t i) noexcept { return storage_->data_[first_ + i]; }
     const T& operator[](std::size_t i) const noexcept { return storage_->data_[first_ + i]; }
 
-    // Gives every element the value `v`. The size stays.
+    // Gives every element the value `v`. The size stays. Braces around one value are that value,
+    // and without one they are 0: `a = {}` empties nothing.
     // NOLINTNEXTLINE(misc-unconventional-assign-operator): it yields the value
     const T& operator=(const T& v) noexcept {
         const T value(v); // `v` may be one of the elements

@@ -139,6 +139,18 @@ TEST(dense1D, assignment_of_an_own_element_fills_with_its_old_value) {
     EXPECT_EQ(list(a), (values{3, 3, 3, 3}));
 }
 
+TEST(dense1D, braces_around_one_value_or_none_fill_and_around_more_make_a_new_array) {
+    numbers a = counted(3);
+    const numbers other_view = a;
+    a = {7.0};
+    EXPECT_EQ(list(other_view), (values{7, 7, 7}));
+    a = {};
+    EXPECT_EQ(list(other_view), (values{0, 0, 0}));
+    a = {1.0, 2.0};
+    EXPECT_EQ(list(a), (values{1, 2}));
+    EXPECT_EQ(list(other_view), (values{0, 0, 0}));
+}
+
 TEST(dense1D, equality_is_by_value_and_order_and_size) {
     EXPECT_TRUE((numbers{1, 2} == numbers{1, 2}));
     EXPECT_FALSE((numbers{1, 2} == numbers{2, 1}));
