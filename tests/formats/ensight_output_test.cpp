@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <new>
 #include <string>
 
 #include "formats/plain_writers.h"
 #include "formats/scratch_files.h"
 #include "formats/written_files.h"
-#include "support/memory_failure.h"
 #include "tessmaker/formats.h"
 
 using namespace kv7;
@@ -103,35 +100,28 @@ TEST(ensight_output, writes_large_nodes_as_they_are) {
 }
 
 TEST(ensight_output, leaves_an_empty_file_open_when_a_check_fails) {
-    const auto expect_code = [](int code, auto call) {
-        const scratch_file file("older contents");
-        const std::size_t nbr_open = nbr_open_files();
-        EXPECT_EQ(call(file.name()), code);
-        EXPECT_EQ(nbr_open_files(), nbr_open + 1);
-        EXPECT_EQ(file.contents(), "");
-    };
     mesh_list m;
     m.add(connectivity({{0, none}}), ET_BAR2);
     const dense1D<int> no_types;
     const dense2D<double> pos = two_points();
-    expect_code(-2, [&](const char* name) {
+    expect_empty_and_open(-2, [&](const char* name) {
         return ensight_output(name, {}, m.end(), m.begin(), no_types);
     });
-    expect_code(-2, [&](const char* name) {
+    expect_empty_and_open(-2, [&](const char* name) {
         return ensight_output(name, dense2D<double>(4, 1, 0.0), m.end(), m.begin(), no_types);
     });
-    expect_code(-4, [&](const char* name) {
+    expect_empty_and_open(-4, [&](const char* name) {
         return ensight_output(name, pos, m.end(), m.begin(), no_types);
     });
-    expect_code(-5, [&](const char* name) {
+    expect_empty_and_open(-5, [&](const char* name) {
         return ensight_output(name, pos, m.begin(), m.end(), no_types);
     });
-    expect_code(-3, [&](const char* name) {
+    expect_empty_and_open(-3, [&](const char* name) {
         return ensight_output(name, pos, m.begin(), m.end(), m.type_list());
     });
-    expect_code(
+    expect_empty_and_open(
         -3, [&](const char* name) { return ensight_output(name, pos, m.connects[0], ET_BAR2); });
-    expect_code(-3, [&](const char* name) {
+    expect_empty_and_open(-3, [&](const char* name) {
         return ensight_output(name, pos, connectivity({{0, 1}}), m.connects[0], ET_BAR2, ET_TRIA3);
     });
     EXPECT_EQ(ensight_output("/nowhere/at/all", {}, m.end(), m.begin(), no_types), -1);
@@ -152,26 +142,13 @@ TEST(ensight_output, equals_plain_printf_on_random_meshes) {
     }
 }
 
-TEST(ensight_output, survives_every_failing_allocation) {
+TEST(ensight_output, writes_all_or_nothing_where_memory_fails) {
     const dense2D<double> pos(3, 8, 0.5);
     const dense2D<unsigned int> bars = connectivity({{0, 1}, {2, 3}});
-    fail_each_allocation([&](std::size_t k, bool and_later) {
-        const scratch_file file;
-        int result = -1000;
-        bool happened = false;
-        {
-            const memory_failure failure(k, and_later);
-            try {
-                result = ensight_output(file.name(), pos, bars, bars, ET_BAR2, ET_BAR2);
-            } catch (const std::bad_alloc&) {
-            }
-            happened = failure.happened();
-        }
-        if (!happened) {
-            EXPECT_EQ(result, 0);
-        }
-        return happened;
-    });
+    const auto write = [&](const char* name) {
+        return ensight_output(name, pos, bars, bars, ET_BAR2, ET_BAR2);
+    };
+    expect_all_or_nothing(write, {});
 }
 
 } // namespace

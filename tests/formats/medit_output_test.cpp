@@ -1,15 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "formats/plain_writers.h"
 #include "formats/scratch_files.h"
 #include "formats/written_files.h"
-#include "support/memory_failure.h"
 #include "tessmaker/formats.h"
 
 using namespace kv7;
@@ -294,11 +291,9 @@ TEST(medit_tensor, tells_the_dimension_from_the_rows) {
 
 TEST(medit_tensor, of_other_rows_leaves_an_empty_file_open) {
     for (const std::size_t rows : {0U, 1U, 2U, 4U, 5U, 7U}) {
-        const scratch_file file("older contents");
-        const std::size_t nbr_open = nbr_open_files();
-        EXPECT_EQ(medit_tensor(file.name(), dense2D<double>(rows, 2, 1.0)), -2);
-        EXPECT_EQ(nbr_open_files(), nbr_open + 1);
-        EXPECT_EQ(file.contents(), "");
+        expect_empty_and_open(-2, [rows](const char* name) {
+            return medit_tensor(name, dense2D<double>(rows, 2, 1.0));
+        });
     }
 }
 
@@ -308,38 +303,23 @@ TEST(medit_fields, fail_where_no_file_can_be) {
     EXPECT_EQ(medit_tensor("/nowhere/at/all", dense2D<double>(4, 1, 0.0)), -1);
 }
 
-TEST(medit_output, survives_every_failing_allocation) {
+TEST(medit_output, writes_all_or_nothing_where_memory_fails) {
     const dense2D<double> pos(3, 8, 0.5);
     const dense2D<unsigned int> solids =
         connectivity({{0, 1, 2, 3, none, none, none, none}, {0, 1, 2, 3, 4, 5, 6, 7}});
-    const auto expect_survival = [&](auto call) {
-        const std::size_t nbr_failed = fail_each_allocation([&](std::size_t k, bool and_later) {
-            const scratch_file file;
-            int result = -1000;
-            bool happened = false;
-            {
-                const memory_failure failure(k, and_later);
-                try {
-                    result = call(file.name());
-                } catch (const std::bad_alloc&) {
-                }
-                happened = failure.happened();
-            }
-            if (!happened) {
-                EXPECT_EQ(result, 0);
-            }
-            return happened;
-        });
-        EXPECT_GT(nbr_failed, 0U);
+    const ids colors{3, 1};
+    const auto one = [&](const char* name) {
+        return medit_output(name, pos, solids, ET_SOLID_MIX);
     };
-    expect_survival(
-        [&](const char* name) { return medit_output(name, pos, solids, ET_SOLID_MIX); });
-    expect_survival([&](const char* name) {
+    const auto two = [&](const char* name) {
         return medit_output(name, pos, solids, solids, ET_SOLID_MIX, ET_SOLID_MIX);
-    });
-    expect_survival([&](const char* name) {
-        return medit_output(name, pos, solids, ET_SOLID_MIX, ids{3, 1});
-    });
+    };
+    const auto with_colors = [&](const char* name) {
+        return medit_output(name, pos, solids, ET_SOLID_MIX, colors);
+    };
+    EXPECT_GT(expect_all_or_nothing(one, {-199}), 0U);
+    EXPECT_GT(expect_all_or_nothing(two, {-199}), 0U);
+    EXPECT_GT(expect_all_or_nothing(with_colors, {-6, -199}), 0U);
     EXPECT_EQ(solids(4, 0), none);
 }
 

@@ -209,16 +209,18 @@ TEST(nastran_memory, output_writes_all_or_nothing) {
     fail_writing(solids.pos, solids.connect, faces.connect, solids.type, faces.type);
 }
 
-TEST(nastran_memory, two_connectivities_that_cant_be_joined_are_out_of_memory) {
-    const dense2D<double> pos = points({{0, 0}});
+TEST(nastran_memory, two_connectivities_that_cant_be_joined_are_out_of_memory_before_any_check) {
     const auto triangles = connectivity({{0, 1, 2}});
     const scratch_stream stream;
-    int code = 0;
-    {
-        const memory_limit limit(0);
-        code = NASTRAN_output(stream.get(), pos, triangles, triangles, ET_TRIA3, ET_TRIA3);
+    for (const std::size_t rows : {1U, 2U}) {
+        const dense2D<double> pos(rows, 1, 0.0);
+        int code = 0;
+        {
+            const memory_limit limit(0);
+            code = NASTRAN_output(stream.get(), pos, triangles, triangles, ET_TRIA3, ET_TRIA3);
+        }
+        EXPECT_EQ(code, -199);
     }
-    EXPECT_EQ(code, -199);
     EXPECT_EQ(stream.contents(), "");
 }
 

@@ -4,11 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <initializer_list>
+#include <new>
 #include <string>
 
 #include "formats/plain_writers.h"
 #include "formats/scratch_files.h"
+#include "support/memory_failure.h"
 
 namespace test {
 
@@ -19,6 +23,42 @@ template <class Call> std::string written(Call call) {
     EXPECT_EQ(call(file.name()), 0);
     EXPECT_EQ(nbr_open_files(), nbr_open);
     return file.contents();
+}
+
+// The call fails, and leaves a file that is there and empty, and open for the rest of the process.
+template <class Call> void expect_empty_and_open(int code, Call call) {
+    const scratch_file file("older contents");
+    const std::size_t nbr_open = nbr_open_files();
+    EXPECT_EQ(call(file.name()), code);
+    EXPECT_EQ(nbr_open_files(), nbr_open + 1);
+    EXPECT_EQ(file.contents(), "");
+}
+
+// Fails each allocation of the call in turn: the file is as it would be without, or it is empty or
+// not there and the call has told so, by one of the codes or by an exception. Returns how many
+// allocations there were to fail.
+template <class Call>
+std::size_t expect_all_or_nothing(Call call, std::initializer_list<int> codes) {
+    const std::string whole = written(call);
+    return fail_each_allocation([&](std::size_t k, bool and_later) {
+        constexpr int thrown = -1000;
+        const scratch_file file;
+        int code = thrown;
+        bool failed = false;
+        {
+            const memory_failure failure(k, and_later);
+            try {
+                code = call(file.name());
+            } catch (const std::bad_alloc&) {
+            }
+            failed = failure.happened();
+        }
+        const bool is_told =
+            code == thrown || std::find(codes.begin(), codes.end(), code) != codes.end();
+        EXPECT_TRUE(code == 0 || (failed && is_told)) << k << ": " << code;
+        EXPECT_EQ(file.contents(), code == 0 ? whole : "") << k << ": " << code;
+        return failed;
+    });
 }
 
 // The form for a list of connectivities leaves this text, and so do the forms for one and for two
