@@ -99,7 +99,7 @@ void obj_write(std::FILE* file, const dense2D<double>& pos, const dense2D<double
             if (faces_type == type) write_faces(connect, form, output);
         }
     }
-    output.flush();
+    output.pass_on();
 }
 
 int obj_output(const char* filename, const dense2D<double>& pos, const dense2D<double>& normals,

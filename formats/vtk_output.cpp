@@ -226,8 +226,9 @@ int vtk_convert(const dense2D<unsigned int>& connect, element_type type, unsigne
     for (std::size_t c = 0; c < cols; ++c) {
         cell_types.push_back(cell.number);
         cells.push_back(cell.nbr_nodes);
-        for (unsigned int r = 0; r < cell.nbr_nodes; ++r)
+        for (unsigned int r = 0; r < cell.nbr_nodes; ++r) {
             cells.push_back(connect(cell.nodes[r], c));
+        }
         ++nbr_cells;
         if (nbr_others == 0) continue;
         cell_types.push_back(vtk_poly_vertex);
