@@ -102,12 +102,12 @@ TESSMAKER_API int NASTRAN_input(const char* filename, dense2D<double>& pos,
 // are left out. ET_QUAD9 gets a card without meaning. Read again, nodes 6 to 14 of an ET_PENTA15
 // have another order.
 //
-// Returns 0, also if a write fails; -1: see above; -2: `pos` has neither 2 nor 3 rows; -5:
-// `indices` has not one entry more than `types`; -6: `pids` has not one entry for each column; -3:
-// a run that ends before it begins or beyond `connect`, that has fewer rows than its type needs, an
-// absent ID in a plain type or where a mixed type has none, an ET_FACE_MIX run of fewer than 4
-// rows, an ET_SOLID_MIX run of other than 8; -199: out of memory. Node IDs are not compared with
-// `pos`. The checks come in this order; a file is created before them.
+// Returns 0, also if a write fails; -1: see above; -199: out of memory, with one connectivity or
+// two; -2: `pos` has neither 2 nor 3 rows; -5: `indices` has not one entry more than `types`; -6:
+// `pids` has not one entry for each column; -3: a run that ends before it begins or beyond
+// `connect`, that has fewer rows than its type needs, an absent ID in a plain type or where a mixed
+// type has none, an ET_FACE_MIX run of fewer than 4 rows, an ET_SOLID_MIX run of other than 8. Node
+// IDs are not compared with `pos`. The checks come in this order; a file is created before them.
 TESSMAKER_API int NASTRAN_output(std::FILE* file, const dense2D<double>& pos,
                                  const dense2D<unsigned int>& connect,
                                  const dense1D<unsigned int, 8>& indices,
@@ -326,9 +326,9 @@ TESSMAKER_API int vtk_output(std::FILE* file, const dense2D<double>& pos, unsign
 // shape, most nodes first.
 // Returns 0; -1: the file can't be opened; -2: `pos` has not 2 or 3 rows; -4: `end` lies before
 // `begin`; -5: the range has not as many members as `types`; -3: a connectivity fails check_IDs;
-// -2: a type for which vtk_convert returns -2 and that has elements; -199: out of memory, for a
-// mixed type. After all of them but -1 the file is there and empty, and its stream stays open for
-// the rest of the process.
+// -199: out of memory, for a mixed type; -2: elements of ET_BAR_MIX, ET_NODE, ET_PYRA13 or
+// ET_PENTA15. The checks come in this order. After all of them but -1 the file is there and empty,
+// and its stream stays open for the rest of the process.
 TESSMAKER_API int vtk_output(const char* filename, const dense2D<double>& pos,
                              const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
                              const dense1D<int, 8>& types);
