@@ -173,9 +173,6 @@ template <class T> bool append_column(const T* column, std::size_t rows, dense2D
     std::copy_n(column, rows, array.column(cols));
     return true;
 }
-template <class T> bool append_column(const dense1D<T, 8>& column, dense2D<T>& array) {
-    return append_column(column.begin(), column.size(), array);
-}
 
 // Makes column `id - 1` of 3-row coordinates exist, for files that number their nodes from 1, in
 // any order. `id` is 1 or more. Columns that were skipped hold zeros. False when memory fails, or

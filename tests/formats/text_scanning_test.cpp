@@ -360,10 +360,14 @@ TEST(text_scanning, integers_are_those_of_strtol_without_their_upper_half) {
     EXPECT_EQ(value, 12U);
 }
 
+template <class T> bool append(const std::vector<T>& column, dense2D<T>& array) {
+    return append_column(column.data(), column.size(), array);
+}
+
 TEST(append_column, columns_follow_each_other) {
     dense2D<unsigned int> array;
     for (unsigned int k = 0; k < 100; ++k) {
-        ASSERT_TRUE(append_column(dense1D<unsigned int>{k, k + 1}, array));
+        ASSERT_TRUE(append<unsigned int>({k, k + 1}, array));
     }
     ASSERT_EQ(array.cols(), 100U);
     ASSERT_EQ(array.rows(), 2U);
@@ -375,16 +379,16 @@ TEST(append_column, columns_follow_each_other) {
 
 TEST(append_column, a_column_of_another_size_is_refused) {
     dense2D<double> array(4, 2, 1.0);
-    EXPECT_FALSE(append_column(dense1D<double>{1, 2, 3}, array));
+    EXPECT_FALSE(append<double>({1, 2, 3}, array));
     EXPECT_EQ(list(array), list(dense2D<double>(4, 2, 1.0)));
 }
 
 TEST(append_column, an_empty_column_is_none_and_fits_everywhere) {
     dense2D<double> array(4, 2, 1.0);
-    EXPECT_TRUE(append_column(dense1D<double>(), array));
+    EXPECT_TRUE(append<double>({}, array));
     EXPECT_EQ(array.cols(), 2U);
     dense2D<double> nothing;
-    EXPECT_TRUE(append_column(dense1D<double>(), nothing));
+    EXPECT_TRUE(append<double>({}, nothing));
     EXPECT_TRUE(nothing.empty());
 }
 
@@ -392,7 +396,7 @@ TEST(append_column, growth_keeps_the_leading_dimension_and_the_cells_between_col
     dense2D<double> parent(4, 2, 9.0);
     dense2D<double> view = parent.sub_matrix(1, 0, 2, 2);
     for (int k = 0; k < 10; ++k) {
-        ASSERT_TRUE(append_column(dense1D<double>{1.0 * k, 2.0 * k}, view));
+        ASSERT_TRUE(append<double>({1.0 * k, 2.0 * k}, view));
     }
     EXPECT_EQ(view.cols(), 12U);
     EXPECT_EQ(view(0, 1), 9);
