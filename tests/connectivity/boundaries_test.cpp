@@ -125,6 +125,7 @@ TEST(boundaries, of_an_empty_connectivity_succeed_without_a_look_at_the_rest) {
     unsigned int stride = 9;
     EXPECT_EQ(get_mesh_bounding_elements(matrix(), wrong, ET_TRIA6, handles, stride), 0);
     EXPECT_EQ(list(handles), ids{3});
+    EXPECT_EQ(stride, 0U);
     EXPECT_EQ(wrong.cols(), 2U);
 }
 
@@ -251,6 +252,61 @@ TEST(boundaries, do_not_read_rows_that_a_shape_does_not_use) {
     EXPECT_EQ(list(handles), (ids{0, 1, 2, 3}));
 }
 
+TEST(boundaries, take_what_they_do_not_check) {
+    // Nodes where `neighbors` is given, and elements where handles are written.
+    const matrix connect = connectivity({{0, 1, none}});
+    EXPECT_EQ(mesh_boundaries(connect, matrix(3, 1, none), ET_TRIA3),
+              (columns_list{{1, none}, {none, 0}, {0, 1}}));
+    matrix colored;
+    EXPECT_EQ(
+        get_colors_boundaries(connect, matrix(3, 1, none), {0}, ET_TRIA3, false, false, colored),
+        0);
+    EXPECT_EQ(colored.cols(), 3U);
+    dense1D<unsigned int> handles;
+    unsigned int stride = 0;
+    EXPECT_EQ(get_mesh_bounding_elements(connectivity({{0, 1, 2}}), connectivity({{9, none, 9}}),
+                                         ET_TRIA3, handles, stride),
+              0);
+    EXPECT_EQ(list(handles), ids{1});
+}
+
+TEST(boundaries, under_a_uniform_mixed_type_are_those_of_the_plain_one) {
+    for (const auto& [plain, mixed] :
+         {std::pair{ET_TRIA3, ET_FACE_MIX}, std::pair{ET_TETRA4, ET_SOLID_MIX},
+          std::pair{ET_PYRA5, ET_SOLID_MIX}, std::pair{ET_PENTA6, ET_SOLID_MIX}}) {
+        random_source random(6);
+        const matrix connect = random_box(random, plain);
+        const matrix neighbors = neighbors_of(connect, plain);
+        EXPECT_EQ(element_boundaries(connect, mixed), element_boundaries(connect, plain));
+        EXPECT_EQ(mesh_boundaries(connect, neighbors, mixed),
+                  mesh_boundaries(connect, neighbors, plain));
+        // What is there must have the height of the plain type.
+        matrix boundaries(height_of(plain), 1, 7);
+        const dense1D<unsigned int> colors(connect.cols(), 0);
+        EXPECT_EQ(
+            get_colors_boundaries(connect, neighbors, colors, mixed, false, false, boundaries), 0);
+        boundaries = boundaries.sub_matrix(0, 1, height_of(plain), boundaries.cols() - 1);
+        EXPECT_EQ(list(boundaries), mesh_boundaries(connect, neighbors, plain));
+
+        dense1D<unsigned int> handles;
+        unsigned int stride = 0;
+        EXPECT_EQ(get_mesh_bounding_elements(connect, neighbors, mixed, handles, stride), 0);
+        EXPECT_EQ(handles.size(), boundaries.cols());
+        EXPECT_EQ(stride, stride_of(plain));
+        dense1D<unsigned int> ancestors;
+        EXPECT_EQ(get_ancestors(connect, ancestors), 0);
+        const auto found = [&](element_type type) {
+            dense1D<unsigned int> at;
+            EXPECT_EQ(get_elements_on_boundaries(boundaries, connect, neighbors, ancestors, type, 0,
+                                                 at, stride),
+                      0);
+            EXPECT_EQ(stride, stride_of(plain));
+            return list(at);
+        };
+        EXPECT_EQ(found(mixed), found(plain));
+    }
+}
+
 TEST(boundaries, keep_what_they_hold_when_memory_fails) {
     const matrix connect = mixed_solids().connect;
     const matrix neighbors = neighbors_of(connect, ET_SOLID_MIX);
@@ -261,7 +317,7 @@ TEST(boundaries, keep_what_they_hold_when_memory_fails) {
                       const memory_failure failure(k, and_later);
                       const int result = call(out);
                       EXPECT_EQ(result, failure.happened() ? -199 : 0);
-                      EXPECT_GE(out.cols(), 1U);
+                      EXPECT_EQ(out.cols() == 1, failure.happened());
                       EXPECT_EQ(out(3, 0), 4U);
                       return failure.happened();
                   }),
@@ -280,6 +336,7 @@ TEST(boundaries, keep_what_they_hold_when_memory_fails) {
                       get_mesh_bounding_elements(connect, neighbors, ET_SOLID_MIX, handles, stride);
                   EXPECT_EQ(result, failure.happened() ? -199 : 0);
                   EXPECT_EQ(stride, failure.happened() ? 0U : 6U);
+                  EXPECT_EQ(handles.size() == 1, failure.happened());
                   return failure.happened();
               }),
               0U);

@@ -158,6 +158,16 @@ TEST(copy_edges, equals_a_set_on_random_meshes_of_every_type) {
     }
 }
 
+TEST(copy_edges, under_a_uniform_mixed_type_are_those_of_the_plain_one) {
+    for (const auto& [plain, mixed] :
+         {std::pair{ET_TRIA3, ET_FACE_MIX}, std::pair{ET_TETRA4, ET_SOLID_MIX},
+          std::pair{ET_PYRA5, ET_SOLID_MIX}, std::pair{ET_PENTA6, ET_SOLID_MIX}}) {
+        random_source random(7);
+        const matrix connect = random_box(random, plain);
+        EXPECT_EQ(edges_of(connect, mixed), edges_of(connect, plain));
+    }
+}
+
 TEST(copy_edges, of_all_quadratic_types_join_corners) {
     for (const element_type type :
          {ET_BAR3, ET_TRIA6, ET_QUAD8, ET_QUAD9, ET_TETRA10, ET_PYRA14, ET_PENTA18, ET_HEXA27}) {

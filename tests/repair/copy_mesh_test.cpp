@@ -272,6 +272,21 @@ TEST(copy_sym_mesh, leaves_z_in_the_plane_and_lifts_in_space) {
     EXPECT_EQ(list(plane), list(points({{1, 2, 0}, {1, 2, 2}})));
 }
 
+TEST(copy_sym_mesh, in_space_lifts_plane_nodes_though_it_copies_none) {
+    dense2D<double> pos = points({{1, 2}});
+    dense2D<unsigned int> image = connectivity({{4}});
+    EXPECT_EQ(copy_sym_mesh(pos, image, vec3{0, 0, 1}, vec3{0, 0, 4}, dense2D<unsigned int>()), 0);
+    EXPECT_EQ(list(pos), list(points({{1, 2, 0}})));
+    EXPECT_TRUE(image.empty());
+    // A pattern that moves nothing leaves them.
+    dense2D<double> plane = points({{1, 2}});
+    EXPECT_EQ(copy_mesh(plane, image, vec3{0, 0, 1}, vec3{0, 0, 0}, vec3{1, 0, 0}, 2,
+                        connectivity({{none}})),
+              0);
+    EXPECT_EQ(list(plane), list(points({{1, 2}})));
+    EXPECT_EQ(list(image), list(connectivity({{none}, {none}})));
+}
+
 TEST(copy_sym_mesh, follows_its_formula_to_the_last_bit_on_axes) {
     random_source random(3);
     for (int run = 0; run < 500; ++run) {
