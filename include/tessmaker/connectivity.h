@@ -87,7 +87,7 @@ TESSMAKER_API int get_mesh_boundaries(const dense2D<unsigned int>& connect,
                                       dense2D<unsigned int>& boundaries);
 
 // Appends to `handles` the facets without a neighbour, as handles, by element, then by local facet.
-// `stride` becomes K, 0 on failure.
+// `stride` becomes K; 0 on failure, and for an empty `connect`.
 // Returns 0; -1: `connect` fails check_IDs; -2: `neighbors` is not K rows by one column per
 // element, or a type that is not served; -199: out of memory.
 TESSMAKER_API int get_mesh_bounding_elements(const dense2D<unsigned int>& connect,
@@ -104,7 +104,7 @@ TESSMAKER_API int get_mesh_bounding_elements(const dense2D<unsigned int>& connec
 //   side -1            the last met in the opposite direction, else the last met in the given one
 //   side -2 or less    the first met that holds it in the opposite direction
 // The facet of a bar, a node, has the given direction; under a `side` below -1 none is found.
-// `handles` is emptied first, `stride` becomes K.
+// `handles` is emptied first, `stride` becomes K; 0 for an empty `boundaries`, whatever the rest.
 // Returns 0; -1: rows of `boundaries`; -2: rows of `connect`; -3: `neighbors` is not K rows by one
 // column per element, names an element that does not exist, or led to one without the node; -4:
 // `ancestors` names an element that does not exist or does not hold the node; -5: a type that is
@@ -147,6 +147,7 @@ TESSMAKER_API int get_subdomains(dense2D<unsigned int>& connect, dense2D<unsigne
 // column stays. node_counts[g] is the number of nodes in group g, group_ends[g] its end; both have
 // one entry 0 when no column is left. `old_to_new` gets one entry per old column, 0xFFFFFFFF for a
 // dropped one. Returns 0; -1: `neighbors` holds something and differs in columns, nothing changed.
+// Out of memory is 0 too, the mesh as it was and the lists empty.
 TESSMAKER_API int sort_elfes(dense2D<unsigned int>& connect, dense2D<unsigned int>& neighbors,
                              dense1D<unsigned int, 8>& node_counts,
                              dense1D<unsigned int, 8>& group_ends,

@@ -78,7 +78,8 @@ TESSMAKER_API int remove_degenerated(dense2D<unsigned int>& connect, bool strict
 // their order; `pos` keeps its `ld`. `new_IDs` gets one entry per old node: the new ID, or
 // 0xFFFFFFFF. It is empty when nothing was looked at: no arrays, an empty `pos`, a `first_node`
 // that is no column of it. Returns the number of nodes removed. -3: `end` lies before `begin`. -2:
-// an ID that is no column of `pos`. -199: out of memory, nothing changed.
+// an ID that is no column of `pos`, be it empty. -199: out of memory. On failure nothing is changed
+// and `new_IDs` is empty.
 TESSMAKER_API int simplify(dense2D<double>& pos, dense2D<unsigned int>* begin,
                            dense2D<unsigned int>* end, dense1D<unsigned int, 8>& new_IDs,
                            unsigned int first_node);
