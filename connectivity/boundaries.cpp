@@ -14,17 +14,6 @@ bool has_height(const dense2D<unsigned int>& boundaries, element_type type) {
     return boundaries.empty() || boundaries.rows() == boundary_height(type);
 }
 
-bool has_shape(const dense2D<unsigned int>& neighbors, const dense2D<unsigned int>& connect,
-               element_type type) {
-    return neighbors.cols() == connect.cols() && neighbors.rows() == boundary_stride(type);
-}
-
-bool are_neighbors(const dense2D<unsigned int>& neighbors, const dense2D<unsigned int>& connect,
-                   element_type type) {
-    return has_shape(neighbors, connect, type) &&
-           check_IDs(neighbors, static_cast<unsigned int>(connect.cols()));
-}
-
 // The test for facets without a neighbour.
 auto is_free_facet(const dense2D<unsigned int>& neighbors) {
     return [across = neighbors.column(0), ld = neighbors.ld()](std::size_t e, std::size_t f) {

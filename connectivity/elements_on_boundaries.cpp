@@ -181,12 +181,10 @@ int find_handles(const dense2D<unsigned int>& boundaries, const dense2D<unsigned
 int check_arguments(const dense2D<unsigned int>& boundaries, const dense2D<unsigned int>& connect,
                     const dense2D<unsigned int>& neighbors,
                     const dense1D<unsigned int, 8>& ancestors, element_type type) {
-    const auto nbr_elements = static_cast<unsigned int>(connect.cols());
     if (boundaries.rows() != boundary_height(type)) return -1;
     if (connect.rows() != nbr_nodes(type)) return -2;
-    if (neighbors.cols() != connect.cols() || neighbors.rows() != boundary_stride(type)) return -3;
-    if (!check_IDs(neighbors, nbr_elements)) return -3;
-    if (!check_IDs(ancestors, nbr_elements)) return -4;
+    if (!are_neighbors(neighbors, connect, type)) return -3;
+    if (!check_IDs(ancestors, static_cast<unsigned int>(connect.cols()))) return -4;
     return is_linear_type(type) ? 0 : -5;
 }
 

@@ -1,4 +1,4 @@
-// Facets of elements: their sizes by type, and how two of them are compared.
+// Facets of elements: their sizes by type, the check of `neighbors`, how two facets are compared.
 #ifndef TESSMAKER_CONNECTIVITY_FACETS_H
 #define TESSMAKER_CONNECTIVITY_FACETS_H
 
@@ -21,6 +21,19 @@ constexpr unsigned int boundary_height(element_type type) {
                                                   3, 6, 4, 8, 9, 4, 8, 9, 4, 8, 9};
     const auto row = static_cast<std::size_t>(type);
     return row < height.size() ? height[row] : 0;
+}
+
+// Whether `neighbors` has K rows and a column for each element.
+inline bool has_shape(const dense2D<unsigned int>& neighbors, const dense2D<unsigned int>& connect,
+                      element_type type) {
+    return neighbors.cols() == connect.cols() && neighbors.rows() == boundary_stride(type);
+}
+
+// The same, and whether it names none but elements.
+inline bool are_neighbors(const dense2D<unsigned int>& neighbors,
+                          const dense2D<unsigned int>& connect, element_type type) {
+    return has_shape(neighbors, connect, type) &&
+           check_IDs(neighbors, static_cast<unsigned int>(connect.cols()));
 }
 
 // One to four nodes in the order in which a facet is read.

@@ -54,9 +54,9 @@ void exchange_columns(dense2D<unsigned int>& array, std::size_t a, std::size_t b
 
 // Brings the columns in `order` to the front by exchanges, from the first place on, and returns
 // whether any moved. Both lists have one entry per column and hold 0, 1, 2, ...
-bool exchange_columns(const dense1D<unsigned int, 8>& order, dense2D<unsigned int>& connect,
-                      dense2D<unsigned int>& neighbors, dense1D<unsigned int, 8>& old_to_new,
-                      dense1D<unsigned int, 8>& new_to_old) {
+bool bring_to_front(const dense1D<unsigned int, 8>& order, dense2D<unsigned int>& connect,
+                    dense2D<unsigned int>& neighbors, dense1D<unsigned int, 8>& old_to_new,
+                    dense1D<unsigned int, 8>& new_to_old) {
     bool any_moved = false;
     for (unsigned int i = 0; i < order.size(); ++i) {
         const unsigned int from = old_to_new[order[i]];
@@ -105,7 +105,7 @@ int sort_elfes(dense2D<unsigned int>& connect, dense2D<unsigned int>& neighbors,
 
     std::iota(old_to_new.begin(), old_to_new.end(), 0U);
     std::iota(new_to_old.begin(), new_to_old.end(), 0U);
-    const bool any_moved = exchange_columns(order, connect, neighbors, old_to_new, new_to_old);
+    const bool any_moved = bring_to_front(order, connect, neighbors, old_to_new, new_to_old);
     const std::size_t nbr_kept = order.size();
     if (!any_moved && nbr_kept == cols) return 0;
 
