@@ -261,6 +261,30 @@ TEST(centroids, clear_their_output_on_every_failure) {
     EXPECT_TRUE(centers.empty());
 }
 
+TEST(centroids, look_at_the_connectivity_before_they_refuse_a_type) {
+    const dense2D<double> pos = points({{0, 0}, {1, 0}, {0, 1}});
+    dense2D<double> centers = points({{7, 7, 7}});
+    EXPECT_EQ(centroids(pos, connectivity({{0, 1, 2, 0, 1, 3}}), centers, ET_TRIA6), -2);
+    EXPECT_EQ(centroids(pos, connectivity({{0, 1}}), centers, ET_UNKNOWN), -2);
+    EXPECT_TRUE(centers.empty());
+    EXPECT_EQ(centroids(pos, connectivity({{0, 1}, {1, 2}}), centers, ET_BAR_MIX), -4);
+    EXPECT_EQ(list(centers), list(points({{0, 0}, {0, 0}})));
+    EXPECT_EQ(centroids(pos, connectivity({{0}}), centers, ET_NODE), -4);
+    EXPECT_EQ(list(centers), list(points({{0, 0}})));
+}
+
+TEST(centroids, without_memory_give_minus_199_and_no_centers) {
+    const dense2D<double> pos = points({{0, 0}, {1, 0}, {0, 1}});
+    const dense2D<unsigned int> bars = connectivity({{0, 1}, {1, 2}});
+    for (const element_type type : {ET_BAR2, ET_BAR_MIX}) {
+        dense2D<double> centers = points({{7, 7}});
+        const memory_failure failure(0, true);
+        EXPECT_EQ(centroids(pos, bars, centers, type), -199);
+        EXPECT_TRUE(failure.happened());
+        EXPECT_TRUE(centers.empty());
+    }
+}
+
 TEST(centroids, need_coordinates_of_the_dimension_of_the_element) {
     dense2D<double> centers;
     const dense2D<double> line = points({{0}, {2}, {4}, {6}});
@@ -290,6 +314,10 @@ TEST(centroids, of_a_mixed_array_with_the_rows_of_one_shape_take_missing_rows_as
     expect_near(centers, points({{1, 1, 0}}), 1e-15);
     EXPECT_EQ(centroids(pos, connectivity({{0, 1, 2, 3}}), centers, ET_SOLID_MIX), 0);
     expect_near(centers, points({{0.75, 0.75, 0.75}}), 1e-15);
+    EXPECT_EQ(centroids(pos, connectivity({{0, 1, 2, 3, 3}}), centers, ET_SOLID_MIX), 0);
+    expect_near(centers, points({{0.6, 0.6, 1.2}}), 1e-15);
+    EXPECT_EQ(centroids(pos, connectivity({{0, 1, 2, 3, 3, 3}}), centers, ET_SOLID_MIX), 0);
+    expect_near(centers, points({{0.5, 0.5, 1.5}}), 1e-15);
 }
 
 struct served_type {
@@ -619,6 +647,31 @@ TEST(maps, in_space_move_the_two_coordinates_there_are_without_memory_for_a_thir
                 points({{3, 6}, {9, 12}}));
     expect_same(moved([&](auto& pos) { EXPECT_EQ(zoom(pos, origin, 3.0, second), 0); }),
                 points({{1, 2}, {9, 12}}));
+}
+
+TEST(maps, of_a_connectivity_move_the_nodes_that_memory_lets_them_list) {
+    const dense2D<unsigned int> connect = connectivity({{0, 1, 2}, {2, 1, 3}});
+    EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
+                  dense2D<double> pos(2, 5, 1.0);
+                  vec2 low{9, 9};
+                  vec2 high{-9, -9};
+                  int nbr_moves = 0;
+                  bool happened = false;
+                  {
+                      const memory_failure failure(k, and_later);
+                      nbr_moves = translate(pos, vec2{2, 0}, connect);
+                      EXPECT_EQ(zoom(pos, vec2{0, 0}, 1.0, connect), 0);
+                      EXPECT_EQ(inc_bounding_box(pos, connect, low, high), 0);
+                      happened = failure.happened();
+                  }
+                  for (unsigned int id = 0; id < 5; ++id) {
+                      const bool moved = id < static_cast<unsigned int>(nbr_moves);
+                      EXPECT_EQ(pos(0, id), moved ? 3.0 : 1.0);
+                  }
+                  EXPECT_TRUE(happened || nbr_moves == 4);
+                  return happened;
+              }),
+              2U);
 }
 
 template <class V> void compare_maps(random_source& random) {
