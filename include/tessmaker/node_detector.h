@@ -24,7 +24,7 @@ template <unsigned DIM> class point_tree;
 // a greater coordinate and right of all others.
 //
 // Const members may run at once in several threads; all others need exclusive access. Memory for
-// the tree object itself that fails raises std::bad_alloc.
+// the tree object itself that fails raises std::bad_alloc, and leaves the detector empty.
 class TESSMAKER_API node_detector {
 public:
     // Empty: no tree, nothing to find, nothing can be inserted.

@@ -102,7 +102,7 @@ TEST(node_detector, of_listed_nodes_holds_the_list_as_it_stands) {
     node_detector detector(pos, nodes);
     EXPECT_EQ(detector.size(), 4U);
     EXPECT_EQ(sorted(all_hits(detector)), (id_list{0, 2, 2, 5}));
-    EXPECT_EQ(list(nodes), (id_list{5, 2, 2, 0})); // its build reorders a copy
+    EXPECT_EQ(list(nodes), (id_list{5, 2, 2, 0}));
     EXPECT_EQ(detector.reinit(pos, ids{6}), 1);
     EXPECT_EQ(all_hits(detector), (id_list{6}));
 }
