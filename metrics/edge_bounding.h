@@ -29,7 +29,9 @@ struct bounding_counts {
 // is never updated: it is dropped when popped if one of its ends has changed since.
 //
 // A run ends because three decisions hold together: only edges above the limit go in, a node moves
-// in the direction of its first move only, and small moves do not count.
+// in the direction of its first move only, and small moves do not count. Rounding can still send a
+// metric in circles where sizes are many orders of magnitude apart: there a run is broken off, long
+// after any other has ended.
 template <class Field, class Measure, class Queue = edge_heap> class edge_bounding {
 public:
     edge_bounding(const Field& field, const Measure& measure) : field_(field), measure_(measure) {}
@@ -40,7 +42,8 @@ public:
             const dense1D<unsigned int, 8>& nodes, bool nodes_fixed, signed char direction) {
         if (!set_up(connect, nbr_columns, nodes, nodes_fixed, direction)) return -199;
         if (!seed()) return -199;
-        while (!queue_.empty()) {
+        const unsigned int most_moves = most_moves_of(stamps_.size());
+        while (!queue_.empty() && counter_ < most_moves) {
             const edge_entry entry = queue_.pop();
             ++counts_.popped;
             if (is_stale(entry)) continue;
@@ -62,6 +65,13 @@ private:
     static constexpr int nbr_grid_intervals = 6;
     // The square root of the largest double: a sum of squares beyond it is infinite.
     static constexpr double largest_excess = 1.3407807929942596e+154;
+
+    // Runs make a few moves a node, tens at a small limit, a few thousand on a small mesh at worst.
+    // The counter must not reach the stamp of fixed nodes either.
+    static unsigned int most_moves_of(std::size_t nbr_nodes) {
+        const std::size_t most_moves = 1000000 + 1000 * nbr_nodes;
+        return static_cast<unsigned int>(std::min<std::size_t>(most_moves, fixed_stamp - 1));
+    }
 
     bool set_up(const dense2D<unsigned int>& connect, std::size_t nbr_columns,
                 const dense1D<unsigned int, 8>& nodes, bool nodes_fixed, signed char direction) {

@@ -116,7 +116,8 @@ TESSMAKER_API int metrics_aniso3d_to_aniso2d(const dense2D<double>& metrics3d,
 //
 // A step below a thousandth of the way is refused, so an edge can stay above the limit by a little.
 // Values that are not finite or not positive are not looked for and end as the arithmetic makes
-// them; the run always ends.
+// them. The run always ends: where metrics whose sizes are many orders of magnitude apart would go
+// round in circles by rounding alone, it is broken off after a million moves and a thousand a node.
 //
 // Return the number of nodes changed. An empty `connect`, or no limit: 0. -1: `pos` has not 2 or 3
 // rows. -2: `connect` fails check_IDs. -4: `nodes` holds an ID that is no column of `pos`. -7: the
