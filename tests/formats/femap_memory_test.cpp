@@ -1,14 +1,11 @@
 // Memory failure at every allocation of the FEMAP functions, one after the other.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdio>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "formats/femap_files.h"
+#include "formats/run_memory.h"
 #include "formats/scratch_files.h"
 #include "support/memory_failure.h"
 #include "support/meshes.h"
@@ -20,8 +17,6 @@ using namespace kv7::tessmaker;
 using namespace test;
 
 namespace {
-
-constexpr int thrown = -1000;
 
 std::string large_file() {
     std::string nodes;
@@ -35,46 +30,11 @@ std::string large_file() {
     return femap_block("403", nodes) + femap_block("404", elements);
 }
 
-template <class T> bool is_beginning_of_columns(const dense2D<T>& part, const dense2D<T>& whole) {
-    if (part.cols() > whole.cols()) return false;
-    for (std::size_t c = 0; c < part.cols(); ++c) {
-        for (std::size_t r = 0; r < part.rows(); ++r) {
-            if (part(r, c) != whole(r, c)) return false;
-        }
-    }
-    return true;
-}
-
-// Reads with every allocation failing. `check` is told the code and the result, unless an
-// exception left.
-template <class Result, class Check> void fail_reading(const std::string& text, Check check) {
-    const scratch_stream stream(text);
-    const std::size_t nbr_failed = fail_each_allocation([&](std::size_t k, bool and_later) {
-        Result result;
-        int code = thrown;
-        bool failed = false;
-        std::rewind(stream.get());
-        {
-            const memory_failure failure(k, and_later);
-            try {
-                result.read(stream.get());
-                code = result.code;
-            } catch (const std::bad_alloc&) {
-            }
-            failed = failure.happened();
-        }
-        EXPECT_TRUE(code == 0 || code == -199 || code == thrown) << k << ": " << code;
-        EXPECT_TRUE(failed || code == 0) << k;
-        if (code != thrown) check(failed, result);
-        return failed;
-    });
-    EXPECT_GT(nbr_failed, 4U);
-}
-
 TEST(femap_memory, input_of_all_runs) {
     const femap_arrays whole = read_femap(large_file());
     ASSERT_EQ(whole.code, 0);
-    fail_reading<femap_arrays>(large_file(), [&](bool failed, const femap_arrays& result) {
+    const scratch_stream stream(large_file());
+    fail_reading<femap_arrays>(stream.get(), [&](bool failed, const femap_arrays& result) {
         // Nodes are whole, or the failure is told, and they are what came first.
         if (result.code == 0) {
             EXPECT_EQ(list(result.pos), list(whole.pos));
@@ -97,7 +57,8 @@ TEST(femap_memory, input_of_all_runs) {
 
 TEST(femap_memory, input_of_one_connectivity) {
     const auto whole = read_as<femap_one_connectivity>(large_file());
-    fail_reading<femap_one_connectivity>(large_file(),
+    const scratch_stream stream(large_file());
+    fail_reading<femap_one_connectivity>(stream.get(),
                                          [&](bool failed, const femap_one_connectivity& one) {
                                              if (one.code != 0) {
                                                  EXPECT_EQ(one.type, ET_UNKNOWN);
@@ -111,8 +72,9 @@ TEST(femap_memory, input_of_one_connectivity) {
 
 TEST(femap_memory, input_of_two_connectivities) {
     const auto whole = read_as<femap_two_connectivities>(large_file());
+    const scratch_stream stream(large_file());
     fail_reading<femap_two_connectivities>(
-        large_file(), [&](bool failed, const femap_two_connectivities& two) {
+        stream.get(), [&](bool failed, const femap_two_connectivities& two) {
             if (two.code != 0) {
                 EXPECT_EQ(list(two.connect1), (id_lists{{71}}));
                 EXPECT_EQ(list(two.connect2), (id_lists{{72}}));
@@ -129,41 +91,14 @@ TEST(femap_memory, input_of_two_connectivities) {
         });
 }
 
-// Either all is written, or nothing and a code tells of it, or an exception leaves.
-template <class... Arguments> void fail_writing(const Arguments&... arguments) {
-    const std::string expected = [&] {
-        const scratch_stream stream;
-        EXPECT_EQ(FEMAP_output(stream.get(), arguments...), 0);
-        return stream.contents();
-    }();
-    EXPECT_NE(expected, "");
-    fail_each_allocation([&](std::size_t k, bool and_later) {
-        const scratch_stream stream;
-        int code = thrown;
-        bool failed = false;
-        {
-            const memory_failure failure(k, and_later);
-            try {
-                code = FEMAP_output(stream.get(), arguments...);
-            } catch (const std::bad_alloc&) {
-            }
-            failed = failure.happened();
-        }
-        EXPECT_TRUE(code == 0 || code == -199 || code == thrown) << k << ": " << code;
-        if (code != thrown) {
-            EXPECT_EQ(stream.contents(), code == 0 ? expected : "") << k;
-        }
-        EXPECT_TRUE(failed || code == 0) << k;
-        return failed;
-    });
-}
-
 TEST(femap_memory, output_writes_all_or_nothing) {
     const mesh solids = mixed_solids();
-    fail_writing(solids.pos, solids.connect, solids.type);
-    fail_writing(solids.pos, solids.connect, dense1D<unsigned int>{0U, 4U},
-                 dense1D<int>{ET_SOLID_MIX}, dense1D<unsigned int>{1U, 2U, 3U, 4U});
-    fail_writing(solids.pos, solids.connect, solids.connect, solids.type, solids.type);
+    fail_writing<femap_functions>(solids.pos, solids.connect, solids.type);
+    fail_writing<femap_functions>(solids.pos, solids.connect, dense1D<unsigned int>{0U, 4U},
+                                  dense1D<int>{ET_SOLID_MIX},
+                                  dense1D<unsigned int>{1U, 2U, 3U, 4U});
+    fail_writing<femap_functions>(solids.pos, solids.connect, solids.connect, solids.type,
+                                  solids.type);
 }
 
 TEST(femap_memory, lists_that_find_no_memory_are_out_of_memory) {

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <new>
 #include <string>
 #include <vector>
 
+#include "formats/failing_calls.h"
 #include "formats/obj_files.h"
 #include "formats/scratch_files.h"
 #include "formats/written_files.h"
@@ -19,8 +19,6 @@ using namespace kv7::tessmaker;
 using namespace test;
 
 namespace {
-
-constexpr int thrown = -1000;
 
 // Whether the columns of `part` are some of `whole`, in their order.
 template <class T>
@@ -48,18 +46,11 @@ TEST(obj_memory, input_loses_columns_without_a_report) {
     ASSERT_EQ(whole.code, 0);
     const std::size_t nbr_failed = fail_each_allocation([&](std::size_t k, bool and_later) {
         obj_arrays result;
-        int code = thrown;
-        bool failed = false;
-        {
-            const memory_failure failure(k, and_later);
-            try {
-                result.read(file.name());
-                code = result.code;
-            } catch (const std::bad_alloc&) {
-            }
-            failed = failure.happened();
-        }
-        EXPECT_TRUE(code == 0 || code == thrown) << k << ": " << code;
+        const auto [code, failed] = call_failing(k, and_later, [&] {
+            result.read(file.name());
+            return result.code;
+        });
+        EXPECT_TRUE(code == 0 || code == failing_call::thrown) << k << ": " << code;
         EXPECT_TRUE(failed || code == 0) << k;
         // Also what stands there when an exception leaves.
         EXPECT_TRUE(is_selection(list(result.pos), list(whole.pos))) << k;

@@ -7,12 +7,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <initializer_list>
-#include <new>
 #include <string>
 
+#include "formats/failing_calls.h"
 #include "formats/plain_writers.h"
 #include "formats/scratch_files.h"
-#include "support/memory_failure.h"
 
 namespace test {
 
@@ -41,22 +40,13 @@ template <class Call>
 std::size_t expect_all_or_nothing(Call call, std::initializer_list<int> codes) {
     const std::string whole = written(call);
     return fail_each_allocation([&](std::size_t k, bool and_later) {
-        constexpr int thrown = -1000;
+        SCOPED_TRACE(k);
         const scratch_file file;
-        int code = thrown;
-        bool failed = false;
-        {
-            const memory_failure failure(k, and_later);
-            try {
-                code = call(file.name());
-            } catch (const std::bad_alloc&) {
-            }
-            failed = failure.happened();
-        }
-        const bool is_told =
-            code == thrown || std::find(codes.begin(), codes.end(), code) != codes.end();
-        EXPECT_TRUE(code == 0 || (failed && is_told)) << k << ": " << code;
-        EXPECT_EQ(file.contents(), code == 0 ? whole : "") << k << ": " << code;
+        const auto [code, failed] = call_failing(k, and_later, [&] { return call(file.name()); });
+        const bool is_told = code == failing_call::thrown ||
+                             std::find(codes.begin(), codes.end(), code) != codes.end();
+        EXPECT_TRUE(code == 0 || (failed && is_told)) << code;
+        EXPECT_EQ(file.contents(), code == 0 ? whole : "") << code;
         return failed;
     });
 }
