@@ -444,6 +444,31 @@ TEST(shape_qualities, agrees_with_plain_formulas_on_nearly_flat_elements) {
     }
 }
 
+// Three corners lie nearly on a line, so that a facet is thin while others need not be; every
+// second element is flat besides.
+TEST(shape_qualities, agrees_with_plain_formulas_on_needles) {
+    test::random_source random(62019);
+    for (const element& ideal : ideal_elements()) {
+        if (ideal.pos.rows() == 2) continue;
+        const std::size_t n = ideal.pos.cols();
+        for (int k = 0; k < 3000; ++k) {
+            element e = moved_ideal(random, ideal, 0.1);
+            const double height = k % 2 == 0 ? 1.0 : std::pow(10.0, random.uniform(-12, -4));
+            for (std::size_t c = 0; c < n; ++c) e.pos(2, c) *= height;
+            const std::size_t a = random.below(n);
+            const std::size_t b = (a + random.between(1, n - 1)) % n;
+            const std::size_t moved = random.below(n);
+            const double place = random.uniform(-1, 2);
+            const double off = std::pow(10.0, random.uniform(-17, -4));
+            for (std::size_t r = 0; r < 3; ++r) {
+                e.pos(r, moved) = e.pos(r, a) + place * (e.pos(r, b) - e.pos(r, a)) +
+                                  off * (r == 2 ? height : 1.0) * random.uniform(-1, 1);
+            }
+            EXPECT_EQ(quality_of(e), plain_quality(e)) << "type " << e.type << ", off by " << off;
+        }
+    }
+}
+
 // Twice the exact determinant needs at most 126 bits for coordinates below 2^39.
 __extension__ using int128 = __int128;
 
