@@ -206,6 +206,23 @@ TEST(shape_qualities, gives_a_triangle_a_sign_in_the_plane_only) {
     }
 }
 
+// In the plane the third side is as good as an equal one, in space it has to be shorter.
+// Differences of such coordinates are exact, their products are not.
+TEST(shape_qualities, takes_the_two_shortest_sides_of_an_isosceles_triangle_by_the_dimension) {
+    test::random_source random(62020);
+    int nbr_told_apart = 0;
+    for (int k = 0; k < 500; ++k) {
+        const double x = std::ldexp(static_cast<double>(random.below(1U << 30)), -30);
+        const double y = std::ldexp(static_cast<double>(random.below(1U << 30)), -30);
+        const element flat{kv7::ET_TRIA3, points({{x - y, y + x}, {x, y}, {0, 0}})};
+        const element space{kv7::ET_TRIA3, points({{x - y, y + x, 0}, {x, y, 0}, {0, 0, 0}})};
+        EXPECT_EQ(quality_of(flat), plain_quality(flat));
+        EXPECT_EQ(quality_of(space), plain_quality(space));
+        nbr_told_apart += (x - y) * y - (y + x) * x != (x - y) * -x - (y + x) * y;
+    }
+    EXPECT_GT(nbr_told_apart, 100);
+}
+
 TEST(shape_qualities, takes_the_smallest_corner_of_a_quadrangle_in_either_direction) {
     // Corner areas 2, 2, 1, 1; reversed they are the negatives, of which -2 is the smallest.
     const element e{kv7::ET_QUAD4, points({{0, 0}, {2, 0}, {1, 1}, {0, 1}})};
