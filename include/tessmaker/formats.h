@@ -74,7 +74,7 @@ TESSMAKER_API int STL_output(const char* filename, const dense2D<double>& pos,
 //
 // Returns 0; -1: see above, or a GRID card with ID 0, or one in free fields that can't be read;
 // -199: out of memory, also for an ID that this machine has no memory for. On failure the arrays
-// hold what was read before; of two connectivities nothing is given out.
+// hold what was read before; neither the type of one connectivity nor any of two is given out.
 TESSMAKER_API int NASTRAN_input(std::FILE* file, dense2D<double>& pos,
                                 dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& indices,
                                 dense1D<int, 8>& types, dense1D<unsigned int, 8>& pids);
