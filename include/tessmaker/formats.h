@@ -38,8 +38,9 @@ namespace kv7::tessmaker {
 // opened in binary mode; reading starts where it stands and leaves it behind what was read. A
 // stream that can't be put back to where it stood, such as a pipe, is read as text only.
 // Returns 0; -1: see above; -2: a binary header shorter than 80 bytes; -3: a truncated binary file;
-// -198, -199: out of memory. On failure both outputs are empty. Where only text could be tried, -2
-// is a missing `solid` line and -3 a broken grammar.
+// -198, -199: out of memory; where it fails in welding a text, also -2 or -3. On failure both
+// outputs are empty. Where only text could be tried, -2 is a missing `solid` line and -3 a broken
+// grammar.
 TESSMAKER_API int STL_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect);
 TESSMAKER_API int STL_input(const char* filename, dense2D<double>& pos,
                             dense2D<unsigned int>& connect);
