@@ -10,6 +10,8 @@ declare -A packages=(
     [format]="clang-format"
     [tidy]="clang=clang++ clang-tidy"
     [fuzz]="clang=clang++ libclang-rt-14-dev"
+    [coverage]="gcovr"
+    [valgrind]="valgrind"
     [docs]="doxygen"
     [locale]="locales=locale-gen"
     [mutate]="python3"
@@ -30,7 +32,7 @@ present() {
 missing=()
 for group in build "$@"; do
     if [ -z "${packages[$group]:-}" ]; then
-        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [docs] [locale] [mutate] [pictures] [interop] [bench]" >&2
+        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [coverage] [valgrind] [docs] [locale] [mutate] [pictures] [interop] [bench]" >&2
         exit 2
     fi
     for entry in ${packages[$group]}; do
