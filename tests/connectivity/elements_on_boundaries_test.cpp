@@ -225,6 +225,14 @@ TEST(elements_on_boundaries, of_bars_are_nodes_in_the_given_direction) {
     }
 }
 
+TEST(elements_on_boundaries, are_reached_through_both_ends_of_a_bar_that_repeats_its_node) {
+    const matrix connect = connectivity({{0, 0}, {0, 1}});
+    const located out = locate(connectivity({{0}}), connect, connectivity({{1, none}, {none, 0}}),
+                               {0, 1}, ET_BAR2, 0);
+    EXPECT_EQ(out.result, 0);
+    EXPECT_EQ(out.handles, ids{3});
+}
+
 TEST(elements_on_boundaries, equal_a_plain_search_on_random_meshes_types_and_sides) {
     for (std::uint64_t seed = 0; seed < 250; ++seed) {
         for (const element_type type : served_types) {
