@@ -93,6 +93,28 @@ TEST(subdomains, reordered_stand_together_and_stay_so) {
     }
 }
 
+TEST(subdomains, reordered_in_views_leave_what_stands_around_them) {
+    matrix around_connect(5, 4, 77);
+    matrix around_neighbors(4, 4, 78);
+    matrix connect = around_connect.sub_matrix(1, 0, 3, 3);
+    matrix neighbors = around_neighbors.sub_matrix(0, 1, 3, 3);
+    const matrix mesh = connectivity({{0, 1, 2}, {5, 6, 7}, {2, 1, 3}});
+    const matrix across = neighbors_of(mesh, ET_TRIA3);
+    for (std::size_t c = 0; c < 3; ++c) {
+        std::copy_n(mesh.column(c), 3, connect.column(c));
+        std::copy_n(across.column(c), 3, neighbors.column(c));
+    }
+    dense1D<unsigned int> first;
+    EXPECT_EQ(get_subdomains(connect, neighbors, first), 0);
+    EXPECT_EQ(list(around_connect),
+              (std::vector<ids>{
+                  {77, 0, 1, 2, 77}, {77, 2, 1, 3, 77}, {77, 5, 6, 7, 77}, {77, 77, 77, 77, 77}}));
+    EXPECT_EQ(
+        list(around_neighbors),
+        (std::vector<ids>{
+            {78, 78, 78, 78}, {1, none, none, 78}, {none, none, 0, 78}, {none, none, none, 78}}));
+}
+
 TEST(subdomains, refuse_arrays_of_different_length_before_all_else) {
     matrix connect(3, 2, 0);
     matrix neighbors(3, 1, none);

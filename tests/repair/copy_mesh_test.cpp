@@ -167,6 +167,25 @@ TEST(copy_mesh, in_space_lifts_plane_nodes) {
     EXPECT_EQ(list(pos), list(points({{1, 0, 0}, {1, 0, 2}, {1, 0, 4}})));
 }
 
+TEST(copy_mesh, in_space_leaves_plane_nodes_where_it_neither_turns_nor_shifts) {
+    dense2D<double> pos = points({{1, -0.0}});
+    dense2D<unsigned int> copies;
+    EXPECT_EQ(copy_mesh(pos, copies, vec3{0, -0.0, 0}, vec3{5, 5, 5}, vec3{0, 0, 0}, 2,
+                        connectivity({{0}})),
+              0);
+    ASSERT_EQ(list(pos), list(points({{1, 0}, {1, 0}, {1, 0}})));
+    for (std::size_t c = 0; c < 3; ++c) EXPECT_TRUE(std::signbit(pos(1, c)));
+    EXPECT_EQ(list(copies), list(connectivity({{1}, {2}})));
+}
+
+TEST(copy_mesh, with_a_pattern_leaves_out_copies_that_fit_no_column) {
+    dense2D<double> pos = points({{0, 0}, {1, 0}});
+    dense2D<unsigned int> copies = connectivity({{4, 4, 4}});
+    EXPECT_EQ(copy_mesh(pos, copies, vec2{1, 0}, vec2{0, 0}, 0.0, 2, connectivity({{1}})), 0);
+    EXPECT_EQ(list(copies), list(connectivity({{4, 4, 4}})));
+    EXPECT_EQ(list(pos), list(points({{0, 0}, {1, 0}, {2, 0}, {3, 0}})));
+}
+
 // Nodes, connectivity and every transformed position, for random meshes behind windows.
 TEST(copy_mesh, agrees_with_a_plain_pattern_on_random_meshes) {
     for (std::uint64_t seed = 0; seed < nbr_runs(2000); ++seed) {
@@ -278,7 +297,7 @@ TEST(copy_sym_mesh, in_space_lifts_plane_nodes_though_it_copies_none) {
     EXPECT_EQ(copy_sym_mesh(pos, image, vec3{0, 0, 1}, vec3{0, 0, 4}, dense2D<unsigned int>()), 0);
     EXPECT_EQ(list(pos), list(points({{1, 2, 0}})));
     EXPECT_TRUE(image.empty());
-    // A pattern that moves nothing leaves them.
+    // A pattern that moves no node leaves them.
     dense2D<double> plane = points({{1, 2}});
     EXPECT_EQ(copy_mesh(plane, image, vec3{0, 0, 1}, vec3{0, 0, 0}, vec3{1, 0, 0}, 2,
                         connectivity({{none}})),

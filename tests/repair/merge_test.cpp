@@ -113,6 +113,20 @@ TEST(merge_nodes, the_distance_may_be_as_large_as_the_tolerance) {
     EXPECT_EQ(merge(pos, new_IDs, 5), 1);
 }
 
+TEST(merge_nodes, the_box_keeps_nodes_apart_whose_distance_is_the_tolerance_by_rounding_only) {
+    for (const bool swapped : {false, true}) {
+        dense2D<double> pos = points({{1, 0, 0}, {-0.75 * 0x1p-53, 0, 0}});
+        if (swapped) std::swap(pos(0, 0), pos(0, 1));
+        ASSERT_EQ(pos(0, swapped ? 1 : 0) - pos(0, swapped ? 0 : 1), 1.0);
+        ids new_IDs;
+        EXPECT_EQ(merge(pos, new_IDs, 1), 0);
+        for (unsigned int flag = 0; flag < 3; ++flag) {
+            dense2D<unsigned int> connect = connectivity({{0, 1}});
+            EXPECT_EQ(merge(pos, connect, new_IDs, 1, flag), 0) << flag;
+        }
+    }
+}
+
 TEST(merge_nodes, the_box_keeps_nodes_apart_where_squares_overflow) {
     dense2D<double> pos = on_a_line({0, 2e200});
     ids new_IDs;
