@@ -3,6 +3,7 @@
 
 #include "core/coordinates.h"
 #include "metrics/edge_measures.h"
+#include "metrics/nodal_fields.h"
 #include "tessmaker/metric_fields.h"
 
 namespace kv7::tessmaker {
@@ -14,7 +15,8 @@ namespace {
 template <std::size_t N> class metric_gradation {
 public:
     explicit metric_gradation(const dense2D<double>& metrics)
-        : metrics_(metrics), rows_(std::min(metrics.rows(), metric_size<N>)) {}
+        : first_(metrics.column(0)), ld_(metrics.ld()), cols_(metrics.cols()),
+          rows_(std::min(metrics.rows(), metric_size<N>)) {}
 
     double operator()(unsigned int a, unsigned int b, const vector<N>& v) const {
         const metric<N> Ma = at(a);
@@ -25,38 +27,48 @@ public:
 private:
     metric<N> at(unsigned int node) const {
         metric<N> M{};
-        if (node < metrics_.cols()) std::copy_n(metrics_.column(node), rows_, M.values);
+        if (node < cols_) std::copy_n(first_ + node * ld_, rows_, M.values);
         return M;
     }
 
-    const dense2D<double>& metrics_;
+    const double* first_;
+    std::size_t ld_;
+    std::size_t cols_;
     std::size_t rows_;
 };
 
 template <std::size_t N> class size_gradation {
 public:
-    explicit size_gradation(const dense1D<double, 8>& sizes) : sizes_(sizes) {}
+    explicit size_gradation(const dense1D<double, 8>& sizes)
+        : first_(sizes.data()), size_(sizes.size()) {}
 
     double operator()(unsigned int a, unsigned int b, const vector<N>& v) const {
         return measure_of_sizes<gradation>(at(a), at(b), std::sqrt(dot(v, v)));
     }
 
 private:
-    double at(unsigned int node) const { return node < sizes_.size() ? sizes_[node] : 0.0; }
+    double at(unsigned int node) const { return node < size_ ? first_[node] : 0.0; }
 
-    const dense1D<double, 8>& sizes_;
+    const double* first_;
+    std::size_t size_;
 };
 
 template <std::size_t N, class EdgeMeasure>
 void raise_shocks(const dense2D<double>& pos, const dense2D<unsigned int>& edges,
                   const EdgeMeasure& measure, dense1D<double, 8>& shocks) {
-    for (std::size_t c = 0; c < edges.cols(); ++c) {
-        const unsigned int a = edges(0, c);
-        const unsigned int b = edges(1, c);
-        const double g = measure(a, b, difference<N>(pos.column(b), pos.column(a)));
+    const nodal_positions<N> positions(pos);
+    const std::size_t nbr_edges = edges.cols();
+    const std::size_t ld = edges.ld();
+    const std::size_t nbr_shocks = shocks.size();
+    const unsigned int* edge = edges.column(0);
+    double* const shock = shocks.data();
+    for (std::size_t c = 0; c < nbr_edges; ++c, edge += ld) {
+        const unsigned int a = edge[0];
+        const unsigned int b = edge[1];
+        const double g = measure(a, b, positions.edge(a, b));
         for (const unsigned int node : {a, b}) {
             // A list that could not grow has no place for some.
-            if (node < shocks.size()) shocks[node] = std::max(shocks[node], g);
+            if (node < nbr_shocks) shock[node] = std::max(shock[node], g);
         }
     }
 }
