@@ -210,8 +210,8 @@ TEST(metrics_gen_iso, arguments_are_checked_in_their_order) {
 TEST(metrics_gen_iso, types_that_are_not_served_are_told_after_sizes_have_grown) {
     const dense2D<double> pos(3, 40, 0.5);
     for (const element_type type :
-         {ET_NODE, ET_BAR3, ET_TRIA6, ET_QUAD8, ET_QUAD9, ET_TETRA10, ET_PYRA13, ET_PYRA14,
-          ET_PENTA15, ET_PENTA18, ET_HEXA20, ET_HEXA27}) {
+         {ET_NODE, ET_BAR_MIX, ET_BAR3, ET_TRIA6, ET_QUAD8, ET_QUAD9, ET_TETRA10, ET_PYRA13,
+          ET_PYRA14, ET_PENTA15, ET_PENTA18, ET_HEXA20, ET_HEXA27}) {
         dense2D<unsigned int> connect(nbr_nodes(type), 1);
         for (std::size_t r = 0; r < connect.rows(); ++r) {
             connect(r, 0) = static_cast<unsigned int>(r);
