@@ -271,9 +271,11 @@ TEST(boundaries, take_what_they_do_not_check) {
 }
 
 TEST(boundaries, under_a_uniform_mixed_type_are_those_of_the_plain_one) {
-    for (const auto& [plain, mixed] :
+    for (const auto& types :
          {std::pair{ET_TRIA3, ET_FACE_MIX}, std::pair{ET_TETRA4, ET_SOLID_MIX},
           std::pair{ET_PYRA5, ET_SOLID_MIX}, std::pair{ET_PENTA6, ET_SOLID_MIX}}) {
+        const element_type plain = types.first;
+        const element_type mixed = types.second;
         random_source random(6);
         const matrix connect = random_box(random, plain);
         const matrix neighbors = neighbors_of(connect, plain);

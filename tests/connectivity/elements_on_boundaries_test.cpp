@@ -309,8 +309,10 @@ TEST(elements_on_boundaries, are_found_among_any_number_of_elements_around_a_nod
 TEST(elements_on_boundaries, fail_by_their_code_when_memory_does) {
     random_source random(1);
     const matrix fans = three_fans(random, 40);
-    for (const auto& [connect, type] :
+    for (const auto& mesh :
          {std::pair{mixed_solids().connect, ET_SOLID_MIX}, std::pair{fans, ET_TRIA3}}) {
+        const matrix& connect = mesh.first;
+        const element_type type = mesh.second;
         const matrix neighbors = neighbors_of(connect, type);
         const dense1D<unsigned int> ancestors = ancestors_of(connect);
         matrix boundaries;

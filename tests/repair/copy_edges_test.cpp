@@ -57,6 +57,14 @@ TEST(copy_edges, does_not_look_for_edges_that_are_listed_already) {
     EXPECT_EQ(list(edges), (columns_list{{0, 1}, {0, 1}, {0, 2}, {1, 2}}));
 }
 
+TEST(copy_edges, grows_the_block_that_other_views_stand_on) {
+    matrix edges = connectivity({{90, 91}});
+    const matrix other = edges;
+    EXPECT_EQ(copy_edges(mixed_solids().connect, ET_SOLID_MIX, edges, matrix()), 0);
+    EXPECT_GT(edges.cols(), 1U);
+    EXPECT_EQ(other.column(0), std::as_const(edges).column(0));
+}
+
 TEST(copy_edges, joins_corners_of_quadratic_triangles_only) {
     EXPECT_EQ(edges_of(connectivity({{0, 1, 2, 3, 4, 5}}), ET_TRIA6),
               (columns_list{{0, 1}, {0, 2}, {1, 2}}));
