@@ -209,6 +209,17 @@ TEST(medit_output, with_a_huge_colour_ends_soon) {
     }
 }
 
+TEST(medit_output, with_colours_far_apart_keeps_their_order_and_that_of_columns) {
+    EXPECT_EQ(written([](const char* name) {
+                  return medit_output(
+                      name, three_points(),
+                      connectivity({{0, 1, 2}, {1, 2, 0}, {2, 1, 0}, {0, 2, 1}, {2, 0, 1}}),
+                      ET_TRIA3, ids{2000000000, 5, 2000000000, none, 5});
+              }),
+              header_of_three_points + "Triangles\n4\n2 3 1 5\n3 1 2 5\n1 2 3 2000000000\n"
+                                       "3 2 1 2000000000\n\nEnd\n");
+}
+
 TEST(medit_output, with_colours_equals_a_list_of_the_colours) {
     for (std::uint64_t seed = 0; seed < nbr_runs(1000); ++seed) {
         SCOPED_TRACE(seed);
