@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs the tests below valgrind, or those of some programs: scripts/valgrind.sh [SUBSYSTEM...]. Takes
-# about an hour for all.
+# Runs the tests below valgrind, some ten minutes, or those of some subsystems:
+# scripts/valgrind.sh [SUBSYSTEM...]
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 setup valgrind
