@@ -193,7 +193,7 @@ TEST(mesh_bounding_elements, refuse_in_order_and_keep_what_they_hold) {
 }
 
 TEST(boundaries, equal_a_plain_walk_on_random_meshes_of_every_type) {
-    for (std::uint64_t seed = 0; seed < 200; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(200); ++seed) {
         for (const element_type type : served_types) {
             random_source random(seed * 1000 + static_cast<std::uint64_t>(type));
             const matrix connect = random_mesh(random, type);

@@ -234,7 +234,7 @@ TEST(elements_on_boundaries, are_reached_through_both_ends_of_a_bar_that_repeats
 }
 
 TEST(elements_on_boundaries, equal_a_plain_search_on_random_meshes_types_and_sides) {
-    for (std::uint64_t seed = 0; seed < 250; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(250); ++seed) {
         for (const element_type type : served_types) {
             random_source random(seed * 1000 + static_cast<std::uint64_t>(type));
             const matrix connect = random_mesh(random, type);

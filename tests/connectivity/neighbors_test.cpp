@@ -95,7 +95,7 @@ TEST(neighbors, refuse_a_bad_connectivity_before_an_unserved_type) {
 }
 
 TEST(neighbors, equal_a_comparison_of_all_pairs_on_random_meshes_of_every_type) {
-    for (std::uint64_t seed = 0; seed < 300; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(300); ++seed) {
         for (const element_type type : served_types) {
             for (const bool link : {false, true}) {
                 random_source random(seed * 1000 + static_cast<std::uint64_t>(type));

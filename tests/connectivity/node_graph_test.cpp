@@ -153,7 +153,7 @@ TEST(node_graph, without_a_real_node_has_two_zeros_in_first) {
 }
 
 TEST(node_graph, equals_nested_loops_on_random_meshes_of_every_type) {
-    for (std::uint64_t seed = 0; seed < 150; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(150); ++seed) {
         for (const element_type type : served_types) {
             random_source random(seed * 100 + static_cast<std::uint64_t>(type));
             const dense2D<unsigned int> connect = random_mesh(random, type);
@@ -178,7 +178,7 @@ void expect_plain_elements(const dense2D<unsigned int>& connect) {
 }
 
 TEST(node_graph, elements_of_a_node_equal_a_plain_scan) {
-    for (std::uint64_t seed = 0; seed < 100; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(100); ++seed) {
         for (const element_type type : served_types) {
             random_source random(seed * 100 + static_cast<std::uint64_t>(type));
             expect_plain_elements(random_mesh(random, type));

@@ -106,7 +106,7 @@ TEST(sort_elfes, without_neighbours_has_a_form_of_its_own) {
 }
 
 TEST(sort_elfes, equals_its_definition_on_random_arrays) {
-    for (std::uint64_t seed = 0; seed < 2000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(2000); ++seed) {
         random_source random(seed);
         const std::size_t rows = random.between(1, 8);
         const std::size_t n = random.between(1, 15);

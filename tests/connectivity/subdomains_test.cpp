@@ -128,7 +128,7 @@ TEST(subdomains, refuse_arrays_of_different_length_before_all_else) {
 }
 
 TEST(subdomains, equal_a_breadth_first_search_on_random_arrays) {
-    for (std::uint64_t seed = 0; seed < 2000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(2000); ++seed) {
         random_source random(seed);
         const std::size_t n = random.between(1, 20);
         matrix neighbors(random.between(1, 6), n, none);

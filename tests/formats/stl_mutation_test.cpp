@@ -197,7 +197,7 @@ testing::AssertionResult same_as_plain_reader(const std::string& bytes, int* cod
 
 TEST(stl_mutation, texts_with_and_without_faults) {
     unsigned int nbr_read = 0;
-    for (unsigned int seed = 0; seed < 12000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(12000); ++seed) {
         random_source random(seed);
         std::vector<std::string> lines = random_text_lines(random);
         if (random.one_in(3)) mutate_lines(random, lines);
@@ -212,7 +212,7 @@ TEST(stl_mutation, texts_with_and_without_faults) {
 }
 
 TEST(stl_mutation, texts_with_many_faults) {
-    for (unsigned int seed = 0; seed < 4000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(4000); ++seed) {
         random_source random(seed + 100000);
         std::vector<std::string> lines = random_text_lines(random);
         for (std::size_t k = random.below(6); k > 0; --k) mutate_lines(random, lines);
@@ -277,7 +277,7 @@ std::string random_binary(random_source& random) {
 }
 
 TEST(stl_mutation, binary_files_with_and_without_faults) {
-    for (unsigned int seed = 0; seed < 6000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(6000); ++seed) {
         random_source random(seed + 200000);
         std::string bytes = random_binary(random);
         for (std::size_t k = random.below(4); k > 0; --k) {

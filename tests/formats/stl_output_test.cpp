@@ -185,7 +185,7 @@ bool stable_normal(const vector3& n) {
 }
 
 TEST(stl_text_output, numbers_read_as_printf_writes_them) {
-    for (unsigned int seed = 0; seed < 3000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(3000); ++seed) {
         random_source random(seed);
         const random_surface s = make_random_surface(random, true);
         const std::string text = written_to_stream(s.pos, s.connect, true);
@@ -223,7 +223,7 @@ TEST(stl_text_output, numbers_read_as_printf_writes_them) {
 }
 
 TEST(stl_binary_output, coordinates_are_rounded_to_float) {
-    for (unsigned int seed = 0; seed < 3000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(3000); ++seed) {
         random_source random(seed + 10000);
         const random_surface s = make_random_surface(random, true);
         const std::string bytes = written_to_stream(s.pos, s.connect, false);
@@ -252,7 +252,7 @@ TEST(stl_binary_output, coordinates_are_rounded_to_float) {
 }
 
 TEST(stl_output, normals_have_unit_length_and_follow_the_orientation) {
-    for (unsigned int seed = 0; seed < 500; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(500); ++seed) {
         random_source random(seed);
         const random_surface s = make_random_surface(random, false);
         const std::string bytes = written_to_stream(s.pos, s.connect, false);

@@ -105,7 +105,7 @@ double random_weld_tolerance(random_source& random) {
 TEST(stl_weld_reference, random_soups) {
     unsigned int nbr_by_grid = 0;
     const unsigned int nbr_soups = 5000;
-    for (unsigned int seed = 0; seed < nbr_soups; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(nbr_soups); ++seed) {
         random_source random(seed);
         const auto kind =
             static_cast<spread>(random.below(static_cast<std::size_t>(spread::nbr_kinds)));
@@ -122,7 +122,7 @@ TEST(stl_weld_reference, random_soups) {
 
 TEST(stl_weld_reference, random_soups_with_coordinates_that_are_not_finite) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
-    for (unsigned int seed = 0; seed < 1500; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(1500); ++seed) {
         random_source random(seed + 50000);
         const double tol = random_weld_tolerance(random);
         auto corners = random_soup(random, spread::near_grid, tol);

@@ -66,7 +66,7 @@ bool declines(double tol, const dense2D<double>& pos) {
 TEST(stl_merge_by_grid, agrees_with_the_steps_for_blocks_of_any_size) {
     std::size_t nbr_done = 0;
     std::size_t nbr_with_tolerance = 0;
-    for (std::uint64_t seed = 0; seed < 3000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(3000); ++seed) {
         random_source random(seed);
         double tol = random.uniform(0.001, 0.3);
         dense2D<double> pos = random_soup(random, tol);

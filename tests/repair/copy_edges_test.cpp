@@ -135,7 +135,7 @@ TEST(copy_edges, of_several_passes_over_an_empty_one_whatever_its_type) {
 }
 
 TEST(copy_edges, equals_a_set_on_random_meshes_of_every_type) {
-    for (std::uint64_t seed = 0; seed < 200; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(200); ++seed) {
         random_source random(seed);
         const std::size_t n = random.between(1, 3);
         std::vector<matrix> arrays;

@@ -113,7 +113,7 @@ TEST(remove_degenerated, agrees_with_a_plain_scan_on_every_mesh_of_the_zoo) {
 }
 
 TEST(remove_degenerated, agrees_with_a_plain_scan_on_random_arrays) {
-    for (unsigned int seed = 0; seed < 4000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(4000); ++seed) {
         random_source rng(seed);
         column_list columns =
             random_columns(rng, 1 + rng.id_below(9), rng.id_below(30), 2 + rng.id_below(20));

@@ -20,7 +20,7 @@ namespace {
 using ids = dense1D<unsigned int>;
 
 struct random_case {
-    explicit random_case(unsigned int seed, std::size_t nbr_nodes = 0) : rng(seed) {
+    explicit random_case(std::uint64_t seed, std::size_t nbr_nodes = 0) : rng(seed) {
         dim = 2 + rng.id_below(2);
         kind = static_cast<cloud>(rng.below(static_cast<std::size_t>(cloud::nbr_kinds)));
         pos = random_cloud(rng, kind, dim,
@@ -56,7 +56,7 @@ id_list random_list(random_source& rng, std::size_t nbr_nodes) {
 }
 
 TEST(plain_tree, finds_what_a_linear_scan_finds) {
-    for (unsigned int seed = 0; seed < 300; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(300); ++seed) {
         random_case c(seed);
         const plain_tree tree(c.pos, identity(c.pos.cols()));
         const box wanted = box_around(coordinates_of(c.pos, c.rng.id_below(c.pos.cols())), c.tol);
@@ -78,7 +78,7 @@ TEST(plain_tree, lists_hits_as_node_right_side_left_side) {
 }
 
 TEST(merge_reference, all_nodes_of_random_clouds) {
-    for (unsigned int seed = 0; seed < 6000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(6000); ++seed) {
         random_case c(seed);
         dense2D<double> expected;
         expected.copy(c.pos);
@@ -96,7 +96,7 @@ TEST(merge_reference, all_nodes_of_random_clouds) {
 }
 
 TEST(merge_reference, one_list_of_nodes_in_random_clouds) {
-    for (unsigned int seed = 0; seed < 6000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(6000); ++seed) {
         random_case c(seed + 1000000);
         const id_list nodes = random_list(c.rng, c.pos.cols());
         const merge_result result = plain_merge(c.pos, nodes, nodes, c.tol);
@@ -110,7 +110,7 @@ TEST(merge_reference, one_list_of_nodes_in_random_clouds) {
 }
 
 TEST(merge_reference, two_lists_of_nodes_in_random_clouds) {
-    for (unsigned int seed = 0; seed < 6000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(6000); ++seed) {
         random_case c(seed + 2000000);
         const id_list nodes1 = random_list(c.rng, c.pos.cols());
         id_list nodes2 = random_list(c.rng, c.pos.cols());
@@ -165,7 +165,7 @@ void compare_connectivities(random_case& c, unsigned int flag, std::size_t most_
 }
 
 TEST(merge_reference, any_two_nodes_of_random_connectivities) {
-    for (unsigned int seed = 0; seed < 6000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(6000); ++seed) {
         random_case c(seed + 3000000);
         compare_connectivities(c, 0, 12);
         if (HasFatalFailure()) return;
@@ -173,7 +173,7 @@ TEST(merge_reference, any_two_nodes_of_random_connectivities) {
 }
 
 TEST(merge_reference, nodes_of_one_element_in_random_connectivities) {
-    for (unsigned int seed = 0; seed < 6000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(6000); ++seed) {
         random_case c(seed + 4000000);
         compare_connectivities(c, 1, 12);
         if (HasFatalFailure()) return;
@@ -181,7 +181,7 @@ TEST(merge_reference, nodes_of_one_element_in_random_connectivities) {
 }
 
 TEST(merge_reference, nodes_of_one_element_until_nothing_merges_in_random_connectivities) {
-    for (unsigned int seed = 0; seed < 6000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(6000); ++seed) {
         random_case c(seed + 5000000);
         compare_connectivities(c, 2, 12);
         if (HasFatalFailure()) return;
@@ -189,7 +189,7 @@ TEST(merge_reference, nodes_of_one_element_until_nothing_merges_in_random_connec
 }
 
 TEST(merge_reference, gaps_between_the_columns_of_coordinates_are_not_looked_at) {
-    for (unsigned int seed = 0; seed < 1500; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(1500); ++seed) {
         random_case c(seed + 9000000);
         c.pos = with_gaps(c.pos, 1 + c.rng.id_below(2), 0.0);
         const id_list nodes1 = random_list(c.rng, c.pos.cols());
@@ -199,7 +199,7 @@ TEST(merge_reference, gaps_between_the_columns_of_coordinates_are_not_looked_at)
         ASSERT_EQ(merge(c.pos, vector_of(nodes1), vector_of(nodes2), new_IDs, c.tol), result.count)
             << c.what;
         ASSERT_EQ(list(new_IDs), result.new_IDs) << c.what;
-        compare_connectivities(c, seed % 3, 12);
+        compare_connectivities(c, static_cast<unsigned int>(seed % 3), 12);
     }
 }
 
@@ -253,7 +253,7 @@ dense2D<double> large_cloud(random_source& rng, std::size_t dim, std::size_t n) 
 
 TEST(merge_reference, all_nodes_of_large_clouds) {
     const std::vector<double> tolerances{0, 0.02, 0.4, 0.5, 1};
-    for (unsigned int seed = 0; seed < 30; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(30); ++seed) {
         random_source rng(seed);
         dense2D<double> pos = large_cloud(rng, 2 + seed % 2, 3000 + rng.id_below(3000));
         const double tol = tolerances[rng.id_below(tolerances.size())];
@@ -269,12 +269,12 @@ TEST(merge_reference, all_nodes_of_large_clouds) {
 
 TEST(merge_reference, connectivities_on_large_clouds) {
     const std::vector<double> tolerances{0, 0.02, 0.5, 1};
-    for (unsigned int seed = 0; seed < 30; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(30); ++seed) {
         random_case c(seed, 1);
         c.pos = large_cloud(c.rng, c.dim, 2000 + c.rng.id_below(2000));
         c.tol = tolerances[c.rng.id_below(tolerances.size())];
         c.what = "large, seed " + std::to_string(seed);
-        compare_connectivities(c, seed % 3, 2000);
+        compare_connectivities(c, static_cast<unsigned int>(seed % 3), 2000);
         if (HasFatalFailure()) return;
     }
 }

@@ -185,7 +185,7 @@ TEST(simplify, agrees_with_a_plain_scan_on_every_mesh_of_the_zoo) {
 }
 
 TEST(simplify, agrees_with_a_plain_scan_on_random_meshes) {
-    for (unsigned int seed = 0; seed < 4000; ++seed) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(4000); ++seed) {
         random_source rng(seed);
         const std::size_t nbr_nodes = 1 + rng.id_below(60);
         const std::size_t rows = 1 + rng.id_below(4);
