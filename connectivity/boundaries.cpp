@@ -3,6 +3,7 @@
 
 #include "connectivity/facets.h"
 #include "core/element_walk.h"
+#include "core/ids.h"
 #include "tessmaker/connectivity.h"
 
 namespace kv7::tessmaker {
@@ -66,8 +67,7 @@ bool append_facets(const dense2D<unsigned int>& connect, IsWanted is_wanted,
 
 // The handles of the wanted facets, in the same way.
 template <element_type TYPE, class IsWanted>
-bool append_handles(const dense2D<unsigned int>& connect, IsWanted is_wanted,
-                    dense1D<unsigned int, 8>& handles) {
+bool append_handles(const dense2D<unsigned int>& connect, IsWanted is_wanted, id_list& handles) {
     const std::size_t old = handles.size();
     if (!handles.resize(old + count_facets<TYPE>(connect, is_wanted))) return false;
     unsigned int* handle = handles.data() + old;
@@ -115,9 +115,9 @@ int get_mesh_boundaries(const dense2D<unsigned int>& connect,
 }
 
 int get_colors_boundaries(const dense2D<unsigned int>& connect,
-                          const dense2D<unsigned int>& neighbors,
-                          const dense1D<unsigned int, 8>& colors, element_type type,
-                          bool both_sides, bool colored_only, dense2D<unsigned int>& boundaries) {
+                          const dense2D<unsigned int>& neighbors, const id_list& colors,
+                          element_type type, bool both_sides, bool colored_only,
+                          dense2D<unsigned int>& boundaries) {
     if (connect.empty()) return 0;
     type = resolve_mixed_type(connect.rows(), type);
     if (connect.rows() != nbr_nodes(type)) return -1;
@@ -140,7 +140,7 @@ int get_colors_boundaries(const dense2D<unsigned int>& connect,
 
 int get_mesh_bounding_elements(const dense2D<unsigned int>& connect,
                                const dense2D<unsigned int>& neighbors, element_type type,
-                               dense1D<unsigned int, 8>& handles, unsigned int& stride) {
+                               id_list& handles, unsigned int& stride) {
     stride = 0;
     if (connect.empty()) return 0;
     type = resolve_mixed_type(connect.rows(), type);

@@ -5,7 +5,8 @@
 #include "connectivity/facets.h"
 #include "core/element_table.h"
 #include "core/element_walk.h"
-#include "core/id_hash.h"
+#include "core/ids.h"
+#include "indices/id_hash.h"
 #include "tessmaker/connectivity.h"
 
 namespace kv7::tessmaker {
@@ -41,7 +42,7 @@ private:
         });
     }
 
-    dense1D<unsigned int, 8> few_;
+    id_list few_;
     id_hash_set many_;
     bool has_table_ = false;
 };
@@ -79,7 +80,7 @@ public:
               element_type type)
         : connect_(connect), neighbors_(neighbors), type_(type) {}
 
-    const dense1D<unsigned int, 8>& elements() const { return elements_; }
+    const id_list& elements() const { return elements_; }
 
     // Walks around `node` from the element `start`. Returns 0; -4: `start` doesn't hold the node;
     // -3: an element that was reached doesn't; -199: out of memory.
@@ -113,8 +114,8 @@ private:
     const dense2D<unsigned int>& connect_;
     const dense2D<unsigned int>& neighbors_;
     element_type type_;
-    dense1D<unsigned int, 8> elements_;
-    dense1D<unsigned int, 8> pending_; // the element to visit next stands last
+    id_list elements_;
+    id_list pending_; // the element to visit next stands last
     element_set reached_;
 };
 
@@ -134,7 +135,7 @@ facet_match find_facet(const facet_nodes& wanted, const unsigned int* column, el
 }
 
 // The handle of the facet that `side` selects among those of the elements, or 0xFFFFFFFF.
-unsigned int select_handle(const facet_nodes& wanted, const dense1D<unsigned int, 8>& elements,
+unsigned int select_handle(const facet_nodes& wanted, const id_list& elements,
                            const dense2D<unsigned int>& connect, element_type type, int side) {
     unsigned int same = no_id;
     unsigned int opposite = no_id;
@@ -158,8 +159,8 @@ unsigned int select_handle(const facet_nodes& wanted, const dense1D<unsigned int
 
 // Fills `handles`, which holds 0xFFFFFFFF.
 int find_handles(const dense2D<unsigned int>& boundaries, const dense2D<unsigned int>& connect,
-                 const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
-                 element_type type, int side, dense1D<unsigned int, 8>& handles) {
+                 const dense2D<unsigned int>& neighbors, const id_list& ancestors,
+                 element_type type, int side, id_list& handles) {
     const auto height = static_cast<unsigned int>(boundaries.rows());
     node_ball ball(connect, neighbors, type);
     std::size_t center = ancestors.size(); // the node of the ball, none at first
@@ -179,8 +180,8 @@ int find_handles(const dense2D<unsigned int>& boundaries, const dense2D<unsigned
 }
 
 int check_arguments(const dense2D<unsigned int>& boundaries, const dense2D<unsigned int>& connect,
-                    const dense2D<unsigned int>& neighbors,
-                    const dense1D<unsigned int, 8>& ancestors, element_type type) {
+                    const dense2D<unsigned int>& neighbors, const id_list& ancestors,
+                    element_type type) {
     if (boundaries.rows() != boundary_height(type)) return -1;
     if (connect.rows() != nbr_nodes(type)) return -2;
     if (!are_neighbors(neighbors, connect, type)) return -3;
@@ -192,9 +193,9 @@ int check_arguments(const dense2D<unsigned int>& boundaries, const dense2D<unsig
 
 int get_elements_on_boundaries(const dense2D<unsigned int>& boundaries,
                                const dense2D<unsigned int>& connect,
-                               const dense2D<unsigned int>& neighbors,
-                               const dense1D<unsigned int, 8>& ancestors, element_type type,
-                               int side, dense1D<unsigned int, 8>& handles, unsigned int& stride) {
+                               const dense2D<unsigned int>& neighbors, const id_list& ancestors,
+                               element_type type, int side, id_list& handles,
+                               unsigned int& stride) {
     handles.clear();
     stride = 0;
     if (boundaries.empty()) return 0;

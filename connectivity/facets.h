@@ -8,6 +8,7 @@
 
 #include "core/element_table.h"
 #include "core/element_topology.h"
+#include "core/ids.h"
 
 namespace kv7::tessmaker {
 

@@ -9,6 +9,7 @@
 
 #include "connectivity/facets.h"
 #include "core/element_walk.h"
+#include "core/ids.h"
 #include "core/prefetch.h"
 #include "tessmaker/connectivity.h"
 #include "tessmaker/index_arrays.h"

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/element_walk.h"
+#include "core/ids.h"
 #include "core/prefetch.h"
 #include "tessmaker/connectivity.h"
 #include "tessmaker/index_arrays.h"
@@ -134,8 +135,8 @@ std::size_t count_nodes(const dense2D<unsigned int>& connect, const Joined& join
 // What is counted for each ID, and later listed, in two runs of columns. ID n has its place at
 // n + 1. The successor of the sentinel is 0: it is counted in front.
 struct column_runs {
-    dense1D<unsigned int, 8> low;
-    dense1D<unsigned int, 8>& high;
+    id_list low;
+    id_list& high;
     std::size_t split = 0; // the first column of the second run
 };
 
@@ -193,8 +194,8 @@ bool has_few_IDs(const dense2D<unsigned int>& connect) {
 
 // Node to columns. False when memory fails.
 template <class Joined>
-bool invert_columns(const dense2D<unsigned int>& connect, const Joined& joined,
-                    dense1D<unsigned int, 8>& first, dense1D<unsigned int, 8>& list) {
+bool invert_columns(const dense2D<unsigned int>& connect, const Joined& joined, id_list& first,
+                    id_list& list) {
     column_runs runs{{}, first};
     if (!has_few_IDs(connect) || !count_ids(connect, joined, runs)) return false;
     // From counts to where the next column is listed. At the end that is, in the second run, where
@@ -223,13 +224,12 @@ bool invert_columns(const dense2D<unsigned int>& connect, const Joined& joined,
 // Node to nodes. On entry `first` is that of the columns of the nodes; each of its entries is read
 // for the last time before the one of the graph takes its place. False when memory fails.
 template <class Joined>
-bool join_nodes(const dense2D<unsigned int>& connect, const Joined& joined,
-                const dense1D<unsigned int, 8>& columns, dense1D<unsigned int, 8>& first,
-                dense1D<unsigned int, 8>& list) {
+bool join_nodes(const dense2D<unsigned int>& connect, const Joined& joined, const id_list& columns,
+                id_list& first, id_list& list) {
     constexpr std::size_t ahead = 24; // entries to the column that is fetched meanwhile
     const std::size_t nbr_nodes = first.size() - 1;
     const std::size_t nbr_columns = columns.size();
-    dense1D<unsigned int, 8> stamps(nbr_nodes, no_id); // the last node whose list holds this one
+    id_list stamps(nbr_nodes, no_id); // the last node whose list holds this one
     if (stamps.size() != nbr_nodes) return false;
     const unsigned int* const column_of = columns.data();
     const unsigned int* const entries = connect.column(0);
@@ -272,7 +272,7 @@ bool join_nodes(const dense2D<unsigned int>& connect, const Joined& joined,
 }
 
 // 0, or -199 with both outputs given up.
-int report(bool done, dense1D<unsigned int, 8>& first, dense1D<unsigned int, 8>& list) {
+int report(bool done, id_list& first, id_list& list) {
     if (done) return 0;
     first.clear_hard();
     list.clear_hard();
@@ -280,9 +280,9 @@ int report(bool done, dense1D<unsigned int, 8>& first, dense1D<unsigned int, 8>&
 }
 
 template <class Joined>
-int node_graph(const dense2D<unsigned int>& connect, const Joined& joined,
-               dense1D<unsigned int, 8>& first, dense1D<unsigned int, 8>& list) {
-    dense1D<unsigned int, 8> columns;
+int node_graph(const dense2D<unsigned int>& connect, const Joined& joined, id_list& first,
+               id_list& list) {
+    id_list columns;
     const bool done = invert_columns(connect, joined, first, columns) &&
                       join_nodes(connect, joined, columns, first, list);
     return report(done, first, list);
@@ -301,8 +301,7 @@ template <class Work> int with_cliques(std::size_t rows, Work work) {
 
 } // namespace
 
-int node_graph_of_cliques(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& first,
-                          dense1D<unsigned int, 8>& list) {
+int node_graph_of_cliques(const dense2D<unsigned int>& connect, id_list& first, id_list& list) {
     first.clear();
     list.clear();
     if (connect.empty()) return 0;
@@ -311,8 +310,8 @@ int node_graph_of_cliques(const dense2D<unsigned int>& connect, dense1D<unsigned
     });
 }
 
-int get_node_graph(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& first,
-                   dense1D<unsigned int, 8>& list, element_type type) {
+int get_node_graph(const dense2D<unsigned int>& connect, id_list& first, id_list& list,
+                   element_type type) {
     first.clear();
     list.clear();
     if (connect.empty()) return 0;
@@ -332,8 +331,7 @@ int get_node_graph(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8
     }
 }
 
-int get_connected_elements(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& first,
-                           dense1D<unsigned int, 8>& list) {
+int get_connected_elements(const dense2D<unsigned int>& connect, id_list& first, id_list& list) {
     first.clear();
     list.clear();
     if (connect.empty()) return report(first.push_back(0), first, list);
@@ -342,7 +340,7 @@ int get_connected_elements(const dense2D<unsigned int>& connect, dense1D<unsigne
     });
 }
 
-int get_ancestors(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& ancestors) {
+int get_ancestors(const dense2D<unsigned int>& connect, id_list& ancestors) {
     if (connect.empty()) return 0;
     if (ancestors.empty() && !ancestors.resize(std::size_t{max_ID(connect)} + 1, no_id))
         return -199;

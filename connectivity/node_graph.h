@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_CONNECTIVITY_NODE_GRAPH_H
 #define TESSMAKER_CONNECTIVITY_NODE_GRAPH_H
 
+#include "core/ids.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
@@ -9,8 +10,7 @@ namespace kv7::tessmaker {
 // Node to nodes of the same columns, for any rows, sentinels skipped; lists and sizes as in
 // `get_node_graph`.
 // Returns 0; -199: out of memory, both outputs empty.
-int node_graph_of_cliques(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& first,
-                          dense1D<unsigned int, 8>& list);
+int node_graph_of_cliques(const dense2D<unsigned int>& connect, id_list& first, id_list& list);
 
 } // namespace kv7::tessmaker
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "tessmaker/connectivity.h"
 #include "tessmaker/index_arrays.h"
 
@@ -20,12 +21,12 @@ std::size_t nbr_rows_below(const unsigned int* column, std::size_t rows) {
 }
 
 // A counting sort of the columns by the rows below their nodes.
-bool sort_columns(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& order,
-                  dense1D<unsigned int, 8>& node_counts, dense1D<unsigned int, 8>& group_ends) {
+bool sort_columns(const dense2D<unsigned int>& connect, id_list& order, id_list& node_counts,
+                  id_list& group_ends) {
     const std::size_t rows = connect.rows();
     const std::size_t cols = connect.cols();
     if (cols > no_id) return false; // more than places can count
-    dense1D<unsigned int, 8> places;
+    id_list places;
     if (!places.resize(rows + 1, 0)) return false;
     for (std::size_t c = 0; c < cols; ++c) ++places[nbr_rows_below(connect.column(c), rows)];
 
@@ -54,9 +55,8 @@ void exchange_columns(dense2D<unsigned int>& array, std::size_t a, std::size_t b
 
 // Brings the columns in `order` to the front by exchanges, from the first place on, and returns
 // whether any moved. Both lists have one entry per column and hold 0, 1, 2, ...
-bool bring_to_front(const dense1D<unsigned int, 8>& order, dense2D<unsigned int>& connect,
-                    dense2D<unsigned int>& neighbors, dense1D<unsigned int, 8>& old_to_new,
-                    dense1D<unsigned int, 8>& new_to_old) {
+bool bring_to_front(const id_list& order, dense2D<unsigned int>& connect,
+                    dense2D<unsigned int>& neighbors, id_list& old_to_new, id_list& new_to_old) {
     bool any_moved = false;
     for (unsigned int i = 0; i < order.size(); ++i) {
         const unsigned int from = old_to_new[order[i]];
@@ -73,9 +73,8 @@ bool bring_to_front(const dense1D<unsigned int, 8>& order, dense2D<unsigned int>
 
 } // namespace
 
-bool order_by_nbr_nodes(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& order,
-                        dense1D<unsigned int, 8>& node_counts,
-                        dense1D<unsigned int, 8>& group_ends) {
+bool order_by_nbr_nodes(const dense2D<unsigned int>& connect, id_list& order, id_list& node_counts,
+                        id_list& group_ends) {
     order.clear();
     node_counts.clear();
     group_ends.clear();
@@ -87,13 +86,12 @@ bool order_by_nbr_nodes(const dense2D<unsigned int>& connect, dense1D<unsigned i
 }
 
 int sort_elfes(dense2D<unsigned int>& connect, dense2D<unsigned int>& neighbors,
-               dense1D<unsigned int, 8>& node_counts, dense1D<unsigned int, 8>& group_ends,
-               dense1D<unsigned int, 8>& old_to_new) {
+               id_list& node_counts, id_list& group_ends, id_list& old_to_new) {
     const std::size_t cols = connect.cols();
     if (!neighbors.empty() && neighbors.cols() != cols) return -1;
     old_to_new.clear();
-    dense1D<unsigned int, 8> order;
-    dense1D<unsigned int, 8> new_to_old;
+    id_list order;
+    id_list new_to_old;
     if (!order_by_nbr_nodes(connect, order, node_counts, group_ends)) return 0;
     if (!old_to_new.resize(cols) || !new_to_old.resize(cols)) {
         // Kept: clients know no other result. The mesh is as it was, and the lists are empty.
@@ -118,8 +116,8 @@ int sort_elfes(dense2D<unsigned int>& connect, dense2D<unsigned int>& neighbors,
     return 0;
 }
 
-int sort_elfes(dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& node_counts,
-               dense1D<unsigned int, 8>& group_ends, dense1D<unsigned int, 8>& old_to_new) {
+int sort_elfes(dense2D<unsigned int>& connect, id_list& node_counts, id_list& group_ends,
+               id_list& old_to_new) {
     dense2D<unsigned int> none;
     return sort_elfes(connect, none, node_counts, group_ends, old_to_new);
 }

@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_CONNECTIVITY_SORT_ELFES_H
 #define TESSMAKER_CONNECTIVITY_SORT_ELFES_H
 
+#include "core/ids.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
@@ -11,9 +12,8 @@ namespace kv7::tessmaker {
 // group_ends[g], of columns of node_counts[g] nodes; without a column there is one group of 0 nodes
 // that ends at 0. `connect` isn't changed, and its columns may be gathered from `order`.
 // False when memory fails, all outputs empty.
-bool order_by_nbr_nodes(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& order,
-                        dense1D<unsigned int, 8>& node_counts,
-                        dense1D<unsigned int, 8>& group_ends);
+bool order_by_nbr_nodes(const dense2D<unsigned int>& connect, id_list& order, id_list& node_counts,
+                        id_list& group_ends);
 
 } // namespace kv7::tessmaker
 

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/ids.h"
 #include "tessmaker/connectivity.h"
 #include "tessmaker/index_arrays.h"
 
@@ -37,8 +38,7 @@ private:
 };
 
 // Both outputs are empty. The list is the queue of the flood: an element is marked when it enters.
-bool list_subdomains(const dense2D<unsigned int>& neighbors, dense1D<unsigned int, 8>& list,
-                     dense1D<unsigned int, 8>& first) {
+bool list_subdomains(const dense2D<unsigned int>& neighbors, id_list& list, id_list& first) {
     const std::size_t nbr_elements = neighbors.cols();
     const std::size_t rows = neighbors.rows();
     element_bits marks;
@@ -72,11 +72,11 @@ void put_columns(const dense2D<unsigned int>& source, dense2D<unsigned int>& tar
 
 // Puts the columns of both arrays in the order of `list` and renumbers `neighbors`. False, and
 // nothing changed, when memory fails.
-bool reorder_columns(const dense1D<unsigned int, 8>& list, dense2D<unsigned int>& connect,
+bool reorder_columns(const id_list& list, dense2D<unsigned int>& connect,
                      dense2D<unsigned int>& neighbors) {
     dense2D<unsigned int> new_connect;
     dense2D<unsigned int> new_neighbors;
-    dense1D<unsigned int, 8> inverse;
+    id_list inverse;
     if (!new_connect.append(connect, list) || !new_neighbors.append(neighbors, list) ||
         !inverse.resize(list.size()))
         return false;
@@ -89,8 +89,7 @@ bool reorder_columns(const dense1D<unsigned int, 8>& list, dense2D<unsigned int>
 
 } // namespace
 
-int get_subdomains(const dense2D<unsigned int>& neighbors, dense1D<unsigned int, 8>& list,
-                   dense1D<unsigned int, 8>& first) {
+int get_subdomains(const dense2D<unsigned int>& neighbors, id_list& list, id_list& first) {
     list.clear();
     first.clear();
     if (list_subdomains(neighbors, list, first)) return 0;
@@ -100,10 +99,10 @@ int get_subdomains(const dense2D<unsigned int>& neighbors, dense1D<unsigned int,
 }
 
 int get_subdomains(dense2D<unsigned int>& connect, dense2D<unsigned int>& neighbors,
-                   dense1D<unsigned int, 8>& first) {
+                   id_list& first) {
     first.clear();
     if (connect.cols() != neighbors.cols()) return -2;
-    dense1D<unsigned int, 8> list;
+    id_list list;
     const int result = get_subdomains(neighbors, list, first);
     if (result != 0) return result;
     if (reorder_columns(list, connect, neighbors)) return 0;

@@ -5,12 +5,10 @@
 #include <array>
 #include <cstddef>
 
+#include "core/ids.h"
 #include "tessmaker/element_type.h"
 
 namespace kv7::tessmaker {
-
-// The absent ID.
-inline constexpr unsigned int no_id = 0xFFFFFFFFU;
 
 struct element_shape {
     unsigned int nbr_nodes;

@@ -4,6 +4,7 @@
 
 #include "core/column_runs.h"
 #include "core/element_table.h"
+#include "core/ids.h"
 
 namespace kv7::tessmaker {
 
@@ -64,7 +65,7 @@ unsigned int nbr_boundaries(element_type type) { return shape_of(type).nbr_bound
 
 const char* version() { return "5.4.1.0"; }
 
-bool check_IDs(const dense1D<unsigned int, 8>& nodes, unsigned int limit) {
+bool check_IDs(const id_list& nodes, unsigned int limit) {
     return limit == no_id || all_below_or_absent(nodes.data(), nodes.size(), limit);
 }
 

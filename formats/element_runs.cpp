@@ -4,6 +4,7 @@
 #include <bit>
 
 #include "core/coordinates.h"
+#include "core/ids.h"
 #include "formats/text_scanning.h"
 
 namespace kv7::tessmaker {
@@ -30,9 +31,8 @@ bool is_valid_run(const dense2D<unsigned int>& connect, std::size_t begin, std::
 
 } // namespace
 
-void clear_all(dense2D<double>& pos, dense2D<unsigned int>& connect,
-               dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
-               dense1D<unsigned int, 8>& pids) {
+void clear_all(dense2D<double>& pos, dense2D<unsigned int>& connect, id_list& indices,
+               dense1D<int, 8>& types, id_list& pids) {
     pos.clear();
     connect.clear();
     indices.clear();
@@ -46,8 +46,7 @@ std::FILE* open_for_good(const char* filename, const char* mode) {
 }
 
 int check_runs(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
-               const dense1D<unsigned int, 8>& indices, const dense1D<int, 8>& types,
-               const dense1D<unsigned int, 8>& pids) {
+               const id_list& indices, const dense1D<int, 8>& types, const id_list& pids) {
     if (!is_2d_or_3d(pos)) return -2;
     if (indices.size() != types.size() + 1) return -5;
     if (pids.size() != connect.cols()) return -6;
@@ -66,8 +65,8 @@ bool make_single_run(std::size_t cols, element_type type, element_runs& runs) {
            runs.types.push_back(type) && runs.pids.push_back_n(1, cols);
 }
 
-void note_type(element_type type, unsigned int c, element_type& last,
-               dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types) {
+void note_type(element_type type, unsigned int c, element_type& last, id_list& indices,
+               dense1D<int, 8>& types) {
     if (last == ET_UNKNOWN) {
         types.push_back(type);
     } else if (type != last) {
@@ -92,9 +91,8 @@ bool append_element(const unsigned int* nodes, std::size_t n, dense2D<unsigned i
     return true;
 }
 
-dense2D<unsigned int> view_of_run(dense2D<unsigned int>& connect,
-                                  const dense1D<unsigned int, 8>& indices, std::size_t k,
-                                  std::size_t rows) {
+dense2D<unsigned int> view_of_run(dense2D<unsigned int>& connect, const id_list& indices,
+                                  std::size_t k, std::size_t rows) {
     return connect.sub_matrix(0, indices[k], rows, indices[k + 1] - indices[k]);
 }
 

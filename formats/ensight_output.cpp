@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "core/ids.h"
 #include "formats/connectivity_list.h"
 #include "formats/output_buffer.h"
 #include "formats/text_scanning.h"

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "formats/element_runs.h"
 #include "formats/femap_table.h"
 #include "formats/text_scanning.h"
@@ -74,8 +75,8 @@ int read_node(std::string_view line, dense2D<double>& pos) {
 
 class element_reader {
 public:
-    element_reader(dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& indices,
-                   dense1D<int, 8>& types, dense1D<unsigned int, 8>& pids)
+    element_reader(dense2D<unsigned int>& connect, id_list& indices, dense1D<int, 8>& types,
+                   id_list& pids)
         : connect_(connect), indices_(indices), types_(types), pids_(pids) {}
 
     unsigned int count() const { return count_; }
@@ -135,9 +136,9 @@ private:
     void note(element_type type) { note_type(type, count_ - 1, last_, indices_, types_); }
 
     dense2D<unsigned int>& connect_;
-    dense1D<unsigned int, 8>& indices_;
+    id_list& indices_;
     dense1D<int, 8>& types_;
-    dense1D<unsigned int, 8>& pids_;
+    id_list& pids_;
     std::array<unsigned int, femap_nbr_slots> slots_{};
     unsigned int count_ = 0;
     element_type last_ = ET_UNKNOWN;
@@ -145,8 +146,7 @@ private:
 
 // Reads into empty arrays.
 int femap_read_blocks(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                      dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
-                      dense1D<unsigned int, 8>& pids) {
+                      id_list& indices, dense1D<int, 8>& types, id_list& pids) {
     indices.push_back(0);
     element_reader elements(connect, indices, types, pids);
     line_reader reader(file);
@@ -178,8 +178,7 @@ dense2D<unsigned int> run_of(dense2D<unsigned int>& connect, const element_runs&
 } // namespace
 
 int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
-                dense1D<unsigned int, 8>& pids) {
+                id_list& indices, dense1D<int, 8>& types, id_list& pids) {
     clear_all(pos, connect, indices, types, pids);
     return femap_read_blocks(file, pos, connect, indices, types, pids);
 }
@@ -214,8 +213,7 @@ int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& co
 }
 
 int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
-                dense1D<unsigned int, 8>& pids) {
+                id_list& indices, dense1D<int, 8>& types, id_list& pids) {
     clear_all(pos, connect, indices, types, pids);
     std::FILE* const file = open_for_good(filename, "rt");
     return file ? FEMAP_input(file, pos, connect, indices, types, pids) : -1;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "formats/element_runs.h"
 #include "formats/femap_table.h"
 #include "formats/output_buffer.h"
@@ -84,9 +85,9 @@ void put_element(const femap_element& element, unsigned int id, unsigned int pid
     output.put(element_tail);
 }
 
-void femap_write_elements(const dense2D<unsigned int>& connect,
-                          const dense1D<unsigned int, 8>& indices, const dense1D<int, 8>& types,
-                          const dense1D<unsigned int, 8>& pids, output_buffer& output) {
+void femap_write_elements(const dense2D<unsigned int>& connect, const id_list& indices,
+                          const dense1D<int, 8>& types, const id_list& pids,
+                          output_buffer& output) {
     constexpr std::size_t element_size = 26 * 12 + 40 + element_tail.size();
     for_each_element(connect, indices, types, [&](element_type type, std::size_t c) {
         const femap_element* const element = femap_element_of(type);
@@ -99,8 +100,7 @@ void femap_write_elements(const dense2D<unsigned int>& connect,
 
 // Kept: writes that fail go unnoticed, and the end of the text waits in the stream.
 void femap_write(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect,
-                 const dense1D<unsigned int, 8>& indices, const dense1D<int, 8>& types,
-                 const dense1D<unsigned int, 8>& pids) {
+                 const id_list& indices, const dense1D<int, 8>& types, const id_list& pids) {
     output_buffer output(file);
     output.put(nodes_head);
     femap_write_nodes(pos, output);
@@ -116,8 +116,7 @@ void femap_write(std::FILE* file, const dense2D<double>& pos, const dense2D<unsi
 } // namespace
 
 int FEMAP_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect,
-                 const dense1D<unsigned int, 8>& indices, const dense1D<int, 8>& types,
-                 const dense1D<unsigned int, 8>& pids) {
+                 const id_list& indices, const dense1D<int, 8>& types, const id_list& pids) {
     // Kept: a mesh of nodes alone gives an empty file.
     if (connect.empty()) return 0;
     if (!is_usable(file)) return -1;
@@ -151,8 +150,8 @@ int FEMAP_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsi
 }
 
 int FEMAP_output(const char* filename, const dense2D<double>& pos,
-                 const dense2D<unsigned int>& connect, const dense1D<unsigned int, 8>& indices,
-                 const dense1D<int, 8>& types, const dense1D<unsigned int, 8>& pids) {
+                 const dense2D<unsigned int>& connect, const id_list& indices,
+                 const dense1D<int, 8>& types, const id_list& pids) {
     std::FILE* const file = open_for_good(filename, "wt");
     return file ? FEMAP_output(file, pos, connect, indices, types, pids) : -1;
 }

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/coordinates.h"
+#include "core/ids.h"
 #include "formats/output_buffer.h"
 #include "formats/split_by_type.h"
 #include "formats/text_scanning.h"
@@ -153,11 +153,11 @@ int medit_write_mesh(const char* filename, const dense2D<double>& pos,
 
 // The indices of all colours but the absent one, by colour, ascending where these are equal. False
 // when memory fails.
-bool order_by_color(const dense1D<unsigned int, 8>& colors, dense1D<unsigned int, 8>& order) {
+bool order_by_color(const id_list& colors, id_list& order) {
     const std::size_t n = colors.size();
     // Counting takes memory for every colour up to the largest.
     if (max_ID(colors) / 4 <= n) {
-        dense1D<unsigned int, 8> addresses;
+        id_list addresses;
         return get_sorted_order(colors, order, addresses) == 0;
     }
     if (!order.resize(n)) return false;
@@ -171,9 +171,9 @@ bool order_by_color(const dense1D<unsigned int, 8>& colors, dense1D<unsigned int
 }
 
 // The columns that have a colour, by colour. False when memory fails.
-bool sort_by_color(const dense2D<unsigned int>& connect, const dense1D<unsigned int, 8>& colors,
-                   dense2D<unsigned int>& sorted, dense1D<unsigned int, 8>& sorted_colors) {
-    dense1D<unsigned int, 8> order;
+bool sort_by_color(const dense2D<unsigned int>& connect, const id_list& colors,
+                   dense2D<unsigned int>& sorted, id_list& sorted_colors) {
+    id_list order;
     if (!order_by_color(colors, order) || !sorted_colors.resize(order.size())) return false;
     for (std::size_t i = 0; i < order.size(); ++i) sorted_colors[i] = colors[order[i]];
     return sorted.append(connect, order);
@@ -227,12 +227,11 @@ int medit_output(const char* filename, const dense2D<double>& pos,
 }
 
 int medit_output(const char* filename, const dense2D<double>& pos,
-                 const dense2D<unsigned int>& connect, element_type type,
-                 const dense1D<unsigned int, 8>& colors) {
+                 const dense2D<unsigned int>& connect, element_type type, const id_list& colors) {
     if (connect.empty()) return 0;
     if (colors.size() != connect.cols()) return -5;
     dense2D<unsigned int> sorted;
-    dense1D<unsigned int, 8> sorted_colors;
+    id_list sorted_colors;
     if (!sort_by_color(connect, colors, sorted, sorted_colors)) return -6;
     return with_list(sorted, type, [&](const connectivity_list& list) {
         return medit_write_mesh(filename, pos, list, sorted_colors.data());

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "core/ids.h"
 #include "formats/element_runs.h"
 #include "formats/nastran_tables.h"
 #include "formats/text_scanning.h"
@@ -296,8 +297,8 @@ bool nastran_store_element(const card& c, element_type type, dense2D<unsigned in
 // Elements in file order.
 class element_reader {
 public:
-    element_reader(dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& indices,
-                   dense1D<int, 8>& types, dense1D<unsigned int, 8>& pids)
+    element_reader(dense2D<unsigned int>& connect, id_list& indices, dense1D<int, 8>& types,
+                   id_list& pids)
         : connect_(connect), indices_(indices), types_(types), pids_(pids) {}
 
     // Stores what is an element.
@@ -315,16 +316,15 @@ public:
 
 private:
     dense2D<unsigned int>& connect_;
-    dense1D<unsigned int, 8>& indices_;
+    id_list& indices_;
     dense1D<int, 8>& types_;
-    dense1D<unsigned int, 8>& pids_;
+    id_list& pids_;
     element_type last_ = ET_UNKNOWN;
 };
 
 // Reads into empty arrays.
 int nastran_read_deck(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                      dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
-                      dense1D<unsigned int, 8>& pids) {
+                      id_list& indices, dense1D<int, 8>& types, id_list& pids) {
     if (!is_usable(file)) return bad_input;
     pos.reserve(3, 256, 1);
     connect.reserve(8, 256, 1);
@@ -375,8 +375,7 @@ void take_run(dense2D<unsigned int>& all, const element_runs& runs, std::size_t 
 } // namespace
 
 int NASTRAN_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                  dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
-                  dense1D<unsigned int, 8>& pids) {
+                  id_list& indices, dense1D<int, 8>& types, id_list& pids) {
     clear_all(pos, connect, indices, types, pids);
     return nastran_read_deck(file, pos, connect, indices, types, pids);
 }
@@ -404,8 +403,7 @@ int NASTRAN_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& 
 }
 
 int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                  dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
-                  dense1D<unsigned int, 8>& pids) {
+                  id_list& indices, dense1D<int, 8>& types, id_list& pids) {
     return NASTRAN_input(open_for_good(filename, "rt"), pos, connect, indices, types, pids);
 }
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "core/ids.h"
 #include "formats/element_runs.h"
 #include "formats/nastran_tables.h"
 #include "formats/output_buffer.h"
@@ -91,9 +92,9 @@ void put_element(const nastran_card& card, unsigned int id, unsigned int pid,
     output.put("\n");
 }
 
-void nastran_write_elements(const dense2D<unsigned int>& connect,
-                            const dense1D<unsigned int, 8>& indices, const dense1D<int, 8>& types,
-                            const dense1D<unsigned int, 8>& pids, output_buffer& output) {
+void nastran_write_elements(const dense2D<unsigned int>& connect, const id_list& indices,
+                            const dense1D<int, 8>& types, const id_list& pids,
+                            output_buffer& output) {
     node_list nodes{};
     for_each_element(connect, indices, types, [&](element_type type, std::size_t c) {
         const nastran_card& card = nastran_card_of(type);
@@ -106,9 +107,8 @@ void nastran_write_elements(const dense2D<unsigned int>& connect,
 
 // Kept: writes that fail go unnoticed, and the end of the text waits in the stream.
 void nastran_write_deck(std::FILE* file, const dense2D<double>& pos,
-                        const dense2D<unsigned int>& connect,
-                        const dense1D<unsigned int, 8>& indices, const dense1D<int, 8>& types,
-                        const dense1D<unsigned int, 8>& pids) {
+                        const dense2D<unsigned int>& connect, const id_list& indices,
+                        const dense1D<int, 8>& types, const id_list& pids) {
     output_buffer output(file);
     output.put(head);
     nastran_write_nodes(pos, output);
@@ -147,8 +147,8 @@ bool join(const dense2D<unsigned int>& connect1, const dense2D<unsigned int>& co
 } // namespace
 
 int NASTRAN_output(std::FILE* file, const dense2D<double>& pos,
-                   const dense2D<unsigned int>& connect, const dense1D<unsigned int, 8>& indices,
-                   const dense1D<int, 8>& types, const dense1D<unsigned int, 8>& pids) {
+                   const dense2D<unsigned int>& connect, const id_list& indices,
+                   const dense1D<int, 8>& types, const id_list& pids) {
     if (!is_usable(file)) return -1;
     const int result = check_runs(pos, connect, indices, types, pids);
     if (result == 0) nastran_write_deck(file, pos, connect, indices, types, pids);
@@ -174,8 +174,8 @@ int NASTRAN_output(std::FILE* file, const dense2D<double>& pos,
 }
 
 int NASTRAN_output(const char* filename, const dense2D<double>& pos,
-                   const dense2D<unsigned int>& connect, const dense1D<unsigned int, 8>& indices,
-                   const dense1D<int, 8>& types, const dense1D<unsigned int, 8>& pids) {
+                   const dense2D<unsigned int>& connect, const id_list& indices,
+                   const dense1D<int, 8>& types, const id_list& pids) {
     return NASTRAN_output(open_for_good(filename, "wt"), pos, connect, indices, types, pids);
 }
 

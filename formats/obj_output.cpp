@@ -5,6 +5,7 @@
 
 #include "core/coordinates.h"
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "formats/output_buffer.h"
 #include "formats/text_scanning.h"
 #include "tessmaker/element_type.h"

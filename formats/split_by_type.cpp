@@ -1,6 +1,7 @@
 #include "formats/split_by_type.h"
 
 #include "connectivity/sort_elfes.h"
+#include "core/ids.h"
 
 namespace kv7::tessmaker {
 
@@ -8,9 +9,9 @@ namespace {
 
 bool split_mixed(const dense2D<unsigned int>& connect, element_type type, unsigned int place,
                  std::vector<element_group>& groups) {
-    dense1D<unsigned int, 8> order;
-    dense1D<unsigned int, 8> node_counts;
-    dense1D<unsigned int, 8> group_ends;
+    id_list order;
+    id_list node_counts;
+    id_list group_ends;
     if (!order_by_nbr_nodes(connect, order, node_counts, group_ends)) return false;
     std::size_t begin = 0;
     for (const unsigned int end : group_ends) {

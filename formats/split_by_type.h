@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "core/ids.h"
 #include "formats/connectivity_list.h"
 
 namespace kv7::tessmaker {
@@ -13,7 +14,7 @@ namespace kv7::tessmaker {
 // nbr_nodes(type) rows of such a column hold the element.
 struct element_group {
     const dense2D<unsigned int>* connect;
-    dense1D<unsigned int, 8> columns; // in their order; empty where it is all columns
+    id_list columns; // in their order; empty where it is all columns
     element_type type;
     unsigned int place; // of the connectivity in its list
 

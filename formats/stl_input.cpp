@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "core/small_vectors.h"
 #include "formats/stl_weld.h"
 #include "formats/text_scanning.h"

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "core/coordinates.h"
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "core/small_vectors.h"
 #include "formats/output_buffer.h"
 #include "formats/text_scanning.h"

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "core/small_vectors.h"
 #include "tessmaker/repair.h"
 
@@ -146,13 +147,13 @@ private:
     const double* pos_;
     const unsigned int* survivors_;
     int shift_ = 0;
-    dense1D<unsigned int, 8> heads_;
-    dense1D<unsigned int, 8> next_; // the node met before in the same bucket
+    id_list heads_;
+    id_list next_; // the node met before in the same bucket
 };
 
 int merge_by_tree(double tol, const dense2D<double>& pos, dense2D<unsigned int>& connect) {
     constexpr std::size_t block_size = 100000;
-    dense1D<unsigned int, 8> new_IDs;
+    id_list new_IDs;
     for (std::size_t first = 0; first < connect.cols(); first += block_size) {
         const std::size_t size = std::min(block_size, connect.cols() - first);
         dense2D<unsigned int> block = connect.sub_matrix(0, first, 3, size);
@@ -191,7 +192,7 @@ int stl_weld(double tol, dense2D<double>& pos, dense2D<unsigned int>& connect) {
         number_corners(connect);
         result = merge_by_tree(tol, pos, connect);
     }
-    dense1D<unsigned int, 8> new_IDs;
+    id_list new_IDs;
     if (result >= 0) result = remove_degenerated(connect, new_IDs, true);
     if (result >= 0) result = simplify(pos, connect, new_IDs, 0);
     return std::min(result, 0);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/coordinates.h"
+#include "core/ids.h"
 #include "formats/output_buffer.h"
 #include "formats/split_by_type.h"
 #include "formats/text_scanning.h"
@@ -110,8 +111,7 @@ void put_types_header(std::size_t nbr_types, output_buffer& output) {
     output.put("\n");
 }
 
-void put_cell_list(unsigned int nbr_cells, const dense1D<unsigned int, 8>& cells,
-                   output_buffer& output) {
+void put_cell_list(unsigned int nbr_cells, const id_list& cells, output_buffer& output) {
     put_cells_header(nbr_cells, cells.size(), output);
     const unsigned int* entry = cells.begin();
     const unsigned int* const end = cells.end();
@@ -129,7 +129,7 @@ void put_cell_list(unsigned int nbr_cells, const dense1D<unsigned int, 8>& cells
     }
 }
 
-void put_type_list(const dense1D<unsigned int, 8>& cell_types, output_buffer& output) {
+void put_type_list(const id_list& cell_types, output_buffer& output) {
     put_types_header(cell_types.size(), output);
     for (const unsigned int type : cell_types) {
         output.make_room(id_size);
@@ -211,7 +211,7 @@ int vtk_write(const char* filename, const dense2D<double>& pos, const connectivi
 } // namespace
 
 int vtk_convert(const dense2D<unsigned int>& connect, element_type type, unsigned int& nbr_cells,
-                dense1D<unsigned int, 8>& cells, dense1D<unsigned int, 8>& cell_types) {
+                id_list& cells, id_list& cell_types) {
     if (!check_IDs(connect, type, no_id)) return -1;
     const vtk_cell& cell = cell_of(type);
     if (cell.nbr_nodes == 0) return -2;
@@ -240,7 +240,7 @@ int vtk_convert(const dense2D<unsigned int>& connect, element_type type, unsigne
 }
 
 int vtk_output(std::FILE* file, const dense2D<double>& pos, unsigned int nbr_cells,
-               const dense1D<unsigned int, 8>& cells, const dense1D<unsigned int, 8>& cell_types) {
+               const id_list& cells, const id_list& cell_types) {
     if (!file) return -1;
     if (!is_2d_or_3d(pos)) return -2;
     output_buffer output(file);

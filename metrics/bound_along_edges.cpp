@@ -1,4 +1,5 @@
 #include "core/coordinates.h"
+#include "core/ids.h"
 #include "metrics/edge_bounding.h"
 #include "metrics/nodal_fields.h"
 #include "tessmaker/element_type.h"
@@ -28,8 +29,7 @@ size_field<N> field_over(const dense2D<double>& pos, dense1D<double, 8>& f) {
 
 template <class Measure, class Values>
 int bound(const dense2D<double>& pos, const dense2D<unsigned int>& connect, element_type type,
-          const dense1D<unsigned int, 8>& nodes, bool nodes_fixed, int direction, double limit,
-          Values& values) {
+          const id_list& nodes, bool nodes_fixed, int direction, double limit, Values& values) {
     if (connect.empty() || limit == no_limit) return 0;
     if (!is_2d_or_3d(pos)) return -1;
     if (!check_IDs(connect, type, id_limit(pos))) return -2;
@@ -49,33 +49,29 @@ int bound(const dense2D<double>& pos, const dense2D<unsigned int>& connect, elem
 } // namespace
 
 int bound_metric_gradations(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
-                            element_type type, const dense1D<unsigned int, 8>& nodes,
-                            bool nodes_fixed, int direction, double max_gradation,
-                            dense2D<double>& metrics) {
+                            element_type type, const id_list& nodes, bool nodes_fixed,
+                            int direction, double max_gradation, dense2D<double>& metrics) {
     return bound<gradation>(pos, connect, type, nodes, nodes_fixed, direction, max_gradation,
                             metrics);
 }
 
 int bound_metric_gradations(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
-                            element_type type, const dense1D<unsigned int, 8>& nodes,
-                            bool nodes_fixed, int direction, double max_gradation,
-                            dense1D<double, 8>& sizes) {
+                            element_type type, const id_list& nodes, bool nodes_fixed,
+                            int direction, double max_gradation, dense1D<double, 8>& sizes) {
     return bound<gradation>(pos, connect, type, nodes, nodes_fixed, direction, max_gradation,
                             sizes);
 }
 
 int bound_metric_variations(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
-                            element_type type, const dense1D<unsigned int, 8>& nodes,
-                            bool nodes_fixed, int direction, double max_variation,
-                            dense2D<double>& metrics) {
+                            element_type type, const id_list& nodes, bool nodes_fixed,
+                            int direction, double max_variation, dense2D<double>& metrics) {
     return bound<variation>(pos, connect, type, nodes, nodes_fixed, direction, max_variation,
                             metrics);
 }
 
 int bound_metric_variations(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
-                            element_type type, const dense1D<unsigned int, 8>& nodes,
-                            bool nodes_fixed, int direction, double max_variation,
-                            dense1D<double, 8>& sizes) {
+                            element_type type, const id_list& nodes, bool nodes_fixed,
+                            int direction, double max_variation, dense1D<double, 8>& sizes) {
     return bound<variation>(pos, connect, type, nodes, nodes_fixed, direction, max_variation,
                             sizes);
 }

@@ -8,6 +8,7 @@
 
 #include "connectivity/node_graph.h"
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "metrics/edge_heap.h"
 #include "metrics/minimise_bracket.h"
 #include "metrics/nodal_fields.h"
@@ -38,8 +39,8 @@ public:
 
     // Returns the number of nodes that changed, or -199. `nodes` are the fixed nodes, or the free
     // ones; `direction` is +1, -1, or 0 for the direction of a node's first move.
-    int run(const dense2D<unsigned int>& connect, std::size_t nbr_columns,
-            const dense1D<unsigned int, 8>& nodes, bool nodes_fixed, signed char direction) {
+    int run(const dense2D<unsigned int>& connect, std::size_t nbr_columns, const id_list& nodes,
+            bool nodes_fixed, signed char direction) {
         if (!set_up(connect, nbr_columns, nodes, nodes_fixed, direction)) return -199;
         if (!seed()) return -199;
         const unsigned int most_moves = most_moves_of(stamps_.size());
@@ -73,8 +74,8 @@ private:
         return static_cast<unsigned int>(std::min<std::size_t>(most_moves, fixed_stamp - 1));
     }
 
-    bool set_up(const dense2D<unsigned int>& connect, std::size_t nbr_columns,
-                const dense1D<unsigned int, 8>& nodes, bool nodes_fixed, signed char direction) {
+    bool set_up(const dense2D<unsigned int>& connect, std::size_t nbr_columns, const id_list& nodes,
+                bool nodes_fixed, signed char direction) {
         if (!stamps_.resize(nbr_columns, nodes_fixed ? 0 : fixed_stamp)) return false;
         if (node_graph_of_cliques(connect, graph_first_, graph_list_) < 0) return false;
         for (const unsigned int node : nodes) {
@@ -229,12 +230,12 @@ private:
 
     Field field_;
     Measure measure_;
-    dense1D<unsigned int, 8> graph_first_;
-    dense1D<unsigned int, 8> graph_list_;
-    dense1D<unsigned int, 8> fixed_first_;
-    dense1D<unsigned int, 8> fixed_list_;
+    id_list graph_first_;
+    id_list graph_list_;
+    id_list fixed_first_;
+    id_list fixed_list_;
     // `fixed_stamp`, or the change counter at a node's last change, 0 before its first.
-    dense1D<unsigned int, 8> stamps_;
+    id_list stamps_;
     // +1, -1, or 0 where it is not decided.
     dense1D<signed char, 8> directions_;
     Queue queue_;

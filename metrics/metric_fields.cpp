@@ -1,4 +1,5 @@
 #include "tessmaker/metric_fields.h"
+#include "core/ids.h"
 
 #include <algorithm>
 #include <cmath>
@@ -119,7 +120,7 @@ template <class Field> int clamp_and_count(Field& field, double hmin, double hma
 }
 
 template <class Field>
-int clamp_and_list(Field& field, double hmin, double hmax, dense1D<unsigned int, 8>& modified) {
+int clamp_and_list(Field& field, double hmin, double hmax, id_list& modified) {
     modified.clear();
     const int fault =
         clamp_field(field, hmin, hmax, [&modified](unsigned int i) { modified.push_back(i); });
@@ -157,15 +158,13 @@ unsigned int first_invalid_metric(const dense2D<double>& metrics) {
     return first_index(metrics.cols(), [&](std::size_t i) { return !is_valid_column(metrics, i); });
 }
 
-unsigned int first_invalid_metric(const dense1D<unsigned int, 8>& nodes,
-                                  const dense1D<double, 8>& sizes) {
+unsigned int first_invalid_metric(const id_list& nodes, const dense1D<double, 8>& sizes) {
     return first_index(nodes.size(), [&](std::size_t i) {
         return nodes[i] >= sizes.size() || !is_valid_size(sizes[nodes[i]]);
     });
 }
 
-unsigned int first_invalid_metric(const dense1D<unsigned int, 8>& nodes,
-                                  const dense2D<double>& metrics) {
+unsigned int first_invalid_metric(const id_list& nodes, const dense2D<double>& metrics) {
     if (!is_metric_field(metrics)) return 0;
     return first_index(nodes.size(), [&](std::size_t i) {
         return nodes[i] >= metrics.cols() || !is_valid_column(metrics, nodes[i]);
@@ -180,15 +179,15 @@ bool are_valid_metrics(const dense2D<double>& metrics) {
     return first_invalid_metric(metrics) == metrics.cols();
 }
 
-bool are_valid_metrics(const dense1D<unsigned int, 8>& nodes, const dense1D<double, 8>& sizes) {
+bool are_valid_metrics(const id_list& nodes, const dense1D<double, 8>& sizes) {
     return first_invalid_metric(nodes, sizes) == nodes.size();
 }
 
-bool are_valid_metrics(const dense1D<unsigned int, 8>& nodes, const dense2D<double>& metrics) {
+bool are_valid_metrics(const id_list& nodes, const dense2D<double>& metrics) {
     return first_invalid_metric(nodes, metrics) == nodes.size();
 }
 
-void valid_metrics(const dense2D<double>& metrics, dense1D<unsigned int, 8>& valid) {
+void valid_metrics(const dense2D<double>& metrics, id_list& valid) {
     if (!is_metric_field(metrics)) return;
     for (std::size_t i = 0; i < metrics.cols(); ++i) {
         if (is_valid_column(metrics, i)) valid.push_back(static_cast<unsigned int>(i));
@@ -254,8 +253,7 @@ int bound_metrics(dense1D<double, 8>& sizes, double hmin, double hmax) {
     return clamp_and_count(sizes, hmin, hmax);
 }
 
-int bound_metrics(dense1D<double, 8>& sizes, double hmin, double hmax,
-                  dense1D<unsigned int, 8>& modified) {
+int bound_metrics(dense1D<double, 8>& sizes, double hmin, double hmax, id_list& modified) {
     return clamp_and_list(sizes, hmin, hmax, modified);
 }
 
@@ -263,8 +261,7 @@ int bound_metrics(dense2D<double>& metrics, double hmin, double hmax) {
     return clamp_and_count(metrics, hmin, hmax);
 }
 
-int bound_metrics(dense2D<double>& metrics, double hmin, double hmax,
-                  dense1D<unsigned int, 8>& modified) {
+int bound_metrics(dense2D<double>& metrics, double hmin, double hmax, id_list& modified) {
     return clamp_and_list(metrics, hmin, hmax, modified);
 }
 

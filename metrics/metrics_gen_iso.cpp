@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "core/coordinates.h"
 #include "core/element_walk.h"
+#include "core/ids.h"
 #include "metrics/metric_algebra.h"
 #include "tessmaker/metric_fields.h"
 
@@ -56,8 +56,7 @@ void gather_lengths(const dense2D<double>& pos, const dense2D<unsigned int>& con
     }
 }
 
-void sums_to_means(double exponent, const dense1D<unsigned int, 8>& counts,
-                   dense1D<double, 8>& sizes) {
+void sums_to_means(double exponent, const id_list& counts, dense1D<double, 8>& sizes) {
     for (std::size_t n = 0; n < counts.size(); ++n) {
         if (counts[n] == 0) continue;
         sizes[n] /= counts[n];
@@ -76,7 +75,7 @@ int metrics_gen_iso(const dense2D<double>& pos, const dense2D<unsigned int>& con
     if (!(exponent >= 0.0)) return -5;
     if (!sizes.resize(std::max(sizes.size(), pos.cols()), 0.0)) return -199;
     if (!is_linear_type(type)) return -3;
-    dense1D<unsigned int, 8> counts(sizes.size(), 0);
+    id_list counts(sizes.size(), 0);
     if (counts.size() != sizes.size()) return -199;
 
     const auto gather = [&](auto how) {

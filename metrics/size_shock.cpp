@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "core/coordinates.h"
+#include "core/ids.h"
 #include "metrics/edge_measures.h"
 #include "metrics/nodal_fields.h"
 #include "tessmaker/metric_fields.h"

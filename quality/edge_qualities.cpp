@@ -2,9 +2,10 @@
 #include <cmath>
 #include <functional>
 
+#include "connectivity/edges.h"
 #include "core/coordinates.h"
+#include "core/ids.h"
 #include "metrics/metric_algebra.h"
-#include "repair/edges.h"
 #include "tessmaker/quality.h"
 
 namespace kv7::tessmaker {

@@ -1,8 +1,8 @@
 #include <array>
 #include <cmath>
 
-#include "core/coordinates.h"
 #include "core/element_walk.h"
+#include "core/ids.h"
 #include "core/small_vectors.h"
 #include "quality/corners.h"
 #include "tessmaker/quality.h"

@@ -1,8 +1,8 @@
 #include <array>
 #include <cstddef>
 
-#include "core/coordinates.h"
 #include "core/element_walk.h"
+#include "core/ids.h"
 #include "quality/corners.h"
 #include "quality/lanes.h"
 #include "quality/shapes.h"

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "core/coordinates.h"
 #include "core/element_table.h"
-#include "core/node_maps.h"
+#include "core/ids.h"
 #include "core/small_vectors.h"
+#include "geometry/node_maps.h"
 #include "tessmaker/repair.h"
 
 namespace kv7::tessmaker {
@@ -63,7 +63,7 @@ int clip(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
     if (!kept.empty() && kept.rows() != connect.rows()) return -5;
 
     node_sides sides(pos, point, normal);
-    dense1D<unsigned int, 8> columns;
+    id_list columns;
     if (!sides.init(pos.cols()) || !columns.resize(connect.cols())) return -199;
     std::size_t nbr_kept = 0;
     for (std::size_t c = 0; c < connect.cols(); ++c) {

@@ -2,17 +2,15 @@
 #include <cstddef>
 
 #include "core/element_table.h"
-#include "core/node_maps.h"
+#include "core/ids.h"
 #include "core/small_vectors.h"
+#include "geometry/node_maps.h"
 #include "tessmaker/index_arrays.h"
 #include "tessmaker/repair.h"
 
 namespace kv7::tessmaker {
 
 namespace {
-
-using id_list = dense1D<unsigned int, 8>;
-using id_matrix = dense2D<unsigned int>;
 
 // Lists the nodes of `connect` below `nbr_nodes` as they are first seen, and gives the k-th of them
 // the new ID `nbr_nodes` + k. `new_IDs` is defined at the nodes listed only, since the mesh may be

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "repair/closeness.h"
 #include "repair/node_map.h"
 #include "tessmaker/index_arrays.h"
@@ -91,7 +92,7 @@ std::size_t apply_records(std::vector<merge_record>& records, unsigned int* to,
 // Returns the number of nodes merged away.
 template <unsigned int DIM>
 std::size_t merge_pass(const dense2D<double>& pos, dense2D<unsigned int>* begin,
-                       dense2D<unsigned int>* end, dense1D<unsigned int, 8>& new_IDs, double tol,
+                       dense2D<unsigned int>* end, id_list& new_IDs, double tol,
                        dense1D<signed char, 8>& states, std::vector<merge_record>& records) {
     record_close_pairs<DIM>(pos, begin, end, tol, states.data(), records);
     if (records.empty()) return 0;
@@ -106,8 +107,7 @@ std::size_t merge_pass(const dense2D<double>& pos, dense2D<unsigned int>* begin,
 
 template <unsigned int DIM>
 int merge_in_elements_dim(const dense2D<double>& pos, dense2D<unsigned int>* begin,
-                          dense2D<unsigned int>* end, dense1D<unsigned int, 8>& new_IDs, double tol,
-                          bool repeated) {
+                          dense2D<unsigned int>* end, id_list& new_IDs, double tol, bool repeated) {
     dense1D<signed char, 8> states;
     if (!states.resize(pos.cols(), has_taken)) {
         new_IDs.clear();
@@ -126,8 +126,7 @@ int merge_in_elements_dim(const dense2D<double>& pos, dense2D<unsigned int>* beg
 } // namespace
 
 int merge_in_elements(const dense2D<double>& pos, dense2D<unsigned int>* begin,
-                      dense2D<unsigned int>* end, dense1D<unsigned int, 8>& new_IDs, double tol,
-                      bool repeated) {
+                      dense2D<unsigned int>* end, id_list& new_IDs, double tol, bool repeated) {
     return pos.rows() == 2 ? merge_in_elements_dim<2>(pos, begin, end, new_IDs, tol, repeated)
                            : merge_in_elements_dim<3>(pos, begin, end, new_IDs, tol, repeated);
 }

@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_REPAIR_ELEMENT_MERGE_H
 #define TESSMAKER_REPAIR_ELEMENT_MERGE_H
 
+#include "core/ids.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
@@ -14,8 +15,7 @@ namespace kv7::tessmaker {
 // else changed. Memory failure for the merge records is an exception, and the connectivities stay
 // as the last pass left them.
 int merge_in_elements(const dense2D<double>& pos, dense2D<unsigned int>* begin,
-                      dense2D<unsigned int>* end, dense1D<unsigned int, 8>& new_IDs, double tol,
-                      bool repeated);
+                      dense2D<unsigned int>* end, id_list& new_IDs, double tol, bool repeated);
 
 } // namespace kv7::tessmaker
 

@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "repair/closeness.h"
 
 namespace kv7::tessmaker {
@@ -182,8 +183,8 @@ private:
 constexpr std::size_t crowd = 32;
 
 template <unsigned int DIM, class Cells>
-int weld(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
-         dense1D<unsigned int, 8>& new_IDs, double tol, const Cells& cells) {
+int weld(const dense2D<double>& pos, const id_list& nodes, id_list& new_IDs, double tol,
+         const Cells& cells) {
     const std::size_t ld = pos.ld();
     const double* const xyz = pos.column(0);
     unsigned int* const to = new_IDs.data();
@@ -227,8 +228,7 @@ int weld(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
 }
 
 template <unsigned int DIM>
-int weld_by_grid(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
-                 dense1D<unsigned int, 8>& new_IDs, double tol) {
+int weld_by_grid(const dense2D<double>& pos, const id_list& nodes, id_list& new_IDs, double tol) {
     if (tol == 0) return weld<DIM>(pos, nodes, new_IDs, tol, position_cells<DIM>());
     // Squares must not come near the ends of the range.
     if (!(tol > 1e-150 && tol < 1e150)) return grid_undecided;
@@ -240,8 +240,7 @@ int weld_by_grid(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nod
 
 } // namespace
 
-int weld_by_grid(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
-                 dense1D<unsigned int, 8>& new_IDs, double tol) {
+int weld_by_grid(const dense2D<double>& pos, const id_list& nodes, id_list& new_IDs, double tol) {
     return pos.rows() == 2 ? weld_by_grid<2>(pos, nodes, new_IDs, tol)
                            : weld_by_grid<3>(pos, nodes, new_IDs, tol);
 }

@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_REPAIR_GRID_WELD_H
 #define TESSMAKER_REPAIR_GRID_WELD_H
 
+#include "core/ids.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
@@ -15,8 +16,7 @@ inline constexpr int grid_undecided = -1;
 // `grid_undecided`, and entries of no meaning, where two ways from a node are equally short and end
 // apart, where many nodes crowd within the tolerance, and where coordinates or tolerance are too
 // large, too small or not finite.
-int weld_by_grid(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
-                 dense1D<unsigned int, 8>& new_IDs, double tol);
+int weld_by_grid(const dense2D<double>& pos, const id_list& nodes, id_list& new_IDs, double tol);
 
 } // namespace kv7::tessmaker
 

@@ -1,6 +1,7 @@
 #include "repair/list_merge.h"
 
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "repair/grid_weld.h"
 #include "repair/node_map.h"
 #include "repair/rank_tree.h"
@@ -10,10 +11,9 @@ namespace kv7::tessmaker {
 namespace {
 
 template <unsigned int DIM>
-int merge_by_tree(const dense2D<double>& pos, const dense1D<unsigned int, 8>& list1,
-                  const dense1D<unsigned int, 8>& list2, dense1D<unsigned int, 8>& new_IDs,
-                  double tol) {
-    dense1D<unsigned int, 8> ranks;
+int merge_by_tree(const dense2D<double>& pos, const id_list& list1, const id_list& list2,
+                  id_list& new_IDs, double tol) {
+    id_list ranks;
     if (!ranks.resize(pos.cols(), no_id)) return -199;
     for (std::size_t k = 0; k < list2.size(); ++k) ranks[list2[k]] = static_cast<unsigned int>(k);
     rank_tree<DIM> tree;
@@ -31,18 +31,16 @@ int merge_by_tree(const dense2D<double>& pos, const dense1D<unsigned int, 8>& li
     return static_cast<int>(nbr_merged);
 }
 
-int merge_by_tree(const dense2D<double>& pos, const dense1D<unsigned int, 8>& list1,
-                  const dense1D<unsigned int, 8>& list2, dense1D<unsigned int, 8>& new_IDs,
-                  double tol) {
+int merge_by_tree(const dense2D<double>& pos, const id_list& list1, const id_list& list2,
+                  id_list& new_IDs, double tol) {
     return pos.rows() == 2 ? merge_by_tree<2>(pos, list1, list2, new_IDs, tol)
                            : merge_by_tree<3>(pos, list1, list2, new_IDs, tol);
 }
 
 } // namespace
 
-int merge_lists(const dense2D<double>& pos, const dense1D<unsigned int, 8>& list1,
-                const dense1D<unsigned int, 8>& list2, dense1D<unsigned int, 8>& new_IDs,
-                double tol) {
+int merge_lists(const dense2D<double>& pos, const id_list& list1, const id_list& list2,
+                id_list& new_IDs, double tol) {
     new_IDs.clear();
     if (list1.empty() || list2.empty()) return 0;
     if (!set_identity(new_IDs, pos.cols())) return -199;

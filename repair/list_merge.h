@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_REPAIR_LIST_MERGE_H
 #define TESSMAKER_REPAIR_LIST_MERGE_H
 
+#include "core/ids.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
@@ -11,9 +12,8 @@ namespace kv7::tessmaker {
 // `new_IDs` becomes the map on all columns of `pos`, chains followed to their end; it stays empty
 // when a list is. Neither list holds an ID twice, a sentinel, or an ID that is no column of `pos`;
 // `pos` has 2 or 3 rows. Returns the number of nodes that go; -199 when memory fails.
-int merge_lists(const dense2D<double>& pos, const dense1D<unsigned int, 8>& list1,
-                const dense1D<unsigned int, 8>& list2, dense1D<unsigned int, 8>& new_IDs,
-                double tol);
+int merge_lists(const dense2D<double>& pos, const id_list& list1, const id_list& list2,
+                id_list& new_IDs, double tol);
 
 } // namespace kv7::tessmaker
 

@@ -1,3 +1,4 @@
+#include "core/ids.h"
 #include "tessmaker/repair.h"
 
 #include <algorithm>
@@ -19,8 +20,8 @@ int shifted(int code) { return code < -2 ? code + 1 : code; }
 
 // Any two nodes of the connectivities; the rank of a node is its place of first appearance.
 int merge_all_nodes(const dense2D<double>& pos, dense2D<unsigned int>* begin,
-                    dense2D<unsigned int>* end, dense1D<unsigned int, 8>& new_IDs, double tol) {
-    dense1D<unsigned int, 8> unique;
+                    dense2D<unsigned int>* end, id_list& new_IDs, double tol) {
+    id_list unique;
     unique_indices(unique, begin, end, {});
     if (unique.empty()) return 0;
     if (!check_IDs(unique, id_limit(pos))) return -2;
@@ -33,8 +34,7 @@ int merge_all_nodes(const dense2D<double>& pos, dense2D<unsigned int>* begin,
 }
 
 int merge_element_nodes(const dense2D<double>& pos, dense2D<unsigned int>* begin,
-                        dense2D<unsigned int>* end, dense1D<unsigned int, 8>& new_IDs, double tol,
-                        bool repeated) {
+                        dense2D<unsigned int>* end, id_list& new_IDs, double tol, bool repeated) {
     const unsigned int limit = id_limit(pos);
     const auto ids_are_nodes = [limit](const dense2D<unsigned int>& connect) {
         return check_IDs(connect, limit);
@@ -44,7 +44,7 @@ int merge_element_nodes(const dense2D<double>& pos, dense2D<unsigned int>* begin
     return merge_in_elements(pos, begin, end, new_IDs, tol, repeated);
 }
 
-void move_to_survivors(dense2D<double>& pos, const dense1D<unsigned int, 8>& new_IDs) {
+void move_to_survivors(dense2D<double>& pos, const id_list& new_IDs) {
     const std::size_t rows = pos.rows();
     const std::size_t ld = pos.ld();
     double* const xyz = pos.column(0);
@@ -58,8 +58,8 @@ void move_to_survivors(dense2D<double>& pos, const dense1D<unsigned int, 8>& new
 
 // Lists.
 
-int merge(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes1,
-          const dense1D<unsigned int, 8>& nodes2, dense1D<unsigned int, 8>& new_IDs, double tol) {
+int merge(const dense2D<double>& pos, const id_list& nodes1, const id_list& nodes2,
+          id_list& new_IDs, double tol) {
     new_IDs.clear();
     if (pos.empty()) return 0;
     if (!is_2d_or_3d(pos)) return -1;
@@ -67,28 +67,27 @@ int merge(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes1,
     if (!check_IDs(nodes2, id_limit(pos))) return -3;
     if (!(tol >= 0)) return -4;
 
-    dense1D<unsigned int, 8> list1;
+    id_list list1;
     unique_indices(list1, nodes1, {});
     if (nodes1 == nodes2) return merge_lists(pos, list1, list1, new_IDs, tol);
-    dense1D<unsigned int, 8> list2;
+    id_list list2;
     unique_indices(list2, nodes2, {});
     return merge_lists(pos, list1, list2, new_IDs, tol);
 }
 
-int merge(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
-          dense1D<unsigned int, 8>& new_IDs, double tol) {
+int merge(const dense2D<double>& pos, const id_list& nodes, id_list& new_IDs, double tol) {
     return shifted(merge(pos, nodes, nodes, new_IDs, tol));
 }
 
 // All nodes of `pos`.
 
-int merge(dense2D<double>& pos, dense1D<unsigned int, 8>& new_IDs, double tol) {
+int merge(dense2D<double>& pos, id_list& new_IDs, double tol) {
     new_IDs.clear();
     if (pos.empty()) return 0;
     if (!is_2d_or_3d(pos)) return -1;
     if (!(tol >= 0)) return -3;
 
-    dense1D<unsigned int, 8> all;
+    id_list all;
     if (!set_identity(all, pos.cols())) return shifted(-199);
     const int nbr_merged = merge_lists(pos, all, all, new_IDs, tol);
     if (nbr_merged > 0) move_to_survivors(pos, new_IDs);
@@ -96,14 +95,14 @@ int merge(dense2D<double>& pos, dense1D<unsigned int, 8>& new_IDs, double tol) {
 }
 
 int merge(dense2D<double>& pos, double tol) {
-    dense1D<unsigned int, 8> new_IDs;
+    id_list new_IDs;
     return merge(pos, new_IDs, tol);
 }
 
 // Connectivities.
 
 int merge(const dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsigned int>* end,
-          dense1D<unsigned int, 8>& new_IDs, double tol, unsigned int flag) {
+          id_list& new_IDs, double tol, unsigned int flag) {
     new_IDs.clear();
     if (pos.empty() || begin == end) return 0;
     if (!is_2d_or_3d(pos)) return -1;
@@ -119,31 +118,30 @@ int merge(const dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsi
 
 int merge(const dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsigned int>* end,
           double tol, unsigned int flag) {
-    dense1D<unsigned int, 8> new_IDs;
+    id_list new_IDs;
     return merge(pos, begin, end, new_IDs, tol, flag);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect1,
-          dense2D<unsigned int>& connect2, dense1D<unsigned int, 8>& new_IDs, double tol,
-          unsigned int flag) {
+          dense2D<unsigned int>& connect2, id_list& new_IDs, double tol, unsigned int flag) {
     dense2D<unsigned int> both[] = {connect1, connect2};
     return merge(pos, std::begin(both), std::end(both), new_IDs, tol, flag);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect1,
           dense2D<unsigned int>& connect2, double tol, unsigned int flag) {
-    dense1D<unsigned int, 8> new_IDs;
+    id_list new_IDs;
     return merge(pos, connect1, connect2, new_IDs, tol, flag);
 }
 
-int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect,
-          dense1D<unsigned int, 8>& new_IDs, double tol, unsigned int flag) {
+int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect, id_list& new_IDs, double tol,
+          unsigned int flag) {
     return shifted(merge(pos, &connect, &connect + 1, new_IDs, tol, flag));
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect, double tol,
           unsigned int flag) {
-    dense1D<unsigned int, 8> new_IDs;
+    id_list new_IDs;
     return merge(pos, connect, new_IDs, tol, flag);
 }
 

@@ -4,12 +4,13 @@
 
 #include <cstddef>
 
+#include "core/ids.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
 
 // Makes `map` the identity on `n` nodes; false when memory fails.
-inline bool set_identity(dense1D<unsigned int, 8>& map, std::size_t n) {
+inline bool set_identity(id_list& map, std::size_t n) {
     if (!map.resize(n)) return false;
     unsigned int* const to = map.data();
     for (std::size_t i = 0; i < n; ++i) to[i] = static_cast<unsigned int>(i);

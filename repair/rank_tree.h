@@ -8,6 +8,7 @@
 #include <cstddef>
 
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "repair/closeness.h"
 #include "search/balanced_order.h"
 #include "tessmaker/containers.h"
@@ -21,8 +22,7 @@ template <unsigned int DIM> class rank_tree {
 public:
     // The nodes of `list`; `ranks` has one entry for each column of `pos`. False when memory fails.
     // A node whose position is not a number is left out: nothing is near it.
-    bool build(const dense2D<double>& pos, const dense1D<unsigned int, 8>& list,
-               const unsigned int* ranks) {
+    bool build(const dense2D<double>& pos, const id_list& list, const unsigned int* ranks) {
         dense1D<keyed_point> scratch;
         if (!ids_.resize(list.size()) || !scratch.resize(list.size())) return false;
         const auto is_position = [&pos](unsigned int id) {
@@ -146,7 +146,7 @@ private:
     }
 
     // By slot.
-    dense1D<unsigned int, 8> ids_;
+    id_list ids_;
     dense1D<entry, 8> entries_;
 };
 

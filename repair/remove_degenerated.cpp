@@ -1,3 +1,4 @@
+#include "core/ids.h"
 #include "tessmaker/repair.h"
 
 #include <algorithm>
@@ -37,8 +38,7 @@ int remove_columns(dense2D<unsigned int>& connect, unsigned int* new_columns, bo
 
 } // namespace
 
-int remove_degenerated(dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& new_IDs,
-                       bool strict) {
+int remove_degenerated(dense2D<unsigned int>& connect, id_list& new_IDs, bool strict) {
     new_IDs.clear();
     if (!new_IDs.resize(connect.cols(), no_id)) return -199;
     return remove_columns(connect, new_IDs.data(), strict);

@@ -1,9 +1,9 @@
+#include "core/ids.h"
 #include "tessmaker/repair.h"
 
 #include <algorithm>
 
 #include "core/column_runs.h"
-#include "core/coordinates.h"
 #include "core/element_table.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/index_arrays.h"
@@ -37,7 +37,7 @@ std::size_t compact(dense2D<double>& pos, unsigned int* new_IDs, std::size_t fir
 } // namespace
 
 int simplify(dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsigned int>* end,
-             dense1D<unsigned int, 8>& new_IDs, unsigned int first_node) {
+             id_list& new_IDs, unsigned int first_node) {
     new_IDs.clear();
     if (begin == end) return 0;
     if (end < begin) return -3;
@@ -65,7 +65,7 @@ int simplify(dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsigne
 
 int simplify(dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsigned int>* end,
              unsigned int first_node) {
-    dense1D<unsigned int, 8> new_IDs;
+    id_list new_IDs;
     return simplify(pos, begin, end, new_IDs, first_node);
 }
 
@@ -75,13 +75,13 @@ int simplify(dense2D<double>& pos, dense2D<unsigned int>& connect1, dense2D<unsi
     return simplify(pos, std::begin(both), std::end(both), first_node);
 }
 
-int simplify(dense2D<double>& pos, dense2D<unsigned int>& connect,
-             dense1D<unsigned int, 8>& new_IDs, unsigned int first_node) {
+int simplify(dense2D<double>& pos, dense2D<unsigned int>& connect, id_list& new_IDs,
+             unsigned int first_node) {
     return simplify(pos, &connect, &connect + 1, new_IDs, first_node);
 }
 
 int simplify(dense2D<double>& pos, dense2D<unsigned int>& connect, unsigned int first_node) {
-    dense1D<unsigned int, 8> new_IDs;
+    id_list new_IDs;
     return simplify(pos, connect, new_IDs, first_node);
 }
 

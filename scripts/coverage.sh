@@ -9,5 +9,5 @@ cmake --build build/coverage -j "$jobs"
 find build/coverage -name '*.gcda' -delete
 ctest --preset coverage -j "$jobs"
 # Branches of what is thrown are left out: the compiler adds them to every call.
-gcovr --root . --filter '(core|search|repair|connectivity|metrics|quality|formats|include)/' \
+gcovr --root . --filter '(core|indices|geometry|search|repair|connectivity|metrics|quality|formats|include)/' \
     --exclude-throw-branches --sort-percentage --print-summary build/coverage

@@ -32,7 +32,7 @@ REPORT = FOLDER / "report.md"
 
 CONTAINERS = "include/tessmaker/containers.h"
 # What is drawn in one round of each subsystem.
-SHARES = {"core": 2, "search": 2, "repair": 2, "connectivity": 2, "metrics": 2, "quality": 2,
+SHARES = {"core": 2, "indices": 2, "geometry": 2, "search": 2, "repair": 2, "connectivity": 2, "metrics": 2, "quality": 2,
           "formats": 4, "containers": 1}
 # Files in which a change alters speed alone.
 SPEED_ONLY = {"core/prefetch.h"}

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/coordinates.h"
+#include "core/ids.h"
 #include "search/point_tree.h"
 #include "tessmaker/index_arrays.h"
 
@@ -15,7 +16,7 @@ namespace {
 
 // The same shuffle in every call. The tree is not balanced again after insertions, and a sorted run
 // would become a chain in it.
-void shuffle(dense1D<unsigned int, 8>& nodes) {
+void shuffle(id_list& nodes) {
     std::mt19937 generator(1);
     for (std::size_t k = 1; k < nodes.size(); ++k) {
         std::swap(nodes[k], nodes[generator() % (k + 1)]);
@@ -32,7 +33,7 @@ unsigned int closest(const point_tree<DIM>& tree, const Place& place) {
 
 node_detector::node_detector(const dense2D<double>& pos) { reinit(pos); }
 
-node_detector::node_detector(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes) {
+node_detector::node_detector(const dense2D<double>& pos, const id_list& nodes) {
     reinit(pos, nodes);
 }
 
@@ -62,7 +63,7 @@ void node_detector::clear() {
     delete std::exchange(tree3_, nullptr);
 }
 
-int node_detector::build(const dense2D<double>& pos, dense1D<unsigned int, 8>& nodes) {
+int node_detector::build(const dense2D<double>& pos, id_list& nodes) {
     clear();
     std::size_t nbr_slots = 0;
     if (pos.rows() == 2) {
@@ -77,37 +78,37 @@ int node_detector::build(const dense2D<double>& pos, dense1D<unsigned int, 8>& n
 
 int node_detector::reinit(const dense2D<double>& pos) {
     if (!is_2d_or_3d(pos)) return -1;
-    dense1D<unsigned int, 8> nodes;
+    id_list nodes;
     if (!nodes.resize(pos.cols())) return -199;
     std::iota(nodes.begin(), nodes.end(), 0U);
     return build(pos, nodes);
 }
 
-int node_detector::reinit(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes) {
+int node_detector::reinit(const dense2D<double>& pos, const id_list& nodes) {
     if (!is_2d_or_3d(pos)) return -1;
-    dense1D<unsigned int, 8> own_nodes;
+    id_list own_nodes;
     if (!own_nodes.copy(nodes)) return -199;
     return build(pos, own_nodes);
 }
 
 int node_detector::reinit(const dense2D<double>& pos, const dense2D<unsigned int>& connect) {
     if (!is_2d_or_3d(pos)) return -1;
-    dense1D<unsigned int, 8> nodes;
-    unique_indices(nodes, connect, dense1D<unsigned int, 8>());
+    id_list nodes;
+    unique_indices(nodes, connect, id_list());
     return build(pos, nodes);
 }
 
 // Kept: clients rely on it that bad rows of `pos` pass here, and empty the detector.
 int node_detector::reinit(const dense2D<double>& pos, const dense2D<unsigned int>* begin,
                           const dense2D<unsigned int>* end) {
-    dense1D<unsigned int, 8> nodes;
-    const int result = unique_indices(nodes, begin, end, dense1D<unsigned int, 8>());
+    id_list nodes;
+    const int result = unique_indices(nodes, begin, end, id_list());
     if (result < 0) return result;
     return build(pos, nodes);
 }
 
-unsigned int node_detector::insert(const dense1D<unsigned int, 8>& nodes) {
-    dense1D<unsigned int, 8> shuffled;
+unsigned int node_detector::insert(const id_list& nodes) {
+    id_list shuffled;
     shuffled.copy(nodes);
     shuffle(shuffled);
     if (tree2_) return tree2_->insert(shuffled.begin(), shuffled.end());
@@ -116,8 +117,8 @@ unsigned int node_detector::insert(const dense1D<unsigned int, 8>& nodes) {
 }
 
 unsigned int node_detector::insert(const dense2D<unsigned int>& connect) {
-    dense1D<unsigned int, 8> nodes;
-    unique_indices(nodes, connect, dense1D<unsigned int, 8>());
+    id_list nodes;
+    unique_indices(nodes, connect, id_list());
     return insert(nodes);
 }
 
@@ -138,15 +139,13 @@ unsigned int node_detector::find_closest(unsigned int node) const {
 }
 
 void node_detector::find_in_box(const vector_fixed<double, 2>& lower,
-                                const vector_fixed<double, 2>& upper,
-                                dense1D<unsigned int, 8>& nodes) const {
+                                const vector_fixed<double, 2>& upper, id_list& nodes) const {
     find_in_box(vector_fixed<double, 3>{lower[0], lower[1], 0.0},
                 vector_fixed<double, 3>{upper[0], upper[1], 0.0}, nodes);
 }
 
 void node_detector::find_in_box(const vector_fixed<double, 3>& lower,
-                                const vector_fixed<double, 3>& upper,
-                                dense1D<unsigned int, 8>& nodes) const {
+                                const vector_fixed<double, 3>& upper, id_list& nodes) const {
     if (tree2_) {
         const double box[] = {lower[0], lower[1], upper[0], upper[1]};
         tree2_->find_in_box(box, nodes);

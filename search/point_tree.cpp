@@ -10,6 +10,7 @@
 #include <limits>
 #include <utility>
 
+#include "core/ids.h"
 #include "core/small_vectors.h"
 
 namespace kv7::tessmaker {
@@ -113,7 +114,7 @@ private:
 template <unsigned DIM> class box_search {
 public:
     box_search(const tree_points<DIM>& tree, const double* box, unsigned int excluded_id,
-               dense1D<unsigned int, 8>& hits)
+               id_list& hits)
         : tree_(tree), box_(box), excluded_id_(excluded_id), hits_(hits) {}
 
     template <class Branches> void walk(const Branches& branches, subtree at) {
@@ -186,7 +187,7 @@ private:
     tree_points<DIM> tree_;
     const double* box_;
     unsigned int excluded_id_;
-    dense1D<unsigned int, 8>& hits_;
+    id_list& hits_;
     std::array<unsigned int, 256> candidates_;
     std::size_t nbr_candidates_ = 0;
 };
@@ -438,7 +439,7 @@ unsigned int point_tree<DIM>::find_closest(unsigned int id, double& dist2) const
 }
 
 template <unsigned DIM>
-void point_tree<DIM>::find_in_box(const double* box, dense1D<unsigned int, 8>& hits,
+void point_tree<DIM>::find_in_box(const double* box, id_list& hits,
                                   unsigned int excluded_id) const {
     if (ids_.empty()) return;
     box_search<DIM> search(tree_points<DIM>(ids_, *pos_), box, excluded_id, hits);

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "search/balanced_order.h"
 #include "tessmaker/containers.h"
 
@@ -61,12 +62,9 @@ public:
     // Appends to `hits` the IDs of the points in a box, bounds included, each node before those of
     // its right subtree and these before those of its left one. `box` holds DIM lower bounds, then
     // DIM upper bounds. An ID for which memory fails is lost.
-    void find_in_box(const double* box, dense1D<unsigned int, 8>& hits) const {
-        find_in_box(box, hits, no_id);
-    }
+    void find_in_box(const double* box, id_list& hits) const { find_in_box(box, hits, no_id); }
     // The same without `excluded_id`.
-    void find_in_box(const double* box, dense1D<unsigned int, 8>& hits,
-                     unsigned int excluded_id) const;
+    void find_in_box(const double* box, id_list& hits, unsigned int excluded_id) const;
 
     // Places in the tree: its nodes, and the free ones.
     std::size_t nbr_slots() const { return ids_.size(); }

@@ -28,7 +28,7 @@ namespace {
 using numbers = dense1D<double>;
 using matrix = dense2D<double>;
 using ids = dense1D<unsigned int>;
-using id_list = std::vector<unsigned int>;
+using id_vector = std::vector<unsigned int>;
 
 template <class View> struct operation {
     std::string name;
@@ -276,16 +276,16 @@ template <class Call> outcome run(std::size_t k, bool and_later, Call call) {
 
 TEST(index_arrays_memory, permutation_gives_minus_199_and_leaves_the_values) {
     const ids perm{2, 0, 1};
-    EXPECT_GE(
-        fail_each_allocation([&](std::size_t k, bool and_later) {
-            ids values{10, 20, 30};
-            const outcome o = run(k, and_later, [&] { return permutation(values, perm); });
-            EXPECT_FALSE(o.threw);
-            expect_code(o, and_later);
-            EXPECT_EQ(list(values), o.code == 0 ? (id_list{20, 30, 10}) : (id_list{10, 20, 30}));
-            return o.happened;
-        }),
-        2U);
+    EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
+                  ids values{10, 20, 30};
+                  const outcome o = run(k, and_later, [&] { return permutation(values, perm); });
+                  EXPECT_FALSE(o.threw);
+                  expect_code(o, and_later);
+                  EXPECT_EQ(list(values),
+                            o.code == 0 ? (id_vector{20, 30, 10}) : (id_vector{10, 20, 30}));
+                  return o.happened;
+              }),
+              2U);
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   numbers values{1.5, 2.5, 3.5};
                   const outcome o = run(k, and_later, [&] { return permutation(values, perm); });
@@ -305,15 +305,15 @@ TEST(index_arrays_memory, get_sorted_order_gives_minus_199_and_empty_outputs) {
                       run(k, and_later, [&] { return get_sorted_order(values, order, addresses); });
                   EXPECT_FALSE(o.threw);
                   expect_code(o, and_later);
-                  EXPECT_EQ(list(order), o.code == 0 ? (id_list{2, 0, 3}) : id_list{});
-                  EXPECT_EQ(list(addresses), o.code == 0 ? (id_list{0, 1, 1, 3}) : id_list{});
+                  EXPECT_EQ(list(order), o.code == 0 ? (id_vector{2, 0, 3}) : id_vector{});
+                  EXPECT_EQ(list(addresses), o.code == 0 ? (id_vector{0, 1, 1, 3}) : id_vector{});
                   return o.happened;
               }),
               2U);
 }
 
 // Every entry is what it should be or the sentinel, in an array of full size or none.
-void expect_part_of(const ids& result, const id_list& expected) {
+void expect_part_of(const ids& result, const id_vector& expected) {
     EXPECT_TRUE(result.empty() || result.size() == expected.size());
     for (std::size_t i = 0; i < result.size(); ++i) {
         EXPECT_TRUE(result[i] == expected[i] || result[i] == none) << i;
@@ -351,8 +351,8 @@ TEST(index_arrays_memory, get_IDs_of_columns_gives_minus_199_and_no_wrong_match)
                   expect_part_of(a_of_b, {1, 0});
                   expect_part_of(b_of_a, {1, 0, none});
                   if (o.code == 0) {
-                      EXPECT_EQ(list(a_of_b), (id_list{1, 0}));
-                      EXPECT_EQ(list(b_of_a), (id_list{1, 0, none}));
+                      EXPECT_EQ(list(a_of_b), (id_vector{1, 0}));
+                      EXPECT_EQ(list(b_of_a), (id_vector{1, 0, none}));
                   }
                   return o.happened;
               }),
@@ -450,7 +450,7 @@ TEST(index_arrays_memory, what_few_huge_ids_need_does_not_grow_with_the_ids) {
     EXPECT_EQ(unique_indices(nodes, few, ids()), 0);
     EXPECT_EQ(nodes.size(), 4U);
     EXPECT_EQ(get_IDs(few, few, a_of_b, b_of_a), 0);
-    EXPECT_EQ(list(a_of_b), (id_list{0, 1, 2, 3}));
+    EXPECT_EQ(list(a_of_b), (id_vector{0, 1, 2, 3}));
     EXPECT_EQ(count_unique_indices(connectivity({{none - 1, 5, 0x80000000U}})), 3);
     EXPECT_LT(limit.largest(), std::size_t{1} << 16);
 }

@@ -153,8 +153,8 @@ random_surface make_random_surface(random_source& random, bool wild) {
     for (auto& p : coordinates) {
         for (double& v : p) v = wild ? random_number(random) : random.uniform(-10, 10);
     }
-    column_list columns(random.below(12), id_list(3));
-    for (id_list& column : columns) {
+    column_list columns(random.below(12), id_vector(3));
+    for (id_vector& column : columns) {
         for (unsigned int& id : column) id = random.id_below(coordinates.size());
     }
     return {window<double>(random, coordinates, -7.0).view,

@@ -21,7 +21,7 @@ TEST(remove_degenerated, a_column_with_a_repeated_node_goes) {
         dense2D<unsigned int> connect = connectivity({{7, 7, 3}, {1, 2, 3}, {4, 5, 4}, {8, 6, 6}});
         ids new_IDs{5, 5};
         EXPECT_EQ(remove_degenerated(connect, new_IDs, strict), 3);
-        EXPECT_EQ(list(new_IDs), (id_list{none, 0, none, none}));
+        EXPECT_EQ(list(new_IDs), (id_vector{none, 0, none, none}));
         EXPECT_EQ(list(connect), (column_list{{1, 2, 3}}));
     }
 }
@@ -31,10 +31,10 @@ TEST(remove_degenerated, several_sentinels_are_a_repetition_only_when_strict) {
     dense2D<unsigned int> connect = connectivity({{0, 1, 2, 3, none, none, none, none}});
     ids new_IDs;
     EXPECT_EQ(remove_degenerated(connect, new_IDs, false), 0);
-    EXPECT_EQ(list(new_IDs), (id_list{0}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0}));
     EXPECT_EQ(list(connect), columns);
     EXPECT_EQ(remove_degenerated(connect, new_IDs, true), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{none}));
+    EXPECT_EQ(list(new_IDs), (id_vector{none}));
 }
 
 TEST(remove_degenerated, a_repeated_node_counts_beside_sentinels_when_not_strict) {
@@ -69,7 +69,7 @@ TEST(remove_degenerated, when_all_columns_go_the_array_has_no_rows_either) {
     dense2D<unsigned int> connect = connectivity({{1, 1, 2}, {3, 3, 3}});
     ids new_IDs;
     EXPECT_EQ(remove_degenerated(connect, new_IDs, false), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{none, none}));
+    EXPECT_EQ(list(new_IDs), (id_vector{none, none}));
     EXPECT_EQ(connect.rows(), 0U);
     EXPECT_EQ(connect.cols(), 0U);
     EXPECT_EQ(connect.ld(), 0U);
@@ -79,7 +79,7 @@ TEST(remove_degenerated, columns_that_stay_in_place_map_to_themselves) {
     dense2D<unsigned int> connect = connectivity({{0, 1}, {2, 3}, {4, 4}, {5, 6}});
     ids new_IDs;
     EXPECT_EQ(remove_degenerated(connect, new_IDs, false), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, none, 2}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, none, 2}));
 }
 
 TEST(remove_degenerated, a_window_keeps_its_leading_dimension_and_its_surroundings) {
@@ -101,7 +101,7 @@ TEST(remove_degenerated, agrees_with_a_plain_scan_on_every_mesh_of_the_zoo) {
         for (mesh m : zoo()) {
             column_list columns = list(m.connect);
             const std::size_t before = columns.size();
-            const id_list map = plain_remove_degenerated(columns, strict);
+            const id_vector map = plain_remove_degenerated(columns, strict);
             ids new_IDs;
             EXPECT_EQ(remove_degenerated(m.connect, new_IDs, strict),
                       static_cast<int>(before - columns.size()))
@@ -121,7 +121,7 @@ TEST(remove_degenerated, agrees_with_a_plain_scan_on_random_arrays) {
         const std::size_t ld = connect.view.ld();
         const bool strict = rng.one_in(2);
         const std::size_t before = columns.size();
-        const id_list map = plain_remove_degenerated(columns, strict);
+        const id_vector map = plain_remove_degenerated(columns, strict);
         const int removed = static_cast<int>(before - columns.size());
         if (rng.one_in(4)) {
             ASSERT_EQ(remove_degenerated(connect.view, strict), removed) << seed;

@@ -40,8 +40,8 @@ struct random_case {
 ids stale(random_source& rng) { return ids(rng.id_below(50), 3U); }
 
 // Some nodes, some of them more than once, and some sentinels, or nothing at all.
-id_list random_list(random_source& rng, std::size_t nbr_nodes) {
-    id_list nodes;
+id_vector random_list(random_source& rng, std::size_t nbr_nodes) {
+    id_vector nodes;
     if (rng.one_in(30)) return nodes;
     if (rng.one_in(4)) {
         nodes = identity(nbr_nodes);
@@ -60,9 +60,9 @@ TEST(plain_tree, finds_what_a_linear_scan_finds) {
         random_case c(seed);
         const plain_tree tree(c.pos, identity(c.pos.cols()));
         const box wanted = box_around(coordinates_of(c.pos, c.rng.id_below(c.pos.cols())), c.tol);
-        id_list hits = tree.hits(wanted);
+        id_vector hits = tree.hits(wanted);
         std::sort(hits.begin(), hits.end());
-        id_list inside;
+        id_vector inside;
         for (unsigned int i = 0; i < c.pos.cols(); ++i) {
             if (wanted.holds(coordinates_of(c.pos, i))) inside.push_back(i);
         }
@@ -74,7 +74,7 @@ TEST(plain_tree, lists_hits_as_node_right_side_left_side) {
     dense2D<double> pos(2, 7, 0.0);
     for (unsigned int i = 0; i < 7; ++i) pos(0, i) = pos(1, i) = i;
     const plain_tree tree(pos, {6, 2, 4, 0, 5, 1, 3});
-    EXPECT_EQ(tree.hits(box_around({3, 3, 0}, 10)), (id_list{3, 5, 6, 4, 1, 2, 0}));
+    EXPECT_EQ(tree.hits(box_around({3, 3, 0}, 10)), (id_vector{3, 5, 6, 4, 1, 2, 0}));
 }
 
 TEST(merge_reference, all_nodes_of_random_clouds) {
@@ -98,7 +98,7 @@ TEST(merge_reference, all_nodes_of_random_clouds) {
 TEST(merge_reference, one_list_of_nodes_in_random_clouds) {
     for (std::uint64_t seed = 0; seed < nbr_runs(6000); ++seed) {
         random_case c(seed + 1000000);
-        const id_list nodes = random_list(c.rng, c.pos.cols());
+        const id_vector nodes = random_list(c.rng, c.pos.cols());
         const merge_result result = plain_merge(c.pos, nodes, nodes, c.tol);
         dense2D<double> before;
         before.copy(c.pos);
@@ -112,8 +112,8 @@ TEST(merge_reference, one_list_of_nodes_in_random_clouds) {
 TEST(merge_reference, two_lists_of_nodes_in_random_clouds) {
     for (std::uint64_t seed = 0; seed < nbr_runs(6000); ++seed) {
         random_case c(seed + 2000000);
-        const id_list nodes1 = random_list(c.rng, c.pos.cols());
-        id_list nodes2 = random_list(c.rng, c.pos.cols());
+        const id_vector nodes1 = random_list(c.rng, c.pos.cols());
+        id_vector nodes2 = random_list(c.rng, c.pos.cols());
         if (c.rng.one_in(8)) {
             nodes2 = nodes1;
             if (c.rng.one_in(2)) std::reverse(nodes2.begin(), nodes2.end());
@@ -192,8 +192,8 @@ TEST(merge_reference, gaps_between_the_columns_of_coordinates_are_not_looked_at)
     for (std::uint64_t seed = 0; seed < nbr_runs(1500); ++seed) {
         random_case c(seed + 9000000);
         c.pos = with_gaps(c.pos, 1 + c.rng.id_below(2), 0.0);
-        const id_list nodes1 = random_list(c.rng, c.pos.cols());
-        const id_list nodes2 = c.rng.one_in(2) ? nodes1 : random_list(c.rng, c.pos.cols());
+        const id_vector nodes1 = random_list(c.rng, c.pos.cols());
+        const id_vector nodes2 = c.rng.one_in(2) ? nodes1 : random_list(c.rng, c.pos.cols());
         const merge_result result = plain_merge(c.pos, nodes1, nodes2, c.tol);
         ids new_IDs;
         ASSERT_EQ(merge(c.pos, vector_of(nodes1), vector_of(nodes2), new_IDs, c.tol), result.count)

@@ -36,7 +36,7 @@ TEST(merge_nodes, zero_tolerance_merges_exact_duplicates_only) {
         points({{1, 2, 3}, {1, 2, std::nextafter(3.0, 4.0)}, {1, 2, 3}, {1, 2, 3}});
     ids new_IDs = stale();
     EXPECT_EQ(merge(pos, new_IDs, 0), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, 0, 0}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, 0, 0}));
 }
 
 TEST(merge_nodes, zero_tolerance_does_not_merge_neighbours_whose_squared_distance_underflows) {
@@ -44,21 +44,21 @@ TEST(merge_nodes, zero_tolerance_does_not_merge_neighbours_whose_squared_distanc
     ids new_IDs;
     EXPECT_EQ(merge(pos, new_IDs, 0), 0);
     EXPECT_EQ(merge(pos, new_IDs, smallest), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 0}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 0}));
 }
 
 TEST(merge_nodes, a_negative_zero_tolerance_is_zero) {
     dense2D<double> pos = on_a_line({1, 1, 2});
     ids new_IDs;
     EXPECT_EQ(merge(pos, new_IDs, -0.0), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 0, 2}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 0, 2}));
 }
 
 TEST(merge_nodes, negative_zero_coincides_with_zero) {
     dense2D<double> pos = points({{-0.0, 0}, {0, -0.0}, {0, 0}});
     ids new_IDs;
     EXPECT_EQ(merge(pos, new_IDs, 0), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 0, 0}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 0, 0}));
     EXPECT_TRUE(std::signbit(pos(0, 2)));
     EXPECT_FALSE(std::signbit(pos(1, 2)));
 }
@@ -67,7 +67,7 @@ TEST(merge_nodes, a_chain_collapses_onto_its_first_node) {
     dense2D<double> pos = on_a_line({0, 1, 2});
     ids new_IDs = stale();
     EXPECT_EQ(merge(pos, new_IDs, 1), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 0, 0}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 0, 0}));
     EXPECT_EQ(list(pos), list(points({{0, 0, 0}, {0, 0, 0}, {0, 0, 0}})));
 }
 
@@ -77,14 +77,14 @@ TEST(merge_nodes, a_long_chain_collapses_whatever_its_length) {
     for (unsigned int i = 0; i < n; ++i) pos(0, i) = i;
     ids new_IDs;
     EXPECT_EQ(merge(pos, new_IDs, 1), static_cast<int>(n - 1));
-    EXPECT_EQ(list(new_IDs), id_list(n, 0));
+    EXPECT_EQ(list(new_IDs), id_vector(n, 0));
 }
 
 TEST(merge_nodes, merged_nodes_keep_their_columns_and_take_the_coordinates_of_the_survivor) {
     dense2D<double> pos = points({{5, 5}, {0, 0}, {5.25, 5}, {0, 0.25}});
     ids new_IDs = stale();
     EXPECT_EQ(merge(pos, new_IDs, 0.5), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, 0, 1}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, 0, 1}));
     EXPECT_EQ(list(pos), list(points({{5, 5}, {0, 0}, {5, 5}, {0, 0}})));
 }
 
@@ -92,7 +92,7 @@ TEST(merge_nodes, a_node_goes_to_the_nearest_of_the_nodes_of_lower_ID) {
     dense2D<double> pos = on_a_line({0, 1, 0.75, 0.875});
     ids new_IDs;
     EXPECT_EQ(merge(pos, new_IDs, 0.8), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, 1, 1}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, 1, 1}));
 }
 
 TEST(merge_nodes, of_equally_near_nodes_the_last_in_query_order_is_taken) {
@@ -100,10 +100,10 @@ TEST(merge_nodes, of_equally_near_nodes_the_last_in_query_order_is_taken) {
     dense2D<double> first_left = on_a_line({-1, 1, 0});
     ids new_IDs;
     EXPECT_EQ(merge(first_left, new_IDs, 1), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, 0}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, 0}));
     dense2D<double> first_right = on_a_line({1, -1, 0});
     EXPECT_EQ(merge(first_right, new_IDs, 1), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, 1}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, 1}));
 }
 
 TEST(merge_nodes, the_distance_may_be_as_large_as_the_tolerance) {
@@ -145,7 +145,7 @@ TEST(merge_nodes, an_infinite_tolerance_merges_all_that_is_finite) {
     dense2D<double> pos = points({{1e300, 0, 0}, {-1e300, 5, 1}, {0, 0, 0}});
     ids new_IDs;
     EXPECT_EQ(merge(pos, new_IDs, infinity), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 0, 0}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 0, 0}));
 }
 
 TEST(merge_nodes, coordinates_that_are_not_finite_merge_with_nothing) {
@@ -169,7 +169,7 @@ TEST(merge_nodes, masses_of_nodes_at_infinity_merge_with_nothing_in_no_time) {
         for (std::size_t c = 2; c < pos.cols(); ++c) pos(0, c) = infinity;
         ids new_IDs;
         EXPECT_EQ(merge(pos, new_IDs, tol), 1) << tol;
-        id_list expected = identity(pos.cols());
+        id_vector expected = identity(pos.cols());
         expected[1] = 0;
         EXPECT_EQ(list(new_IDs), expected) << tol;
     }
@@ -181,14 +181,14 @@ TEST(merge_nodes, a_long_chain_whose_squared_distances_underflow_collapses_in_no
     for (std::size_t c = 0; c < pos.cols(); ++c) pos(0, c) = 0x1p-600 * static_cast<double>(c);
     ids new_IDs;
     EXPECT_EQ(merge(pos, new_IDs, 0x1p-600), 49'999);
-    EXPECT_EQ(list(new_IDs), id_list(50'000, 0));
+    EXPECT_EQ(list(new_IDs), id_vector(50'000, 0));
 }
 
 TEST(merge_nodes, one_node_merges_with_nothing) {
     dense2D<double> pos = points({{1, 2}});
     ids new_IDs = stale();
     EXPECT_EQ(merge(pos, new_IDs, 10), 0);
-    EXPECT_EQ(list(new_IDs), (id_list{0}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0}));
     EXPECT_EQ(list(pos), list(points({{1, 2}})));
 }
 
@@ -244,30 +244,30 @@ TEST(merge_lists, the_node_listed_first_survives) {
     const dense2D<double> pos = on_a_line({0, 0, 0, 9});
     ids new_IDs = stale();
     EXPECT_EQ(merge(pos, ids{2, 0, 1}, new_IDs, 0), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{2, 2, 2, 3}));
+    EXPECT_EQ(list(new_IDs), (id_vector{2, 2, 2, 3}));
 }
 
 TEST(merge_lists, nodes_outside_the_lists_stay) {
     const dense2D<double> pos = on_a_line({0, 0, 0, 0});
     ids new_IDs = stale();
     EXPECT_EQ(merge(pos, ids{3, 1}, new_IDs, 0), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 3, 2, 3}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 3, 2, 3}));
 }
 
 TEST(merge_lists, repeated_nodes_and_sentinels_count_for_nothing) {
     const dense2D<double> pos = on_a_line({0, 0, 0});
     ids new_IDs;
     EXPECT_EQ(merge(pos, ids{none, 1, 1, none, 0, 1, 0}, new_IDs, 0), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{1, 1, 2}));
+    EXPECT_EQ(list(new_IDs), (id_vector{1, 1, 2}));
     EXPECT_EQ(merge(pos, ids{0, none, 0}, ids{none, 2, 2}, new_IDs, 0), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{2, 1, 2}));
+    EXPECT_EQ(list(new_IDs), (id_vector{2, 1, 2}));
 }
 
 TEST(merge_lists, a_node_of_the_first_list_alone_goes_to_any_node_of_the_second) {
     const dense2D<double> pos = on_a_line({0, 0.5, 0.25, 3});
     ids new_IDs;
     EXPECT_EQ(merge(pos, ids{0, 3}, ids{1, 2}, new_IDs, 1), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{2, 1, 2, 3}));
+    EXPECT_EQ(list(new_IDs), (id_vector{2, 1, 2, 3}));
 }
 
 TEST(merge_lists, a_node_of_the_second_list_alone_never_moves) {
@@ -283,7 +283,7 @@ TEST(merge_lists, rank_is_the_place_in_the_second_list) {
     ids new_IDs;
     // Both are in both lists; 1 stands first in the second.
     EXPECT_EQ(merge(pos, ids{0, 1}, ids{1, 0}, new_IDs, 0), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{1, 1, 2}));
+    EXPECT_EQ(list(new_IDs), (id_vector{1, 1, 2}));
     EXPECT_EQ(merge(pos, ids{0, 1}, ids{2, 0, 1}, new_IDs, 0), 2);
     EXPECT_EQ(new_IDs[2], 2U);
 }
@@ -292,7 +292,7 @@ TEST(merge_lists, chains_lead_through_nodes_of_both_lists) {
     const dense2D<double> pos = on_a_line({0, 1, 2, 3});
     ids new_IDs;
     EXPECT_EQ(merge(pos, ids{3, 2, 1}, ids{0, 1, 2}, new_IDs, 1), 3);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 0, 0, 0}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 0, 0, 0}));
 }
 
 TEST(merge_lists, an_empty_list_on_either_side_gives_zero_and_no_map) {
@@ -360,7 +360,7 @@ TEST(merge_connectivity, the_node_seen_first_survives_though_its_ID_is_higher) {
     dense2D<unsigned int> connect = connectivity({{5, 3, 4}, {3, 0, 1}});
     ids new_IDs = stale();
     EXPECT_EQ(merge(pos, connect, new_IDs, 0.5, 0), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, 2, 5, 4, 5}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, 2, 5, 4, 5}));
     EXPECT_EQ(list(connect), (column_list{{5, 5, 4}, {5, 0, 1}}));
 }
 
@@ -369,7 +369,7 @@ TEST(merge_connectivity, nodes_that_no_element_uses_take_no_part) {
     dense2D<unsigned int> connect = connectivity({{2, 1}});
     ids new_IDs;
     EXPECT_EQ(merge(pos, connect, new_IDs, 0, 0), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 2, 2}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 2, 2}));
 }
 
 TEST(merge_connectivity, arrays_of_a_range_are_welded_to_each_other) {
@@ -378,7 +378,7 @@ TEST(merge_connectivity, arrays_of_a_range_are_welded_to_each_other) {
                                               connectivity({{3, 5, 4, none}})};
     ids new_IDs = stale();
     EXPECT_EQ(merge(pos, arrays.data(), arrays.data() + 3, new_IDs, 0, 0), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, 2, 1, 2, 5}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, 2, 1, 2, 5}));
     EXPECT_EQ(list(arrays[0]), (column_list{{0, 1, 2}}));
     EXPECT_EQ(list(arrays[2]), (column_list{{1, 5, 2, none}}));
 }
@@ -390,7 +390,7 @@ TEST(merge_connectivity, the_two_arrays_of_the_caller_are_relabelled_in_place) {
     dense2D<unsigned int> connect2 = block.sub_matrix(1, 2, 2, 1);
     ids new_IDs;
     EXPECT_EQ(merge(pos, connect1, connect2, new_IDs, 0, 0), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, 0, 1}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, 0, 1}));
     EXPECT_EQ(list(block), (column_list{{7, 7, 7}, {7, 0, 1}, {7, 0, 1}, {7, 7, 7}}));
 }
 
@@ -435,7 +435,7 @@ TEST(merge_connectivity, an_array_of_sentinels_gives_zero_and_the_identity) {
         ids new_IDs = stale();
         EXPECT_EQ(merge(pos, connect, new_IDs, 1, flag), 0);
         EXPECT_EQ(list(new_IDs), identity(2));
-        EXPECT_EQ(list(connect), column_list(2, id_list(4, none)));
+        EXPECT_EQ(list(connect), column_list(2, id_vector(4, none)));
     }
 }
 
@@ -513,7 +513,7 @@ all_codes codes_for(const dense2D<double>& pos, const column_list& columns, doub
                           merge(pos, arrays[0], map3, tol, flag),
                           merge(pos, arrays[0], tol, flag)};
     // Kept: an ID that is no node is found behind the identity.
-    const id_list map = codes.range_map == -2 ? identity(pos.cols()) : id_list{};
+    const id_vector map = codes.range_map == -2 ? identity(pos.cols()) : id_vector{};
     EXPECT_EQ(list(map1), map);
     EXPECT_EQ(list(map2), map);
     EXPECT_EQ(list(map3), map);
@@ -584,7 +584,7 @@ TEST(merge_in_elements, the_lower_ID_of_a_pair_survives_though_it_is_seen_later)
     dense2D<unsigned int> connect = connectivity({{1, 0}, {1, 2}});
     ids new_IDs = stale();
     EXPECT_EQ(merge(pos, connect, new_IDs, 0.5, 1), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 0, 2}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 0, 2}));
     EXPECT_EQ(list(connect), (column_list{{0, 0}, {0, 2}}));
 }
 
@@ -593,7 +593,7 @@ TEST(merge_in_elements, a_short_pair_wins_over_a_longer_one_that_shares_a_node) 
     dense2D<unsigned int> connect = connectivity({{0, 2}, {1, 2}});
     ids new_IDs;
     EXPECT_EQ(merge(pos, connect, new_IDs, 1, 1), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, 1}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, 1}));
     EXPECT_EQ(list(connect), (column_list{{0, 1}, {1, 1}}));
 }
 
@@ -602,7 +602,7 @@ TEST(merge_in_elements, a_node_that_has_taken_others_can_itself_go) {
     dense2D<unsigned int> connect = connectivity({{0, 1}, {1, 2}});
     ids new_IDs;
     EXPECT_EQ(merge(pos, connect, new_IDs, 1, 1), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 0, 0}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 0, 0}));
     EXPECT_EQ(list(connect), (column_list{{0, 0}, {0, 0}}));
 }
 
@@ -611,7 +611,7 @@ TEST(merge_in_elements, a_node_that_has_gone_takes_no_others_in_the_same_pass) {
     dense2D<unsigned int> connect = connectivity({{0, 1, 2}});
     ids new_IDs;
     EXPECT_EQ(merge(pos, connect, new_IDs, 1, 1), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 0, 2}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 0, 2}));
     EXPECT_EQ(list(connect), (column_list{{0, 0, 2}}));
 }
 
@@ -622,7 +622,7 @@ TEST(merge_in_elements, passes_are_repeated_until_nothing_merges_only_with_flag_
         dense2D<unsigned int> connect = connectivity({{0, 1}, {1, 2}});
         ids new_IDs;
         EXPECT_EQ(merge(pos, connect, new_IDs, 1.25, flag), flag == 1 ? 1 : 2);
-        EXPECT_EQ(list(new_IDs), (flag == 1 ? id_list{0, 0, 2} : id_list{0, 0, 0}));
+        EXPECT_EQ(list(new_IDs), (flag == 1 ? id_vector{0, 0, 2} : id_vector{0, 0, 0}));
         EXPECT_EQ(list(connect),
                   (flag == 1 ? column_list{{0, 0}, {0, 2}} : column_list{{0, 0}, {0, 0}}));
     }
@@ -640,7 +640,7 @@ TEST(merge_in_elements, sentinels_are_passed_over_wherever_they_stand) {
     dense2D<unsigned int> connect = connectivity({{none, 2, none, 1}, {none, none, none, 0}});
     ids new_IDs;
     EXPECT_EQ(merge(pos, connect, new_IDs, 0, 2), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, 1}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, 1}));
     EXPECT_EQ(list(connect), (column_list{{none, 1, none, 1}, {none, none, none, 0}}));
 }
 

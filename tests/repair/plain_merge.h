@@ -15,8 +15,8 @@
 
 namespace test {
 
-using id_list = std::vector<unsigned int>;
-using column_list = std::vector<id_list>;
+using id_vector = std::vector<unsigned int>;
+using column_list = std::vector<id_vector>;
 using coordinates = std::array<double, 3>;
 
 inline coordinates coordinates_of(const dense2D<double>& pos, unsigned int id) {
@@ -58,8 +58,8 @@ inline box box_around(const coordinates& p, double tol) {
 // with a coordinate that is not a number have no place in it.
 class plain_tree {
 public:
-    plain_tree(const dense2D<double>& pos, const id_list& ids) : pos_(pos) {
-        id_list placed;
+    plain_tree(const dense2D<double>& pos, const id_vector& ids) : pos_(pos) {
+        id_vector placed;
         for (const unsigned int id : ids) {
             const coordinates p = coordinates_of(pos, id);
             if (std::none_of(p.begin(), p.end(), [](double v) { return std::isnan(v); })) {
@@ -69,8 +69,8 @@ public:
         root_ = build(placed.data(), placed.size(), 0);
     }
 
-    id_list hits(const box& wanted) const {
-        id_list found;
+    id_vector hits(const box& wanted) const {
+        id_vector found;
         search(root_, 0, wanted, found);
         return found;
     }
@@ -98,7 +98,7 @@ private:
         return here;
     }
 
-    void search(std::size_t at, std::size_t axis, const box& wanted, id_list& found) const {
+    void search(std::size_t at, std::size_t axis, const box& wanted, id_vector& found) const {
         if (at == no_node) return;
         const node& here = nodes_[at];
         const double c = pos_(axis, here.id);
@@ -117,14 +117,14 @@ private:
     std::size_t root_ = no_node;
 };
 
-inline id_list identity(std::size_t n) {
-    id_list map(n);
+inline id_vector identity(std::size_t n) {
+    id_vector map(n);
     std::iota(map.begin(), map.end(), 0U);
     return map;
 }
 
-inline id_list distinct(const id_list& ids) {
-    id_list seen;
+inline id_vector distinct(const id_vector& ids) {
+    id_vector seen;
     for (const unsigned int id : ids) {
         if (id != none && std::find(seen.begin(), seen.end(), id) == seen.end()) {
             seen.push_back(id);
@@ -133,11 +133,11 @@ inline id_list distinct(const id_list& ids) {
     return seen;
 }
 
-inline id_list distinct(const std::vector<column_list>& arrays, std::size_t nbr_nodes) {
-    id_list seen;
+inline id_vector distinct(const std::vector<column_list>& arrays, std::size_t nbr_nodes) {
+    id_vector seen;
     std::vector<char> known(nbr_nodes, 0);
     for (const column_list& array : arrays) {
-        for (const id_list& column : array) {
+        for (const id_vector& column : array) {
             for (const unsigned int id : column) {
                 if (id == none || known[id]) continue;
                 known[id] = 1;
@@ -148,7 +148,7 @@ inline id_list distinct(const std::vector<column_list>& arrays, std::size_t nbr_
     return seen;
 }
 
-inline void follow_chains(id_list& map, const id_list& ids) {
+inline void follow_chains(id_vector& map, const id_vector& ids) {
     for (const unsigned int id : ids) {
         unsigned int end = id;
         while (map[end] != end) end = map[end];
@@ -156,9 +156,9 @@ inline void follow_chains(id_list& map, const id_list& ids) {
     }
 }
 
-inline void relabel(std::vector<column_list>& arrays, const id_list& map) {
+inline void relabel(std::vector<column_list>& arrays, const id_vector& map) {
     for (column_list& array : arrays) {
-        for (id_list& column : array) {
+        for (id_vector& column : array) {
             for (unsigned int& id : column) {
                 if (id < map.size()) id = map[id];
             }
@@ -168,16 +168,16 @@ inline void relabel(std::vector<column_list>& arrays, const id_list& map) {
 
 struct merge_result {
     int count = 0;
-    id_list new_IDs;
+    id_vector new_IDs;
 };
 
 // `list1` and `list2` hold distinct IDs.
-inline merge_result plain_merge_distinct(const dense2D<double>& pos, const id_list& list1,
-                                         const id_list& list2, double tol) {
+inline merge_result plain_merge_distinct(const dense2D<double>& pos, const id_vector& list1,
+                                         const id_vector& list2, double tol) {
     merge_result result;
     if (list1.empty() || list2.empty()) return result;
     const plain_tree tree(pos, list2);
-    id_list rank(pos.cols(), none);
+    id_vector rank(pos.cols(), none);
     for (unsigned int k = 0; k < list2.size(); ++k) rank[list2[k]] = k;
     result.new_IDs = identity(pos.cols());
     for (const unsigned int p : list1) {
@@ -199,14 +199,14 @@ inline merge_result plain_merge_distinct(const dense2D<double>& pos, const id_li
     return result;
 }
 
-inline merge_result plain_merge(const dense2D<double>& pos, const id_list& nodes1,
-                                const id_list& nodes2, double tol) {
+inline merge_result plain_merge(const dense2D<double>& pos, const id_vector& nodes1,
+                                const id_vector& nodes2, double tol) {
     return plain_merge_distinct(pos, distinct(nodes1), distinct(nodes2), tol);
 }
 
 // Moves the points of merged nodes as well.
 inline merge_result plain_merge(dense2D<double>& pos, double tol) {
-    const id_list all = identity(pos.cols());
+    const id_vector all = identity(pos.cols());
     const merge_result result = plain_merge_distinct(pos, all, all, tol);
     for (unsigned int k = 0; k < result.new_IDs.size(); ++k) {
         for (std::size_t r = 0; r < pos.rows(); ++r) pos(r, k) = pos(r, result.new_IDs[k]);
@@ -217,7 +217,7 @@ inline merge_result plain_merge(dense2D<double>& pos, double tol) {
 // Relabels `arrays`.
 inline merge_result plain_merge(const dense2D<double>& pos, std::vector<column_list>& arrays,
                                 double tol, unsigned int flag) {
-    const id_list unique = distinct(arrays, pos.cols());
+    const id_vector unique = distinct(arrays, pos.cols());
     if (unique.empty()) return {0, identity(pos.cols())};
     if (flag == 0) {
         const merge_result result = plain_merge_distinct(pos, unique, unique, tol);
@@ -234,7 +234,7 @@ inline merge_result plain_merge(const dense2D<double>& pos, std::vector<column_l
     for (;;) {
         std::vector<record> records;
         for (const column_list& array : arrays) {
-            for (const id_list& column : array) {
+            for (const id_vector& column : array) {
                 for (const unsigned int a : column) {
                     if (a == none) continue;
                     const coordinates at = coordinates_of(pos, a);
@@ -251,7 +251,7 @@ inline merge_result plain_merge(const dense2D<double>& pos, std::vector<column_l
         std::stable_sort(records.begin(), records.end(), [](const record& a, const record& b) {
             return std::pair(a.dist2, a.keep) < std::pair(b.dist2, b.keep);
         });
-        id_list moved = identity(pos.cols());
+        id_vector moved = identity(pos.cols());
         int count = 0;
         for (const record& r : records) {
             if (moved[r.keep] != r.keep || moved[r.drop] != r.drop) continue;
@@ -269,10 +269,10 @@ inline merge_result plain_merge(const dense2D<double>& pos, std::vector<column_l
 }
 
 // Returns the map of columns.
-inline id_list plain_remove_degenerated(column_list& columns, bool strict) {
-    id_list map;
+inline id_vector plain_remove_degenerated(column_list& columns, bool strict) {
+    id_vector map;
     column_list kept;
-    for (const id_list& column : columns) {
+    for (const id_vector& column : columns) {
         bool repeated = false;
         for (std::size_t i = 0; i < column.size(); ++i) {
             for (std::size_t j = 0; j < i; ++j) {
@@ -287,11 +287,11 @@ inline id_list plain_remove_degenerated(column_list& columns, bool strict) {
 }
 
 // Returns the map of nodes.
-inline id_list plain_simplify(std::vector<std::vector<double>>& points,
-                              std::vector<column_list>& arrays, unsigned int first_node) {
+inline id_vector plain_simplify(std::vector<std::vector<double>>& points,
+                                std::vector<column_list>& arrays, unsigned int first_node) {
     std::vector<char> used(points.size(), 0);
     for (const unsigned int id : distinct(arrays, points.size())) used[id] = 1;
-    id_list map;
+    id_vector map;
     std::vector<std::vector<double>> kept;
     for (unsigned int i = 0; i < points.size(); ++i) {
         const bool stays = i < first_node || used[i];

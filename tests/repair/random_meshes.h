@@ -93,10 +93,10 @@ inline double random_tolerance(random_source& rng) {
 // Columns of IDs below `nbr_nodes` and sentinels, most of them at the end of a column.
 inline column_list random_columns(random_source& rng, std::size_t rows, std::size_t cols,
                                   std::size_t nbr_nodes) {
-    column_list columns(cols, id_list(rows));
+    column_list columns(cols, id_vector(rows));
     const bool sentinels = rng.one_in(2);
     const bool narrow = rng.one_in(2);
-    for (id_list& column : columns) {
+    for (id_vector& column : columns) {
         const std::size_t start = rng.id_below(nbr_nodes);
         const std::size_t end = sentinels && rng.one_in(3) ? 1 + rng.id_below(rows) : rows;
         for (std::size_t r = 0; r < rows; ++r) {

@@ -30,7 +30,7 @@ TEST(simplify, nodes_before_the_first_stay_used_or_not) {
     dense2D<unsigned int> connect = connectivity({{0, 4}});
     ids new_IDs{8};
     EXPECT_EQ(simplify(pos, connect, new_IDs, 2), 2);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, none, none, 2}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, none, none, 2}));
     EXPECT_EQ(list(connect), (column_list{{0, 2}}));
     EXPECT_EQ(list(pos), list(points({{0, 1, 2}, {10, 11, 12}, {40, 41, 42}})));
 }
@@ -68,7 +68,7 @@ TEST(simplify, the_last_node_alone_can_be_open_to_removal) {
     dense2D<unsigned int> connect = connectivity({{0, 1}});
     ids new_IDs;
     EXPECT_EQ(simplify(pos, connect, new_IDs, 2), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{0, 1, none}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, 1, none}));
     EXPECT_EQ(pos.cols(), 2U);
 }
 
@@ -91,10 +91,10 @@ TEST(simplify, arrays_without_columns_let_every_node_from_the_first_go) {
     dense2D<double> pos = numbered(4);
     ids new_IDs;
     EXPECT_EQ(simplify(pos, nothing.data(), nothing.data() + 2, new_IDs, 1), 3);
-    EXPECT_EQ(list(new_IDs), (id_list{0, none, none, none}));
+    EXPECT_EQ(list(new_IDs), (id_vector{0, none, none, none}));
     EXPECT_EQ(list(pos), list(numbered(1)));
     EXPECT_EQ(simplify(pos, nothing[0], new_IDs, 0), 1);
-    EXPECT_EQ(list(new_IDs), (id_list{none}));
+    EXPECT_EQ(list(new_IDs), (id_vector{none}));
     EXPECT_EQ(pos.rows(), 0U);
     EXPECT_EQ(pos.cols(), 0U);
     EXPECT_EQ(pos.ld(), 0U);
@@ -165,7 +165,7 @@ TEST(simplify, agrees_with_a_plain_scan_on_every_mesh_of_the_zoo) {
             dense2D<double> pos = with_gaps(m.pos, 1, -1.0);
             std::vector<std::vector<double>> coordinates = list(m.pos);
             std::vector<column_list> arrays{list(m.connect)};
-            const id_list map = plain_simplify(coordinates, arrays, first);
+            const id_vector map = plain_simplify(coordinates, arrays, first);
             ids new_IDs;
             EXPECT_EQ(simplify(pos, m.connect, new_IDs, first),
                       static_cast<int>(m.pos.cols() - coordinates.size()))
@@ -204,7 +204,7 @@ TEST(simplify, agrees_with_a_plain_scan_on_random_meshes) {
             views.push_back(windows.back().view);
         }
         const unsigned int first = rng.one_in(2) ? 0 : rng.id_below(nbr_nodes);
-        const id_list map = plain_simplify(coordinates, arrays, first);
+        const id_vector map = plain_simplify(coordinates, arrays, first);
         const int removed = static_cast<int>(nbr_nodes - coordinates.size());
 
         ids new_IDs(rng.id_below(40), 4U);

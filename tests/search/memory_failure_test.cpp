@@ -26,7 +26,7 @@ using test::none;
 namespace {
 
 using ids = dense1D<unsigned int>;
-using id_list = std::vector<unsigned int>;
+using id_vector = std::vector<unsigned int>;
 using point2 = vector_fixed<double, 2>;
 
 constexpr double largest_double = std::numeric_limits<double>::max();
@@ -43,17 +43,17 @@ dense2D<double> comb(std::size_t nbr_teeth) {
     }
     return pos;
 }
-id_list all_of(const dense2D<double>& pos) {
-    id_list nodes(pos.cols());
+id_vector all_of(const dense2D<double>& pos) {
+    id_vector nodes(pos.cols());
     for (unsigned int i = 0; i < nodes.size(); ++i) nodes[i] = i;
     return nodes;
 }
-id_list hits(const node_detector& detector) {
+id_vector hits(const node_detector& detector) {
     ids found;
     detector.find_in_box(point2{-1e9, -1e9}, point2{1e9, 1e9}, found);
     return list(found);
 }
-bool is_subsequence(const id_list& part, const id_list& whole) {
+bool is_subsequence(const id_vector& part, const id_vector& whole) {
     auto next = whole.begin();
     for (const unsigned int v : part) {
         next = std::find(next, whole.end(), v);
@@ -84,7 +84,7 @@ TEST(point_tree_memory, build_makes_the_whole_tree_or_tells_that_it_did_not) {
     const dense2D<double> pos = comb(50);
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   point_tree<2> tree(pos);
-                  id_list nodes = all_of(pos);
+                  id_vector nodes = all_of(pos);
                   std::size_t nbr_built = 0;
                   const outcome o = run(
                       k, and_later, [&] { nbr_built = tree.build(nodes.data(), nodes.size()); });
@@ -102,7 +102,7 @@ TEST(point_tree_memory, a_successful_reserve_rules_failure_out) {
     const dense2D<double> pos = comb(50);
     point_tree<2> tree(pos);
     ASSERT_TRUE(tree.reserve(100));
-    id_list nodes = all_of(pos);
+    id_vector nodes = all_of(pos);
     const memory_failure failure(0, true);
     EXPECT_EQ(tree.build(nodes.data(), nodes.size()), 100U);
     EXPECT_FALSE(failure.happened());
@@ -112,7 +112,7 @@ TEST(point_tree_memory, reserve_tells_its_failure_and_leaves_the_tree) {
     const dense2D<double> pos = comb(50);
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   point_tree<2> tree(pos);
-                  id_list nodes{1, 2, 3};
+                  id_vector nodes{1, 2, 3};
                   tree.build(nodes.data(), nodes.size());
                   bool reserved = false;
                   const outcome o = run(k, and_later, [&] { reserved = tree.reserve(100000); });
@@ -137,7 +137,7 @@ TEST(point_tree_memory, an_insertion_without_memory_is_counted_and_links_nothing
     const dense2D<double> pos = comb(100);
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   point_tree<2> tree(pos);
-                  const id_list nodes = all_of(pos);
+                  const id_vector nodes = all_of(pos);
                   unsigned int nbr_added = 0;
                   const outcome o = run(k, and_later, [&] {
                       nbr_added = tree.insert(nodes.data(), nodes.data() + nodes.size());
@@ -157,7 +157,7 @@ TEST(point_tree_memory, an_insertion_without_memory_is_counted_and_links_nothing
 
 TEST(point_tree_memory, a_box_walk_without_memory_loses_hits_and_subtrees_and_nothing_else) {
     const dense2D<double> pos = comb(300);
-    const id_list nodes = all_of(pos);
+    const id_vector nodes = all_of(pos);
     point_tree<2> tree(pos);
     ASSERT_EQ(tree.insert(nodes.data(), nodes.data() + nodes.size()), 600U);
     const double box[] = {-1, -1, 400, 400};
@@ -177,7 +177,7 @@ TEST(point_tree_memory, a_box_walk_without_memory_loses_hits_and_subtrees_and_no
 
 TEST(point_tree_memory, a_nearest_walk_without_memory_still_gives_a_node_at_its_distance) {
     const dense2D<double> pos = comb(300);
-    const id_list nodes = all_of(pos);
+    const id_vector nodes = all_of(pos);
     point_tree<2> tree(pos);
     ASSERT_EQ(tree.insert(nodes.data(), nodes.data() + nodes.size()), 600U);
     const double point[] = {500, -200};
@@ -222,7 +222,7 @@ TEST(node_detector_memory, reinit_keeps_the_old_tree_or_empties_or_has_the_whole
             const int nbr_nodes = reinit(whole, by, pos, nodes, connect);
             EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                           node_detector detector(old_pos);
-                          const id_list before = hits(detector);
+                          const id_vector before = hits(detector);
                           int code = 1000;
                           const outcome o = run(k, and_later, [&] {
                               code = reinit(detector, by, pos, nodes, connect);
@@ -252,7 +252,7 @@ TEST(node_detector_memory, the_list_that_cannot_be_had_gives_minus_199_and_keeps
     const dense2D<double> pos = comb(3);
     const ids nodes{3, 1, 4};
     node_detector detector(pos);
-    const id_list before = hits(detector);
+    const id_vector before = hits(detector);
     {
         const memory_failure failure(0, true);
         EXPECT_EQ(detector.reinit(pos), -199);
@@ -292,7 +292,7 @@ TEST(node_detector_memory, a_copy_is_whole_or_empty_or_throws_and_the_source_sta
     const dense2D<double> old_pos = comb(2);
     node_detector source(pos);
     ASSERT_EQ(source.insert(ids{0}), 0U); // leaves a place
-    const id_list expected = hits(source);
+    const id_vector expected = hits(source);
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   node_detector copy(old_pos);
                   const outcome o = run(k, and_later, [&] { copy = source; });
@@ -334,7 +334,7 @@ TEST(node_detector_memory, insertion_without_memory_leaves_a_tree_that_answers) 
 TEST(node_detector_memory, queries_without_memory_give_true_answers) {
     const dense2D<double> pos = comb(100);
     const node_detector detector(pos);
-    const id_list all = hits(detector);
+    const id_vector all = hits(detector);
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   ids found;
                   unsigned int nearest = none;

@@ -26,28 +26,28 @@ using test::vector_of;
 namespace {
 
 using ids = dense1D<unsigned int>;
-using id_list = std::vector<unsigned int>;
+using id_vector = std::vector<unsigned int>;
 using point2 = vector_fixed<double, 2>;
 using point3 = vector_fixed<double, 3>;
 
 constexpr double infinite = std::numeric_limits<double>::infinity();
 
-id_list hits(const node_detector& detector, const point2& lower, const point2& upper) {
+id_vector hits(const node_detector& detector, const point2& lower, const point2& upper) {
     ids found;
     detector.find_in_box(lower, upper, found);
     return list(found);
 }
-id_list hits(const node_detector& detector, const point3& lower, const point3& upper) {
+id_vector hits(const node_detector& detector, const point3& lower, const point3& upper) {
     ids found;
     detector.find_in_box(lower, upper, found);
     return list(found);
 }
 // All nodes in the order of the walk.
-id_list all_hits(const node_detector& detector) {
+id_vector all_hits(const node_detector& detector) {
     return hits(detector, point3{-infinite, -infinite, -infinite},
                 point3{infinite, infinite, infinite});
 }
-id_list sorted(id_list values) {
+id_vector sorted(id_vector values) {
     std::sort(values.begin(), values.end());
     return values;
 }
@@ -66,7 +66,7 @@ void expect_empty(node_detector& detector) {
     EXPECT_EQ(detector.find_closest(point2{0, 0}), none);
     EXPECT_EQ(detector.find_closest(point3{0, 0, 0}), none);
     EXPECT_EQ(detector.find_closest(0U), none);
-    EXPECT_EQ(all_hits(detector), id_list{});
+    EXPECT_EQ(all_hits(detector), id_vector{});
     EXPECT_EQ(detector.insert(ids{0, 1}), 0U);
     EXPECT_EQ(detector.insert(connectivity({{0, 1}})), 0U);
     EXPECT_EQ(detector.size(), 0U);
@@ -89,7 +89,7 @@ TEST(node_detector, of_coordinates_holds_all_columns) {
         const dense2D<double> pos = on_the_diagonal(dim, 7);
         node_detector detector(pos);
         EXPECT_EQ(detector.size(), 7U);
-        EXPECT_EQ(all_hits(detector), (id_list{3, 5, 6, 4, 1, 2, 0}));
+        EXPECT_EQ(all_hits(detector), (id_vector{3, 5, 6, 4, 1, 2, 0}));
         node_detector later;
         EXPECT_EQ(later.reinit(pos), 7);
         EXPECT_EQ(all_hits(later), all_hits(detector));
@@ -101,10 +101,10 @@ TEST(node_detector, of_listed_nodes_holds_the_list_as_it_stands) {
     const ids nodes{5, 2, 2, 0};
     node_detector detector(pos, nodes);
     EXPECT_EQ(detector.size(), 4U);
-    EXPECT_EQ(sorted(all_hits(detector)), (id_list{0, 2, 2, 5}));
-    EXPECT_EQ(list(nodes), (id_list{5, 2, 2, 0}));
+    EXPECT_EQ(sorted(all_hits(detector)), (id_vector{0, 2, 2, 5}));
+    EXPECT_EQ(list(nodes), (id_vector{5, 2, 2, 0}));
     EXPECT_EQ(detector.reinit(pos, ids{6}), 1);
-    EXPECT_EQ(all_hits(detector), (id_list{6}));
+    EXPECT_EQ(all_hits(detector), (id_vector{6}));
 }
 
 TEST(node_detector, of_a_connectivity_holds_its_distinct_nodes) {
@@ -112,7 +112,7 @@ TEST(node_detector, of_a_connectivity_holds_its_distinct_nodes) {
     const auto connect = connectivity({{5, 2, 3, none}, {2, 5, 6, 3}});
     node_detector detector(pos, connect);
     EXPECT_EQ(detector.size(), 4U);
-    EXPECT_EQ(sorted(all_hits(detector)), (id_list{2, 3, 5, 6}));
+    EXPECT_EQ(sorted(all_hits(detector)), (id_vector{2, 3, 5, 6}));
     EXPECT_EQ(detector.reinit(pos, connect), 4);
 }
 
@@ -121,9 +121,9 @@ TEST(node_detector, of_several_connectivities_holds_their_distinct_nodes) {
     const dense2D<unsigned int> arrays[] = {connectivity({{5, 2}}), dense2D<unsigned int>(),
                                             test::with_gaps(connectivity({{2, 0, none}}), 1, 3U)};
     node_detector detector(pos, arrays, arrays + 3);
-    EXPECT_EQ(sorted(all_hits(detector)), (id_list{0, 2, 5}));
+    EXPECT_EQ(sorted(all_hits(detector)), (id_vector{0, 2, 5}));
     EXPECT_EQ(detector.reinit(pos, arrays, arrays + 1), 2);
-    EXPECT_EQ(sorted(all_hits(detector)), (id_list{2, 5}));
+    EXPECT_EQ(sorted(all_hits(detector)), (id_vector{2, 5}));
 }
 
 TEST(node_detector, of_an_empty_list_has_a_tree_that_insertion_fills_from_slot_0) {
@@ -137,10 +137,10 @@ TEST(node_detector, of_an_empty_list_has_a_tree_that_insertion_fills_from_slot_0
     for (node_detector* detector : {&of_list, &of_columns, &of_range, &later}) {
         EXPECT_EQ(detector->size(), 0U);
         EXPECT_EQ(detector->find_closest(point2{0, 0}), none);
-        EXPECT_EQ(all_hits(*detector), id_list{});
+        EXPECT_EQ(all_hits(*detector), id_vector{});
         EXPECT_EQ(detector->insert(ids{4}), 1U);
         EXPECT_EQ(detector->size(), 1U);
-        EXPECT_EQ(all_hits(*detector), (id_list{4}));
+        EXPECT_EQ(all_hits(*detector), (id_vector{4}));
     }
 }
 
@@ -157,7 +157,7 @@ TEST(node_detector, reinit_with_bad_rows_gives_minus_1_and_keeps_the_tree) {
     const dense2D<double> pos = on_the_diagonal(2, 7);
     const dense2D<unsigned int> connect = connectivity({{0, 1}});
     node_detector detector(pos);
-    const id_list before = all_hits(detector);
+    const id_vector before = all_hits(detector);
     for (const std::size_t rows : {0U, 1U, 4U}) {
         const dense2D<double> bad(rows, 5, 1.0);
         EXPECT_EQ(detector.reinit(bad), -1);
@@ -271,9 +271,9 @@ TEST(node_detector, finds_nothing_where_every_distance_overflows) {
 TEST(node_detector, finds_the_nodes_in_a_box_bounds_included) {
     const dense2D<double> pos = on_the_diagonal(2, 9);
     const node_detector detector(pos);
-    EXPECT_EQ(sorted(hits(detector, point2{2, 2}, point2{5, 5})), (id_list{2, 3, 4, 5}));
-    EXPECT_EQ(hits(detector, point2{2.5, 2}, point2{2.75, 9}), id_list{});
-    EXPECT_EQ(hits(detector, point2{5, 5}, point2{2, 9}), id_list{});
+    EXPECT_EQ(sorted(hits(detector, point2{2, 2}, point2{5, 5})), (id_vector{2, 3, 4, 5}));
+    EXPECT_EQ(hits(detector, point2{2.5, 2}, point2{2.75, 9}), id_vector{});
+    EXPECT_EQ(hits(detector, point2{5, 5}, point2{2, 9}), id_vector{});
 }
 
 TEST(node_detector, find_in_box_twice_doubles_the_list) {
@@ -282,19 +282,19 @@ TEST(node_detector, find_in_box_twice_doubles_the_list) {
     ids found;
     detector.find_in_box(point2{1, 1}, point2{2, 2}, found);
     detector.find_in_box(point2{1, 1}, point2{2, 2}, found);
-    EXPECT_EQ(list(found), (id_list{2, 1, 2, 1}));
+    EXPECT_EQ(list(found), (id_vector{2, 1, 2, 1}));
 }
 
 TEST(node_detector, a_2D_box_on_3D_coordinates_holds_the_plane_z_0_only) {
     const dense2D<double> pos = points({{1, 1, 0}, {1, 1, 1e-300}, {2, 2, -0.0}, {2, 2, 5}});
     const node_detector detector(pos);
-    EXPECT_EQ(sorted(hits(detector, point2{0, 0}, point2{9, 9})), (id_list{0, 2}));
+    EXPECT_EQ(sorted(hits(detector, point2{0, 0}, point2{9, 9})), (id_vector{0, 2}));
 }
 
 TEST(node_detector, of_a_3D_box_only_x_and_y_count_on_2D_coordinates) {
     const dense2D<double> pos = on_the_diagonal(2, 4);
     const node_detector detector(pos);
-    EXPECT_EQ(sorted(hits(detector, point3{1, 1, 50}, point3{2, 2, -50})), (id_list{1, 2}));
+    EXPECT_EQ(sorted(hits(detector, point3{1, 1, 50}, point3{2, 2, -50})), (id_vector{1, 2}));
 }
 
 TEST(node_detector, inserting_what_is_there_adds_nothing_and_shows_one_more_place) {
@@ -306,7 +306,7 @@ TEST(node_detector, inserting_what_is_there_adds_nothing_and_shows_one_more_plac
     EXPECT_EQ(detector.size(), 8U);
     EXPECT_EQ(detector.insert(ids{7}), 1U);
     EXPECT_EQ(detector.size(), 8U);
-    EXPECT_EQ(sorted(all_hits(detector)), (id_list{0, 1, 2, 3, 4, 5, 6, 7}));
+    EXPECT_EQ(sorted(all_hits(detector)), (id_vector{0, 1, 2, 3, 4, 5, 6, 7}));
 }
 
 TEST(node_detector, inserting_a_node_twice_into_an_empty_tree_adds_it_once) {
@@ -338,11 +338,11 @@ TEST(node_detector, insertion_leaves_the_callers_list_in_its_order) {
     node_detector detector(pos, ids());
     const ids nodes{0, 1, 2, 3, 4, 5, 6, 7, 8};
     detector.insert(nodes);
-    EXPECT_EQ(list(nodes), (id_list{0, 1, 2, 3, 4, 5, 6, 7, 8}));
+    EXPECT_EQ(list(nodes), (id_vector{0, 1, 2, 3, 4, 5, 6, 7, 8}));
 }
 
 // The order in which a list is inserted: every call draws anew from MT19937 with seed 1.
-id_list shuffled(id_list nodes) {
+id_vector shuffled(id_vector nodes) {
     std::mt19937 generator(1);
     for (std::size_t k = 1; k < nodes.size(); ++k) {
         std::swap(nodes[k], nodes[generator() % (k + 1)]);
@@ -362,7 +362,7 @@ template <unsigned DIM> void expect_shuffled_insertions(std::size_t n, random_so
     test::recursive_tree<DIM> reference(pos);
     reference.build({});
     for (int call = 0; call < 4; ++call) {
-        const id_list nodes = test::random_ids(random, n, n + 2, 20);
+        const id_vector nodes = test::random_ids(random, n, n + 2, 20);
         ASSERT_EQ(detector.insert(vector_of(nodes)), reference.insert(shuffled(nodes)));
         ASSERT_EQ(detector.size(), reference.nbr_slots());
         const double box[] = {0, 0, DIM == 2 ? 20.0 : 0.0, 20, 20, 20};
@@ -414,9 +414,9 @@ TEST(node_detector, a_copy_answers_like_its_source_and_grows_on_its_own) {
         EXPECT_EQ(copy.find_closest(point2{0, 0}), source.find_closest(point2{0, 0}));
         EXPECT_EQ(copy.insert(ids{8}), 1U);
         EXPECT_EQ(copy.size(), 6U); // the copy knew of the place
-        EXPECT_EQ(all_hits(source), (id_list{2, 4, 3, 1, 0}));
+        EXPECT_EQ(all_hits(source), (id_vector{2, 4, 3, 1, 0}));
         EXPECT_EQ(source.insert(ids{7}), 1U);
-        EXPECT_EQ(sorted(all_hits(copy)), (id_list{0, 1, 2, 3, 4, 8}));
+        EXPECT_EQ(sorted(all_hits(copy)), (id_vector{0, 1, 2, 3, 4, 8}));
     }
 }
 
@@ -473,8 +473,8 @@ template <unsigned DIM> void expect_the_trees_answers(std::uint64_t seed) {
     const std::size_t n = random.between(1, 200);
     const dense2D<double> pos = random.one_in(2) ? test::grid_points(random, DIM, n, 5)
                                                  : test::random_points(random, DIM, n, 0, 5);
-    const id_list listed = test::random_ids(random, random.below(n + 1), n, 0);
-    const id_list added = test::random_ids(random, random.below(n + 1), n + 3, 9);
+    const id_vector listed = test::random_ids(random, random.below(n + 1), n, 0);
+    const id_vector added = test::random_ids(random, random.below(n + 1), n + 3, 9);
     node_detector detector(pos, vector_of(listed));
     test::recursive_tree<DIM> reference(pos);
     reference.build(listed);
@@ -529,7 +529,7 @@ TEST(node_detector, const_members_may_run_at_once_in_several_threads) {
     random_source random(3);
     const dense2D<double> pos = test::random_points(random, 2, 1000, 0, 1);
     const node_detector detector(pos);
-    id_list expected;
+    id_vector expected;
     for (unsigned int node = 0; node < 1000; ++node) {
         expected.push_back(detector.find_closest(node));
     }

@@ -24,13 +24,13 @@ using test::random_source;
 
 namespace {
 
-using id_list = std::vector<unsigned int>;
+using id_vector = std::vector<unsigned int>;
 
 constexpr double infinite = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-id_list all_of(const dense2D<double>& pos) {
-    id_list ids(pos.cols());
+id_vector all_of(const dense2D<double>& pos) {
+    id_vector ids(pos.cols());
     for (unsigned int i = 0; i < ids.size(); ++i) ids[i] = i;
     return ids;
 }
@@ -47,10 +47,10 @@ dense2D<double> on_a_line(std::size_t n) {
     return pos;
 }
 
-template <unsigned DIM> std::size_t build(point_tree<DIM>& tree, id_list ids) {
+template <unsigned DIM> std::size_t build(point_tree<DIM>& tree, id_vector ids) {
     return tree.build(ids.data(), ids.size());
 }
-template <unsigned DIM> unsigned int insert(point_tree<DIM>& tree, const id_list& ids) {
+template <unsigned DIM> unsigned int insert(point_tree<DIM>& tree, const id_vector& ids) {
     return tree.insert(ids.data(), ids.data() + ids.size());
 }
 template <unsigned DIM> nearest closest(const point_tree<DIM>& tree, const double* point) {
@@ -63,18 +63,18 @@ template <unsigned DIM> nearest closest_to(const point_tree<DIM>& tree, unsigned
     found.id = tree.find_closest(id, found.dist2);
     return found;
 }
-template <unsigned DIM> id_list hits(const point_tree<DIM>& tree, const double* box) {
+template <unsigned DIM> id_vector hits(const point_tree<DIM>& tree, const double* box) {
     dense1D<unsigned int> found;
     tree.find_in_box(box, found);
     return list(found);
 }
 template <unsigned DIM>
-id_list hits_without(const point_tree<DIM>& tree, const double* box, unsigned int excluded) {
+id_vector hits_without(const point_tree<DIM>& tree, const double* box, unsigned int excluded) {
     dense1D<unsigned int> found;
     tree.find_in_box(box, found, excluded);
     return list(found);
 }
-template <unsigned DIM> id_list all_hits(const point_tree<DIM>& tree) {
+template <unsigned DIM> id_vector all_hits(const point_tree<DIM>& tree) {
     const double box[] = {-infinite, -infinite, DIM == 2 ? infinite : -infinite,
                           infinite,  infinite,  infinite};
     return hits(tree, box);
@@ -84,7 +84,7 @@ TEST(point_tree, on_a_line_shows_its_nodes_in_the_order_of_the_walk) {
     const dense2D<double> pos = on_a_line(7);
     point_tree<2> tree(pos);
     EXPECT_EQ(build(tree, {0, 1, 2, 3, 4, 5, 6}), 7U);
-    EXPECT_EQ(all_hits(tree), (id_list{3, 5, 6, 4, 1, 2, 0}));
+    EXPECT_EQ(all_hits(tree), (id_vector{3, 5, 6, 4, 1, 2, 0}));
     EXPECT_EQ(tree.nbr_slots(), 7U);
     EXPECT_EQ(tree.nbr_free_slots(), 0U);
 }
@@ -92,10 +92,10 @@ TEST(point_tree, on_a_line_shows_its_nodes_in_the_order_of_the_walk) {
 TEST(point_tree, does_not_depend_on_the_order_of_its_ids) {
     random_source random(1);
     const dense2D<double> pos = test::grid_points(random, 3, 200, 5);
-    id_list ids = all_of(pos);
+    id_vector ids = all_of(pos);
     point_tree<3> tree(pos);
     build(tree, ids);
-    const id_list expected = all_hits(tree);
+    const id_vector expected = all_hits(tree);
     for (int k = 0; k < 20; ++k) {
         random.shuffle(ids);
         build(tree, ids);
@@ -109,7 +109,7 @@ TEST(point_tree, build_loses_no_id) {
         const dense2D<double> pos = test::random_points(random, 2, n, 0, 1);
         point_tree<2> tree(pos);
         build(tree, all_of(pos));
-        id_list found = all_hits(tree);
+        id_vector found = all_hits(tree);
         std::sort(found.begin(), found.end());
         EXPECT_EQ(found, all_of(pos));
     }
@@ -119,9 +119,9 @@ TEST(point_tree, an_id_listed_twice_becomes_two_nodes) {
     const dense2D<double> pos = on_a_line(3);
     point_tree<2> tree(pos);
     EXPECT_EQ(build(tree, {1, 1, 2, 1}), 4U);
-    id_list found = all_hits(tree);
+    id_vector found = all_hits(tree);
     std::sort(found.begin(), found.end());
-    EXPECT_EQ(found, (id_list{1, 1, 1, 2}));
+    EXPECT_EQ(found, (id_vector{1, 1, 1, 2}));
 }
 
 TEST(point_tree, without_nodes_finds_nothing) {
@@ -179,9 +179,9 @@ TEST(point_tree, a_box_reports_points_on_its_boundary) {
     const double touching[] = {1, 1, 2, 2};
     EXPECT_EQ(hits(tree, touching).size(), 2U);
     const double degenerate[] = {1, 0, 1, 0};
-    EXPECT_EQ(hits(tree, degenerate), (id_list{1}));
+    EXPECT_EQ(hits(tree, degenerate), (id_vector{1}));
     const double just_beside[] = {std::nextafter(2.0, 3.0), 2, 3, 3};
-    EXPECT_EQ(hits(tree, just_beside), id_list{});
+    EXPECT_EQ(hits(tree, just_beside), id_vector{});
 }
 
 TEST(point_tree, an_inverted_box_yields_no_hit) {
@@ -190,8 +190,8 @@ TEST(point_tree, an_inverted_box_yields_no_hit) {
     build(tree, all_of(pos));
     const double inverted_x[] = {30, -1, 20, 1};
     const double inverted_y[] = {0, 1, 50, -1};
-    EXPECT_EQ(hits(tree, inverted_x), id_list{});
-    EXPECT_EQ(hits(tree, inverted_y), id_list{});
+    EXPECT_EQ(hits(tree, inverted_x), id_vector{});
+    EXPECT_EQ(hits(tree, inverted_y), id_vector{});
 }
 
 TEST(point_tree, hits_are_appended) {
@@ -202,7 +202,7 @@ TEST(point_tree, hits_are_appended) {
     const double box[] = {0, 0, 0, 0};
     tree.find_in_box(box, found);
     tree.find_in_box(box, found);
-    EXPECT_EQ(list(found), (id_list{77, 0, 0}));
+    EXPECT_EQ(list(found), (id_vector{77, 0, 0}));
 }
 
 TEST(point_tree, an_excluded_id_is_left_out_of_the_hits_and_still_walked_through) {
@@ -210,8 +210,8 @@ TEST(point_tree, an_excluded_id_is_left_out_of_the_hits_and_still_walked_through
     point_tree<2> tree(pos);
     build(tree, {0, 1, 2, 3, 3, 4, 5, 6});
     const double box[] = {0, 0, 6, 0};
-    const id_list with = hits(tree, box);
-    id_list expected;
+    const id_vector with = hits(tree, box);
+    id_vector expected;
     for (const unsigned int id : with) {
         if (id != 3) expected.push_back(id);
     }
@@ -234,9 +234,9 @@ TEST(point_tree, inserting_a_node_that_is_there_counts_0_and_leaves_a_free_slot)
     EXPECT_EQ(tree.nbr_free_slots(), 0U);
     EXPECT_EQ(insert(tree, {8}), 1U);
     EXPECT_EQ(tree.nbr_slots(), 7U);
-    id_list found = all_hits(tree);
+    id_vector found = all_hits(tree);
     std::sort(found.begin(), found.end());
-    EXPECT_EQ(found, (id_list{0, 1, 2, 3, 4, 7, 8}));
+    EXPECT_EQ(found, (id_vector{0, 1, 2, 3, 4, 7, 8}));
 }
 
 TEST(point_tree, an_id_that_is_no_column_takes_no_slot) {
@@ -257,7 +257,7 @@ TEST(point_tree, a_node_hidden_on_the_left_by_an_equal_coordinate_is_added_a_sec
     EXPECT_EQ(insert(tree, {0}), 1U);
     EXPECT_EQ(tree.nbr_slots(), 3U);
     EXPECT_EQ(tree.nbr_free_slots(), 0U);
-    EXPECT_EQ(all_hits(tree), (id_list{1, 0, 0}));
+    EXPECT_EQ(all_hits(tree), (id_vector{1, 0, 0}));
     EXPECT_EQ(closest_to(tree, 1), (nearest{0, 1.0}));
 }
 
@@ -265,7 +265,7 @@ TEST(point_tree, inserted_equal_coordinates_go_right) {
     const dense2D<double> pos(2, 4, 1.0);
     point_tree<2> tree(pos);
     EXPECT_EQ(insert(tree, {2, 0, 3, 1}), 4U);
-    EXPECT_EQ(all_hits(tree), (id_list{2, 0, 3, 1}));
+    EXPECT_EQ(all_hits(tree), (id_vector{2, 0, 3, 1}));
     EXPECT_EQ(insert(tree, {1}), 0U); // all stand on its way
 }
 
@@ -280,7 +280,7 @@ TEST(point_tree, reset_removes_all_nodes) {
     EXPECT_EQ(closest_to(tree, 0), nearest{});
     EXPECT_EQ(insert(tree, {4}), 1U);
     EXPECT_EQ(tree.nbr_slots(), 1U);
-    EXPECT_EQ(all_hits(tree), (id_list{4}));
+    EXPECT_EQ(all_hits(tree), (id_vector{4}));
 }
 
 TEST(point_tree, build_replaces_what_was_there) {
@@ -290,7 +290,7 @@ TEST(point_tree, build_replaces_what_was_there) {
     insert(tree, {2});
     EXPECT_EQ(build(tree, {1, 3}), 2U);
     EXPECT_EQ(tree.nbr_free_slots(), 0U);
-    EXPECT_EQ(all_hits(tree), (id_list{3, 1}));
+    EXPECT_EQ(all_hits(tree), (id_vector{3, 1}));
 }
 
 TEST(point_tree, reserve_changes_nothing_that_is_seen) {
@@ -429,12 +429,12 @@ template <unsigned DIM> void run_tree(std::uint64_t seed) {
     const dense2D<double> pos = awkward_points(random, DIM, sizes[random.below(9)]);
     point_tree<DIM> tree(pos);
     test::recursive_tree<DIM> reference(pos);
-    id_list ids = all_of(pos);
+    id_vector ids = all_of(pos);
     for (int stage = 0; stage < 8; ++stage) {
         SCOPED_TRACE(stage);
         random.shuffle(ids);
         const std::size_t n = random.one_in(3) ? ids.size() : random.below(ids.size() + 1);
-        id_list chosen(ids.begin(), ids.begin() + static_cast<std::ptrdiff_t>(n));
+        id_vector chosen(ids.begin(), ids.begin() + static_cast<std::ptrdiff_t>(n));
         if (random.one_in(4) && n != 0) {
             for (int k = 0; k < 5; ++k) chosen.push_back(random.one_of(ids));
         }
@@ -485,7 +485,7 @@ TEST(point_tree_random, large_trees_answer_like_the_recursive_tree) {
 // Scans all points.
 template <unsigned DIM> void run_against_scan(const dense2D<double>& pos, random_source& random) {
     point_tree<DIM> tree(pos);
-    id_list ids = all_of(pos);
+    id_vector ids = all_of(pos);
     random.shuffle(ids);
     const auto half = static_cast<std::ptrdiff_t>(ids.size() / 2);
     build(tree, {ids.begin(), ids.begin() + half});
@@ -498,7 +498,7 @@ template <unsigned DIM> void run_against_scan(const dense2D<double>& pos, random
         awkward_query<DIM>(random, pos, box + DIM);
         double least = largest_double;
         double least_other = largest_double;
-        id_list inside;
+        id_vector inside;
         for (unsigned int i = 0; i < pos.cols(); ++i) {
             const double* const p = pos.column(i);
             least = std::min(least, test::squared_distance<DIM>(point, p));
@@ -518,7 +518,7 @@ template <unsigned DIM> void run_against_scan(const dense2D<double>& pos, random
         ASSERT_NE(other.id, id);
         ASSERT_GE(other.dist2, least_other);
         ASSERT_LE(other.dist2, least_other * (1 + 1e-14));
-        id_list found_inside = hits(tree, box);
+        id_vector found_inside = hits(tree, box);
         std::sort(found_inside.begin(), found_inside.end());
         ASSERT_EQ(found_inside, inside);
     }
@@ -548,7 +548,7 @@ TEST(point_tree, queries_and_insertions_go_by_ld) {
         ASSERT_EQ(pos.ld(), 3U);
         point_tree<2> tree(pos);
         test::recursive_tree<2> reference(pos);
-        id_list ids = all_of(pos);
+        id_vector ids = all_of(pos);
         random.shuffle(ids);
         ASSERT_EQ(insert(tree, ids), reference.insert(ids));
         ASSERT_NO_FATAL_FAILURE(expect_same_answers(random, pos, tree, reference));
@@ -635,7 +635,7 @@ TEST(point_tree, gives_nothing_for_a_point_that_is_not_a_number) {
     EXPECT_EQ(closest(tree, no_x), nearest{});
     EXPECT_EQ(closest(tree, no_y), nearest{});
     const double box[] = {nan, 0, 1, 1};
-    EXPECT_EQ(hits(tree, box), id_list{});
+    EXPECT_EQ(hits(tree, box), id_vector{});
 }
 
 // Coordinates that are not numbers: every answer is still a true one, and comes.
@@ -650,7 +650,7 @@ template <unsigned DIM> void run_wild_tree(std::uint64_t seed) {
         }
     }
     point_tree<DIM> tree(pos);
-    id_list ids = all_of(pos);
+    id_vector ids = all_of(pos);
     random.shuffle(ids);
     const auto half = static_cast<std::ptrdiff_t>(ids.size() / 2);
     ASSERT_EQ(build(tree, {ids.begin(), ids.begin() + half}), ids.size() / 2);

@@ -22,7 +22,7 @@ using test::random_source;
 namespace {
 
 using ids = dense1D<unsigned int>;
-using id_list = std::vector<unsigned int>;
+using id_vector = std::vector<unsigned int>;
 using point2 = vector_fixed<double, 2>;
 using point3 = vector_fixed<double, 3>;
 
@@ -40,10 +40,10 @@ template <class Work> void side_by_side(Work work) {
 }
 
 // All that a detector answers about places in the unit cube, from a seed.
-id_list answers(const node_detector& detector, std::uint64_t seed) {
+id_vector answers(const node_detector& detector, std::uint64_t seed) {
     random_source random(seed);
     const auto coordinate = [&random] { return random.uniform(-0.1, 1.1); };
-    id_list found;
+    id_vector found;
     for (int k = 0; k < 500; ++k) {
         const point3 p{coordinate(), coordinate(), coordinate()};
         found.push_back(detector.find_closest(p));
@@ -59,8 +59,8 @@ id_list answers(const node_detector& detector, std::uint64_t seed) {
 }
 
 void expect_same_answers_from_two_threads(const node_detector& detector) {
-    const std::array<id_list, 2> expected{answers(detector, 1), answers(detector, 2)};
-    std::array<id_list, 2> found;
+    const std::array<id_vector, 2> expected{answers(detector, 1), answers(detector, 2)};
+    std::array<id_vector, 2> found;
     side_by_side([&](std::size_t t) { found[t] = answers(detector, t + 1); });
     EXPECT_EQ(found, expected);
 }

@@ -15,7 +15,7 @@ using test::with_gaps;
 namespace {
 
 using ids = dense1D<unsigned int>;
-using id_list = std::vector<unsigned int>;
+using id_vector = std::vector<unsigned int>;
 using column_list = std::vector<std::vector<unsigned int>>;
 
 TEST(max_ID, of_an_empty_array_is_the_sentinel) {
@@ -42,15 +42,15 @@ TEST(max_ID, does_not_look_between_columns) {
 TEST(change_indices, an_id_becomes_its_new_id) {
     ids nodes{2, 0, 1, 2};
     change_indices(nodes, ids{10, 11, 12});
-    EXPECT_EQ(list(nodes), (id_list{12, 10, 11, 12}));
+    EXPECT_EQ(list(nodes), (id_vector{12, 10, 11, 12}));
 }
 
 TEST(change_indices, an_id_beyond_the_new_ids_stays) {
     ids nodes{0, 3, none, 1, 7};
     change_indices(nodes, ids{5, 6});
-    EXPECT_EQ(list(nodes), (id_list{5, 3, none, 6, 7}));
+    EXPECT_EQ(list(nodes), (id_vector{5, 3, none, 6, 7}));
     change_indices(nodes, ids());
-    EXPECT_EQ(list(nodes), (id_list{5, 3, none, 6, 7}));
+    EXPECT_EQ(list(nodes), (id_vector{5, 3, none, 6, 7}));
 }
 
 TEST(change_indices, a_new_id_may_be_the_sentinel) {
@@ -77,21 +77,21 @@ TEST(change_indices, of_empty_arrays_does_nothing) {
 TEST(shift_indices, of_a_list_keeps_sentinels) {
     ids nodes{0, none, 5};
     EXPECT_EQ(shift_indices(nodes, 3), 0);
-    EXPECT_EQ(list(nodes), (id_list{3, none, 8}));
+    EXPECT_EQ(list(nodes), (id_vector{3, none, 8}));
     EXPECT_EQ(shift_indices(nodes, -3), 0);
-    EXPECT_EQ(list(nodes), (id_list{0, none, 5}));
+    EXPECT_EQ(list(nodes), (id_vector{0, none, 5}));
 }
 
 TEST(shift_indices, wraps_around_32_bits) {
     ids nodes{0, none - 1, 1};
     EXPECT_EQ(shift_indices(nodes, -1), 0);
-    EXPECT_EQ(list(nodes), (id_list{none, none - 2, 0}));
+    EXPECT_EQ(list(nodes), (id_vector{none, none - 2, 0}));
     ids far{none - 1, 7};
     EXPECT_EQ(shift_indices(far, 5), 0);
-    EXPECT_EQ(list(far), (id_list{3, 12}));
+    EXPECT_EQ(list(far), (id_vector{3, 12}));
     ids low{0, 0x80000001U};
     EXPECT_EQ(shift_indices(low, -2147483647 - 1), 0);
-    EXPECT_EQ(list(low), (id_list{0x80000000U, 1}));
+    EXPECT_EQ(list(low), (id_vector{0x80000000U, 1}));
 }
 
 TEST(shift_indices, of_mixed_faces_and_solids_keeps_sentinels) {
@@ -139,7 +139,7 @@ TEST(shift_indices, by_0_or_of_nothing_does_nothing) {
 TEST(permutation, scatters_the_value_at_i_to_perm_of_i) {
     ids values{10, 20, 30};
     EXPECT_EQ(permutation(values, ids{2, 0, 1}), 0);
-    EXPECT_EQ(list(values), (id_list{20, 30, 10}));
+    EXPECT_EQ(list(values), (id_vector{20, 30, 10}));
     dense1D<double> numbers{1.5, 2.5, 3.5};
     EXPECT_EQ(permutation(numbers, ids{2, 0, 1}), 0);
     EXPECT_EQ(list(numbers), (std::vector<double>{2.5, 3.5, 1.5}));
@@ -148,29 +148,29 @@ TEST(permutation, scatters_the_value_at_i_to_perm_of_i) {
 TEST(permutation, an_entry_at_its_own_index_moves_nothing_and_wins_nothing) {
     ids values{10, 20, 30};
     EXPECT_EQ(permutation(values, ids{1, 1, none}), 0);
-    EXPECT_EQ(list(values), (id_list{10, 10, 30}));
+    EXPECT_EQ(list(values), (id_vector{10, 10, 30}));
 }
 
 TEST(permutation, of_two_entries_with_one_target_the_later_wins) {
     ids values{10, 20, 30};
     EXPECT_EQ(permutation(values, ids{2, 2, 2}), 0);
-    EXPECT_EQ(list(values), (id_list{10, 20, 20}));
+    EXPECT_EQ(list(values), (id_vector{10, 20, 20}));
 }
 
 TEST(permutation, an_entry_out_of_range_moves_nothing) {
     ids values{10, 20, 30};
     EXPECT_EQ(permutation(values, ids{3, none, 0}), 0);
-    EXPECT_EQ(list(values), (id_list{30, 20, 30}));
+    EXPECT_EQ(list(values), (id_vector{30, 20, 30}));
 }
 
 TEST(permutation, the_shorter_of_the_two_arrays_sets_how_many_entries_count) {
     ids values{10, 20, 30};
     EXPECT_EQ(permutation(values, ids{1}), 0);
-    EXPECT_EQ(list(values), (id_list{10, 10, 30}));
+    EXPECT_EQ(list(values), (id_vector{10, 10, 30}));
     EXPECT_EQ(permutation(values, ids{1, 0, 2, 0, 0, 0}), 0);
-    EXPECT_EQ(list(values), (id_list{10, 10, 30}));
+    EXPECT_EQ(list(values), (id_vector{10, 10, 30}));
     EXPECT_EQ(permutation(values, ids()), 0);
-    EXPECT_EQ(list(values), (id_list{10, 10, 30}));
+    EXPECT_EQ(list(values), (id_vector{10, 10, 30}));
 }
 
 TEST(permutation, of_nothing_is_nothing) {
@@ -182,20 +182,20 @@ TEST(permutation, of_nothing_is_nothing) {
 TEST(permutation, by_itself_reads_the_entries_as_they_were) {
     ids values{1, 2, 0};
     EXPECT_EQ(permutation(values, values), 0);
-    EXPECT_EQ(list(values), (id_list{0, 1, 2}));
+    EXPECT_EQ(list(values), (id_vector{0, 1, 2}));
 }
 
 TEST(permutation, reaches_the_views_on_the_same_block) {
     ids values{10, 20, 30};
     const ids other_view = values;
     EXPECT_EQ(permutation(values, ids{2, 0, 1}), 0);
-    EXPECT_EQ(list(other_view), (id_list{20, 30, 10}));
+    EXPECT_EQ(list(other_view), (id_vector{20, 30, 10}));
 }
 
 struct sorted_order {
     int code;
-    id_list order;
-    id_list addresses;
+    id_vector order;
+    id_vector addresses;
 };
 sorted_order sorted(const ids& values) {
     ids order{7, 7}, addresses{8};
@@ -206,35 +206,35 @@ sorted_order sorted(const ids& values) {
 TEST(get_sorted_order, of_an_empty_list_has_the_one_address_0) {
     const auto [code, order, addresses] = sorted(ids());
     EXPECT_EQ(code, 0);
-    EXPECT_EQ(order, id_list());
-    EXPECT_EQ(addresses, (id_list{0}));
+    EXPECT_EQ(order, id_vector());
+    EXPECT_EQ(addresses, (id_vector{0}));
 }
 
 TEST(get_sorted_order, leaves_sentinels_out_and_keeps_the_order_of_equal_values) {
     const auto [code, order, addresses] = sorted(ids{2, none, 0, 2});
     EXPECT_EQ(code, 0);
-    EXPECT_EQ(order, (id_list{2, 0, 3}));
-    EXPECT_EQ(addresses, (id_list{0, 1, 1, 3}));
+    EXPECT_EQ(order, (id_vector{2, 0, 3}));
+    EXPECT_EQ(addresses, (id_vector{0, 1, 1, 3}));
 }
 
 TEST(get_sorted_order, of_sentinels_only_has_two_addresses) {
     const auto [code, order, addresses] = sorted(ids{none});
     EXPECT_EQ(code, 0);
-    EXPECT_EQ(order, id_list());
-    EXPECT_EQ(addresses, (id_list{0, 0}));
+    EXPECT_EQ(order, id_vector());
+    EXPECT_EQ(addresses, (id_vector{0, 0}));
 }
 
 TEST(get_sorted_order, of_one_zero_has_two_addresses) {
     const auto [code, order, addresses] = sorted(ids{0});
     EXPECT_EQ(code, 0);
-    EXPECT_EQ(order, (id_list{0}));
-    EXPECT_EQ(addresses, (id_list{0, 1}));
+    EXPECT_EQ(order, (id_vector{0}));
+    EXPECT_EQ(addresses, (id_vector{0, 1}));
 }
 
 struct cross_reference {
     int code;
-    id_list a_of_b;
-    id_list b_of_a;
+    id_vector a_of_b;
+    id_vector b_of_a;
 
     friend bool operator==(const cross_reference&, const cross_reference&) = default;
 };
@@ -357,7 +357,7 @@ TEST(get_IDs_of_columns, leave_the_arrays_as_they_are) {
 TEST(unique_indices, of_a_list_come_in_the_order_of_first_sight_without_skip_and_sentinels) {
     ids nodes;
     EXPECT_EQ(unique_indices(nodes, ids{3, 1, 3, none, 2}, ids{1}), 0);
-    EXPECT_EQ(list(nodes), (id_list{3, 2}));
+    EXPECT_EQ(list(nodes), (id_vector{3, 2}));
 }
 
 TEST(unique_indices, return_0_and_not_the_count) {
@@ -370,24 +370,24 @@ TEST(unique_indices, return_0_and_not_the_count) {
 TEST(unique_indices, append_to_what_is_there_and_do_not_look_at_it) {
     ids nodes{3, 9};
     EXPECT_EQ(unique_indices(nodes, ids{3, 4}, ids()), 0);
-    EXPECT_EQ(list(nodes), (id_list{3, 9, 3, 4}));
+    EXPECT_EQ(list(nodes), (id_vector{3, 9, 3, 4}));
 }
 
 TEST(unique_indices, with_the_earlier_result_as_skip_add_only_what_is_new) {
     ids nodes{3, 9};
     EXPECT_EQ(unique_indices(nodes, ids{9, 3, 4}, nodes), 0);
-    EXPECT_EQ(list(nodes), (id_list{3, 9, 4}));
+    EXPECT_EQ(list(nodes), (id_vector{3, 9, 4}));
 }
 
 TEST(unique_indices, of_the_list_itself_double_it) {
     ids nodes{3, 9, 3};
     EXPECT_EQ(unique_indices(nodes, nodes, ids()), 0);
-    EXPECT_EQ(list(nodes), (id_list{3, 9, 3, 3, 9}));
+    EXPECT_EQ(list(nodes), (id_vector{3, 9, 3, 3, 9}));
 }
 
 TEST(unique_indices, may_be_gathered_in_the_block_that_they_come_from) {
     ids all;
-    id_list expected;
+    id_vector expected;
     for (unsigned int k = 0; k < 5000; ++k) {
         const unsigned int id = k * 7919 % 997;
         all.push_back(id);
@@ -404,14 +404,14 @@ TEST(unique_indices, of_nothing_leave_the_list_alone) {
     const unsigned int* const memory = nodes.data();
     EXPECT_EQ(unique_indices(nodes, ids(), ids{2}), 0);
     EXPECT_EQ(unique_indices(nodes, dense2D<unsigned int>(), ids{2}), 0);
-    EXPECT_EQ(list(nodes), (id_list{1}));
+    EXPECT_EQ(list(nodes), (id_vector{1}));
     EXPECT_EQ(nodes.data(), memory);
 }
 
 TEST(unique_indices, of_columns_run_down_each_column_in_turn) {
     ids nodes;
     EXPECT_EQ(unique_indices(nodes, connectivity({{5, 2, none}, {2, 7, 5}}), ids()), 0);
-    EXPECT_EQ(list(nodes), (id_list{5, 2, 7}));
+    EXPECT_EQ(list(nodes), (id_vector{5, 2, 7}));
 }
 
 TEST(unique_indices, of_several_arrays_run_through_them_in_turn) {
@@ -419,7 +419,7 @@ TEST(unique_indices, of_several_arrays_run_through_them_in_turn) {
                                             with_gaps(connectivity({{2, 8, 1}, {4, 5, 8}}), 1, 9U)};
     ids nodes;
     EXPECT_EQ(unique_indices(nodes, arrays, arrays + 3, ids{4}), 0);
-    EXPECT_EQ(list(nodes), (id_list{5, 2, 8, 1}));
+    EXPECT_EQ(list(nodes), (id_vector{5, 2, 8, 1}));
 }
 
 TEST(unique_indices, of_an_empty_range_are_none_and_of_a_reversed_one_minus_3) {
@@ -427,22 +427,22 @@ TEST(unique_indices, of_an_empty_range_are_none_and_of_a_reversed_one_minus_3) {
     ids nodes{1};
     EXPECT_EQ(unique_indices(nodes, arrays, arrays, ids()), 0);
     EXPECT_EQ(unique_indices(nodes, arrays + 1, arrays, ids()), -3);
-    EXPECT_EQ(list(nodes), (id_list{1}));
+    EXPECT_EQ(list(nodes), (id_vector{1}));
 }
 
 TEST(unique_indices, only_read_the_skip_list) {
     const ids skip{7, 7, none, 1};
     ids nodes;
     EXPECT_EQ(unique_indices(nodes, ids{7, 2, 1}, skip), 0);
-    EXPECT_EQ(list(nodes), (id_list{2}));
-    EXPECT_EQ(list(skip), (id_list{7, 7, none, 1}));
+    EXPECT_EQ(list(nodes), (id_vector{2}));
+    EXPECT_EQ(list(skip), (id_vector{7, 7, none, 1}));
 }
 
 TEST(unique_indices, far_apart_ids_are_told_apart) {
     ids nodes;
     EXPECT_EQ(unique_indices(nodes, ids{none - 1, 0, 23, 46, none - 1, 0x80000000U, 0}, ids{46}),
               0);
-    EXPECT_EQ(list(nodes), (id_list{none - 1, 0, 23, 0x80000000U}));
+    EXPECT_EQ(list(nodes), (id_vector{none - 1, 0, 23, 0x80000000U}));
 }
 
 TEST(count_unique_indices, counts_without_the_sentinel) {

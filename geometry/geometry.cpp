@@ -3,19 +3,16 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "core/coordinates.h"
 #include "core/element_table.h"
 #include "core/element_walk.h"
-#include "core/node_maps.h"
+#include "core/ids.h"
 #include "core/small_vectors.h"
+#include "geometry/node_maps.h"
 #include "tessmaker/index_arrays.h"
 
 namespace kv7::tessmaker {
 
 namespace {
-
-using id_list = dense1D<unsigned int, 8>;
-using id_matrix = dense2D<unsigned int>;
 
 // The nodes that a connectivity uses, as far as memory reaches.
 id_list nodes_of(const id_matrix& connect) {
@@ -150,12 +147,12 @@ int inc_bounding_box(const dense2D<double>& pos, vector_fixed<double, 3>& min_bo
     return widen_by_all(pos, min_box, max_box);
 }
 
-int inc_bounding_box(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
+int inc_bounding_box(const dense2D<double>& pos, const id_list& nodes,
                      vector_fixed<double, 2>& min_box, vector_fixed<double, 2>& max_box) {
     return widen_by_list(pos, nodes, min_box, max_box);
 }
 
-int inc_bounding_box(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
+int inc_bounding_box(const dense2D<double>& pos, const id_list& nodes,
                      vector_fixed<double, 3>& min_box, vector_fixed<double, 3>& max_box) {
     return widen_by_list(pos, nodes, min_box, max_box);
 }
@@ -201,13 +198,11 @@ int translate(dense2D<double>& pos, const vector_fixed<double, 3>& shift) {
     return move_by(pos, shift);
 }
 
-int translate(dense2D<double>& pos, const vector_fixed<double, 2>& shift,
-              const dense1D<unsigned int, 8>& nodes) {
+int translate(dense2D<double>& pos, const vector_fixed<double, 2>& shift, const id_list& nodes) {
     return move_by(pos, shift, nodes);
 }
 
-int translate(dense2D<double>& pos, const vector_fixed<double, 3>& shift,
-              const dense1D<unsigned int, 8>& nodes) {
+int translate(dense2D<double>& pos, const vector_fixed<double, 3>& shift, const id_list& nodes) {
     return move_by(pos, shift, nodes);
 }
 
@@ -231,12 +226,12 @@ int rotate(dense2D<double>& pos, const vector_fixed<double, 3>& center,
 }
 
 int rotate(dense2D<double>& pos, const vector_fixed<double, 2>& center, double angle,
-           const dense1D<unsigned int, 8>& nodes) {
+           const id_list& nodes) {
     return turn(pos, center, angle, nodes);
 }
 
 int rotate(dense2D<double>& pos, const vector_fixed<double, 3>& center,
-           const vector_fixed<double, 3>& rotation, const dense1D<unsigned int, 8>& nodes) {
+           const vector_fixed<double, 3>& rotation, const id_list& nodes) {
     return turn(pos, center, rotation, nodes);
 }
 
@@ -259,12 +254,12 @@ int zoom(dense2D<double>& pos, const vector_fixed<double, 3>& center, double fac
 }
 
 int zoom(dense2D<double>& pos, const vector_fixed<double, 2>& center, double factor,
-         const dense1D<unsigned int, 8>& nodes) {
+         const id_list& nodes) {
     return stretch(pos, center, factor, nodes);
 }
 
 int zoom(dense2D<double>& pos, const vector_fixed<double, 3>& center, double factor,
-         const dense1D<unsigned int, 8>& nodes) {
+         const id_list& nodes) {
     return stretch(pos, center, factor, nodes);
 }
 

@@ -8,8 +8,8 @@
 //
 //   content       type of what an entry holds
 //   key(content)  the key, an ID, which stands in the table at most once
-#ifndef TESSMAKER_CORE_ID_HASH_H
-#define TESSMAKER_CORE_ID_HASH_H
+#ifndef TESSMAKER_INDICES_ID_HASH_H
+#define TESSMAKER_INDICES_ID_HASH_H
 
 #include <algorithm>
 #include <array>

@@ -1,10 +1,11 @@
-#include "repair/edges.h"
+#include "connectivity/edges.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <utility>
 
 #include "core/element_walk.h"
+#include "core/ids.h"
 
 namespace kv7::tessmaker {
 
@@ -66,8 +67,8 @@ bool collect_by_sorting(const mesh& elements, std::size_t nbr_occurrences, edge_
 // fit in 32 bits.
 bool collect_by_node(const mesh& elements, std::size_t nbr_occurrences, std::size_t nbr_nodes,
                      edge_list& edges) {
-    dense1D<unsigned int, 8> ends;
-    dense1D<unsigned int, 8> gathered;
+    id_list ends;
+    id_list gathered;
     if (!ends.resize(nbr_nodes, 0) || !gathered.resize(nbr_occurrences)) return false;
     unsigned int* const end_of = ends.data();
     unsigned int* const larger_nodes = gathered.data();

@@ -1,6 +1,6 @@
 // The distinct edges of elements, as a sorted list of pairs of corner nodes.
-#ifndef TESSMAKER_REPAIR_EDGES_H
-#define TESSMAKER_REPAIR_EDGES_H
+#ifndef TESSMAKER_CONNECTIVITY_EDGES_H
+#define TESSMAKER_CONNECTIVITY_EDGES_H
 
 #include <cstdint>
 

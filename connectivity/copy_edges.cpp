@@ -2,8 +2,9 @@
 #include <cstddef>
 #include <functional>
 
+#include "connectivity/edges.h"
 #include "core/element_table.h"
-#include "repair/edges.h"
+#include "core/ids.h"
 #include "tessmaker/repair.h"
 
 namespace kv7::tessmaker {

@@ -6,15 +6,13 @@
 #include <functional>
 
 #include "core/element_table.h"
-#include "core/id_hash.h"
+#include "core/ids.h"
+#include "indices/id_hash.h"
 #include "tessmaker/index_arrays.h"
 
 namespace kv7::tessmaker {
 
 namespace {
-
-using id_list = dense1D<unsigned int, 8>;
-using id_matrix = dense2D<unsigned int>;
 
 // The sum, or the largest number where it doesn't fit: no memory is that large.
 std::size_t capped_sum(std::size_t a, std::size_t b) {
@@ -194,19 +192,17 @@ template <class Source> int count_unique(const Source& source) {
 } // namespace
 
 // NOLINTBEGIN(performance-unnecessary-value-param): a copied view costs one count
-int unique_indices(dense1D<unsigned int, 8>& nodes, const dense1D<unsigned int, 8>& ids,
-                   dense1D<unsigned int, 8> skip) {
+int unique_indices(id_list& nodes, const id_list& ids, id_list skip) {
     if (!ids.empty()) append_unique(nodes, list_source{ids}, skip);
     return 0;
 }
 
-int unique_indices(dense1D<unsigned int, 8>& nodes, const dense2D<unsigned int>& connect,
-                   dense1D<unsigned int, 8> skip) {
+int unique_indices(id_list& nodes, const dense2D<unsigned int>& connect, id_list skip) {
     return unique_indices(nodes, &connect, &connect + 1, skip);
 }
 
-int unique_indices(dense1D<unsigned int, 8>& nodes, const dense2D<unsigned int>* begin,
-                   const dense2D<unsigned int>* end, dense1D<unsigned int, 8> skip) {
+int unique_indices(id_list& nodes, const dense2D<unsigned int>* begin,
+                   const dense2D<unsigned int>* end, id_list skip) {
     if (begin == end) return 0;
     if (std::less<>()(end, begin)) return -3;
     append_unique(nodes, range_source{begin, end}, skip);

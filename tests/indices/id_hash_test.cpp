@@ -4,7 +4,7 @@
 #include <set>
 #include <vector>
 
-#include "core/id_hash.h"
+#include "indices/id_hash.h"
 #include "support/memory_failure.h"
 #include "support/random.h"
 

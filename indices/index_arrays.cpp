@@ -4,6 +4,7 @@
 
 #include "core/column_runs.h"
 #include "core/element_table.h"
+#include "core/ids.h"
 
 namespace kv7::tessmaker {
 
@@ -32,7 +33,7 @@ void shift_present(unsigned int* ids, std::size_t n, unsigned int shift) {
     for (std::size_t i = 0; i < n; ++i) ids[i] = ids[i] == no_id ? no_id : ids[i] + shift;
 }
 
-template <class T> int permute(dense1D<T, 8>& values, const dense1D<unsigned int, 8>& perm) {
+template <class T> int permute(dense1D<T, 8>& values, const id_list& perm) {
     const std::size_t n = values.size();
     const std::size_t m = std::min(n, perm.size());
     if (n == 0) return 0;
@@ -52,7 +53,7 @@ template <class T> int permute(dense1D<T, 8>& values, const dense1D<unsigned int
 
 } // namespace
 
-unsigned int max_ID(const dense1D<unsigned int, 8>& nodes) {
+unsigned int max_ID(const id_list& nodes) {
     return nodes.empty() ? no_id : predecessor(max_successor(nodes.data(), nodes.size()));
 }
 
@@ -65,17 +66,17 @@ unsigned int max_ID(const dense2D<unsigned int>& connect) {
     return predecessor(largest);
 }
 
-void change_indices(dense1D<unsigned int, 8>& nodes, const dense1D<unsigned int, 8>& new_IDs) {
+void change_indices(id_list& nodes, const id_list& new_IDs) {
     relabel(nodes.data(), nodes.size(), new_IDs.data(), new_IDs.size());
 }
 
-void change_indices(dense2D<unsigned int>& connect, const dense1D<unsigned int, 8>& new_IDs) {
+void change_indices(dense2D<unsigned int>& connect, const id_list& new_IDs) {
     for_each_run(connect, [&new_IDs](unsigned int* ids, std::size_t n) {
         relabel(ids, n, new_IDs.data(), new_IDs.size());
     });
 }
 
-int shift_indices(dense1D<unsigned int, 8>& nodes, int shift) {
+int shift_indices(id_list& nodes, int shift) {
     if (shift != 0) shift_present(nodes.data(), nodes.size(), static_cast<unsigned int>(shift));
     return 0;
 }
@@ -91,16 +92,11 @@ int shift_indices(dense2D<unsigned int>& connect, int shift, element_type type) 
     return 0;
 }
 
-int permutation(dense1D<unsigned int, 8>& values, const dense1D<unsigned int, 8>& perm) {
-    return permute(values, perm);
-}
+int permutation(id_list& values, const id_list& perm) { return permute(values, perm); }
 
-int permutation(dense1D<double, 8>& values, const dense1D<unsigned int, 8>& perm) {
-    return permute(values, perm);
-}
+int permutation(dense1D<double, 8>& values, const id_list& perm) { return permute(values, perm); }
 
-int get_sorted_order(const dense1D<unsigned int, 8>& values, dense1D<unsigned int, 8>& order,
-                     dense1D<unsigned int, 8>& addresses) {
+int get_sorted_order(const id_list& values, id_list& order, id_list& addresses) {
     order.clear();
     addresses.clear();
     if (values.empty()) return addresses.push_back(0) ? 0 : -199;

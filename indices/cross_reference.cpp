@@ -5,15 +5,13 @@
 #include <utility>
 
 #include "core/element_table.h"
-#include "core/id_hash.h"
+#include "core/ids.h"
+#include "indices/id_hash.h"
 #include "tessmaker/index_arrays.h"
 
 namespace kv7::tessmaker {
 
 namespace {
-
-using id_list = dense1D<unsigned int, 8>;
-using id_matrix = dense2D<unsigned int>;
 
 // First positions of the values of a list, in an array by value.
 class place_array {
@@ -159,8 +157,7 @@ private:
 
 } // namespace
 
-int get_IDs(const dense1D<unsigned int, 8>& list_a, const dense1D<unsigned int, 8>& list_b,
-            dense1D<unsigned int, 8>& a_of_b, dense1D<unsigned int, 8>& b_of_a) {
+int get_IDs(const id_list& list_a, const id_list& list_b, id_list& a_of_b, id_list& b_of_a) {
     a_of_b.clear();
     b_of_a.clear();
     a_of_b.resize(list_b.size(), no_id);
@@ -176,7 +173,7 @@ int get_IDs(const dense1D<unsigned int, 8>& list_a, const dense1D<unsigned int, 
 }
 
 int get_IDs(const dense2D<unsigned int>& connect_a, const dense2D<unsigned int>& connect_b,
-            dense1D<unsigned int, 8>& a_of_b, dense1D<unsigned int, 8>& b_of_a, bool strict) {
+            id_list& a_of_b, id_list& b_of_a, bool strict) {
     a_of_b.clear();
     b_of_a.clear();
     const std::size_t nbr_a = connect_a.cols();

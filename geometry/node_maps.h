@@ -1,13 +1,14 @@
 // Maps of nodes in place: one core for all nodes, a run of them, or a list. A map is a function
 // object that changes the `dim` coordinates of a node in place.
-#ifndef TESSMAKER_CORE_NODE_MAPS_H
-#define TESSMAKER_CORE_NODE_MAPS_H
+#ifndef TESSMAKER_GEOMETRY_NODE_MAPS_H
+#define TESSMAKER_GEOMETRY_NODE_MAPS_H
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 
+#include "core/ids.h"
 #include "core/small_vectors.h"
 #include "tessmaker/containers.h"
 
@@ -126,8 +127,7 @@ template <class Map> void move_from(dense2D<double>& pos, std::size_t first, con
 
 // The same for the nodes of a list. Values that are no columns are skipped. The number of moves.
 template <class Map>
-std::size_t move_listed(dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
-                        const Map& map) {
+std::size_t move_listed(dense2D<double>& pos, const id_list& nodes, const Map& map) {
     constexpr std::size_t dim = Map::dim;
     const std::size_t cols = pos.cols();
     if (pos.rows() < dim) pos.resize(dim, cols, 0.0); // kept: as above

@@ -19,13 +19,13 @@ using test::vector_of;
 namespace {
 
 using ids = dense1D<unsigned int>;
-using id_list = std::vector<unsigned int>;
+using id_vector = std::vector<unsigned int>;
 
 // Lists of all kinds: empty, short and long, of few and of many different IDs, small and huge, with
 // and without sentinels.
-id_list any_list(random_source& random, bool huge = true) {
+id_vector any_list(random_source& random, bool huge = true) {
     const std::size_t n = random.one_in(12) ? 0 : random.below(random.one_in(10) ? 3000 : 60) + 1;
-    id_list values =
+    id_vector values =
         test::random_ids(random, n, 1 + random.below(2 * n + 2), random.one_in(2) ? 6 : 0);
     if (huge && random.one_in(4)) {
         for (unsigned int& v : values) {
@@ -54,15 +54,15 @@ dense2D<unsigned int> any_columns(random_source& random) {
 }
 
 // All entries, column by column.
-id_list flat(const dense2D<unsigned int>& connect) {
-    id_list values;
-    for (const id_list& column : list(connect)) {
+id_vector flat(const dense2D<unsigned int>& connect) {
+    id_vector values;
+    for (const id_vector& column : list(connect)) {
         values.insert(values.end(), column.begin(), column.end());
     }
     return values;
 }
 
-unsigned int largest(const id_list& values) {
+unsigned int largest(const id_vector& values) {
     unsigned int m = values.empty() ? none : 0;
     for (const unsigned int v : values) m = v == none ? m : std::max(m, v);
     return m;
@@ -71,14 +71,14 @@ unsigned int largest(const id_list& values) {
 TEST(index_arrays_random, max_ID) {
     random_source random(1);
     for (std::uint64_t k = 0; k < test::nbr_runs(3000); ++k) {
-        const id_list values = any_list(random);
+        const id_vector values = any_list(random);
         ASSERT_EQ(max_ID(vector_of(values)), largest(values));
         const auto connect = any_columns(random);
         ASSERT_EQ(max_ID(connect), largest(flat(connect)));
     }
 }
 
-id_list changed(id_list values, const id_list& new_ids) {
+id_vector changed(id_vector values, const id_vector& new_ids) {
     for (unsigned int& v : values) v = v < new_ids.size() ? new_ids[v] : v;
     return values;
 }
@@ -86,19 +86,19 @@ id_list changed(id_list values, const id_list& new_ids) {
 TEST(index_arrays_random, change_indices) {
     random_source random(2);
     for (std::uint64_t k = 0; k < test::nbr_runs(3000); ++k) {
-        const id_list new_ids = any_list(random);
-        const id_list values = any_list(random);
+        const id_vector new_ids = any_list(random);
+        const id_vector values = any_list(random);
         ids nodes = vector_of(values);
         change_indices(nodes, vector_of(new_ids));
         ASSERT_EQ(list(nodes), changed(values, new_ids));
         auto connect = any_columns(random);
-        const id_list before = flat(connect);
+        const id_vector before = flat(connect);
         change_indices(connect, vector_of(new_ids));
         ASSERT_EQ(flat(connect), changed(before, new_ids));
     }
 }
 
-id_list shifted(id_list values, int shift, bool keep_sentinels) {
+id_vector shifted(id_vector values, int shift, bool keep_sentinels) {
     for (unsigned int& v : values) {
         if (!keep_sentinels || v != none) v += static_cast<unsigned int>(shift);
     }
@@ -110,12 +110,12 @@ TEST(index_arrays_random, shift_indices) {
     for (std::uint64_t k = 0; k < test::nbr_runs(3000); ++k) {
         const int shift = random.one_in(2) ? static_cast<int>(random.below(100)) - 50
                                            : static_cast<int>(random.draw() & 0xFFFFFFFFU);
-        const id_list values = any_list(random);
+        const id_vector values = any_list(random);
         ids nodes = vector_of(values);
         ASSERT_EQ(shift_indices(nodes, shift), 0);
         ASSERT_EQ(list(nodes), shift == 0 ? values : shifted(values, shift, true));
         auto connect = any_columns(random);
-        const id_list before = flat(connect);
+        const id_vector before = flat(connect);
         const auto type = static_cast<element_type>(random.below(23));
         ASSERT_EQ(shift_indices(connect, shift, type), 0);
         ASSERT_EQ(flat(connect),
@@ -123,7 +123,7 @@ TEST(index_arrays_random, shift_indices) {
     }
 }
 
-template <class T> std::vector<T> permuted(const std::vector<T>& values, const id_list& perm) {
+template <class T> std::vector<T> permuted(const std::vector<T>& values, const id_vector& perm) {
     std::vector<T> result = values;
     for (std::size_t i = 0; i < std::min(values.size(), perm.size()); ++i) {
         if (perm[i] < values.size() && perm[i] != i) result[perm[i]] = values[i];
@@ -134,8 +134,8 @@ template <class T> std::vector<T> permuted(const std::vector<T>& values, const i
 TEST(index_arrays_random, permutation) {
     random_source random(4);
     for (std::uint64_t k = 0; k < test::nbr_runs(3000); ++k) {
-        const id_list values = any_list(random);
-        id_list perm = any_list(random);
+        const id_vector values = any_list(random);
+        id_vector perm = any_list(random);
         if (random.one_in(2)) { // a true permutation
             perm.resize(values.size());
             for (unsigned int i = 0; i < perm.size(); ++i) perm[i] = i;
@@ -154,14 +154,14 @@ TEST(index_arrays_random, permutation) {
 TEST(index_arrays_random, get_sorted_order) {
     random_source random(5);
     for (std::uint64_t k = 0; k < test::nbr_runs(3000); ++k) {
-        const id_list values = any_list(random, false);
-        id_list expected;
+        const id_vector values = any_list(random, false);
+        id_vector expected;
         for (unsigned int i = 0; i < values.size(); ++i) {
             if (values[i] != none) expected.push_back(i);
         }
         std::stable_sort(expected.begin(), expected.end(),
                          [&](unsigned int i, unsigned int j) { return values[i] < values[j]; });
-        id_list bounds{0};
+        id_vector bounds{0};
         const unsigned int nbr_values = values.empty() ? 0 : largest(values) + 1;
         for (unsigned int v = 0; v < nbr_values; ++v) {
             unsigned int end = bounds.back();
@@ -175,7 +175,7 @@ TEST(index_arrays_random, get_sorted_order) {
     }
 }
 
-unsigned int first_position(const id_list& values, unsigned int v) {
+unsigned int first_position(const id_vector& values, unsigned int v) {
     const auto found = std::find(values.begin(), values.end(), v);
     return found == values.end() || v == none ? none
                                               : static_cast<unsigned int>(found - values.begin());
@@ -184,8 +184,8 @@ unsigned int first_position(const id_list& values, unsigned int v) {
 TEST(index_arrays_random, get_IDs_of_lists) {
     random_source random(6);
     for (std::uint64_t k = 0; k < test::nbr_runs(2000); ++k) {
-        const id_list a = any_list(random), b = any_list(random);
-        id_list expected_a, expected_b;
+        const id_vector a = any_list(random), b = any_list(random);
+        id_vector expected_a, expected_b;
         for (const unsigned int v : b) expected_a.push_back(first_position(a, v));
         for (unsigned int i = 0; i < a.size(); ++i) {
             expected_b.push_back(first_position(a, a[i]) == i ? first_position(b, a[i]) : none);
@@ -197,14 +197,14 @@ TEST(index_arrays_random, get_IDs_of_lists) {
     }
 }
 
-id_list with_smallest_first(id_list column) {
+id_vector with_smallest_first(id_vector column) {
     std::rotate(column.begin(), std::min_element(column.begin(), column.end()), column.end());
     return column;
 }
-bool columns_match(const id_list& a, const id_list& b, bool strict) {
+bool columns_match(const id_vector& a, const id_vector& b, bool strict) {
     if (strict) return a == b;
-    const id_list work = with_smallest_first(b);
-    id_list loop = with_smallest_first(a);
+    const id_vector work = with_smallest_first(b);
+    id_vector loop = with_smallest_first(a);
     if (loop == work) return true;
     std::reverse(loop.begin() + 1, loop.end());
     return loop == work;
@@ -219,13 +219,13 @@ TEST(index_arrays_random, get_IDs_of_columns) {
         const auto a = any_columns(random, rows, nbr_ids);
         auto b = any_columns(random, rows, nbr_ids);
         for (std::size_t j = 0; a.cols() != 0 && j < b.cols(); j += 2) { // a loop of `a`, turned
-            id_list column = list(a)[random.below(a.cols())];
+            id_vector column = list(a)[random.below(a.cols())];
             std::rotate(column.begin(), column.begin() + static_cast<int>(random.below(rows)),
                         column.end());
             if (random.one_in(2)) std::reverse(column.begin(), column.end());
             std::copy(column.begin(), column.end(), b.column(j));
         }
-        id_list expected_a(b.cols(), none), expected_b(a.cols(), none);
+        id_vector expected_a(b.cols(), none), expected_b(a.cols(), none);
         const auto columns_a = list(a), columns_b = list(b);
         for (unsigned int j = 0; j < b.cols(); ++j) {
             for (unsigned int u = 0; u < a.cols(); ++u) {
@@ -241,7 +241,7 @@ TEST(index_arrays_random, get_IDs_of_columns) {
     }
 }
 
-id_list distinct(const id_list& values, const id_list& skip, id_list before) {
+id_vector distinct(const id_vector& values, const id_vector& skip, id_vector before) {
     std::set<unsigned int> seen(skip.begin(), skip.end());
     seen.insert(none);
     for (const unsigned int v : values) {
@@ -253,19 +253,19 @@ id_list distinct(const id_list& values, const id_list& skip, id_list before) {
 TEST(index_arrays_random, unique_indices) {
     random_source random(8);
     for (std::uint64_t k = 0; k < test::nbr_runs(3000); ++k) {
-        const id_list before = random.one_in(2) ? id_list{} : any_list(random);
-        const id_list skip = random.one_in(2) ? id_list{} : any_list(random);
+        const id_vector before = random.one_in(2) ? id_vector{} : any_list(random);
+        const id_vector skip = random.one_in(2) ? id_vector{} : any_list(random);
 
-        const id_list values = any_list(random);
+        const id_vector values = any_list(random);
         ids nodes = vector_of(before);
         ASSERT_EQ(unique_indices(nodes, vector_of(values), vector_of(skip)), 0);
         ASSERT_EQ(list(nodes), distinct(values, skip, before));
 
         std::vector<dense2D<unsigned int>> arrays(random.below(4));
-        id_list all;
+        id_vector all;
         for (auto& connect : arrays) {
             connect = any_columns(random);
-            const id_list entries = flat(connect);
+            const id_vector entries = flat(connect);
             all.insert(all.end(), entries.begin(), entries.end());
         }
         nodes = vector_of(before);
@@ -276,7 +276,7 @@ TEST(index_arrays_random, unique_indices) {
                   static_cast<int>(distinct(all, {}, {}).size()));
         if (arrays.empty()) continue;
 
-        const id_list entries = flat(arrays[0]);
+        const id_vector entries = flat(arrays[0]);
         nodes = vector_of(before);
         ASSERT_EQ(unique_indices(nodes, arrays[0], vector_of(skip)), 0);
         ASSERT_EQ(list(nodes), distinct(entries, skip, before));
@@ -288,7 +288,7 @@ TEST(index_arrays_random, unique_indices) {
 TEST(index_arrays_random, unique_indices_of_a_large_mesh) {
     random_source random(9);
     for (const std::size_t nbr_ids : {1000U, 100000U, 0xFFFFFFFEU}) {
-        const id_list values = test::random_ids(random, 200000, nbr_ids, 50);
+        const id_vector values = test::random_ids(random, 200000, nbr_ids, 50);
         ids nodes;
         ASSERT_EQ(unique_indices(nodes, vector_of(values), ids()), 0);
         ASSERT_EQ(list(nodes), distinct(values, {}, {}));
