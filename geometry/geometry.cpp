@@ -7,7 +7,7 @@
 #include "core/element_walk.h"
 #include "core/ids.h"
 #include "core/small_vectors.h"
-#include "geometry/node_maps.h"
+#include "geometry/motions.h"
 #include "tessmaker/index_arrays.h"
 
 namespace kv7::tessmaker {

@@ -4,7 +4,7 @@
 #include "core/element_table.h"
 #include "core/ids.h"
 #include "core/small_vectors.h"
-#include "geometry/node_maps.h"
+#include "geometry/motions.h"
 #include "tessmaker/repair.h"
 
 namespace kv7::tessmaker {

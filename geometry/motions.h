@@ -1,7 +1,7 @@
 // Maps of nodes in place: one core for all nodes, a run of them, or a list. A map is a function
 // object that changes the `dim` coordinates of a node in place.
-#ifndef TESSMAKER_GEOMETRY_NODE_MAPS_H
-#define TESSMAKER_GEOMETRY_NODE_MAPS_H
+#ifndef TESSMAKER_GEOMETRY_MOTIONS_H
+#define TESSMAKER_GEOMETRY_MOTIONS_H
 
 #include <algorithm>
 #include <array>
