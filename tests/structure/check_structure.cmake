@@ -37,7 +37,7 @@ endmacro()
 
 # Sets `result` to the folder that an include leads to, or to nothing.
 function(folder_of include result)
-  if(include MATCHES "^tessmaker/([a-z_]+)[.]h$")
+  if(include MATCHES "^tessmaker/([a-z_]+)")
     set(${result} "${folder_of_${CMAKE_MATCH_1}}" PARENT_SCOPE)
   elseif(include MATCHES "^([a-z]+)/")
     set(${result} "${CMAKE_MATCH_1}" PARENT_SCOPE)
