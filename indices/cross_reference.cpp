@@ -1,11 +1,10 @@
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 
-#include "core/element_table.h"
 #include "core/ids.h"
+#include "core/slot_table.h"
 #include "indices/id_hash.h"
 #include "tessmaker/index_arrays.h"
 
@@ -98,8 +97,7 @@ std::uint64_t hash_of_form(const unsigned int* form, std::size_t rows) {
     return hash;
 }
 
-// The columns of a connectivity by form, with open addressing. A slot holds the upper half of the
-// hash and the column + 1; 0 is free.
+// The columns of a connectivity by form.
 class form_index {
 public:
     // Makes room for the columns of `connect`.
@@ -107,52 +105,36 @@ public:
         if (connect.cols() >= no_id) return false;
         rows_ = connect.rows();
         strict_ = strict;
-        const std::size_t nbr_slots = std::bit_ceil(2 * connect.cols());
-        mask_ = nbr_slots - 1;
-        return forms_.resize(rows_, connect.cols() + 1) && slots_.resize(nbr_slots, 0);
+        return forms_.resize(rows_, connect.cols() + 1) && columns_.init_for(connect.cols());
     }
 
-    // Puts column `c` in unless one of its form is there. The column of this form.
+    // Inserts column `c` unless one of its form is there. Returns the column with this form.
     unsigned int insert(const unsigned int* column, unsigned int c) {
         unsigned int* const form = forms_.column(c);
         write_form(column, rows_, strict_, form);
-        const std::uint64_t hash = hash_of_form(form, rows_);
-        std::uint64_t& slot = slots_[slot_of(form, hash)];
-        if (slot == 0) slot = (hash & upper_half) | (c + 1U);
-        return static_cast<unsigned int>(slot) - 1U;
+        return columns_.find_or_insert(
+            hash_of_form(form, rows_), c,
+            [this, form](unsigned int other) { return has_form(other, form); });
     }
 
-    // The column of the form of `column`, or the sentinel.
+    // The column with the form of `column`, or the absent ID.
     unsigned int find(const unsigned int* column) {
         unsigned int* const form = forms_.column(forms_.cols() - 1);
         write_form(column, rows_, strict_, form);
-        return static_cast<unsigned int>(slots_[slot_of(form, hash_of_form(form, rows_))]) - 1U;
+        return columns_.find(hash_of_form(form, rows_),
+                             [this, form](unsigned int c) { return has_form(c, form); });
     }
 
 private:
-    static constexpr std::uint64_t upper_half = 0xFFFFFFFF00000000U;
-
-    // The slot that holds the form, or the free one where it belongs.
-    std::size_t slot_of(const unsigned int* form, std::uint64_t hash) const {
-        const std::uint64_t* const slots = slots_.data();
-        std::size_t s = hash & mask_;
-        while (slots[s] != 0) {
-            const unsigned int* const held =
-                forms_.column(static_cast<unsigned int>(slots[s]) - 1U);
-            if ((slots[s] & upper_half) == (hash & upper_half) &&
-                std::equal(held, held + rows_, form)) {
-                break;
-            }
-            s = (s + 1) & mask_;
-        }
-        return s;
+    bool has_form(unsigned int c, const unsigned int* form) const {
+        const unsigned int* const other = forms_.column(c);
+        return std::equal(other, other + rows_, form);
     }
 
     std::size_t rows_ = 0;
-    std::size_t mask_ = 0;
     bool strict_ = false;
     id_matrix forms_; // by column; the last one is room for a form that is looked up
-    dense1D<std::uint64_t, 8> slots_;
+    slot_table columns_;
 };
 
 } // namespace
