@@ -17,12 +17,7 @@ inline unsigned int boundary_stride(element_type type) { return shape_of(type).n
 
 // Nodes of a facet of a type, the most that it has for types with facets of two sizes. A value that
 // is none of the types has none.
-constexpr unsigned int boundary_height(element_type type) {
-    constexpr std::array<unsigned int, 23> height{0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4,
-                                                  3, 6, 4, 8, 9, 4, 8, 9, 4, 8, 9};
-    const auto row = static_cast<std::size_t>(type);
-    return row < height.size() ? height[row] : 0;
-}
+constexpr unsigned int boundary_height(element_type type) { return shape_of(type).boundary_height; }
 
 // Whether `neighbors` has K rows and a column for each element.
 inline bool has_shape(const dense2D<unsigned int>& neighbors, const dense2D<unsigned int>& connect,

@@ -32,7 +32,8 @@ struct local_facets {
     std::array<local_facet, 6> facet;
 };
 
-// The local facets that hold one local node, in the order in which a walk around it crosses them.
+// The local facets that hold one local node, in the order in which a walk around the node crosses
+// them.
 struct node_facets {
     unsigned int count;
     std::array<std::uint8_t, 4> facet;
@@ -120,25 +121,14 @@ inline constexpr element_topology hexahedron{
 
 // The topology of the corners of a plain type. Types without a shape of their own have none.
 constexpr const element_topology& topology_of(element_type type) {
-    switch (type) {
-    case ET_BAR2:
-    case ET_BAR3: return topology::bar;
-    case ET_TRIA3:
-    case ET_TRIA6: return topology::triangle;
-    case ET_QUAD4:
-    case ET_QUAD8:
-    case ET_QUAD9: return topology::quadrangle;
-    case ET_TETRA4:
-    case ET_TETRA10: return topology::tetrahedron;
-    case ET_PYRA5:
-    case ET_PYRA13:
-    case ET_PYRA14: return topology::pyramid;
-    case ET_PENTA6:
-    case ET_PENTA15:
-    case ET_PENTA18: return topology::wedge;
-    case ET_HEXA8:
-    case ET_HEXA20:
-    case ET_HEXA27: return topology::hexahedron;
+    switch (linear_type(type)) {
+    case ET_BAR2: return topology::bar;
+    case ET_TRIA3: return topology::triangle;
+    case ET_QUAD4: return topology::quadrangle;
+    case ET_TETRA4: return topology::tetrahedron;
+    case ET_PYRA5: return topology::pyramid;
+    case ET_PENTA6: return topology::wedge;
+    case ET_HEXA8: return topology::hexahedron;
     default: return topology::none;
     }
 }

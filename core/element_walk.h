@@ -15,27 +15,8 @@ namespace kv7::tessmaker {
 
 template <element_type TYPE> using type_constant = std::integral_constant<element_type, TYPE>;
 
-// The linear type with the corners of a plain one; any other type as it is.
-constexpr element_type linear_type(element_type type) {
-    switch (type) {
-    case ET_BAR3: return ET_BAR2;
-    case ET_TRIA6: return ET_TRIA3;
-    case ET_QUAD8:
-    case ET_QUAD9: return ET_QUAD4;
-    case ET_TETRA10: return ET_TETRA4;
-    case ET_PYRA13:
-    case ET_PYRA14: return ET_PYRA5;
-    case ET_PENTA15:
-    case ET_PENTA18: return ET_PENTA6;
-    case ET_HEXA20:
-    case ET_HEXA27: return ET_HEXA8;
-    default: return type;
-    }
-}
-
-// Calls `work` with the type as a constant if it is one of the nine that the functions on facets
-// serve: the linear types with a shape, and the two mixed types that tell theirs. Returns whether
-// it is.
+// Calls `work` with the type as a constant if functions on facets serve it: a linear type with a
+// shape, or one of the two mixed types whose columns tell theirs. Returns whether it is served.
 template <class Work> bool with_linear_type(element_type type, Work work) {
     switch (type) {
     case ET_BAR2: return work(type_constant<ET_BAR2>{}), true;

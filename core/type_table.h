@@ -11,6 +11,12 @@ namespace kv7::tessmaker {
 
 inline constexpr std::size_t nbr_element_types = 23;
 
+inline constexpr auto all_element_types = [] {
+    std::array<element_type, nbr_element_types> types{};
+    for (std::size_t i = 0; i < types.size(); ++i) types[i] = static_cast<element_type>(i);
+    return types;
+}();
+
 // Does not compile unless it has a row for each type, in the order of `element_type`.
 template <class Row> class type_table {
 public:
