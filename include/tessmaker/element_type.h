@@ -1,15 +1,37 @@
 // Element shapes, their tables, and the check of a connectivity against its shape.
 //
 // A connectivity is a `dense2D<unsigned int>` with one column per element and one row per node of
-// the element; its entries are 0-based node IDs, corners first. 0xFFFFFFFF is the absent ID, the
-// sentinel. Three types name a dimension and not a shape; two of them tell the shape of each column
-// by sentinels:
+// the element; its entries are 0-based node IDs, corners first. The absent ID is 0xFFFFFFFF; it
+// stands where an element has no node. Three types name a dimension and not a shape. In two of them
+// the absent ID tells the shape of each column:
 //
-//   ET_FACE_MIX   3 rows: triangles. 4 rows: a quadrangle, or a triangle with 0xFFFFFFFF in row 3.
-//   ET_SOLID_MIX  4 rows: tetrahedra. 5 rows: pyramids. 6 rows: wedges. 8 rows: a hexahedron, or
-//                 0xFFFFFFFF from row 4 on (tetrahedron), row 5 on (pyramid), row 6 on (wedge).
+//   ET_FACE_MIX   3 rows: triangles
+//                 4 rows: a quadrangle; or a triangle, with the absent ID in row 3
+//   ET_SOLID_MIX  4 rows: tetrahedra
+//                 5 rows: pyramids
+//                 6 rows: wedges
+//                 8 rows: a hexahedron; or a tetrahedron, a pyramid or a wedge, with the absent ID
+//                         from row 4, 5 or 6 on
 //
-// Every function of the library that returns an `int` follows one frame, but where its own contract
+// Quadratic types have further nodes in the rows that follow the corners. First come the nodes at
+// the middle of edges, in this order (1-2 is the edge between local nodes 1 and 2):
+//
+//   ET_BAR3                 0-1
+//   ET_TRIA6                1-2, 2-0, 0-1
+//   ET_QUAD8, ET_QUAD9      0-1, 1-2, 2-3, 3-0
+//   ET_TETRA10              1-2, 2-0, 0-1, 0-3, 1-3, 2-3
+//   ET_PYRA13, ET_PYRA14    0-1, 1-2, 2-3, 3-0, 0-4, 1-4, 2-4, 3-4
+//   ET_PENTA15, ET_PENTA18  0-3, 1-4, 2-5, 1-2, 2-0, 0-1, 4-5, 5-3, 3-4
+//   ET_HEXA20, ET_HEXA27    0-1, 1-2, 2-3, 3-0, 4-5, 5-6, 6-7, 7-4, 0-4, 1-5, 2-6, 3-7
+//
+// Then come the nodes at the middle of facets, and last the one at the middle of the element:
+//
+//   ET_QUAD9    the element
+//   ET_PYRA14   facet 0-1-2-3
+//   ET_PENTA18  facets 0-1-4-3, 1-2-5-4, 2-0-3-5
+//   ET_HEXA27   facets 0-3-7-4, 1-2-6-5, 0-1-5-4, 3-2-6-7, 0-1-2-3, 4-5-6-7; the element
+//
+// Every function of the library that returns an `int` follows one frame, unless its own contract
 // says otherwise. It empties its outputs; returns 0 when its main input is empty; checks its
 // arguments in the order of the signature; sizes the outputs; works; and returns 0 or a count. A
 // negative result is a failure:
@@ -71,17 +93,17 @@ TESSMAKER_API unsigned int nbr_boundaries(element_type type);
 // The library's version, "5.4.1.0". Static text.
 TESSMAKER_API const char* version();
 
-// Whether every ID is below `limit` or 0xFFFFFFFF. True for an empty list, and for a `limit` of
-// 0xFFFFFFFF, which compares nothing.
+// Whether every ID is below `limit` or absent. True for an empty list, and for a `limit` that is
+// the absent ID, which compares nothing.
 TESSMAKER_API bool check_IDs(const dense1D<unsigned int, 8>& nodes, unsigned int limit);
 
 // The same over all entries of a connectivity of any shape.
 TESSMAKER_API bool check_IDs(const dense2D<unsigned int>& connect, unsigned int limit);
 
 // Whether `connect` has the rows of `type`, every node that the shape of a column needs is below
-// `limit`, and sentinels stand only where a mixed type allows them. Plain types, ET_BAR_MIX among
-// them, tolerate no sentinel. True for an empty array under any type. No value of `limit` skips the
-// comparison: with 0xFFFFFFFF only the sentinel itself is not below it.
+// `limit`, and the absent ID stands only where a mixed type allows it. Plain types, ET_BAR_MIX
+// among them, never allow it. True for an empty array under any type. No value of `limit` skips the
+// comparison: if it is the absent ID, all others are below it.
 TESSMAKER_API bool check_IDs(const dense2D<unsigned int>& connect, element_type type,
                              unsigned int limit);
 
