@@ -6,16 +6,19 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include <tessmaker/tessmaker.h>
+
+#include "core/element_table.h"
 
 using namespace kv7;
 using namespace kv7::tessmaker;
 
 namespace {
 
-using id_matrix = dense2D<unsigned int>;
 using point2 = vector_fixed<double, 2>;
+using point3 = vector_fixed<double, 3>;
 
 // A picture of nothing is none.
 void require(bool done) {
@@ -216,32 +219,79 @@ void copies() {
     print("copies_mirrored", mirrored);
 }
 
-// An element that is not inverted: its corners, edges and facets.
+// The middle of the corners on which a node of a quadratic type lies.
+point3 place_of(const added_node& node, const dense2D<double>& corners, const id_matrix& facets) {
+    std::vector<unsigned int> on;
+    if (node.on == added_node::place::edge) {
+        on = {node.a, node.b};
+    } else if (node.on == added_node::place::facet) {
+        on.assign(facets.column(node.a), facets.column(node.a) + facets.rows());
+    } else {
+        for (unsigned int c = 0; c < corners.cols(); ++c) on.push_back(c);
+    }
+    point3 sum{};
+    for (const unsigned int corner : on) {
+        for (unsigned int i = 0; i < 3; ++i) sum[i] += corners(i, corner);
+    }
+    const auto weight = 1.0 / static_cast<double>(on.size());
+    return {sum[0] * weight, sum[1] * weight, sum[2] * weight};
+}
+
+// An element that is not inverted: its nodes, its edges and facets as corners, and of each node of
+// a quadratic type that is no corner where it lies: 0 on an edge, 1 on a facet, 2 inside.
 void shape(const std::string& name, element_type type, std::initializer_list<double> corners) {
-    dense2D<double> pos(3, nbr_nodes(type));
+    const element_type linear = linear_type(type);
+    dense2D<double> pos(3, nbr_nodes(linear));
     std::copy(corners.begin(), corners.end(), pos.column(0));
-    id_matrix connect(nbr_nodes(type), 1);
+    id_matrix connect(nbr_nodes(linear), 1);
     for (unsigned int r = 0; r < connect.rows(); ++r) connect(r, 0) = r;
     id_matrix edges;
-    require(copy_edges(connect, type, edges, {}) == 0);
+    require(copy_edges(connect, linear, edges, {}) == 0);
     id_matrix facets;
-    require(get_element_boundaries(connect, type, facets) == 0);
+    require(get_element_boundaries(connect, linear, facets) == 0);
     dense1D<double> determinants;
-    require(jacobians(pos, connect, type, determinants) == 0 && determinants[0] > 0.0);
-    print("shape_" + name + "_pos", pos);
+    require(jacobians(pos, connect, linear, determinants) == 0 && determinants[0] > 0.0);
+
+    const auto added = shape_of(type).added;
+    dense2D<double> all_pos;
+    require(all_pos.copy(pos) && all_pos.resize(3, nbr_nodes(type)));
+    dense1D<double> places;
+    for (const added_node& node : added) {
+        const point3 at = place_of(node, pos, facets);
+        std::copy_n(at.data(), 3, all_pos.column(pos.cols() + places.size()));
+        require(places.push_back(static_cast<double>(node.on)));
+    }
+    print("shape_" + name + "_pos", all_pos);
     print("shape_" + name + "_edges", edges);
     print("shape_" + name + "_facets", facets);
+    print("shape_" + name + "_places", places);
 }
 
 void shapes() {
-    shape("BAR2", ET_BAR2, {0, 0, 0, 1, 0, 0});
-    shape("TRIA3", ET_TRIA3, {0, 0, 0, 1, 0, 0, 0.5, 0.9, 0});
-    shape("QUAD4", ET_QUAD4, {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0});
-    shape("TETRA4", ET_TETRA4, {0, 0, 0, 0.35, 0.9, 0, 1, 0, 0, 0.5, 0.3, 0.9});
-    shape("PYRA5", ET_PYRA5, {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0, 0.5, 0.5, 0.9});
-    shape("PENTA6", ET_PENTA6, {0, 0, 0, 1, 0, 0, 0.25, 0.9, 0, 0, 0, 1, 1, 0, 1, 0.25, 0.9, 1});
-    shape("HEXA8", ET_HEXA8,
-          {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0, 0, 0, 1, 1, 0, 1, 1, 1, 1, 0, 1, 1});
+    const std::initializer_list<double> bar{0, 0, 0, 1, 0, 0};
+    const std::initializer_list<double> triangle{0, 0, 0, 1, 0, 0, 0.5, 0.9, 0};
+    const std::initializer_list<double> quadrangle{0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
+    const std::initializer_list<double> tetrahedron{0, 0, 0, 0.35, 0.9, 0, 1, 0, 0, 0.5, 0.3, 0.9};
+    const std::initializer_list<double> pyramid{0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0, 0.5, 0.5, 0.9};
+    const std::initializer_list<double> wedge{0, 0, 0, 1, 0, 0, 0.25, 0.9, 0,
+                                              0, 0, 1, 1, 0, 1, 0.25, 0.9, 1};
+    const std::initializer_list<double> hexahedron{0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0,
+                                                   0, 0, 1, 1, 0, 1, 1, 1, 1, 0, 1, 1};
+    shape("BAR2", ET_BAR2, bar);
+    shape("TRIA3", ET_TRIA3, triangle);
+    shape("QUAD4", ET_QUAD4, quadrangle);
+    shape("TETRA4", ET_TETRA4, tetrahedron);
+    shape("PYRA5", ET_PYRA5, pyramid);
+    shape("PENTA6", ET_PENTA6, wedge);
+    shape("HEXA8", ET_HEXA8, hexahedron);
+    shape("BAR3", ET_BAR3, bar);
+    shape("TRIA6", ET_TRIA6, triangle);
+    shape("QUAD9", ET_QUAD9, quadrangle);
+    // Deeper, for room between its nodes.
+    shape("TETRA10", ET_TETRA10, {0, 0, 0, 0.3, 1.5, 0, 1, 0, 0, 0.4, 0.4, 1});
+    shape("PYRA14", ET_PYRA14, pyramid);
+    shape("PENTA18", ET_PENTA18, wedge);
+    shape("HEXA27", ET_HEXA27, hexahedron);
 }
 
 } // namespace

@@ -128,24 +128,20 @@ def is_seen(corners, centre):
     return np.dot(normal, [0.42, -1.0, 0.3]) > 0
 
 
-def shape(axis, name, pos, edges, facets):
+def outline(axis, name, pos, edges, facets):
+    """Edges, corners and their numbers. The nodes in the picture, and which facets are seen."""
+    nbr_corners = int(edges.max()) + 1
     is_solid = pos[:, 2].any()
     flat = project(pos) if is_solid else pos[:, :2]
     nodes_of = [[int(n) for n in facet if n != 0xFFFFFFFF] for facet in facets]
-    seen = [not is_solid or is_seen(pos[nodes], pos.mean(axis=0)) for nodes in nodes_of]
+    centre = pos[:nbr_corners].mean(axis=0)
+    seen = [not is_solid or is_seen(pos[nodes], centre) for nodes in nodes_of]
     for a, b in edges.astype(int):
         shown = [s for s, nodes in zip(seen, nodes_of) if a in nodes and b in nodes]
         style = "k-" if any(shown) or not is_solid else "k:"
         axis.plot(flat[[a, b], 0], flat[[a, b], 1], style, linewidth=1.2)
-    middle = flat.mean(axis=0)
-    for f, nodes in enumerate(nodes_of):
-        x, y = flat[nodes].mean(axis=0)
-        if len(nodes) == 1:
-            y += 0.2
-        colour = "tab:blue" if seen[f] else "lightsteelblue"
-        axis.text(x, y, str(f), color="white", ha="center", va="center", fontsize=9,
-                  bbox={"boxstyle": "circle,pad=0.2", "facecolor": colour, "edgecolor": "none"})
-    for n, (x, y) in enumerate(flat):
+    middle = flat[:nbr_corners].mean(axis=0)
+    for n, (x, y) in enumerate(flat[:nbr_corners]):
         away = np.array([x, y]) - middle
         x, y = np.array([x, y]) + 0.13 * away / max(np.hypot(*away), 1e-9)
         axis.plot(*flat[n], "ko", markersize=4)
@@ -155,17 +151,53 @@ def shape(axis, name, pos, edges, facets):
     axis.set_ylim(flat[:, 1].min() - 0.25, flat[:, 1].max() + 0.3)
     axis.set_aspect("equal")
     axis.set_axis_off()
+    return flat, nodes_of, seen
+
+
+def number(axis, point, value, colour, **box):
+    axis.text(*point, str(value), color=colour, ha="center", va="center", fontsize=9,
+              bbox={"boxstyle": "circle,pad=0.2", **box})
+
+
+def linear_shape(axis, name, pos, edges, facets, _places):
+    flat, nodes_of, seen = outline(axis, name, pos, edges, facets)
+    for f, nodes in enumerate(nodes_of):
+        point = flat[nodes].mean(axis=0)
+        if len(nodes) == 1:
+            point = point + [0, 0.2]
+        number(axis, point, f, "white", edgecolor="none",
+               facecolor="tab:blue" if seen[f] else "lightsteelblue")
+
+
+def quadratic_shape(axis, name, pos, edges, facets, places):
+    flat, _, _ = outline(axis, name, pos, edges, facets)
+    nbr_corners = int(edges.max()) + 1
+    fills = ("gold", "white", "tab:red")
+    for n, place in enumerate(places[:, 0].astype(int)):
+        number(axis, flat[nbr_corners + n], nbr_corners + n, "white" if place == 2 else "black",
+               facecolor=fills[place], edgecolor="black", linewidth=0.5)
 
 
 def shapes(arrays, folder):
-    names = ["BAR2", "TRIA3", "QUAD4", "TETRA4", "PYRA5", "PENTA6", "HEXA8"]
-    figure, axes = plt.subplots(2, 4, figsize=(9.5, 5), layout="constrained")
-    axes[0][3].set_axis_off()
-    for axis, name in zip([*axes[0][:3], *axes[1]], names):
-        parts = (arrays["shape_" + name + "_" + part] for part in ("pos", "edges", "facets"))
-        shape(axis, "ET_" + name, *parts)
-    axes[0][3].text(0.5, 0.5, "black: local nodes\nblue: local facets,\npale where hidden",
-                    ha="center", va="center", fontsize=10)
+    figure = plt.figure(figsize=(9.5, 11.5), layout="constrained")
+    upper, lower = figure.subfigures(2, 1, height_ratios=(5, 6.5))
+    above = upper.subplots(2, 4)
+    above[0][3].text(0.5, 0.5, "black: corners\nblue: local facets,\npale where hidden",
+                     ha="center", va="center", fontsize=10)
+    below = lower.subplot_mosaic([["BAR3"] * 3 + ["TRIA6"] * 3 + ["QUAD9"] * 3 + ["TETRA10"] * 3,
+                                  ["PYRA14"] * 4 + ["PENTA18"] * 4 + ["HEXA27"] * 4],
+                                 gridspec_kw={"height_ratios": (3, 4)})
+    below["BAR3"].text(0.5, -0.9, "yellow: on edges\nwhite: on facets\nred: inside",
+                       ha="center", va="center", fontsize=10)
+    linear = dict(zip(["BAR2", "TRIA3", "QUAD4", "", "TETRA4", "PYRA5", "PENTA6", "HEXA8"],
+                      above.flat))
+    linear.pop("").set_axis_off()
+    titles = {"QUAD9": "ET_QUAD8, ET_QUAD9", "PYRA14": "ET_PYRA13, ET_PYRA14",
+              "PENTA18": "ET_PENTA15, ET_PENTA18", "HEXA27": "ET_HEXA20, ET_HEXA27"}
+    for draw, axes in ((linear_shape, linear), (quadratic_shape, below)):
+        for name, axis in axes.items():
+            draw(axis, titles.get(name, "ET_" + name), *(arrays["shape_" + name + "_" + part]
+                                for part in ("pos", "edges", "facets", "places")))
     save(figure, folder + "/element_types.png")
 
 
