@@ -1,4 +1,4 @@
-// Maps, boxes and centroids of ten million nodes, beside a copy of their coordinates.
+// Motions, boxes and centroids of ten million nodes, beside a copy of their coordinates.
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -41,7 +41,7 @@ dense2D<unsigned int> grid_quadrangles() {
     return connect;
 }
 
-// The maps change `pos` little enough for any number of runs.
+// The motions change `pos` little enough for any number of runs.
 template <class Work> void run_on_nodes(benchmark::State& state, Work work) {
     dense2D<double> pos = grid_nodes();
     for ([[maybe_unused]] auto _ : state) {

@@ -1,5 +1,5 @@
-// Maps of nodes in place: one core for all nodes, a run of them, or a list. A map is a function
-// object that changes the `dim` coordinates of a node in place.
+// Motions of nodes in place, for all nodes, the last ones, or those of a list. A motion is a
+// function object that changes the `dim` coordinates of one node.
 #ifndef TESSMAKER_GEOMETRY_MOTIONS_H
 #define TESSMAKER_GEOMETRY_MOTIONS_H
 
@@ -41,7 +41,7 @@ template <std::size_t N> struct translation {
     }
 };
 
-// Counter-clockwise in the plane.
+// Counter-clockwise in the plane, the angle in radians.
 class rotation_2d {
 public:
     static constexpr std::size_t dim = 2;
@@ -61,7 +61,8 @@ private:
     double cosine_;
 };
 
-// About the axis along v by its length t: R = I + a W + b W^2 by Rodrigues, where W x = v cross x.
+// About the axis along v, by its length t in radians. Rodrigues: R = I + a W + b W^2, where
+// W x = v cross x, a = sin(t) / t and b = (1 - cos(t)) / t^2.
 class rotation_3d {
 public:
     static constexpr std::size_t dim = 3;
@@ -72,7 +73,8 @@ public:
         double a = 0.0;
         double b = 0.0;
         if (t <= 0.1) {
-            // sin and cos would cancel; the series by Horner, up to t^10 / 11!, t^8 / 10!
+            // 1 - cos(t) would cancel. The Taylor series by Horner, up to t^10 / 11! and t^8 / 10!;
+            // the first terms left out are below 3e-19, far below the rounding of a and b.
             a = 1 - t2 / 6 * (1 - t2 / 20 * (1 - t2 / 42 * (1 - t2 / 72 * (1 - t2 / 110))));
             b = (1 - t2 / 12 * (1 - t2 / 30 * (1 - t2 / 56 * (1 - t2 / 90)))) / 2;
         } else {
@@ -100,37 +102,51 @@ inline rotation_3d rotation_about(const vector<3>& center, const vector<3>& v) {
     return {center, v};
 }
 
-// Gives a node that has fewer coordinates than the map zeros for the others, which are then lost.
-template <class Map> void move_padded(double* p, std::size_t rows, const Map& map) {
-    std::array<double, Map::dim> padded{};
+// Distances from the centre multiplied by `excess` + 1, rounded in just this order.
+template <std::size_t N> struct zooming {
+    static constexpr std::size_t dim = N;
+    vector<N> center;
+    double excess;
+
+    void operator()(double* p) const {
+        for (std::size_t i = 0; i < N; ++i) p[i] = p[i] + (p[i] - center[i]) * excess;
+    }
+};
+
+// Moves a node that has fewer coordinates than the motion: those that are missing count as 0, and
+// what becomes of them is lost.
+template <class Motion> void move_padded(double* p, std::size_t rows, const Motion& motion) {
+    std::array<double, Motion::dim> padded{};
     std::copy_n(p, rows, padded.data());
-    map(padded.data());
+    motion(padded.data());
     std::copy_n(padded.data(), rows, p);
 }
 
-// Gives `pos` as many rows as the map has dimensions, and moves the nodes from `first` on.
-template <class Map> void move_from(dense2D<double>& pos, std::size_t first, const Map& map) {
-    constexpr std::size_t dim = Map::dim;
+// Gives `pos` as many rows as the motion has dimensions, and moves the nodes from `first` on.
+template <class Motion>
+void move_from(dense2D<double>& pos, std::size_t first, const Motion& motion) {
+    constexpr std::size_t dim = Motion::dim;
     const std::size_t cols = pos.cols();
     if (pos.rows() < dim) pos.resize(dim, cols, 0.0); // kept: without memory the rest is moved
     const std::size_t rows = pos.rows();
     const std::size_t ld = pos.ld();
     double* p = pos.column(first);
     if (rows < dim) {
-        for (std::size_t c = first; c < cols; ++c, p += ld) move_padded(p, rows, map);
+        for (std::size_t c = first; c < cols; ++c, p += ld) move_padded(p, rows, motion);
     } else if (ld == dim) {
-        for (std::size_t c = first; c < cols; ++c, p += dim) map(p);
+        for (std::size_t c = first; c < cols; ++c, p += dim) motion(p);
     } else {
-        for (std::size_t c = first; c < cols; ++c, p += ld) map(p);
+        for (std::size_t c = first; c < cols; ++c, p += ld) motion(p);
     }
 }
 
-// The same for the nodes of a list. Values that are no columns are skipped. The number of moves.
-template <class Map>
-std::size_t move_listed(dense2D<double>& pos, const id_list& nodes, const Map& map) {
-    constexpr std::size_t dim = Map::dim;
+// The same for the nodes of a list, less the values that are no columns. Returns the number of
+// moves.
+template <class Motion>
+std::size_t move_listed(dense2D<double>& pos, const id_list& nodes, const Motion& motion) {
+    constexpr std::size_t dim = Motion::dim;
     const std::size_t cols = pos.cols();
-    if (pos.rows() < dim) pos.resize(dim, cols, 0.0); // kept: as above
+    if (pos.rows() < dim) pos.resize(dim, cols, 0.0); // kept: likewise
     const std::size_t rows = pos.rows();
     const std::size_t ld = pos.ld();
     double* const origin = pos.column(0);
@@ -138,7 +154,7 @@ std::size_t move_listed(dense2D<double>& pos, const id_list& nodes, const Map& m
     for (const unsigned int node : nodes) {
         if (node >= cols) continue;
         double* const p = origin + node * ld;
-        rows < dim ? move_padded(p, rows, map) : map(p);
+        rows < dim ? move_padded(p, rows, motion) : motion(p);
         ++nbr_moves;
     }
     return nbr_moves;
