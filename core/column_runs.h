@@ -1,5 +1,5 @@
-// Walks over all entries of an array, in as few runs of consecutive ones as its `ld` allows: one
-// for a packed array, one a column otherwise.
+// Walks over all entries of an array in runs of consecutive ones: a single run if the columns are
+// packed, otherwise one per column.
 #ifndef TESSMAKER_CORE_COLUMN_RUNS_H
 #define TESSMAKER_CORE_COLUMN_RUNS_H
 
@@ -7,7 +7,7 @@
 
 namespace kv7::tessmaker {
 
-// Whether `run_ok(first, n)` holds for each run; it is not asked beyond the first that fails.
+// Whether `run_ok(first, n)` is true for each run. Stops at the first that fails.
 template <class Matrix, class RunCheck> bool all_runs(Matrix& array, RunCheck run_ok) {
     const std::size_t rows = array.rows();
     const std::size_t cols = array.cols();

@@ -1,4 +1,4 @@
-// What functions ask of an array of node coordinates.
+// Checks of an array of node coordinates.
 #ifndef TESSMAKER_CORE_COORDINATES_H
 #define TESSMAKER_CORE_COORDINATES_H
 

@@ -1,4 +1,4 @@
-// What is known of each element type, and how the shape of a mixed column is told.
+// The properties of each element type, and the type of each column of a mixed array.
 #ifndef TESSMAKER_CORE_ELEMENT_TABLE_H
 #define TESSMAKER_CORE_ELEMENT_TABLE_H
 

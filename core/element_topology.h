@@ -1,5 +1,5 @@
-// Local edges and local facets of each element shape, and the facets around each corner, in the one
-// order that all of the library uses.
+// Local edges and local facets of each element shape, and the facets around each corner, in the
+// order that is used throughout the library.
 #ifndef TESSMAKER_CORE_ELEMENT_TOPOLOGY_H
 #define TESSMAKER_CORE_ELEMENT_TOPOLOGY_H
 
@@ -54,7 +54,7 @@ inline constexpr element_topology bar{
     {2, {{{1, {1}}, {1, {0}}}}},
     {{{1, {1}}, {1, {0}}}},
 };
-// Facets of a simplex are numbered by the node that they face.
+// Facet f of a simplex is the one opposite node f.
 inline constexpr element_topology triangle{
     {3, {{{1, 2}, {2, 0}, {0, 1}}}},
     {3, {{{2, {1, 2}}, {2, {2, 0}}, {2, {0, 1}}}}},

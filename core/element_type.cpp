@@ -10,8 +10,8 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Whether `is_bad` holds for no entry. Inside a block there is no branch per entry, which is faster
-// than stopping at the first bad one.
+// Whether `is_bad` is false for all entries. Looks at whole blocks, without a branch per entry:
+// that is faster than stopping at the first bad one.
 template <class IsBad> bool none_bad(const unsigned int* ids, std::size_t n, IsBad is_bad) {
     constexpr std::size_t block = 1024;
     for (std::size_t begin = 0; begin < n; begin += block) {
@@ -27,7 +27,7 @@ bool all_below(const unsigned int* ids, std::size_t n, unsigned int limit) {
     return none_bad(ids, n, [limit](unsigned int id) { return id >= limit; });
 }
 
-// The same with the sentinel let through: it wraps to 0 when 1 is added.
+// The same, but the absent ID passes: adding 1 wraps it to 0.
 bool all_below_or_absent(const unsigned int* ids, std::size_t n, unsigned int limit) {
     return none_bad(ids, n, [limit](unsigned int id) { return id + 1U > limit; });
 }

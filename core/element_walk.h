@@ -1,5 +1,5 @@
-// Walks over the columns of a connectivity in which the shape of each column is a constant for the
-// compiler, so that loops over its table of edges or facets unroll.
+// Walks over the columns of a connectivity in which the shape of each column is a compile-time
+// constant, so that loops over its table of edges or facets unroll.
 #ifndef TESSMAKER_CORE_ELEMENT_WALK_H
 #define TESSMAKER_CORE_ELEMENT_WALK_H
 
@@ -66,7 +66,7 @@ void for_each_column(const dense2D<unsigned int>& connect, Work work) {
     }
 }
 
-// Calls `work(f)` for f = 0 to N - 1, each of them a constant.
+// Calls `work(f)` for f = 0 to N - 1, each a compile-time constant.
 template <std::size_t N, class Work> void for_each_constant(Work work) {
     [&]<std::size_t... F>(std::index_sequence<F...>) {
         (work(std::integral_constant<std::size_t, F>{}), ...);

@@ -1,4 +1,4 @@
-// Memory failure on demand, for tests.
+// A hook that lets tests make allocations fail.
 #ifndef TESSMAKER_CORE_MEMORY_HOOK_H
 #define TESSMAKER_CORE_MEMORY_HOOK_H
 
@@ -6,11 +6,11 @@
 
 namespace kv7 {
 
-// Asked before each allocation of block memory whether it may take place.
+// Called before each allocation of block memory; false makes the allocation fail.
 using memory_hook = bool (*)(std::size_t bytes) noexcept;
 
-// Installs a hook, or none with null, and returns the one before. While a hook is installed, no
-// other thread may allocate.
+// Installs a hook, or removes it if null, and returns the previous one. While a hook is installed,
+// no other thread may allocate.
 memory_hook set_memory_hook(memory_hook hook) noexcept;
 
 } // namespace kv7

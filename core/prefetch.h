@@ -1,4 +1,4 @@
-// Hints for walks that know what they will read.
+// Prefetches for walks that know in advance what they will read.
 #ifndef TESSMAKER_CORE_PREFETCH_H
 #define TESSMAKER_CORE_PREFETCH_H
 
@@ -7,24 +7,25 @@
 
 namespace kv7::tessmaker {
 
-// How far a walk over consecutive IDs asks ahead: hardware that does so by itself stops at the end
-// of each page.
+// How many IDs ahead a walk over consecutive IDs prefetches. The hardware prefetches, too, but
+// stops at the end of each page.
 inline constexpr std::size_t ids_ahead = 256;
 
-// IDs in what one request brings.
+// IDs in a cache line, which is what one prefetch loads.
 inline constexpr std::size_t ids_of_line = 16;
 
-// A function that only prefetches has no effect known to the compiler: at -O2, g++ drops calls of
-// it that it does not inline. Hence `always_inline`, here and on every function that wraps these.
+// To the compiler, a function that only prefetches has no effect: at -O2, g++ drops calls of it
+// that it does not inline. Hence `always_inline`, here and on every function that wraps these.
 
-// Asks for the memory at `address`.
+// Prefetches the memory at `address`.
 [[gnu::always_inline]] inline void prefetch(const void* address) { __builtin_prefetch(address); }
 
-// Asks for the memory `distance` elements behind `first`, which may lie beyond any array.
+// Prefetches the memory `distance` elements after `first`, which may lie outside any array.
 template <class T>
 [[gnu::always_inline]] inline void prefetch(const T* first, std::size_t distance) {
     const auto address = reinterpret_cast<std::uintptr_t>(first) + distance * sizeof(T);
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): a pointer must not leave its array, a number may.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a pointer must stay in its array, a number need
+    // not.
     prefetch(reinterpret_cast<const void*>(address));
 }
 

@@ -26,14 +26,14 @@ inline vector<3> cross(const vector<3>& a, const vector<3>& b) {
     return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 
-// Between two columns of coordinates.
+// a - b, of two columns of coordinates.
 template <std::size_t N> vector<N> difference(const double* a, const double* b) {
     vector<N> v;
     for (std::size_t i = 0; i < N; ++i) v[i] = a[i] - b[i];
     return v;
 }
 
-// Squared, between two columns of coordinates. The order of the sum is part of many results.
+// Squared distance of two columns of coordinates. Many results depend on the order of the sum.
 template <std::size_t N> double squared_distance(const double* a, const double* b) {
     static_assert(N == 2 || N == 3);
     const double dx = a[0] - b[0];
@@ -59,7 +59,8 @@ void set_column(matrix_fixed<double, R, C>& P, std::size_t k, const vector_fixed
     for (std::size_t i = 0; i < R; ++i) P(i, k) = p[i];
 }
 
-// The vector at unit length; as it is where its squared length is exactly 0 or 1.
+// The vector scaled to unit length. One whose squared length is exactly 0 or 1 is returned as it
+// is.
 template <std::size_t N> vector_fixed<double, N> normalised(vector_fixed<double, N> v) {
     const double length2 = dot(v, v);
     if (length2 == 0.0 || length2 == 1.0) return v;

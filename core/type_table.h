@@ -17,7 +17,7 @@ inline constexpr auto all_element_types = [] {
     return types;
 }();
 
-// Does not compile unless it has a row for each type, in the order of `element_type`.
+// Compiles only if it has a row for each type, in the order of `element_type`.
 template <class Row> class type_table {
 public:
     struct entry {

@@ -12,10 +12,10 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// First positions of the values of a list, in an array by value.
+// Where each value occurs first in a list: an array indexed by value.
 class place_array {
 public:
-    // Worth its memory where values lie close; false otherwise, and when memory fails.
+    // False if the values are too sparse for an array, or when memory fails.
     bool init(const id_list& list) {
         const std::size_t nbr_values = std::size_t{max_ID(list)} + 1;
         if (nbr_values / 8 > list.size()) return false;
@@ -34,7 +34,7 @@ private:
     id_list places_;
 };
 
-// The same by hash.
+// The same as a hash map.
 class place_map {
 public:
     bool init(const id_list& list) {
@@ -63,15 +63,16 @@ void cross_reference(const Places& places, const id_list& list_b, id_list& a_of_
     for (std::size_t j = list_b.size(); j-- > 0;) {
         const unsigned int i = places.find(list_b[j]);
         if (i == no_id) continue;
-        // An output that memory failed for is empty.
+        // An output is empty if there was no memory for it.
         if (j < a_of_b.size()) a_of_b[j] = i;
         if (i < b_of_a.size()) b_of_a[i] = static_cast<unsigned int>(j);
     }
 }
 
-// Writes the one form that all columns have which match a column: the column itself where order
-// counts. Otherwise the smallest ID first (of several, the one that stands first), and the lesser
-// of the two directions. Matching is an equivalence, so equal forms decide it.
+// Writes the form that a column shares with all columns that match it: two columns match if their
+// forms are equal. If order counts, it is the column itself. Otherwise it is the column read as a
+// cycle from its smallest ID (the first one, if that repeats), in the direction that gives the
+// smaller sequence.
 void write_form(const unsigned int* column, std::size_t rows, bool strict, unsigned int* form) {
     if (strict) {
         std::copy_n(column, rows, form);

@@ -1,13 +1,14 @@
-// Hash tables of IDs that live in one block of memory, without an allocation per entry.
+// Hash tables of IDs in one block of memory, without an allocation per entry.
 //
-// The first `nbr_buckets` entries are the heads of the chains; what doesn't fit there is appended
-// behind them. A chain is linked by forward distances, so the block may move. An entry is live when
-// it bears the table's stamp, so clearing a table is raising its stamp. Keys are their own hash.
+// The first `nbr_buckets` entries are the heads of the chains; entries that collide are appended
+// after them. Chains are linked by forward distances, so the block may move. An entry is live if it
+// has the table's stamp, so raising the stamp clears the table. The hash of a key is the key
+// itself.
 //
-// One template serves sets and maps. What the entries hold is told by `Held`:
+// One template serves sets and maps. `Held` defines what an entry holds:
 //
-//   content       type of what an entry holds
-//   key(content)  the key, an ID, which stands in the table at most once
+//   content       its type
+//   key(content)  its key, an ID; no two entries have the same
 #ifndef TESSMAKER_INDICES_ID_HASH_H
 #define TESSMAKER_INDICES_ID_HASH_H
 
@@ -27,7 +28,7 @@ inline constexpr std::array<std::uint64_t, 30> bucket_primes{
     786433,    1572869,   3145739,   6291469,    12582917,   25165843,  50331653, 100663319,
     201326611, 402653189, 805306457, 1610612741, 3221225473, 4294967291};
 
-// The first of the primes that isn't below `n`; the last one beyond them all.
+// The first of these primes that is not below `n`; the last one if `n` is above all of them.
 inline std::uint64_t next_prime(std::uint64_t n) {
     const auto* const prime = std::lower_bound(bucket_primes.begin(), bucket_primes.end(), n);
     return prime == bucket_primes.end() ? bucket_primes.back() : *prime;
@@ -36,29 +37,29 @@ inline std::uint64_t next_prime(std::uint64_t n) {
 template <class Held> class id_hash_table {
 public:
     using content = typename Held::content;
-    // The content, the stamp of the generation that wrote it (0: none did), and the distance to the
-    // next entry of the chain (0: the last one).
+    // The content, the stamp that it was written with (0: never written), and the distance to the
+    // next entry of the chain (0: end of the chain).
     using entry = triad<content, std::uint64_t, std::uint64_t>;
 
-    // Where the content stands, null when memory failed, and whether it is new.
+    // The address of the content, null if memory failed, and whether it has been added.
     struct insertion {
         content* place = nullptr;
         bool added = false;
     };
 
-    // Holds nothing and takes nothing in before `init`.
+    // Empty; insertions fail before `init`.
     id_hash_table() = default;
     id_hash_table(const id_hash_table&) = delete;
     id_hash_table& operator=(const id_hash_table&) = delete;
 
     // Empties the table and prepares it for `nbr_entries` insertions into at least `min_buckets`
-    // buckets. False when memory fails; the table then takes nothing in.
+    // buckets. False when memory fails; insertions then fail, too.
     bool init(std::uint64_t nbr_entries, std::uint64_t min_buckets) {
         nbr_buckets_ = next_prime(std::max<std::uint64_t>(min_buckets, 23));
         stamp_ = 1;
         count_ = 0;
         entries_.clear();
-        // How many entries are expected to meet a bucket that is taken.
+        // How many entries are expected to find their bucket taken.
         const auto n = static_cast<double>(nbr_entries);
         const double overflow = n / (n + static_cast<double>(nbr_buckets_)) * n;
         if (overflow > most_overflow) return false;
@@ -66,7 +67,7 @@ public:
         return entries_.resize(nbr_buckets_, entry{});
     }
 
-    // No live entry; buckets and memory stay.
+    // Removes all entries; buckets and memory stay.
     void clear() {
         ++stamp_;
         count_ = 0;
@@ -76,7 +77,7 @@ public:
     // Live entries.
     std::uint64_t count() const { return count_; }
 
-    // Puts a content in. One whose key is there already is left alone and told. Invalidates
+    // Inserts a content. An existing key is left unchanged; `added` is then false. Invalidates
     // pointers to entries.
     insertion insert(const content& held) {
         if (2 * nbr_buckets_ < count_ + 1 && !rebuild(count_ + 1)) return {};
@@ -93,12 +94,12 @@ public:
     }
 
 private:
-    // Beyond any memory, and still safe to convert.
+    // More than any memory, and still safe to convert to an integer.
     static constexpr double most_overflow = 1e18;
 
     bool is_live(const entry& e) const { return e.second == stamp_; }
 
-    // Bucket counts fit in 32 bits, and so keys need no long division.
+    // The number of buckets fits in 32 bits, and so the fast 32-bit division will do.
     unsigned int bucket_of(unsigned int key) const {
         return key % static_cast<unsigned int>(nbr_buckets_);
     }
@@ -136,7 +137,7 @@ private:
         return entries_.data() + added;
     }
 
-    // Moves all to a table for `nbr_keys` keys. On failure the table stays as it is.
+    // Moves all entries to a table for `nbr_keys` keys. On failure the table is left unchanged.
     bool rebuild(std::uint64_t nbr_keys) {
         id_hash_table larger;
         if (!larger.init(nbr_keys, nbr_keys)) return false;

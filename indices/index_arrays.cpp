@@ -3,14 +3,13 @@
 #include <algorithm>
 
 #include "core/column_runs.h"
-#include "core/element_table.h"
 #include "core/ids.h"
 
 namespace kv7::tessmaker {
 
 namespace {
 
-// The largest ID plus 1, the sentinel passed over: it wraps to 0.
+// The largest ID plus 1. The absent ID does not count: adding 1 wraps it to 0.
 unsigned int max_successor(const unsigned int* ids, std::size_t n) {
     unsigned int largest = 0;
     for (std::size_t i = 0; i < n; ++i) largest = std::max(largest, ids[i] + 1U);
@@ -83,8 +82,8 @@ int shift_indices(id_list& nodes, int shift) {
 
 int shift_indices(dense2D<unsigned int>& connect, int shift, element_type type) {
     if (shift == 0) return 0;
-    // Kept: the type is taken as it is given, whatever the rows would tell, and so sentinels under
-    // any other type are shifted.
+    // Kept: the type counts as given, whatever the number of rows, and so the absent ID is shifted
+    // under any other type.
     const bool keep_absent = type == ET_FACE_MIX || type == ET_SOLID_MIX;
     for_each_run(connect, [shift, keep_absent](unsigned int* ids, std::size_t n) {
         (keep_absent ? shift_present : shift_all)(ids, n, static_cast<unsigned int>(shift));
@@ -109,8 +108,8 @@ int get_sorted_order(const id_list& values, id_list& order, id_list& addresses) 
         return -199;
     }
 
-    // Value v is counted two places on. One place on then stands, after the sum, where its indices
-    // begin and, after the scatter, where they end: where those of v + 1 begin.
+    // Value v is counted in address[v + 2]. After the sum, address[v + 1] is where the indices of v
+    // begin; after the scatter, it is where they end and those of v + 1 begin.
     const unsigned int* const value = values.data();
     unsigned int* const address = addresses.data();
     unsigned int* const index = order.data();

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 
-#include "core/element_table.h"
 #include "core/ids.h"
 #include "indices/id_hash.h"
 #include "tessmaker/index_arrays.h"
@@ -14,13 +13,13 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// The sum, or the largest number where it doesn't fit: no memory is that large.
+// The sum, or the largest number if the sum does not fit: no memory is that large.
 std::size_t capped_sum(std::size_t a, std::size_t b) {
     return a > static_cast<std::size_t>(-1) - b ? static_cast<std::size_t>(-1) : a + b;
 }
 
-// IDs are taken from arrays by the chunk, and the place of each chunk is looked up anew: the array
-// that results are appended to may move memory that it shares with them.
+// IDs are read in chunks, and the address of each chunk is looked up anew: appending to the result
+// may move memory that the source shares with it.
 constexpr std::size_t chunk_size = 512;
 
 template <class At, class Work> void in_chunks(std::size_t n, At at, Work work) {
@@ -64,13 +63,14 @@ struct range_source {
     }
 };
 
-// The IDs met so far, one bit each. Bits stand by ID + 1, so that bit 0 is the sentinel's; it is
-// set from the start.
+// The IDs met so far, one bit each. The bit of an ID is number ID + 1, so bit 0 belongs to the
+// absent ID; it is set from the start.
 class id_bits {
 public:
-    // Worth its memory where the IDs of `source` lie close; false otherwise, and when memory fails.
+    // False if the IDs of `source` are too sparse for a bitmap, or when memory fails.
     template <class Source> bool init(const Source& source) {
-        // All bits that occur give a bound within twice the largest, in half the time.
+        // The OR of all ID + 1 is less than twice the largest, and takes half the time of finding
+        // that.
         unsigned int all = 0;
         source.for_each_chunk([&all](const unsigned int* ids, std::size_t n) {
             for (std::size_t i = 0; i < n; ++i) all |= ids[i] + 1U;
@@ -90,12 +90,12 @@ public:
         return true;
     }
 
-    // Adds IDs of the source and writes those that are new. Their number.
+    // Adds IDs of the source and writes those that are new. Returns their number.
     std::size_t add(const unsigned int* ids, std::size_t n, unsigned int* added) {
         std::uint64_t* const words = words_.data();
         std::size_t nbr_added = 0;
         for (std::size_t i = 0; i < n; ++i) {
-            // The mask tells only where results have been appended over the source.
+            // The mask keeps the bit in range if results have been appended over the source.
             const unsigned int bit = (ids[i] + 1U) & mask_;
             std::uint64_t& word = words[bit / 64];
             added[nbr_added] = ids[i];
@@ -112,7 +112,7 @@ private:
     unsigned int mask_ = 0; // ones up to the highest bit of ID + 1
 };
 
-// The same by hash. What memory fails for is not added.
+// The same as a hash set. An ID for which there is no memory is not added.
 class id_set {
 public:
     bool init(std::size_t nbr_ids) {
@@ -121,7 +121,7 @@ public:
         return true;
     }
 
-    // Whether all are there.
+    // Whether all have been added.
     bool add_all(const id_list& ids) {
         return std::all_of(ids.begin(), ids.end(),
                            [this](unsigned int id) { return ids_.insert(id).place != nullptr; });
@@ -140,8 +140,8 @@ private:
     id_hash_set ids_;
 };
 
-// Runs `work(seen)` with an empty set for the IDs of `source` and `nbr_more` others. Whether there
-// is memory for one.
+// Runs `work(seen)` with an empty set for the IDs of `source` and `nbr_more` others. False if there
+// is no memory for a set.
 template <class Source, class Work>
 bool with_set_for(const Source& source, std::size_t nbr_more, Work work) {
     if (id_bits bits; bits.init(source)) {
@@ -168,7 +168,7 @@ template <class Source>
 void append_unique(id_list& nodes, const Source& source, const id_list& skip) {
     nodes.reserve(capped_sum(nodes.size(), source.size()), 1);
     with_set_for(source, skip.size(), [&](auto& seen) {
-        // Without memory for all of `skip` it can't be told what to leave out.
+        // Without memory for all of `skip` it is unknown what to leave out.
         if (!seen.add_all(skip)) return;
         source.for_each_chunk([&](const unsigned int* ids, std::size_t n) {
             std::array<unsigned int, chunk_size> added;
@@ -177,7 +177,7 @@ void append_unique(id_list& nodes, const Source& source, const id_list& skip) {
     });
 }
 
-// -1 when there is no memory for a set: the count that a set without the sentinel would give.
+// -1 when there is no memory for a set: the count of a set less the absent ID.
 template <class Source> int count_unique(const Source& source) {
     std::size_t count = 0;
     const bool counted = with_set_for(source, 0, [&](auto& seen) {

@@ -66,7 +66,7 @@ TEST(call_frame, arguments_are_checked_in_their_order) {
     EXPECT_EQ(merge(pos, good_list, good_list, new_ids, -1.0), -4);
 }
 
-TEST(call_frame, an_id_that_is_not_found_is_the_sentinel) {
+TEST(call_frame, an_id_that_is_not_found_is_the_absent_id) {
     EXPECT_EQ(node_detector().find_closest(0U), 0xFFFFFFFFU);
     EXPECT_EQ(max_ID(ids()), 0xFFFFFFFFU);
 }

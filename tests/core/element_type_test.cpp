@@ -58,7 +58,7 @@ TEST(element_type, only_uniform_mixed_arrays_resolve_to_a_plain_type) {
     }
 }
 
-TEST(element_type, the_shape_of_a_mixed_column_is_told_by_its_first_sentinel) {
+TEST(element_type, the_shape_of_a_mixed_column_is_told_by_its_first_absent_id) {
     const auto faces = connectivity({{0, 1, 2, none}, {0, 1, 2, 3}});
     EXPECT_EQ(column_type(ET_FACE_MIX, faces.column(0)), ET_TRIA3);
     EXPECT_EQ(column_type(ET_FACE_MIX, faces.column(1)), ET_QUAD4);
@@ -83,7 +83,7 @@ TEST(check_IDs, of_an_empty_list_is_true_with_any_limit) {
     EXPECT_TRUE(check_IDs(dense1D<unsigned int>(), no_limit));
 }
 
-TEST(check_IDs, of_a_list_accepts_ids_below_the_limit_and_sentinels) {
+TEST(check_IDs, of_a_list_accepts_ids_below_the_limit_and_absent_ids) {
     EXPECT_TRUE(check_IDs(dense1D<unsigned int>{0, none, 4, 0}, 5));
     EXPECT_FALSE(check_IDs(dense1D<unsigned int>{0, none, 5, 0}, 5));
     EXPECT_FALSE(check_IDs(dense1D<unsigned int>{none - 1}, 5));
@@ -109,7 +109,7 @@ TEST(check_IDs, with_the_limit_0xFFFFFFFF_compares_nothing) {
     EXPECT_TRUE(check_IDs(connectivity({{none, none - 1}, {7, 0}}), no_limit));
 }
 
-TEST(check_IDs, of_columns_accepts_ids_below_the_limit_and_sentinels_anywhere) {
+TEST(check_IDs, of_columns_accepts_ids_below_the_limit_and_absent_ids_anywhere) {
     EXPECT_TRUE(check_IDs(dense2D<unsigned int>(), 0));
     EXPECT_TRUE(check_IDs(connectivity({{none, 1}, {2, none}}), 3));
     EXPECT_FALSE(check_IDs(connectivity({{none, 1}, {3, none}}), 3));
@@ -139,18 +139,18 @@ TEST(check_IDs, under_the_unknown_type_any_entry_fails) {
     EXPECT_FALSE(check_IDs(connectivity({{0}}), ET_UNKNOWN, 10));
 }
 
-TEST(check_IDs, a_triangle_among_faces_ends_with_a_sentinel_in_row_3) {
+TEST(check_IDs, a_triangle_among_faces_ends_with_an_absent_id_in_row_3) {
     EXPECT_TRUE(check_IDs(connectivity({{1, 2, 3, none}}), ET_FACE_MIX, 4));
     EXPECT_TRUE(check_IDs(connectivity({{0, 1, 2, 3}, {1, 2, 3, none}}), ET_FACE_MIX, 4));
 }
 
-TEST(check_IDs, rows_0_to_2_of_a_face_tolerate_no_sentinel) {
+TEST(check_IDs, rows_0_to_2_of_a_face_tolerate_no_absent_id) {
     EXPECT_FALSE(check_IDs(connectivity({{1, none, 3, 4}}), ET_FACE_MIX, 5));
     EXPECT_FALSE(check_IDs(connectivity({{none, 1, 2, none}}), ET_FACE_MIX, 5));
     EXPECT_FALSE(check_IDs(connectivity({{0, 1, none, none}}), ET_FACE_MIX, 5));
 }
 
-TEST(check_IDs, three_rows_of_faces_are_triangles_without_sentinels) {
+TEST(check_IDs, three_rows_of_faces_are_triangles_without_absent_ids) {
     EXPECT_TRUE(check_IDs(connectivity({{1, 2, 3}}), ET_FACE_MIX, 4));
     EXPECT_FALSE(check_IDs(connectivity({{1, 2, none}}), ET_FACE_MIX, 4));
 }
@@ -162,13 +162,13 @@ TEST(check_IDs, a_hexahedron_and_the_smaller_solids_pass_in_8_rows) {
     EXPECT_TRUE(check_IDs(connectivity({{0, 1, 2, 3, 4, 5, none, none}}), ET_SOLID_MIX, 8));
 }
 
-TEST(check_IDs, below_a_solids_first_sentinel_only_sentinels_pass) {
+TEST(check_IDs, below_a_solids_first_absent_id_only_absent_ids_pass) {
     EXPECT_FALSE(check_IDs(connectivity({{0, 1, 2, 3, 4, none, 6, 7}}), ET_SOLID_MIX, 8));
     EXPECT_FALSE(check_IDs(connectivity({{0, 1, 2, 3, none, none, none, 7}}), ET_SOLID_MIX, 8));
     EXPECT_FALSE(check_IDs(connectivity({{0, 1, 2, 3, 4, 5, none, 7}}), ET_SOLID_MIX, 8));
 }
 
-TEST(check_IDs, row_7_alone_and_rows_0_to_3_of_a_solid_tolerate_no_sentinel) {
+TEST(check_IDs, row_7_alone_and_rows_0_to_3_of_a_solid_tolerate_no_absent_id) {
     EXPECT_FALSE(check_IDs(connectivity({{0, 1, 2, 3, 4, 5, 6, none}}), ET_SOLID_MIX, 8));
     EXPECT_FALSE(
         check_IDs(connectivity({{0, 1, 2, none, none, none, none, none}}), ET_SOLID_MIX, 8));

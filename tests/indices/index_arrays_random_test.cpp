@@ -22,7 +22,7 @@ using ids = dense1D<unsigned int>;
 using id_vector = std::vector<unsigned int>;
 
 // Lists of all kinds: empty, short and long, of few and of many different IDs, small and huge, with
-// and without sentinels.
+// and without absent IDs.
 id_vector any_list(random_source& random, bool huge = true) {
     const std::size_t n = random.one_in(12) ? 0 : random.below(random.one_in(10) ? 3000 : 60) + 1;
     id_vector values =
@@ -98,9 +98,9 @@ TEST(index_arrays_random, change_indices) {
     }
 }
 
-id_vector shifted(id_vector values, int shift, bool keep_sentinels) {
+id_vector shifted(id_vector values, int shift, bool keep_absent) {
     for (unsigned int& v : values) {
-        if (!keep_sentinels || v != none) v += static_cast<unsigned int>(shift);
+        if (!keep_absent || v != none) v += static_cast<unsigned int>(shift);
     }
     return values;
 }

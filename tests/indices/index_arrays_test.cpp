@@ -18,17 +18,17 @@ using ids = dense1D<unsigned int>;
 using id_vector = std::vector<unsigned int>;
 using column_list = std::vector<std::vector<unsigned int>>;
 
-TEST(max_ID, of_an_empty_array_is_the_sentinel) {
+TEST(max_ID, of_an_empty_array_is_the_absent_id) {
     EXPECT_EQ(max_ID(ids()), none);
     EXPECT_EQ(max_ID(dense2D<unsigned int>()), none);
 }
 
-TEST(max_ID, of_sentinels_only_is_0) {
+TEST(max_ID, of_absent_ids_only_is_0) {
     EXPECT_EQ(max_ID(ids{none, none}), 0U);
     EXPECT_EQ(max_ID(connectivity({{none, none}, {none, none}})), 0U);
 }
 
-TEST(max_ID, passes_over_sentinels) {
+TEST(max_ID, passes_over_absent_ids) {
     EXPECT_EQ(max_ID(ids{3, none, 7, 1}), 7U);
     EXPECT_EQ(max_ID(ids{0, none}), 0U);
     EXPECT_EQ(max_ID(ids{none - 1, none}), none - 1);
@@ -53,7 +53,7 @@ TEST(change_indices, an_id_beyond_the_new_ids_stays) {
     EXPECT_EQ(list(nodes), (id_vector{5, 3, none, 6, 7}));
 }
 
-TEST(change_indices, a_new_id_may_be_the_sentinel) {
+TEST(change_indices, a_new_id_may_be_the_absent_id) {
     auto connect = connectivity({{0, 1}, {2, none}});
     change_indices(connect, ids{7, none, 9});
     EXPECT_EQ(list(connect), (column_list{{7, none}, {9, none}}));
@@ -74,7 +74,7 @@ TEST(change_indices, of_empty_arrays_does_nothing) {
     EXPECT_TRUE(nodes.empty() && connect.empty());
 }
 
-TEST(shift_indices, of_a_list_keeps_sentinels) {
+TEST(shift_indices, of_a_list_keeps_absent_ids) {
     ids nodes{0, none, 5};
     EXPECT_EQ(shift_indices(nodes, 3), 0);
     EXPECT_EQ(list(nodes), (id_vector{3, none, 8}));
@@ -94,7 +94,7 @@ TEST(shift_indices, wraps_around_32_bits) {
     EXPECT_EQ(list(low), (id_vector{0x80000000U, 1}));
 }
 
-TEST(shift_indices, of_mixed_faces_and_solids_keeps_sentinels) {
+TEST(shift_indices, of_mixed_faces_and_solids_keeps_absent_ids) {
     auto faces = connectivity({{0, 1, 2, none}, {0, 1, 2, 3}});
     EXPECT_EQ(shift_indices(faces, 10, ET_FACE_MIX), 0);
     EXPECT_EQ(list(faces), (column_list{{10, 11, 12, none}, {10, 11, 12, 13}}));
@@ -103,7 +103,7 @@ TEST(shift_indices, of_mixed_faces_and_solids_keeps_sentinels) {
     EXPECT_EQ(list(solids), (column_list{{1, 2, 3, 4, none, none, none, none}}));
 }
 
-TEST(shift_indices, of_plain_types_shifts_sentinels_too) {
+TEST(shift_indices, of_plain_types_shifts_absent_ids_too) {
     for (const element_type type : {ET_QUAD4, ET_BAR_MIX, ET_TRIA3, ET_UNKNOWN, ET_HEXA27}) {
         auto faces = connectivity({{0, 1, 2, none}});
         EXPECT_EQ(shift_indices(faces, 2, type), 0);
@@ -210,14 +210,14 @@ TEST(get_sorted_order, of_an_empty_list_has_the_one_address_0) {
     EXPECT_EQ(addresses, (id_vector{0}));
 }
 
-TEST(get_sorted_order, leaves_sentinels_out_and_keeps_the_order_of_equal_values) {
+TEST(get_sorted_order, leaves_absent_ids_out_and_keeps_the_order_of_equal_values) {
     const auto [code, order, addresses] = sorted(ids{2, none, 0, 2});
     EXPECT_EQ(code, 0);
     EXPECT_EQ(order, (id_vector{2, 0, 3}));
     EXPECT_EQ(addresses, (id_vector{0, 1, 1, 3}));
 }
 
-TEST(get_sorted_order, of_sentinels_only_has_two_addresses) {
+TEST(get_sorted_order, of_absent_ids_only_has_two_addresses) {
     const auto [code, order, addresses] = sorted(ids{none});
     EXPECT_EQ(code, 0);
     EXPECT_EQ(order, id_vector());
@@ -262,7 +262,7 @@ TEST(get_IDs_of_lists, a_repeated_value_of_b_is_found_every_time_and_points_back
     EXPECT_EQ(matched(ids{9, 5}, ids{5, 5, 9}), (cross_reference{0, {1, 1, 0}, {2, 0}}));
 }
 
-TEST(get_IDs_of_lists, a_sentinel_matches_nothing) {
+TEST(get_IDs_of_lists, an_absent_id_matches_nothing) {
     EXPECT_EQ(matched(ids{none, 1}, ids{none, 1, none}),
               (cross_reference{0, {none, 1, none}, {none, 1}}));
 }
@@ -306,7 +306,7 @@ TEST(get_IDs_of_columns, a_single_row_matches_by_value) {
               (cross_reference{0, {1, 0}, {1, 0, 1}}));
 }
 
-TEST(get_IDs_of_columns, sentinels_are_ordinary_values) {
+TEST(get_IDs_of_columns, absent_ids_are_ordinary_values) {
     const auto a = connectivity({{1, 2, 3, none}, {none, none, none, none}});
     EXPECT_EQ(matched(a, connectivity({{none, 1, 2, 3}, {none, none, none, none}}), false),
               (cross_reference{0, {0, 1}, {0, 1}}));
@@ -324,7 +324,7 @@ TEST(get_IDs_of_columns, the_first_of_several_smallest_ids_starts_the_loop) {
               (cross_reference{0, {none}, {none}}));
 }
 
-TEST(get_IDs_of_columns, of_different_rows_give_minus_2_and_outputs_of_sentinels) {
+TEST(get_IDs_of_columns, of_different_rows_give_minus_2_and_outputs_of_absent_ids) {
     EXPECT_EQ(matched(connectivity({{1, 2}, {3, 4}}), connectivity({{1, 2, 3}}), true),
               (cross_reference{-2, {none}, {none, none}}));
 }
@@ -354,7 +354,7 @@ TEST(get_IDs_of_columns, leave_the_arrays_as_they_are) {
     EXPECT_EQ(list(b), (column_list{{2, 1, 4, 3}}));
 }
 
-TEST(unique_indices, of_a_list_come_in_the_order_of_first_sight_without_skip_and_sentinels) {
+TEST(unique_indices, of_a_list_come_in_the_order_of_first_sight_without_skip_and_absent_ids) {
     ids nodes;
     EXPECT_EQ(unique_indices(nodes, ids{3, 1, 3, none, 2}, ids{1}), 0);
     EXPECT_EQ(list(nodes), (id_vector{3, 2}));
@@ -445,11 +445,11 @@ TEST(unique_indices, far_apart_ids_are_told_apart) {
     EXPECT_EQ(list(nodes), (id_vector{none - 1, 0, 23, 0x80000000U}));
 }
 
-TEST(count_unique_indices, counts_without_the_sentinel) {
+TEST(count_unique_indices, counts_without_the_absent_id) {
     EXPECT_EQ(count_unique_indices(connectivity({{1, 2, none}, {2, 3, none}})), 3);
 }
 
-TEST(count_unique_indices, of_sentinels_only_is_0) {
+TEST(count_unique_indices, of_absent_ids_only_is_0) {
     EXPECT_EQ(count_unique_indices(connectivity({{none, none}, {none, none}})), 0);
 }
 
