@@ -24,8 +24,8 @@ inline constexpr std::size_t ids_of_line = 16;
 template <class T>
 [[gnu::always_inline]] inline void prefetch(const T* first, std::size_t distance) {
     const auto address = reinterpret_cast<std::uintptr_t>(first) + distance * sizeof(T);
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): a pointer must stay in its array, a number need
-    // not.
+    // A pointer must stay in its array, a number need not.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     prefetch(reinterpret_cast<const void*>(address));
 }
 
