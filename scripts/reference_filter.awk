@@ -24,13 +24,25 @@ END {
 
 function is_comment(i) { return i <= NR && line[i] ~ /^(    )?\/\// }
 
-# The comment from line `first` up to `end`, as a text for Doxygen.
-function documentation(first, end,    i, text, result, table) {
+# The comment from line `first` up to `end`, as a text for Doxygen. The codes below `Returns` become a
+# list.
+function documentation(first, end,    i, text, result, table, codes, is_code) {
     table = 0
+    codes = 0
     for (i = first; i < end; i++) {
         if (line[i] ~ /\/\/ NOLINT/) continue
         text = line[i]
         sub(/^ *\/\/ ?/, "", text)
+        if (codes && text ~ /^  +[^ ]/) {
+            is_code = text ~ /^  -[0-9]/
+            sub(/^ +/, "", text)
+            if (is_code) sub(/^-[0-9]+ +/, "- `" (text + 0) "` ", text)
+            result = result (is_code ? "" : "  ") text "\n"
+            codes = 2
+            continue
+        }
+        if (codes == 2 && text != "") result = result "\n"
+        if (codes == 2 || text == "") codes = 0
         if (table && text !~ /^  /) {
             result = result "~~~\n"
             table = 0
@@ -39,7 +51,7 @@ function documentation(first, end,    i, text, result, table) {
             result = result "~~~{.txt}\n"
             table = 1
         }
-        if (!table) sub(/^Returns? /, "\n\\returns ", text)
+        if (!table && sub(/^Returns? /, "\n\\returns ", text)) codes = 1
         result = result text "\n"
     }
     return result (table ? "~~~\n" : "")
