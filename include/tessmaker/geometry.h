@@ -17,7 +17,7 @@
 // missing coordinates taken as 0; if it fails while the nodes of a connectivity are listed, the
 // nodes listed so far are moved.
 //
-// Codes are listed in the order of the checks.
+// Codes are listed in the order of the checks; out of memory can be met at any point.
 #ifndef TESSMAKER_GEOMETRY_H
 #define TESSMAKER_GEOMETRY_H
 

@@ -8,7 +8,7 @@
 //                 (element_type.h)
 //   range         `begin`, `end`: a plain array of connectivities, `end` behind the last
 //
-// Codes are listed in the order of the checks.
+// Codes are listed in the order of the checks; out of memory can be met at any point.
 #ifndef TESSMAKER_INDEX_ARRAYS_H
 #define TESSMAKER_INDEX_ARRAYS_H
 

@@ -12,7 +12,7 @@
 //   valid         of a size: above 0 and below the largest double; of a metric: its smallest
 //                 eigenvalue is above 0
 //
-// Codes are listed in the order of the checks.
+// Codes are listed in the order of the checks; out of memory can be met at any point.
 #ifndef TESSMAKER_METRIC_FIELDS_H
 #define TESSMAKER_METRIC_FIELDS_H
 
