@@ -28,8 +28,10 @@ FNR == 1 { nbr_lines = 0; in_comment = 0; declaration = "" }
 /^$/ { nbr_lines = 0 }
 { in_comment = 0 }
 /^#/ { next }
+/^private:/ { is_private = 1 }
+/^};/ { is_private = 0 }
 
-declaration != "" || /^TESSMAKER_API int / || /^    int [a-z_]+\(/ {
+declaration != "" || /^TESSMAKER_API int / || (/^    int [a-z_]+\(/ && !is_private) {
     line = $0
     gsub(/^ +/, "", line)
     declaration = declaration (declaration == "" ? "" : " ") line

@@ -1,5 +1,15 @@
-// Spatial search among the nodes of a mesh: the nearest node to a point or to a node, the nodes in
-// a box.
+// Spatial search among the nodes of a mesh: the node nearest to a point or to another node, the
+// nodes in a box.
+//
+//   node          a column of `pos`, the array of coordinates, which has 2 or 3 rows and is packed
+//                 (`ld == rows`); named by its ID, from 0
+//   connectivity  `dense2D<unsigned int>`: a column per element, a row per node of the element
+//                 (element_type.h)
+//   absent ID     0xFFFFFFFF: no node
+//   range         `begin`, `end`: a plain array of connectivities, `end` behind the last
+//   tree          the k-d tree that a detector holds
+//
+// Codes are listed in the order of the checks; out of memory can be met at any point.
 #ifndef TESSMAKER_NODE_DETECTOR_H
 #define TESSMAKER_NODE_DETECTOR_H
 
@@ -10,84 +20,98 @@ namespace kv7::tessmaker {
 
 template <unsigned DIM> class point_tree;
 
-// A k-d tree over nodes of a coordinate array, balanced when it is made and open to insertions.
+// A k-d tree over nodes, balanced when it is built and open to insertions.
 // Based on: J. L. Bentley, Multidimensional binary search trees used for associative searching,
 // 1975.
 //
-// The array of coordinates, 2 or 3 rows and one column per node, packed (`ld == rows`), is the
-// caller's: the detector keeps a pointer to it, so the array object must stay, unchanged, for as
-// long as the detector is used. Coordinates are read at each query.
+// The coordinates stay the caller's: the detector keeps a pointer to the array `pos`, which must
+// exist and stay unchanged as long as the detector is used. Coordinates are read at each query.
 //
-// On top of the n nodes of a subtree stands the one of rank n / 2 by its coordinate on the axis of
-// the level (x for the root, then y, in 3D z, then x again), of equal coordinates by its ID. Those
-// before it are its left subtree, those behind it the right one. Nodes that are inserted go left of
-// a greater coordinate and right of all others.
+// The root of a subtree of n nodes is the node of rank n / 2 by its coordinate on the axis of the
+// level (x for the root, then y, in 3D z, then x again); equal coordinates are ranked by ID. The
+// nodes of lower rank are its left subtree, those of higher rank its right one. A node that is
+// inserted later goes left of a greater coordinate and right of all others.
 //
-// Const members may run at once in several threads; all others need exclusive access. Memory for
-// the tree object itself that fails raises std::bad_alloc, and leaves the detector empty.
+// Const members may run at once in several threads; all others need exclusive access. If memory for
+// the tree object itself fails, std::bad_alloc is thrown and the detector is empty.
 class TESSMAKER_API node_detector {
 public:
-    // Empty: no tree, nothing to find, nothing can be inserted.
+    // Without a tree: nothing can be found or inserted.
     node_detector() noexcept = default;
-    // As the matching `reinit`. Bad arguments leave the detector empty.
+    // As the matching `reinit`; if that fails, the detector is without a tree.
     explicit node_detector(const dense2D<double>& pos);
     node_detector(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes);
     node_detector(const dense2D<double>& pos, const dense2D<unsigned int>& connect);
     node_detector(const dense2D<double>& pos, const dense2D<unsigned int>* begin,
                   const dense2D<unsigned int>* end);
-    // A tree of its own on the same coordinates.
+    // Copies the tree; the coordinates are shared.
     node_detector(const node_detector& other);
     node_detector& operator=(const node_detector& other);
-    // The coordinates stay.
+    // Leaves the coordinates alone.
     ~node_detector();
 
     // Deletes the tree.
     void clear();
 
-    // Builds a new tree and returns how many nodes it holds: 0, and an empty tree, where memory
-    // fails for it. After a negative code the old tree stays.
+    // Builds a new tree. After a negative code the old tree stays.
 
-    // On all columns of `pos`. -1: `pos` has not 2 or 3 rows. -199: out of memory.
+    // On all columns of `pos`.
+    //
+    // Returns the number of nodes in the tree; 0, with an empty tree, if memory for it fails, or
+    //   -1    `pos` has neither 2 nor 3 rows
+    //   -199  out of memory for the list of nodes
     int reinit(const dense2D<double>& pos);
-    // On the listed nodes as they stand: each must be a column of `pos`, which is not checked; one
-    // that is listed twice is held twice. Codes as above.
+    // On the nodes of a list. All must be columns of `pos`, which is not checked; a node that is
+    // listed twice is held twice.
+    //
+    // Returns the number of nodes in the tree; 0, with an empty tree, if memory for it fails, or
+    //   -1    `pos` has neither 2 nor 3 rows
+    //   -199  out of memory for a copy of the list
     int reinit(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes);
-    // On the distinct nodes of a connectivity, which must be columns of `pos` or 0xFFFFFFFF. -1: as
-    // above.
+    // On the distinct nodes of a connectivity, which must be columns of `pos` or the absent ID.
+    //
+    // Returns the number of nodes in the tree; 0, with an empty tree, if memory for it fails, or
+    //   -1    `pos` has neither 2 nor 3 rows
     int reinit(const dense2D<double>& pos, const dense2D<unsigned int>& connect);
-    // On the distinct nodes of several. -3: `end` lies before `begin`. A `pos` that has not 2 or 3
-    // rows empties the detector and gives 0.
+    // On the distinct nodes of a range.
+    //
+    // Returns the number of nodes in the tree; 0, with an empty tree, if memory for it fails or if
+    // `pos` has neither 2 nor 3 rows, or
+    //   -3    `end` lies before `begin`
     int reinit(const dense2D<double>& pos, const dense2D<unsigned int>* begin,
                const dense2D<unsigned int>* end);
 
-    // Adds nodes to the tree, without balancing it again, in an order that is shuffled but the same
-    // in every call. Returns how many were added: an ID that is no column of `pos`, or that is met
-    // on its way down the tree, is not. (One that was built to the left of an equal coordinate is
-    // not met, and then held twice.) 0 without a tree; one made from an empty list will do.
+    // Adds nodes to the tree without balancing it again, in an order that is shuffled but the same
+    // in every call. An ID is not added if it is no column of `pos`, or if it is met on its way
+    // down the tree. (A node that was built to the left of an equal coordinate is not met, and is
+    // then held twice.)
+    //
+    // Returns the number of nodes added; 0 without a tree. A tree built on an empty list will do.
     unsigned int insert(const dense1D<unsigned int, 8>& nodes);
-    // Adds the distinct nodes of a connectivity.
+    // The same for the distinct nodes of a connectivity.
     unsigned int insert(const dense2D<unsigned int>& connect);
 
-    // The node nearest to a point, or 0xFFFFFFFF when there is none. A 2D point has z = 0 on 3D
-    // coordinates; of a 3D point only x and y count on 2D coordinates. Also 0xFFFFFFFF when no
-    // squared distance is a finite number. Of several at the same distance the first on the way
-    // counts: down the tree to where the point would be inserted, then through all of it, each node
-    // before its right subtree and that before its left one.
+    // The node nearest to a point, or the absent ID if there is none or no squared distance is a
+    // finite number. On 3D coordinates a 2D point has z = 0; on 2D coordinates only x and y of a 3D
+    // point count. Of several nodes at the same distance the first one met is taken: down the tree
+    // to where the point would be inserted, then through the whole tree, each node before its right
+    // subtree and the right subtree before the left one.
     unsigned int find_closest(const vector_fixed<double, 2>& point) const;
     unsigned int find_closest(const vector_fixed<double, 3>& point) const;
     // The node nearest to column `node` of the coordinates, other than `node` itself, which need
     // not be in the tree.
     unsigned int find_closest(unsigned int node) const;
 
-    // Appends the nodes inside a box, bounds included, to `nodes`, each node before those of its
-    // right subtree and these before those of its left one. A 2D box has z from 0 to 0 on 3D
-    // coordinates; of a 3D box only x and y count on 2D coordinates.
+    // Appends to `nodes` the nodes inside a box, bounds included: each node before those of its
+    // right subtree, and these before those of its left one. On 3D coordinates a 2D box has z from
+    // 0 to 0; on 2D coordinates only x and y of a 3D box count.
     void find_in_box(const vector_fixed<double, 2>& lower, const vector_fixed<double, 2>& upper,
                      dense1D<unsigned int, 8>& nodes) const;
     void find_in_box(const vector_fixed<double, 3>& lower, const vector_fixed<double, 3>& upper,
                      dense1D<unsigned int, 8>& nodes) const;
 
-    // Places in the tree: its nodes, plus one when the last insertion met a node already there.
+    // The number of places in the tree: its nodes, plus one if the last insertion met a node that
+    // was there already.
     unsigned int size() const;
 
 private:
