@@ -1,6 +1,9 @@
 // Utilities for finite-element meshes: free functions on arrays that the caller owns. This header
-// includes all others. What every function has in common, element types and return codes, is told
-// in element_type.h, the arrays in containers.h.
+// includes all others. Element types and what all functions have in common are told in
+// element_type.h, the arrays in containers.h.
+//
+// Each header begins with the words that it uses. A function that returns an int lists its codes,
+// one to a line, in the order of the checks; scripts/contracts.awk reads them.
 #ifndef TESSMAKER_TESSMAKER_H
 #define TESSMAKER_TESSMAKER_H
 
