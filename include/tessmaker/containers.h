@@ -1,13 +1,17 @@
-// The numeric containers that cross the library's interface.
+// The numeric containers that cross the library's interface. Include this header, not its parts.
 //
-// Storage and view are two things. A `vector_num` is a reference-counted block of memory; `dense1D`
-// and `dense2D` are cheap views on such a block. Copying a view shares the block, only `copy`
-// duplicates elements. `vector_fixed`, `matrix_fixed` and `symmetric_fixed` hold their few numbers
-// inline.
+//   block   `vector_num`: memory with elements in it, and a count of its owners
+//   view    `dense1D` or `dense2D`: elements of a block. Copying or assigning a view shares the
+//           block; only `copy` duplicates elements
+//   ld      leading dimension of a `dense2D`: elements from the start of a column to that of the
+//           next
+//   packed  of a `dense2D`: without a gap between the columns, `ld == rows`
 //
-// Nothing here throws. An operation that needs memory and can't have it returns false and leaves
-// the array as it was; a constructor that can't have it leaves an empty array. Sizes are
-// mathematical: a product or sum that does not fit in `std::size_t` fails in the same way.
+// `vector_fixed`, `matrix_fixed` and `symmetric_fixed` hold their few numbers inline.
+//
+// Nothing here throws. If memory fails, an operation returns false and leaves the array unchanged,
+// and a constructor leaves an empty array. A size whose product or sum does not fit in
+// `std::size_t` fails in the same way.
 //
 // Elements that `resize` adds are not initialised unless a value is given. Element access is not
 // checked. The reference count is atomic; nothing else is synchronised.
@@ -24,7 +28,8 @@
 
 namespace kv7 {
 
-// The instantiations that the library holds: declared here, made once in core/containers.cpp.
+// The instantiations that the library holds. They are declared here and defined once, in
+// core/containers.cpp.
 #ifndef TESSMAKER_INSTANTIATION
 #define TESSMAKER_INSTANTIATION extern template
 #endif

@@ -14,11 +14,11 @@
 
 namespace kv7 {
 
-// View on consecutive elements of a block. Two views on one block see each other's writes, and stay
-// views of it when the block grows.
+// View on consecutive elements of a block. Two views on one block see each other's writes, also
+// after the block has grown.
 template <class T, unsigned Alignment = 8> class TESSMAKER_API dense1D {
 public:
-    // What is stored, and the block that stores it.
+    // The type of an element, and of the block.
     using value_type = T;
     using block_type = vector_num<T, Alignment>;
 
@@ -37,8 +37,8 @@ public:
     dense1D& operator=(const dense1D& other) noexcept = default;
     ~dense1D() = default;
 
-    // View on `n` elements of memory that the caller owns. It is never freed; growth beyond `n`
-    // moves to memory of the block's own.
+    // View on `n` elements of memory that the caller owns and that is never freed here. If the
+    // array grows beyond `n`, its elements move to memory of its own.
     static dense1D wrap(T* data, std::size_t n) noexcept {
         dense1D view;
         if (view.storage_) {
@@ -48,15 +48,15 @@ public:
         return view;
     }
 
-    // Elements of this view.
+    // The number of elements of this view.
     std::size_t size() const noexcept { return size_; }
     bool empty() const noexcept { return size_ == 0; }
-    // Elements that the block holds from the view's first.
+    // The number of elements for which the block has room, from the first of the view.
     std::size_t capacity() const noexcept {
         return storage_ && storage_->capacity_ > first_ ? storage_->capacity_ - first_ : 0;
     }
 
-    // The first element, and the place behind the last; null without memory.
+    // The first element, and the position behind the last; null without memory.
     T* data() noexcept { return origin(); }
     const T* data() const noexcept { return origin(); }
     T* begin() noexcept { return origin(); }
@@ -67,8 +67,8 @@ public:
     T& operator[](std::size_t i) noexcept { return storage_->data_[first_ + i]; }
     const T& operator[](std::size_t i) const noexcept { return storage_->data_[first_ + i]; }
 
-    // Gives every element the value `v`. The size stays. Braces around one value are that value,
-    // and without one they are 0: `a = {}` empties nothing.
+    // Gives every element the value `v`. The size stays: `a = {v}` fills with v, `a = {}` with 0;
+    // neither empties.
     // NOLINTNEXTLINE(misc-unconventional-assign-operator): it yields the value
     const T& operator=(const T& v) noexcept {
         const T value(v); // `v` may be one of the elements
@@ -82,9 +82,9 @@ public:
     }
     bool operator!=(const dense1D& other) const noexcept { return !(*this == other); }
 
-    // Gives this view elements of its own equal to those of `other`. The view's block is used again
-    // when it has the capacity, so other views on it see the new values; if `other` stands on the
-    // same block, this view moves to a new one.
+    // Duplicates the elements of `other`. If the block of this view has the capacity, it is used
+    // again, so other views on it see the new values. If `other` is a view on the same block, this
+    // view moves to a new one.
     bool copy(const dense1D& other) noexcept {
         if (storage_ == other.storage_) {
             dense1D fresh;
@@ -112,8 +112,8 @@ public:
         return true;
     }
 
-    // Room for `n` elements from the view's first, without changing the size. A block that must
-    // grow gets at least `factor` times its capacity. Whether the room is there.
+    // Makes room for `n` elements from the first of the view; the size stays. A block that must
+    // grow gets at least `factor` times its capacity.
     bool reserve(std::size_t n, std::size_t factor) noexcept { return make_room(n, size_, factor); }
 
     // Appends `v`; the block doubles when it is full.
@@ -137,7 +137,7 @@ public:
         if (nbr_added > static_cast<std::size_t>(-1) - size_) return false;
         const std::size_t total = size_ + nbr_added;
         if (capacity() < total) {
-            // What `other` sees of this block must survive the growth as well.
+            // The growth must keep what `other` sees of this block as well.
             std::size_t nbr_kept = size_;
             if (storage_ == source.storage_ && source.first_ + nbr_added > first_) {
                 nbr_kept = std::max(nbr_kept, source.first_ + nbr_added - first_);
@@ -158,12 +158,12 @@ public:
         return true;
     }
 
-    // No elements; block and capacity stay.
+    // Empties the view; the block and its capacity stay.
     void clear() noexcept { size_ = 0; }
-    // No elements, and this view's share of the block is given up. Other views stay valid.
+    // Empties the view and leaves the block to its other views, which stay valid.
     void clear_hard() noexcept { *this = dense1D(); }
 
-    // View on `n` elements from element `first`, which must exist.
+    // View on `n` elements from element `first` on; all must exist.
     dense1D sub_vector(std::size_t first, std::size_t n) noexcept {
         dense1D view(*this);
         view.first_ = first_ + first;
@@ -184,7 +184,7 @@ private:
         return storage_ && storage_->data_ ? storage_->data_ + first_ : nullptr;
     }
 
-    // Lets the block hold `n` elements from the view's first. A block that moves keeps everything
+    // Makes room for `n` elements from the first of the view. A block that moves keeps everything
     // before the view and `nbr_kept` elements of it.
     bool make_room(std::size_t n, std::size_t nbr_kept, std::size_t factor) noexcept {
         if (capacity() >= n) return true;

@@ -11,18 +11,18 @@
 
 namespace kv7 {
 
-// Column-major view on a block: element (r, c) stands `c * ld + r` elements behind element (0, 0).
-// One column is one node or one element of a mesh. An array without rows or columns is 0 by 0, with
-// `ld` 0. Columns follow each other without a gap only where `ld == rows`.
+// Column-major view on a block: element (r, c) is `c * ld + r` elements behind element (0, 0). One
+// column is one node or one element of a mesh. An array without rows or columns is 0 by 0, with
+// `ld` 0.
 template <class T> class TESSMAKER_API dense2D {
 public:
-    // What is stored, and the block that stores it.
+    // The type of an element, and of the block.
     using value_type = T;
     using block_type = vector_num<T, 8>;
 
     // An empty array on a new block.
     dense2D() noexcept : storage_(new block_type) {}
-    // A block of its own, elements not initialised.
+    // `rows` by `cols` elements, not initialised.
     dense2D(std::size_t rows, std::size_t cols) noexcept : dense2D() { resize(rows, cols); }
     // The same, every element `v`.
     dense2D(std::size_t rows, std::size_t cols, const T& v) noexcept : dense2D() {
@@ -33,8 +33,8 @@ public:
     dense2D& operator=(const dense2D& other) noexcept = default;
     ~dense2D() = default;
 
-    // View on memory that the caller owns, of `ld * (cols - 1) + rows` elements. It is never freed;
-    // growth beyond it moves to a block of the view's own.
+    // View on `ld * (cols - 1) + rows` elements of memory that the caller owns and that is never
+    // freed here. If the array grows beyond them, its elements move to memory of its own.
     static dense2D wrap(T* data, std::size_t rows, std::size_t cols, std::size_t ld) noexcept {
         dense2D view;
         if (!view.storage_ || rows == 0 || cols == 0) return view;
@@ -46,12 +46,13 @@ public:
         return wrap(data, rows, cols, rows);
     }
 
-    // Elements of a column, columns, and elements from the start of a column to that of the next.
+    // The number of rows, the number of columns, and the number of elements from the start of a
+    // column to that of the next.
     std::size_t rows() const noexcept { return rows_; }
     std::size_t cols() const noexcept { return cols_; }
     std::size_t ld() const noexcept { return ld_; }
     bool empty() const noexcept { return cols_ == 0; }
-    // Elements that the block holds from element (0, 0).
+    // The number of elements for which the block has room, from element (0, 0).
     std::size_t capacity() const noexcept {
         return storage_ && storage_->capacity_ > first_ ? storage_->capacity_ - first_ : 0;
     }
@@ -67,10 +68,10 @@ public:
     T* column(std::size_t c) noexcept { return origin() + c * ld_; }
     const T* column(std::size_t c) const noexcept { return origin() + c * ld_; }
 
-    // Changes the shape; the common rectangle of old and new shape keeps its values. The change
-    // takes place on the same block, with the same `ld`, when the array is empty or the new rows
-    // fit in `ld`, and the block has the capacity: other views on the block then stay its views. In
-    // all other cases this view moves to a new block with `ld == rows`.
+    // Changes the shape; the common rectangle of the old and the new shape keeps its values. The
+    // block and `ld` stay if the new rows fit in `ld` and the block has the capacity; for an empty
+    // array only the capacity counts. Other views on the block then still share it. In all other
+    // cases this view moves to a new block, packed.
     bool resize(std::size_t rows, std::size_t cols) noexcept {
         if (rows == 0 || cols == 0) rows = cols = 0;
         if (rows == rows_ && cols == cols_) return true;
@@ -110,17 +111,17 @@ public:
         return true;
     }
 
-    // Room for the shape, without changing the visible one. A block that must grow gets at least
-    // `factor` times its capacity. Whether the room is there.
+    // Makes room for a shape; the present one stays. A block that must grow gets at least `factor`
+    // times its capacity.
     bool reserve(std::size_t rows, std::size_t cols, std::size_t factor) noexcept {
         const std::size_t stride = std::max(rows, ld_);
         if (!fits(stride, cols)) return false;
         return make_room(stride * cols, factor);
     }
 
-    // Gives this array the shape of `other` and elements of its own equal to those of `other`. It
-    // first empties itself, and is empty on failure; if `other` stands on the same block, this view
-    // moves to a new one, and stays as it is on failure.
+    // Takes the shape of `other` and duplicates its elements. The array is emptied first, and is
+    // empty on failure. If `other` is a view on the same block, this view moves to a new one
+    // instead, and is unchanged on failure.
     bool copy(const dense2D& other) noexcept {
         if (storage_ == other.storage_) {
             dense2D fresh;
@@ -134,11 +135,11 @@ public:
         return true;
     }
 
-    // This view becomes a view on the block of `other`, of the same shape.
+    // Becomes a view on the block of `other`, of the same shape.
     void shallow_copy(const dense2D& other) noexcept { *this = other; }
 
-    // Appends all columns of `other`, which may be this array or a part of it. False, and nothing
-    // changed, when both hold something and differ in rows, or when memory fails.
+    // Appends all columns of `other`, which may be this array or a part of it. False, with nothing
+    // changed, if both hold something and differ in rows, or if memory fails.
     bool append(const dense2D& other) noexcept {
         const dense2D source(other);
         const std::size_t old = cols_;
@@ -146,8 +147,8 @@ public:
         copy_columns(source, old, source.cols_);
         return true;
     }
-    // Appends the listed columns of `other` in their order. False also for a column that does not
-    // exist.
+    // Appends the listed columns of `other`, in the order of the list. False also if one of them
+    // does not exist.
     bool append(const dense2D& other, const dense1D<unsigned int, 8>& columns) noexcept {
         const dense2D source(other);
         for (const unsigned int c : columns) {
@@ -163,12 +164,12 @@ public:
         return true;
     }
 
-    // 0 by 0; block and place on it stay.
+    // Empties the array, to 0 by 0; the block and the position on it stay.
     void clear() noexcept { set_shape(0, 0, 0); }
-    // 0 by 0, and this view's share of the block is given up. Other views stay valid.
+    // Empties the array, to 0 by 0, and leaves the block to its other views, which stay valid.
     void clear_hard() noexcept { *this = dense2D(); }
 
-    // View on a rectangle, which must lie in the array, with the same `ld`.
+    // View on a rectangle of the array, which must exist, with the same `ld`.
     dense2D sub_matrix(std::size_t row0, std::size_t col0, std::size_t nrows,
                        std::size_t ncols) noexcept {
         dense2D view(*this);
@@ -182,7 +183,7 @@ public:
         return const_cast<dense2D*>(this)->sub_matrix(row0, col0, nrows, ncols);
     }
 
-    // All elements as one vector on the same block. Only where `ld == rows`.
+    // All elements as one vector on the same block. The array must be packed.
     dense1D<T, 8> as_vector() const noexcept {
         return dense1D<T, 8>(storage_, first_, rows_ * cols_);
     }
@@ -222,7 +223,7 @@ private:
         return resize(source.rows_, total);
     }
 
-    // Most columns have few rows: a loop takes half the time of a call.
+    // Most columns have few rows, for which a loop takes half the time of a call.
     static void copy_column(const T* from, std::size_t rows, T* to) noexcept {
         if (rows > 8) {
             std::copy_n(from, rows, to);

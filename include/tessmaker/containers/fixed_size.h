@@ -8,14 +8,14 @@
 
 namespace kv7 {
 
-// A record of three fields, compared in their order.
+// A record of three fields, compared in the order of the fields.
 template <class A, class B, class C> struct TESSMAKER_API triad {
     // The fields.
     A first;
     B second;
     C third;
 
-    // Equal in all fields; less in the first field in which they differ.
+    // Equal if all fields are; less by the first field that differs.
     friend bool operator==(const triad& a, const triad& b) {
         return a.first == b.first && a.second == b.second && a.third == b.third;
     }
@@ -29,13 +29,12 @@ template <class A, class B, class C> struct TESSMAKER_API triad {
     }
 };
 
-// N values, and nothing else. `vector_fixed<double, 2>` and `<double, 3>` are points and
-// directions.
+// N values. `vector_fixed<double, 2>` and `<double, 3>` are points and directions.
 template <class T, std::size_t N> struct vector_fixed {
-    // In their order.
+    // The values.
     T values[N];
 
-    // Value `k`, and the first of all.
+    // Value `k`; the first value.
     constexpr T& operator[](std::size_t k) noexcept { return values[k]; }
     constexpr const T& operator[](std::size_t k) const noexcept { return values[k]; }
     constexpr T* data() noexcept { return values; }
@@ -44,15 +43,15 @@ template <class T, std::size_t N> struct vector_fixed {
 
 // R * C values, column by column.
 template <class T, std::size_t R, std::size_t C> struct matrix_fixed {
-    // Entry (i, j) stands at j * R + i.
+    // Entry (i, j) is values[j * R + i].
     T values[R * C];
 
-    // The entry in row `i` of column `j`; value `k` in the order in which they stand; the first.
+    // The entry in row `i` of column `j`.
     constexpr T& operator()(std::size_t i, std::size_t j) noexcept { return values[j * R + i]; }
     constexpr const T& operator()(std::size_t i, std::size_t j) const noexcept {
         return values[j * R + i];
     }
-    // Value `k`, and the first of all.
+    // Value `k` in the order of storage; the first value.
     constexpr T& operator[](std::size_t k) noexcept { return values[k]; }
     constexpr const T& operator[](std::size_t k) const noexcept { return values[k]; }
     constexpr T* data() noexcept { return values; }
@@ -66,12 +65,12 @@ template <class T, std::size_t N> struct symmetric_fixed {
     // The lower triangle, row by row.
     T values[N * (N + 1) / 2];
 
-    // Entry (i, j), which is entry (j, i); value `k` in the order in which they stand; the first.
+    // Entry (i, j), which is also entry (j, i).
     constexpr T& operator()(std::size_t i, std::size_t j) noexcept { return values[index(i, j)]; }
     constexpr const T& operator()(std::size_t i, std::size_t j) const noexcept {
         return values[index(i, j)];
     }
-    // Value `k`, and the first of all.
+    // Value `k` in the order of storage; the first value.
     constexpr T& operator[](std::size_t k) noexcept { return values[k]; }
     constexpr const T& operator[](std::size_t k) const noexcept { return values[k]; }
     constexpr T* data() noexcept { return values; }

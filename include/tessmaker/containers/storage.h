@@ -1,4 +1,5 @@
-// Storage of the arrays: how block memory is taken and freed, the count of owners, the block.
+// Storage of the arrays: how the memory of blocks is allocated and freed, the count of owners, the
+// block.
 #ifndef TESSMAKER_CONTAINERS_STORAGE_H
 #define TESSMAKER_CONTAINERS_STORAGE_H
 
@@ -14,8 +15,8 @@
 
 namespace kv7 {
 
-// The pair through which all block memory goes. `__vector_num_alloc` returns memory aligned as by
-// malloc, or null; it never throws.
+// All memory of blocks is allocated and freed by these two functions. `__vector_num_alloc` returns
+// memory aligned as by malloc, or null; it never throws.
 // NOLINTBEGIN(bugprone-reserved-identifier): the names belong to the binary interface.
 TESSMAKER_API void* __vector_num_alloc(std::size_t bytes) noexcept;
 TESSMAKER_API void __vector_num_free(void* memory) noexcept;
@@ -23,8 +24,8 @@ TESSMAKER_API void __vector_num_free(void* memory) noexcept;
 
 namespace math1 {
 
-// Base class of storage blocks: a count of the owners, changed only atomically. A new block has
-// none; `Ptr` and the views raise the count.
+// Base class of blocks: a count of the owners, changed only atomically. A new block has none; `Ptr`
+// and the views raise the count.
 class TESSMAKER_API ref_counted {
 public:
     ref_counted() noexcept = default;
@@ -53,11 +54,11 @@ private:
 
 } // namespace math1
 
-// Intrusive smart pointer to a `math1::ref_counted`: each one that isn't null is an owner. Compares
-// as the plain pointer does.
+// Intrusive smart pointer to a `math1::ref_counted`: each pointer that isn't null is an owner.
+// Compares like the plain pointer.
 template <class T> class Ptr {
 public:
-    // Null, an owner of `object`, another owner of what `other` points to.
+    // A null pointer, an owner of `object`, another owner of what `other` points to.
     Ptr() noexcept = default;
     explicit Ptr(T* object) noexcept : object_(object) {
         if (object_) object_->add_owner();
@@ -81,7 +82,7 @@ public:
         return *this;
     }
 
-    // The object, or null; `*` and `->` only where there is one.
+    // The object, or null; `*` and `->` need an object.
     T* operator->() const noexcept { return object_; }
     T& operator*() const noexcept { return *object_; }
     T* get() const noexcept { return object_; }
@@ -96,17 +97,17 @@ private:
 template <class T, unsigned Alignment> class dense1D;
 template <class T> class dense2D;
 
-// Storage block of elements of type T, the first of them on an address that divides by `Alignment`
-// (by the size of T when that is larger). Elements that own nothing are raw memory; all others are
+// Block of elements of type T. The address of the first element is a multiple of `Alignment`, or of
+// the size of T if that is larger. Elements that own nothing are raw memory; all others are
 // constructed over the whole capacity.
 template <class T, unsigned Alignment = 8>
 class TESSMAKER_API vector_num final : public math1::ref_counted {
 public:
-    // Without memory.
+    // A block without memory.
     vector_num() noexcept = default;
     ~vector_num() override { release(); }
 
-    // The first element, null without memory; elements that the memory holds.
+    // The first element, null without memory; the number of elements that the memory holds.
     T* data() noexcept { return data_; }
     const T* data() const noexcept { return data_; }
     std::size_t capacity() const noexcept { return capacity_; }
@@ -122,7 +123,7 @@ private:
     static_assert(boundary < not_owned);
 
     // Moves the block to memory for the largest of 2, capacity * factor and `min_capacity`
-    // elements, keeping the first `nbr_kept` of them. On false the block is unchanged.
+    // elements, and keeps the first `nbr_kept` elements. On false the block is unchanged.
     // NOLINTNEXTLINE(bugprone-reserved-identifier)
     bool __grow(std::size_t min_capacity, std::size_t nbr_kept, std::size_t factor) noexcept {
         constexpr std::size_t most = static_cast<std::size_t>(-1);
@@ -137,7 +138,7 @@ private:
         const std::size_t padding = beyond == 0 ? 0 : boundary - beyond;
         T* const elements = reinterpret_cast<T*>(static_cast<char*>(memory) + padding);
         const std::size_t new_capacity = (bytes - padding) / sizeof(T);
-        // A view may reach beyond its block's end, behind the last column of a rectangle.
+        // The last column of a rectangle may end, with its gap, beyond the end of the block.
         nbr_kept = std::min(nbr_kept, capacity_);
         if constexpr (is_raw) {
             if (nbr_kept != 0) {
