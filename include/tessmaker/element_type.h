@@ -40,6 +40,9 @@
 //   -102          malformed FEMAP file
 //   -198, -199    out of memory
 //
+// Each function lists its codes one to a line, in the order of its checks; out of memory can be met
+// at any point.
+//
 // Memory failure inside standard containers reaches the caller as an exception.
 #ifndef TESSMAKER_ELEMENT_TYPE_H
 #define TESSMAKER_ELEMENT_TYPE_H
