@@ -9,14 +9,17 @@ namespace kv7::tessmaker {
 
 inline constexpr int grid_undecided = -1;
 
-// Sends each node of `nodes` to the node where its chain of nearest neighbours of lower rank ends,
-// rank being the place in the list. Only the entries of `nodes` in `new_IDs` are written, which has
-// one for each column of `pos`. Returns the number of nodes that go; -199 when memory fails.
+// Sends each node of `nodes` to the node where its chain of nearest neighbours of lower rank ends.
+// The rank of a node is its place in the list, which holds no ID twice. `new_IDs`, one entry per
+// column of `pos`, is written at these nodes only. Returns the number of nodes merged; -199 when
+// memory fails.
 //
-// `grid_undecided`, and entries of no meaning, where two ways from a node are equally short and end
-// apart, where many nodes crowd within the tolerance, and where coordinates or tolerance are too
-// large, too small or not finite.
+// Returns `grid_undecided`, with arbitrary entries in `new_IDs`, if two neighbours of a node are
+// equally near and end at different nodes, if many nodes crowd within the tolerance, and if
+// coordinates or tolerance are too large, too small or not finite.
 int weld_by_grid(const dense2D<double>& pos, const id_list& nodes, id_list& new_IDs, double tol);
+// The same for all columns of `pos`, ranked by ID.
+int weld_by_grid(const dense2D<double>& pos, unsigned int* new_IDs, double tol);
 
 } // namespace kv7::tessmaker
 

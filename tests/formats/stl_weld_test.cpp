@@ -1,4 +1,4 @@
-// The one pass over a hashed grid compared with the merging steps that it stands for.
+// Welding in one pass over a hashed grid, compared with the merging steps that it stands for.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -130,11 +130,18 @@ TEST(stl_merge_by_grid, declines_coordinates_that_are_not_finite) {
     EXPECT_TRUE(declines(0.1, points({{largest, 0, 0}, {-largest, 0, 0}, {0, 1, 0}})));
 }
 
-TEST(stl_merge_by_grid, declines_many_positions_in_one_place) {
+TEST(stl_merge_by_grid, declines_many_positions_within_the_tolerance) {
+    random_source random(1);
+    dense2D<double> pos = random_points(random, 3, 3000, 0.0, 1e-9);
+    pos(0, 0) = 1.0;
+    EXPECT_TRUE(declines(1e-3, pos));
+}
+
+TEST(stl_merge_by_grid, takes_many_positions_in_one_place_that_are_farther_apart) {
     random_source random(1);
     dense2D<double> pos = random_points(random, 3, 300, 0.0, 1e-9);
     pos(0, 0) = 1.0;
-    EXPECT_TRUE(declines(1e-12, pos));
+    EXPECT_FALSE(declines(1e-12, pos));
 }
 
 TEST(stl_weld, makes_the_same_mesh_where_the_grid_declines) {
