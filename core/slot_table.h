@@ -35,10 +35,6 @@ public:
         tessmaker::prefetch(slots_.data() + first_slot(hash));
     }
 
-    // The ID in the first slot of `hash`, most often the one that a search will find; the absent ID
-    // if the slot is free.
-    unsigned int first_id(std::uint64_t hash) const { return id_in(slots_[first_slot(hash)]); }
-
     // Runs `found(id)` on the IDs with the upper half of `hash`, in no particular order, until it
     // returns true. Returns the number of entries passed, including those of other hashes.
     template <class Found> std::size_t search(std::uint64_t hash, Found found) const {

@@ -11,7 +11,7 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Tells on which side of a plane nodes lie, and remembers it.
+// The side of a plane on which each node lies, found when first asked for.
 class node_sides {
 public:
     node_sides(const dense2D<double>& pos, const vector<3>& point, const vector<3>& normal)
@@ -21,7 +21,7 @@ public:
     // False when memory fails.
     bool init(std::size_t nbr_nodes) { return sides_.resize(nbr_nodes, unknown); }
 
-    // Whether all nodes up to the first sentinel lie on the kept side.
+    // Whether all nodes up to the first absent ID lie on the kept side.
     bool keep(const unsigned int* column, std::size_t rows) {
         short* const sides = sides_.data();
         for (std::size_t r = 0; r < rows && column[r] != no_id; ++r) {
@@ -37,7 +37,7 @@ private:
     static constexpr short kept = 1;
     static constexpr short dropped = -1;
 
-    // A row that is missing counts as a coordinate of the point.
+    // In a row that `pos` lacks, the node takes the coordinate of the point.
     short classify(const double* p) const {
         vector<3> d{};
         for (std::size_t i = 0; i < rows_; ++i) d[i] = p[i] - point_[i];

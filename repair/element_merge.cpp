@@ -13,14 +13,14 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Squared distance, the node that stays, the node that goes.
+// Squared distance, the surviving node, the node that merges away.
 using merge_record = triad<double, unsigned int, unsigned int>;
 
-// What became of a node in a pass. In a later pass only the columns with a node that has taken
-// others can hold a new pair: all others are as they were when nothing was found in them.
-enum node_state : signed char { untouched, has_gone, has_taken };
+// What a pass did to a node. In the next pass only columns with a survivor of a merge can hold a
+// new pair: all others are unchanged since no pair was found in them.
+enum node_state : signed char { unchanged, merged_away, survivor };
 
-// Of a pair the lower ID stays. The other way round counts only where, as rounded, just the higher
+// The lower ID of a pair survives. The higher one does only where, as rounded, just the higher
 // node has the lower one in its box.
 template <unsigned int DIM>
 void record_pair(const dense2D<double>& pos, unsigned int low, unsigned int high, double tol,
@@ -50,9 +50,9 @@ void record_close_pairs(const dense2D<double>& pos, const unsigned int* column, 
     }
 }
 
-bool has_taken_node(const unsigned int* column, std::size_t rows, const signed char* state) {
+bool has_survivor(const unsigned int* column, std::size_t rows, const signed char* state) {
     for (std::size_t r = 0; r < rows; ++r) {
-        if (column[r] != no_id && state[column[r]] == has_taken) return true;
+        if (column[r] != no_id && state[column[r]] == survivor) return true;
     }
     return false;
 }
@@ -66,24 +66,24 @@ void record_close_pairs(const dense2D<double>& pos, const dense2D<unsigned int>*
         const std::size_t rows = connect->rows();
         for (std::size_t c = 0; c < connect->cols(); ++c) {
             const unsigned int* const column = connect->column(c);
-            if (has_taken_node(column, rows, state))
+            if (has_survivor(column, rows, state))
                 record_close_pairs<DIM>(pos, column, rows, tol, records);
         }
     }
 }
 
-// Closest pairs first. A node that has gone takes no others; one that has taken others can go.
+// Closest pairs first. A node that merged away takes no others; a survivor can still merge away.
 std::size_t apply_records(std::vector<merge_record>& records, unsigned int* to,
                           dense1D<signed char, 8>& states) {
     std::sort(records.begin(), records.end());
-    states = untouched;
+    states = unchanged;
     signed char* const state = states.data();
     std::size_t nbr_merged = 0;
     for (const auto& [dist2, keep, drop] : records) {
-        if (state[keep] == has_gone || state[drop] == has_gone) continue;
+        if (state[keep] == merged_away || state[drop] == merged_away) continue;
         to[drop] = keep;
-        state[drop] = has_gone;
-        state[keep] = has_taken;
+        state[drop] = merged_away;
+        state[keep] = survivor;
         ++nbr_merged;
     }
     return nbr_merged;
@@ -109,7 +109,7 @@ template <unsigned int DIM>
 int merge_in_elements_dim(const dense2D<double>& pos, dense2D<unsigned int>* begin,
                           dense2D<unsigned int>* end, id_list& new_IDs, double tol, bool repeated) {
     dense1D<signed char, 8> states;
-    if (!states.resize(pos.cols(), has_taken)) {
+    if (!states.resize(pos.cols(), survivor)) {
         new_IDs.clear();
         return -199;
     }

@@ -10,7 +10,7 @@ namespace kv7::tessmaker {
 // Merges the nodes of each element that lie within `tol` of each other, closest pairs first, the
 // lower ID of a pair surviving, and relabels the connectivities; with `repeated`, again until
 // nothing merges. `new_IDs` comes in as the identity on the columns of `pos` and goes out as the
-// map. `pos` has 2 or 3 rows, and every ID but the sentinel is a column of it. Returns the number
+// map. `pos` has 2 or 3 rows, and every ID but the absent one is a column of it. Returns the number
 // of nodes merged away; -199 when memory fails for the scratch array, `new_IDs` empty and nothing
 // else changed. Memory failure for the merge records is an exception, and the connectivities stay
 // as the last pass left them.

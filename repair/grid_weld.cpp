@@ -1,6 +1,6 @@
-// Nodes are put in a hash table by the cell of a grid that they lie in, in the order of their rank:
-// whatever a node finds there ranks lower. Only the first node of a position is put in. The others
-// end where the first one ends, as long as no other position is at a distance of 0.
+// Nodes are inserted in a hash table by their grid cell, in the order of their rank, so a node
+// finds only nodes of lower rank. Only the first node at a position is inserted. The others end
+// where the first one ends, as long as no other position is at a distance of 0.
 #include "repair/grid_weld.h"
 
 #include <algorithm>
@@ -99,7 +99,7 @@ template <unsigned int DIM> class nearest_end {
 public:
     nearest_end(const double* at, double tol) : at_(at), tol_(tol), dist2_(tol * tol) {}
 
-    // True for a node at the same position, which settles the matter.
+    // True if the node is at the same position: the search is then over.
     bool show(const double* p, unsigned int end) {
         const double dist2 = squared_distance<DIM>(at_, p);
         if (std::equal(at_, at_ + DIM, p) && dist2 == 0) { // not at infinity
@@ -115,7 +115,7 @@ public:
 
     bool is_settled() const { return is_settled_; }
     bool is_undecided() const { return !is_settled_ && end_ != no_id && (is_tie_ || dist2_ == 0); }
-    // 0xFFFFFFFF when none of the nodes shown is in reach.
+    // The absent ID if none of the nodes shown is in reach.
     unsigned int end() const { return end_; }
 
 private:
@@ -164,19 +164,14 @@ private:
     // More entries passed per node, on average, make a crowd.
     static constexpr std::size_t crowd = 32;
 
-    // Hashes the cells of a block, and prefetches what most of its nodes will be compared with.
+    // Hashes the cells of a block of nodes and prefetches their slots. False if a node is outside
+    // the grid.
     bool prefetch_block(std::size_t first, std::size_t size) {
         for (std::size_t i = 0; i < size; ++i) {
             std::uint64_t key;
             if (!cells_.find_own(nodes_.at(nodes_.id(first + i)), key)) return false;
             hashes_[i] = hash_of(key);
             table_.prefetch(hashes_[i]);
-        }
-        for (std::size_t i = 0; i < size; ++i) {
-            const unsigned int id = table_.first_id(hashes_[i]);
-            if (id == no_id) continue;
-            prefetch(nodes_.at(id));
-            prefetch(nodes_.to + id);
         }
         return true;
     }

@@ -41,9 +41,9 @@ public:
         return true;
     }
 
-    // The node nearest to `at`, close to it, of a rank below `rank`; 0xFFFFFFFF when there is none.
-    // Of several at the same distance it is the last in the order of the tree: each node before its
-    // right subtree, and that before its left one.
+    // The node nearest to `at`, close to it, of a rank below `rank`; the absent ID if there is
+    // none. Of several at the same distance it is the last in the order of the tree: each node
+    // before its right subtree, and that before its left one.
     unsigned int find_nearest(const double* at, double tol, unsigned int rank) const {
         // From infinity no distance is a number. Nodes there would all be asked, and by each other.
         if (!std::all_of(at, at + DIM, [](double x) { return std::isfinite(x); })) return no_id;

@@ -9,7 +9,7 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Elements have few nodes: pairs are faster compared than sorted.
+// Elements have few nodes, so comparing all pairs is faster than sorting.
 bool repeats_a_node(const unsigned int* column, std::size_t rows, bool strict) {
     for (std::size_t i = 1; i < rows; ++i) {
         if (column[i] == no_id && !strict) continue;
@@ -20,7 +20,7 @@ bool repeats_a_node(const unsigned int* column, std::size_t rows, bool strict) {
     return false;
 }
 
-// `new_columns`, where given, has one entry per column, all 0xFFFFFFFF.
+// `new_columns`, where given, has one entry per column, all the absent ID.
 int remove_columns(dense2D<unsigned int>& connect, unsigned int* new_columns, bool strict) {
     const std::size_t rows = connect.rows();
     const std::size_t cols = connect.cols();

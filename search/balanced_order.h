@@ -13,7 +13,7 @@ struct keyed_point {
     unsigned int id;
 };
 
-// Where coordinates stand: in columns that begin `ld` apart.
+// Coordinates in columns that begin `ld` apart.
 struct coordinate_columns {
     const double* first;
     std::size_t ld;
@@ -41,7 +41,7 @@ template <unsigned DIM> constexpr unsigned int next_axis(unsigned int axis) {
     return axis + 1 == DIM ? 0 : axis + 1;
 }
 
-// Whether coordinate `a` comes behind `b`: what is not a number comes behind all numbers.
+// Whether coordinate `a` comes behind `b`: NaN comes behind all numbers.
 inline bool is_above(double a, double b) { return a > b || (a != a && b == b); }
 
 // Writes `n` IDs to `ordered` as the nodes of a balanced tree in pre-order: of each run of `m`

@@ -13,7 +13,7 @@
 namespace kv7::tessmaker {
 
 // The slot where there is no node.
-inline constexpr unsigned int no_slot = 0xFFFFFFFFU;
+inline constexpr unsigned int no_slot = no_id;
 
 // The tree holds IDs and reads coordinates, at every query, from an array of at least DIM rows that
 // the caller keeps alive, unchanged and packed (`ld == rows == DIM`). It is balanced by medians
@@ -52,9 +52,9 @@ public:
 
     // The point nearest to `point` (DIM coordinates), among those whose squared distance is below
     // `dist2`, which must come in as the largest finite double and goes out as the squared distance
-    // found. 0xFFFFFFFF, and `dist2` as it was, when there is none. Of several at the same distance
-    // the first on the way counts: first the nodes from the root down to the point's place, then
-    // each node before its right subtree and that before its left one.
+    // found. The absent ID, and `dist2` unchanged, if there is none. Of several at the same
+    // distance the first on the way counts: first the nodes from the root down to the point's
+    // place, then each node before its right subtree and that before its left one.
     unsigned int find_closest(const double* point, double& dist2) const;
     // The same around column `id` of `pos`, which need not be in the tree and is never the answer.
     unsigned int find_closest(unsigned int id, double& dist2) const;
