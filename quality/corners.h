@@ -1,4 +1,4 @@
-// The corners of the columns of a connectivity.
+// Reading of the corners of elements.
 #ifndef TESSMAKER_QUALITY_CORNERS_H
 #define TESSMAKER_QUALITY_CORNERS_H
 
@@ -7,15 +7,16 @@
 #include <cstddef>
 
 #include "core/element_table.h"
+#include "core/prefetch.h"
 #include "core/small_vectors.h"
 
 namespace kv7::tessmaker {
 
-// How many columns ahead of a walk the nodes are asked for.
+// How many columns ahead of the walk nodes are prefetched.
 inline constexpr std::size_t columns_ahead = 16;
 
-// Reads nodes of `pos`. `IN_SPACE` tells that it has three coordinates; those that it does not have
-// are 0, and rows behind the third are not looked at.
+// Reads nodes of `pos`. `IN_SPACE`: it has three coordinates at least. Rows behind the third are
+// ignored, and missing ones read as 0.
 template <bool IN_SPACE> class node_reader {
 public:
     static constexpr bool in_space = IN_SPACE;
@@ -46,17 +47,16 @@ public:
         return p;
     }
 
-    // Asks for the nodes of the column that a walk reaches later, if it does: `left` are there from
-    // `column` on. Inlined before g++ finds that it has no effect and drops it.
+    // Prefetches the nodes of the column `columns_ahead` further on, unless fewer than that are
+    // `left` from `column` on. Columns of mixed types may end in absent IDs, and are left out.
     template <element_type TYPE>
-    [[gnu::always_inline]] void prefetch(const unsigned int* column, std::size_t ld,
-                                         std::size_t left) const {
-        // Columns of mixed types may end in no_id.
+    [[gnu::always_inline]] void prefetch_later(const unsigned int* column, std::size_t ld,
+                                               std::size_t left) const {
         if constexpr (TYPE != ET_FACE_MIX && TYPE != ET_SOLID_MIX) {
             if (left <= columns_ahead) return;
             const unsigned int* const later = column + columns_ahead * ld;
             for (std::size_t i = 0; i < shape_of(TYPE).nbr_nodes; ++i) {
-                __builtin_prefetch(first_ + ld_ * later[i]);
+                prefetch(first_, ld_ * later[i]);
             }
         }
     }
