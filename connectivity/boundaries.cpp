@@ -10,20 +10,20 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// A facet array holds nothing, or columns of the type's height.
+// Whether facets of the type can be appended to `boundaries`: it is empty or has their height.
 bool has_height(const dense2D<unsigned int>& boundaries, element_type type) {
     return boundaries.empty() || boundaries.rows() == boundary_height(type);
 }
 
-// The test for facets without a neighbour.
+// Returns the test for facets without a neighbour.
 auto is_free_facet(const dense2D<unsigned int>& neighbors) {
     return [across = neighbors.column(0), ld = neighbors.ld()](std::size_t e, std::size_t f) {
         return across[e * ld + f] == no_id;
     };
 }
 
-// Calls `work(shape, f, e, column e)` for the facets for which `is_wanted(e, f)`, by element, then
-// by local facet; the shape and f are constants.
+// Calls `work(shape, f, e, column e)` for each facet with `is_wanted(e, f)`, by element e, then by
+// local facet f. `shape` and `f` are compile-time constants.
 template <element_type TYPE, class IsWanted, class Work>
 void for_each_wanted_facet(const dense2D<unsigned int>& connect, IsWanted is_wanted, Work work) {
     for_each_column<TYPE>(connect, [&](auto shape, std::size_t e, const unsigned int* column) {
@@ -42,14 +42,15 @@ std::size_t count_facets(const dense2D<unsigned int>& connect, IsWanted is_wante
     return nbr_wanted;
 }
 
-// Appends the wanted facets to `boundaries`. False, and nothing changed, when memory fails.
+// Appends the wanted facets to `boundaries`. Returns false, with nothing changed, if memory fails.
 template <element_type TYPE, class IsWanted>
 bool append_facets(const dense2D<unsigned int>& connect, IsWanted is_wanted,
                    dense2D<unsigned int>& boundaries) {
     constexpr std::size_t height = boundary_height(TYPE);
     const std::size_t old = boundaries.cols();
     const std::size_t total = old + count_facets<TYPE>(connect, is_wanted);
-    // With the reservation a block that must grow does so in place, and other views on it follow.
+    // With `reserve`, a block that must grow does so in place and stays shared with its other
+    // views.
     if (!boundaries.reserve(height, total, 1) || !boundaries.resize(height, total)) return false;
 
     const std::size_t ld = boundaries.ld();
@@ -65,7 +66,8 @@ bool append_facets(const dense2D<unsigned int>& connect, IsWanted is_wanted,
     return true;
 }
 
-// The handles of the wanted facets, in the same way.
+// Appends the handles of the wanted facets to `handles`. Returns false, with nothing changed, if
+// memory fails.
 template <element_type TYPE, class IsWanted>
 bool append_handles(const dense2D<unsigned int>& connect, IsWanted is_wanted, id_list& handles) {
     const std::size_t old = handles.size();
@@ -78,7 +80,7 @@ bool append_handles(const dense2D<unsigned int>& connect, IsWanted is_wanted, id
     return true;
 }
 
-// For one of the served types. Returns 0 or -199.
+// The same for a type that is known at run time and is linear. Returns 0; -199: out of memory.
 template <class IsWanted>
 int append_facets(const dense2D<unsigned int>& connect, element_type type, IsWanted is_wanted,
                   dense2D<unsigned int>& boundaries) {

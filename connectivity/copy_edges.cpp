@@ -15,7 +15,8 @@ bool is_connectivity(const dense2D<unsigned int>& connect, int type) {
     return check_IDs(connect, static_cast<element_type>(type), no_id);
 }
 
-// Appends to `edges` the edges of the connectivities but those in `exclude`.
+// Appends the edges of the connectivities, without those in `exclude`, to `edges`.
+// Returns 0; -199: out of memory.
 int append_edges(const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
                  const int* types, dense2D<unsigned int>& edges,
                  const dense2D<unsigned int>& exclude) {
@@ -23,7 +24,8 @@ int append_edges(const dense2D<unsigned int>* begin, const dense2D<unsigned int>
     if (collect_edges(begin, end, types, found) != 0 || subtract_edges(exclude, found) != 0)
         return -199;
     const std::size_t old = edges.cols();
-    // With the reservation a block that must grow does so in place, and other views on it follow.
+    // With `reserve`, a block that must grow does so in place and stays shared with its other
+    // views.
     if (!edges.reserve(2, old + found.size(), 1) || !edges.resize(2, old + found.size()))
         return -199;
     for (std::size_t k = 0; k < found.size(); ++k) {

@@ -11,22 +11,22 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// The type whose edges stand for those of `type`: the linear one, but none for the serendipity
-// solids (kept: clients rely on their having no edges).
+// The linear type whose edges are listed for `type`; ET_UNKNOWN, which has none, for the
+// serendipity solids (kept: clients rely on these having no edges).
 element_type edge_type(std::size_t rows, element_type type) {
     type = resolve_mixed_type(rows, type);
     const bool is_left_out = type == ET_PYRA13 || type == ET_PENTA15 || type == ET_HEXA20;
     return is_left_out ? ET_UNKNOWN : linear_type(type);
 }
 
-// A range of connectivities and their types.
+// Several connectivities and their types.
 struct mesh {
     const dense2D<unsigned int>* begin;
     const dense2D<unsigned int>* end;
     const int* types;
 };
 
-// Calls `work(smaller node, larger node)` for every edge of every element.
+// Calls `work(smaller node, larger node)` for each edge of each element, shared ones repeatedly.
 template <class Work> void for_each_edge(const mesh& elements, Work work) {
     const int* type = elements.types;
     for (const dense2D<unsigned int>* connect = elements.begin; connect != elements.end;
@@ -53,7 +53,7 @@ template <class T> std::size_t sort_unique(T* begin, T* end) {
     return static_cast<std::size_t>(std::unique(begin, end) - begin);
 }
 
-// By one sort of all.
+// Lists all edges and sorts them at once. Returns false if memory fails.
 bool collect_by_sorting(const mesh& elements, std::size_t nbr_occurrences, edge_list& edges) {
     if (!edges.resize(nbr_occurrences)) return false;
     std::uint64_t* next = edges.data();
@@ -63,8 +63,8 @@ bool collect_by_sorting(const mesh& elements, std::size_t nbr_occurrences, edge_
     return edges.resize(sort_unique(edges.begin(), edges.end()));
 }
 
-// By gathering the larger nodes at each smaller one, and sorting there. For numbers of edges that
-// fit in 32 bits.
+// Groups the edges by their smaller node in two counting passes, and sorts the larger nodes of each
+// group. `nbr_occurrences` must fit in 32 bits. Returns false if memory fails.
 bool collect_by_node(const mesh& elements, std::size_t nbr_occurrences, std::size_t nbr_nodes,
                      edge_list& edges) {
     id_list ends;
@@ -113,7 +113,7 @@ int collect_edges(const dense2D<unsigned int>* begin, const dense2D<unsigned int
     });
     if (nbr_occurrences == 0) return 0;
     const std::size_t nbr_nodes = std::size_t{largest} + 1;
-    // Counting by node doesn't pay where the IDs are scattered over a much wider range.
+    // Counts for all IDs up to the largest cost more than sorting where only few of the IDs occur.
     const bool is_by_node = nbr_occurrences < no_id && nbr_nodes <= 4 * nbr_occurrences + 64;
     const bool done = is_by_node ? collect_by_node(elements, nbr_occurrences, nbr_nodes, edges)
                                  : collect_by_sorting(elements, nbr_occurrences, edges);

@@ -1,4 +1,4 @@
-// The distinct edges of elements, as a sorted list of pairs of corner nodes.
+// The distinct edges of meshes: sorted lists of pairs of corner nodes.
 #ifndef TESSMAKER_CONNECTIVITY_EDGES_H
 #define TESSMAKER_CONNECTIVITY_EDGES_H
 
@@ -9,8 +9,8 @@
 
 namespace kv7::tessmaker {
 
-// An edge is one number with the smaller ID in its upper half, so that edges ascend by the smaller
-// ID, then by the larger one.
+// An edge is one 64-bit number with the smaller ID in its upper half, so that sorted edges ascend
+// by smaller ID, then by larger ID.
 using edge_list = dense1D<std::uint64_t, 8>;
 
 inline std::uint64_t edge_of(unsigned int a, unsigned int b) {
@@ -21,19 +21,19 @@ inline unsigned int smaller_node(std::uint64_t edge) {
 }
 inline unsigned int larger_node(std::uint64_t edge) { return static_cast<unsigned int>(edge); }
 
-// Whether an array of edges holds pairs of nodes, or nothing.
+// Whether an array of edges is empty or has the two rows of node pairs.
 inline bool has_pairs(const dense2D<unsigned int>& edges) {
     return edges.empty() || edges.rows() == 2;
 }
 
-// Lists the edges of the connectivities from `begin` up to `end`, each of them once, ascending.
-// types[i] is the type of the i-th, which must pass check_IDs. ET_PYRA13, ET_PENTA15, ET_HEXA20 and
-// the types without a shape have none.
+// Lists the distinct edges of the connectivities from `begin` to `end`, ascending. types[i] is the
+// type of connectivity i, which must pass check_IDs. ET_PYRA13, ET_PENTA15, ET_HEXA20, ET_UNKNOWN,
+// ET_NODE and ET_BAR_MIX have no edges.
 // Returns 0; -199: out of memory.
 int collect_edges(const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
                   const int* types, edge_list& edges);
 
-// Removes the edges in the columns of `exclude`, pairs in whichever direction.
+// Removes the edges that are columns of `exclude`, in either direction.
 // Returns 0; -199: out of memory.
 int subtract_edges(const dense2D<unsigned int>& exclude, edge_list& edges);
 

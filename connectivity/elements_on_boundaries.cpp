@@ -13,13 +13,14 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// A set of elements that is emptied often and is small most of the time.
+// A set of elements for frequent reuse: a plain list while it is small, then a hash table.
 class element_set {
 public:
     void clear() { few_.clear(); }
 
-    // Puts an element in; `added` becomes whether it is new. False when memory fails.
+    // Inserts an element; `added` tells whether it is new. Returns false if memory fails.
     bool insert(unsigned int element, bool& added) {
+        // More than most balls have: 8 hexahedra, about 24 tetrahedra.
         constexpr std::size_t most_few = 32;
         if (few_.size() < most_few) {
             added = std::find(few_.begin(), few_.end(), element) == few_.end();
@@ -47,10 +48,10 @@ private:
     bool has_table_ = false;
 };
 
-// The local facets of an element through which a walk around `node` leaves it, in order. Where the
-// node stands twice the first row counts, but for two shapes: a bar is left through the facets of
-// both its rows, and a tetrahedron through all facets that face another node, even if it doesn't
-// hold `node` at all (kept: clients rely on the walk going on there).
+// The local facets through which a walk around `node` leaves an element, in order. If the element
+// has the node twice, its first row counts, with two exceptions: a bar is left through the facets
+// of both rows, and a tetrahedron through the facets opposite all other nodes, even if it does not
+// have `node` at all (kept: clients rely on the walk going on there).
 node_facets facets_around(unsigned int node, const unsigned int* column, element_type shape) {
     const auto& around = topology_of(shape).around;
     const unsigned int rows = nbr_nodes(shape);
@@ -73,7 +74,7 @@ node_facets facets_around(unsigned int node, const unsigned int* column, element
     }
 }
 
-// The elements around a node.
+// The ball of a node: the elements around it.
 class node_ball {
 public:
     node_ball(const dense2D<unsigned int>& connect, const dense2D<unsigned int>& neighbors,
@@ -82,8 +83,9 @@ public:
 
     const id_list& elements() const { return elements_; }
 
-    // Walks around `node` from the element `start`. Returns 0; -4: `start` doesn't hold the node;
-    // -3: an element that was reached doesn't; -199: out of memory.
+    // Walks around `node` from the element `start`, depth first.
+    // Returns 0; -4: `start` does not have the node; -3: an element reached from it does not have
+    // the node; -199: out of memory.
     int walk(unsigned int node, unsigned int start) {
         elements_.clear();
         pending_.clear();
@@ -115,13 +117,13 @@ private:
     const dense2D<unsigned int>& neighbors_;
     element_type type_;
     id_list elements_;
-    id_list pending_; // the element to visit next stands last
+    id_list pending_; // a stack of elements still to visit
     element_set reached_;
 };
 
-// A facet of an element that holds the same nodes.
+// The local facet of an element that has the wanted nodes.
 struct facet_match {
-    int direction; // as by `compare_facets`; 0 for none
+    int direction; // as from `compare_facets`; 0: the element has no such facet
     unsigned int local_facet;
 };
 
@@ -134,7 +136,7 @@ facet_match find_facet(const facet_nodes& wanted, const unsigned int* column, el
     return {0, 0};
 }
 
-// The handle of the facet that `side` selects among those of the elements, or 0xFFFFFFFF.
+// The handle of the facet that `side` selects among the matching ones of the elements, or `no_id`.
 unsigned int select_handle(const facet_nodes& wanted, const id_list& elements,
                            const dense2D<unsigned int>& connect, element_type type, int side) {
     unsigned int same = no_id;
@@ -157,13 +159,14 @@ unsigned int select_handle(const facet_nodes& wanted, const id_list& elements,
     return opposite != no_id ? opposite : same;
 }
 
-// Fills `handles`, which holds 0xFFFFFFFF.
+// Writes the handles of the facets that are found; `handles` is filled with `no_id` on entry.
+// Returns 0 or the code of `node_ball::walk`.
 int find_handles(const dense2D<unsigned int>& boundaries, const dense2D<unsigned int>& connect,
                  const dense2D<unsigned int>& neighbors, const id_list& ancestors,
                  element_type type, int side, id_list& handles) {
     const auto height = static_cast<unsigned int>(boundaries.rows());
     node_ball ball(connect, neighbors, type);
-    std::size_t center = ancestors.size(); // the node of the ball, none at first
+    std::size_t center = ancestors.size(); // the node of the ball; at first no node has that ID
     for (std::size_t b = 0; b < boundaries.cols(); ++b) {
         const unsigned int* const boundary = boundaries.column(b);
         const unsigned int node = boundary[0];

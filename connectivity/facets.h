@@ -1,4 +1,4 @@
-// Facets of elements: their sizes by type, the check of `neighbors`, how two facets are compared.
+// Facets of elements: their number and size for each type, checks of `neighbors`, comparison.
 #ifndef TESSMAKER_CONNECTIVITY_FACETS_H
 #define TESSMAKER_CONNECTIVITY_FACETS_H
 
@@ -12,27 +12,27 @@
 
 namespace kv7::tessmaker {
 
-// Rows of `neighbors` for a type: K of the facet handles, element * K + local facet.
+// The rows K of `neighbors` for a type. The handle of a facet is element * K + local facet.
 inline unsigned int boundary_stride(element_type type) { return shape_of(type).nbr_boundaries; }
 
 // Nodes of a facet of a type, the most that it has for types with facets of two sizes. A value that
 // is none of the types has none.
 constexpr unsigned int boundary_height(element_type type) { return shape_of(type).boundary_height; }
 
-// Whether `neighbors` has K rows and a column for each element.
+// Whether `neighbors` has K rows and one column for each element.
 inline bool has_shape(const dense2D<unsigned int>& neighbors, const dense2D<unsigned int>& connect,
                       element_type type) {
     return neighbors.cols() == connect.cols() && neighbors.rows() == boundary_stride(type);
 }
 
-// The same, and whether it names none but elements.
+// The same, and whether each entry is an element or absent.
 inline bool are_neighbors(const dense2D<unsigned int>& neighbors,
                           const dense2D<unsigned int>& connect, element_type type) {
     return has_shape(neighbors, connect, type) &&
            check_IDs(neighbors, static_cast<unsigned int>(connect.cols()));
 }
 
-// One to four nodes in the order in which a facet is read.
+// The nodes of a facet, one to four, in the order that gives its direction.
 struct facet_nodes {
     unsigned int size;
     std::array<unsigned int, 4> node;
@@ -44,7 +44,7 @@ inline facet_nodes facet_of(const unsigned int* element, const local_facet& loca
     return facet;
 }
 
-// A column of facets: 0xFFFFFFFF in row 3 makes it a triangle.
+// From a column of a facet array; an absent ID in row 3 makes it a triangle.
 inline facet_nodes facet_of(const unsigned int* column, unsigned int height) {
     facet_nodes facet{height == 4 && column[3] == no_id ? 3 : height, {}};
     std::copy_n(column, facet.size, facet.node.begin());
@@ -52,8 +52,8 @@ inline facet_nodes facet_of(const unsigned int* column, unsigned int height) {
 }
 
 // 1 if the facets hold the same nodes in the same direction, -1 in the opposite direction, else 0.
-// A single node has but one direction. Facets of three and four nodes are read as cycles from their
-// smallest ID, the first one where that repeats.
+// Single nodes have only one direction. Facets of three and four nodes are read as cycles that
+// start at the smallest ID, at its first occurrence if it repeats.
 inline int compare_facets(const facet_nodes& a, const facet_nodes& b) {
     if (a.size != b.size) return 0;
     const unsigned int size = a.size;

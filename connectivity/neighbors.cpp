@@ -1,6 +1,6 @@
-// Matching of facets. Their handles are brought into buckets by the smallest node. Bucket by bucket
-// the nodes are read again, and compared by a key that is equal for two facets exactly where
-// `compare_facets` isn't 0.
+// Matching of facets. A counting sort puts their handles into buckets by smallest node ID. Then,
+// for one bucket at a time, the nodes of its facets are read again and turned into keys. Two facets
+// have equal keys exactly if `compare_facets` is not 0 for them.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -20,7 +20,7 @@ namespace {
 
 template <std::size_t SIZE> using facet_key = std::array<unsigned int, SIZE>;
 
-// In a record that has found its match, 0xFFFFFFFF stands in the place of the smallest ID.
+// Once the facet has found its match, the smallest ID of its key is replaced by `no_id`.
 template <class Handle, std::size_t SIZE> struct facet_record {
     facet_key<SIZE> key;
     Handle handle;
@@ -47,7 +47,7 @@ facet_key<3> key_of(facet_key<3> node) {
     put_in_order(node[0], node[1]);
     return node;
 }
-// The diagonal on which the smallest ID stands first, then the other one.
+// The diagonal with the smallest ID first, then the other one, each with its smaller ID first.
 facet_key<4> key_of(const facet_key<4>& node) {
     facet_key<4> key{node[0], node[2], node[1], node[3]};
     put_in_order(key[0], key[1]);
@@ -60,7 +60,7 @@ facet_key<4> key_of(const facet_key<4>& node) {
     return key;
 }
 
-// The first SIZE IDs are those of the nodes of the facet, in order.
+// The first SIZE nodes of the facet, in order.
 template <std::size_t SIZE>
 facet_key<SIZE> nodes_of_facet(const unsigned int* column, const local_facet& facet) {
     facet_key<SIZE> node{};
@@ -68,8 +68,8 @@ facet_key<SIZE> nodes_of_facet(const unsigned int* column, const local_facet& fa
     return node;
 }
 
-// The key among facets of up to SIZE nodes. The sentinel keeps triangles apart from all
-// quadrangles.
+// The key of facet f of an element, in a mesh whose facets have up to SIZE nodes. An absent ID in
+// the key of a triangle makes it differ from that of any quadrangle.
 template <element_type SHAPE, std::size_t SIZE>
 facet_key<SIZE> key_of_facet(const unsigned int* column, std::size_t f) {
     static constexpr local_facets facets = topology_of(SHAPE).facets;
@@ -83,14 +83,14 @@ facet_key<SIZE> key_of_facet(const unsigned int* column, std::size_t f) {
     return key_of(nodes_of_facet<SIZE>(column, facet));
 }
 
-// The smallest ID stands in all keys of a bucket, or nearly, and is compared last.
+// Keys in a bucket usually share their smallest ID, so it is compared last.
 template <std::size_t SIZE> bool is_same(const facet_key<SIZE>& a, const facet_key<SIZE>& b) {
     bool same = true;
     for (std::size_t k = SIZE; same && k-- > 0;) same = a[k] == b[k];
     return same;
 }
 
-// Calls `work(smallest ID, handle)` for all facets in ascending order of handle.
+// Calls `work(smallest node ID, handle)` for all facets in ascending order of handle.
 template <element_type TYPE, class Work>
 void for_each_facet(const dense2D<unsigned int>& connect, Work work) {
     constexpr std::size_t stride = element_table[TYPE].nbr_boundaries;
@@ -106,18 +106,17 @@ void for_each_facet(const dense2D<unsigned int>& connect, Work work) {
     });
 }
 
-// The handles of all facets, bucket by bucket, in each in ascending order.
+// The handles of all facets, bucket by bucket, ascending within each bucket.
 template <class Handle> struct facet_buckets {
     dense1D<Handle, 8> handles;
-    dense1D<Handle, 8> ends; // of the buckets
-    std::size_t most = 0;    // facets in one bucket
+    dense1D<Handle, 8> ends; // bucket b ends at handles[ends[b]]
+    std::size_t largest = 0; // number of facets in the largest bucket
 };
 
-// False when memory fails.
+// Returns false if memory fails.
 template <element_type TYPE, class Handle>
 bool fill_buckets(const dense2D<unsigned int>& connect, facet_buckets<Handle>& buckets) {
-    // One bucket for each node, unless the IDs are scattered over a range that is much wider than
-    // the mesh.
+    // One bucket for each node ID, unless the largest ID is much larger than the number of facets.
     const std::size_t enough = 2 * element_table[TYPE].nbr_boundaries * connect.cols() + 64;
     const auto nbr_buckets =
         static_cast<unsigned int>(std::min(std::size_t{max_ID(connect)} + 1, enough));
@@ -130,7 +129,7 @@ bool fill_buckets(const dense2D<unsigned int>& connect, facet_buckets<Handle>& b
                          [&](unsigned int smallest, std::size_t) { ++end[bucket_of(smallest)]; });
     Handle nbr_facets = 0;
     for (std::size_t b = 0; b < nbr_buckets; ++b) {
-        buckets.most = std::max<std::size_t>(buckets.most, end[b]);
+        buckets.largest = std::max<std::size_t>(buckets.largest, end[b]);
         nbr_facets += std::exchange(end[b], nbr_facets);
     }
 
@@ -142,7 +141,8 @@ bool fill_buckets(const dense2D<unsigned int>& connect, facet_buckets<Handle>& b
     return true;
 }
 
-// Links the facets of one bucket, which stand in ascending order of handle.
+// Links the matching facets of one bucket, which are in ascending order of handle. Small buckets
+// are searched pair by pair, larger ones are sorted first.
 template <std::size_t STRIDE, class Record>
 void link_bucket(Record* begin, Record* end, bool link_non_manifold, unsigned int* neighbors) {
     constexpr std::ptrdiff_t few = 64;
@@ -171,18 +171,18 @@ void link_bucket(Record* begin, Record* end, bool link_non_manifold, unsigned in
     }
 }
 
-// `neighbors` is sized and holds 0xFFFFFFFF. Handles and counts of facets must fit in `Handle`.
-// False when memory fails.
+// Writes the neighbours of all elements. On entry `neighbors` has its size and is filled with
+// `no_id`. The number of facets must fit in `Handle`. Returns false if memory fails.
 template <element_type TYPE, class Handle>
 bool link_facets(const dense2D<unsigned int>& connect, bool link_non_manifold,
                  dense2D<unsigned int>& neighbors) {
     constexpr std::size_t size = boundary_height(TYPE);
     constexpr std::size_t stride = element_table[TYPE].nbr_boundaries;
-    constexpr std::size_t ahead = 32; // facets to the one whose column is fetched meanwhile
+    constexpr std::size_t ahead = 32; // the column of that many facets later is prefetched
     facet_buckets<Handle> buckets;
     if (!fill_buckets<TYPE>(connect, buckets)) return false;
-    dense1D<facet_record<Handle, size>, 8> records; // those of one bucket
-    if (!records.resize(buckets.most)) return false;
+    dense1D<facet_record<Handle, size>, 8> records; // of one bucket
+    if (!records.resize(buckets.largest)) return false;
 
     const unsigned int* const entries = connect.column(0);
     const std::size_t ld = connect.ld();

@@ -16,14 +16,15 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// The most entries that 32-bit offsets can tell apart.
+// The largest number of entries that 32-bit offsets can address.
 constexpr std::size_t most_entries = no_id;
 
-// How a column joins nodes: each policy tells how many rows of a column count, visits the nodes
-// that the column joins to one of its own, in order, itself and repeats among them, and bounds
-// their number.
+// A policy says which nodes of a column are neighbours of one another. `nbr_rows` is the number of
+// rows that hold nodes of the element. `visit_joined` visits the neighbours of one node of the
+// column in order, possibly including the node itself and repeats. `most_joined` bounds their
+// number.
 
-// All to one another. ROWS is their number, or 0 where it is known at run time only.
+// All nodes of a column are neighbours. ROWS is their number, or 0 if known only at run time.
 template <std::size_t ROWS> struct joined_to_all {
     static constexpr bool takes_all_rows = true;
     std::size_t rows;
@@ -38,7 +39,7 @@ template <std::size_t ROWS> struct joined_to_all {
     }
 };
 
-// The other ends of the local edges at one local node, in the order of the edges.
+// The other end nodes of the local edges at one local node, in the order of the edges.
 struct local_ends {
     unsigned int count = 0;
     std::array<std::uint8_t, 4> node{};
@@ -55,7 +56,7 @@ template <element_type SHAPE> constexpr auto ends_of_edges() {
     return ends;
 }
 
-// Along the edges of the column's shape.
+// Nodes are neighbours if an edge of the element joins them.
 template <element_type TYPE> struct joined_by_edges {
     static constexpr bool takes_all_rows = TYPE != ET_FACE_MIX && TYPE != ET_SOLID_MIX;
 
@@ -64,7 +65,7 @@ template <element_type TYPE> struct joined_by_edges {
             return std::size_t{element_table[decltype(shape)::value].nbr_nodes};
         });
     }
-    // Both ends of each edge of a hexahedron, when all its nodes are one.
+    // Reached by a hexahedron whose nodes are all the same: both ends of its 12 edges are visited.
     static constexpr std::size_t most_joined() { return 24; }
 
     template <class Visit>
@@ -84,7 +85,7 @@ template <element_type TYPE> struct joined_by_edges {
     }
 
 private:
-    // For a node that the column repeats.
+    // For a node that occurs more than once in the column.
     template <element_type SHAPE, class Visit>
     static void visit_along_all_edges(const unsigned int* column, unsigned int node, Visit visit) {
         constexpr local_edges edges = topology_of(SHAPE).edges;
@@ -97,10 +98,10 @@ private:
     }
 };
 
-// Calls `work(run, e, column e)` for all columns: those before `split` (run 0) and those from it on
-// (run 1) by turns, each run in ascending order. Columns next to one another share nodes: by turns
-// none waits for what the one before has stored for them. Stops, and returns false, as soon as
-// `work` does.
+// Calls `work(run, e, column e)` for all columns, alternating between those before `split` (run 0)
+// and the others (run 1), each run in ascending order. Consecutive columns often share nodes, and
+// an update of the same counter would wait for the store of the one before; alternating avoids
+// that. Returns false, without visiting the rest, as soon as `work` returns false.
 template <class Work>
 bool for_each_column_by_turns(const dense2D<unsigned int>& connect, std::size_t split, Work work) {
     const std::size_t cols = connect.cols();
@@ -119,7 +120,7 @@ bool for_each_column_by_turns(const dense2D<unsigned int>& connect, std::size_t 
     return true;
 }
 
-// The number of IDs up to the largest one that the columns join; 1 at least.
+// One more than the largest node ID in the columns; at least 1.
 template <class Joined>
 std::size_t count_nodes(const dense2D<unsigned int>& connect, const Joined& joined) {
     if (Joined::takes_all_rows) return std::max(max_ID(connect) + 1U, 1U);
@@ -132,15 +133,15 @@ std::size_t count_nodes(const dense2D<unsigned int>& connect, const Joined& join
     return nbr_nodes;
 }
 
-// What is counted for each ID, and later listed, in two runs of columns. ID n has its place at
-// n + 1. The successor of the sentinel is 0: it is counted in front.
+// Counters for each ID, separate for the two runs of columns. The counter of ID n is entry n + 1.
+// For the absent ID n + 1 wraps around to 0, so entry 0 collects it.
 struct column_runs {
     id_list low;
     id_list& high;
     std::size_t split = 0; // the first column of the second run
 };
 
-// False when an ID is beyond `nbr_nodes`.
+// Counts the IDs in all columns. Returns false if an ID is not below `nbr_nodes`.
 template <class Joined>
 bool add_counts(const dense2D<unsigned int>& connect, const Joined& joined, std::size_t nbr_nodes,
                 column_runs& runs) {
@@ -157,7 +158,7 @@ bool add_counts(const dense2D<unsigned int>& connect, const Joined& joined, std:
     return for_each_column_by_turns(connect, runs.split, add);
 }
 
-// False when memory fails.
+// Sizes the counters and counts the IDs. Returns false if memory fails.
 template <class Joined>
 bool count_ids(const dense2D<unsigned int>& connect, const Joined& joined, column_runs& runs) {
     const auto init = [&](std::size_t nbr_nodes, std::size_t split) {
@@ -166,9 +167,10 @@ bool count_ids(const dense2D<unsigned int>& connect, const Joined& joined, colum
         runs.high.clear();
         return runs.low.resize(nbr_nodes + 1, 0) && runs.high.resize(nbr_nodes + 1, 0);
     };
-    // Where nodes are numbered along the columns the last ones have the largest ID. Where they are
-    // not, columns next to one another share no nodes, and a second set of counts would only
-    // crowd the cache.
+    // A pass over all columns for the largest ID is usually spared: where nodes are numbered along
+    // the columns, the last columns have it. If a larger one shows up, the numbering is scattered;
+    // then consecutive columns rarely share nodes, and one run suffices, whose counters take less
+    // cache. Reading 1000 columns costs nothing beside the counting.
     const std::size_t cols = connect.cols();
     const std::size_t nbr_last = std::min<std::size_t>(cols, 1000);
     std::size_t nbr_nodes =
@@ -179,7 +181,7 @@ bool count_ids(const dense2D<unsigned int>& connect, const Joined& joined, colum
     return init(nbr_nodes, 0) && add_counts(connect, joined, nbr_nodes, runs);
 }
 
-// Whether there are no more IDs than 32-bit offsets can tell apart.
+// Whether 32-bit offsets can address one entry for each node of each column.
 bool has_few_IDs(const dense2D<unsigned int>& connect) {
     const std::size_t rows = connect.rows();
     const std::size_t cols = connect.cols();
@@ -192,14 +194,15 @@ bool has_few_IDs(const dense2D<unsigned int>& connect) {
     return nbr_IDs <= most_entries;
 }
 
-// Node to columns. False when memory fails.
+// Lists the columns of each node: those of node n are list[first[n]] to list[first[n + 1] - 1].
+// Returns false if memory fails.
 template <class Joined>
 bool invert_columns(const dense2D<unsigned int>& connect, const Joined& joined, id_list& first,
                     id_list& list) {
     column_runs runs{{}, first};
     if (!has_few_IDs(connect) || !count_ids(connect, joined, runs)) return false;
-    // From counts to where the next column is listed. At the end that is, in the second run, where
-    // the columns of node n end, and those of node n + 1 begin.
+    // Turn the counters into the positions at which the next column of each node is listed. After
+    // listing, entry n + 1 of the second run is the end of node n and the begin of node n + 1.
     const std::array<unsigned int*, 2> place{runs.low.data(), first.data()};
     unsigned int nbr_entries = 0;
     place[1][0] = 0;
@@ -221,15 +224,30 @@ bool invert_columns(const dense2D<unsigned int>& connect, const Joined& joined, 
     return for_each_column_by_turns(connect, runs.split, add);
 }
 
-// Node to nodes. On entry `first` is that of the columns of the nodes; each of its entries is read
-// for the last time before the one of the graph takes its place. False when memory fails.
+// Grows `list`, of which `nbr_joined` entries are used by the first n nodes, by `room` entries at
+// least. As it grows it takes what all nodes will need if the others have as many neighbours as the
+// first n, plus 5 %, but no more than `most`. Returns false if memory fails.
+bool grow_list(std::size_t room, std::size_t nbr_joined, unsigned int n, std::size_t nbr_nodes,
+               double most, id_list& list) {
+    const double expected =
+        1.05 * static_cast<double>(nbr_joined) / (n + 1.0) * static_cast<double>(nbr_nodes);
+    const std::size_t wanted = std::max({nbr_joined + room, list.size() + list.size() / 2,
+                                         static_cast<std::size_t>(std::min(expected, most))});
+    return list.resize(wanted) || list.resize(nbr_joined + room);
+}
+
+// Lists the neighbours of each node. On entry, `first` is that of `columns`, the columns of each
+// node; it becomes that of `list`. Each entry is read for the last time before it is overwritten.
+// Returns false if memory fails.
 template <class Joined>
 bool join_nodes(const dense2D<unsigned int>& connect, const Joined& joined, const id_list& columns,
                 id_list& first, id_list& list) {
-    constexpr std::size_t ahead = 24; // entries to the column that is fetched meanwhile
+    constexpr std::size_t ahead = 24; // the column of that many entries later is prefetched
     const std::size_t nbr_nodes = first.size() - 1;
     const std::size_t nbr_columns = columns.size();
-    id_list stamps(nbr_nodes, no_id); // the last node whose list holds this one
+    const double most =
+        static_cast<double>(nbr_columns) * static_cast<double>(joined.most_joined());
+    id_list stamps(nbr_nodes, no_id); // the last node that listed this one as a neighbour
     if (stamps.size() != nbr_nodes) return false;
     const unsigned int* const column_of = columns.data();
     const unsigned int* const entries = connect.column(0);
@@ -245,15 +263,7 @@ bool join_nodes(const dense2D<unsigned int>& connect, const Joined& joined, cons
         start[n] = static_cast<unsigned int>(nbr_joined);
         const std::size_t room = std::min((end - begin) * joined.most_joined(), nbr_nodes);
         if (list.size() - nbr_joined < room) {
-            // As if the nodes to come had as many neighbours as those so far, and a little more.
-            const double expected =
-                1.05 * static_cast<double>(nbr_joined) / (n + 1.0) * static_cast<double>(nbr_nodes);
-            const double most =
-                static_cast<double>(nbr_columns) * static_cast<double>(joined.most_joined());
-            const std::size_t wanted =
-                std::max({nbr_joined + room, list.size() + list.size() / 2,
-                          static_cast<std::size_t>(std::min(expected, most))});
-            if (!list.resize(wanted) && !list.resize(nbr_joined + room)) return false;
+            if (!grow_list(room, nbr_joined, n, nbr_nodes, most, list)) return false;
             joined_node = list.data();
         }
         stamp[n] = n;
@@ -271,7 +281,7 @@ bool join_nodes(const dense2D<unsigned int>& connect, const Joined& joined, cons
     return list.resize(nbr_joined);
 }
 
-// 0, or -199 with both outputs given up.
+// Returns 0 if `done`; otherwise -199, with the memory of both outputs released.
 int report(bool done, id_list& first, id_list& list) {
     if (done) return 0;
     first.clear_hard();
@@ -288,7 +298,7 @@ int node_graph(const dense2D<unsigned int>& connect, const Joined& joined, id_li
     return report(done, first, list);
 }
 
-// Calls `work` with the policy for columns of that many rows.
+// Calls `work` with the policy `joined_to_all` for that many rows.
 template <class Work> int with_cliques(std::size_t rows, Work work) {
     switch (rows) {
     case 2: return work(joined_to_all<2>{rows});

@@ -14,18 +14,18 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Rows that are left below the nodes of a column: its place in the order, the last one for columns
-// without a node.
+// The number of rows from the first absent ID of a column on. Columns are sorted by it, ascending;
+// those without a node come last.
 std::size_t nbr_rows_below(const unsigned int* column, std::size_t rows) {
     return static_cast<std::size_t>(column + rows - std::find(column, column + rows, no_id));
 }
 
-// A counting sort of the columns by the rows below their nodes.
+// A counting sort of the columns by number of nodes. Returns false if memory fails.
 bool sort_columns(const dense2D<unsigned int>& connect, id_list& order, id_list& node_counts,
                   id_list& group_ends) {
     const std::size_t rows = connect.rows();
     const std::size_t cols = connect.cols();
-    if (cols > no_id) return false; // more than places can count
+    if (cols > no_id) return false; // the counters have 32 bits
     id_list places;
     if (!places.resize(rows + 1, 0)) return false;
     for (std::size_t c = 0; c < cols; ++c) ++places[nbr_rows_below(connect.column(c), rows)];
@@ -53,8 +53,8 @@ void exchange_columns(dense2D<unsigned int>& array, std::size_t a, std::size_t b
     std::swap_ranges(array.column(a), array.column(a) + array.rows(), array.column(b));
 }
 
-// Brings the columns in `order` to the front by exchanges, from the first place on, and returns
-// whether any moved. Both lists have one entry per column and hold 0, 1, 2, ...
+// Moves the columns listed in `order` to the front, one after the other, by exchanging columns.
+// On entry both lists hold 0, 1, 2, ... for all columns. Returns whether any column moved.
 bool bring_to_front(const id_list& order, dense2D<unsigned int>& connect,
                     dense2D<unsigned int>& neighbors, id_list& old_to_new, id_list& new_to_old) {
     bool any_moved = false;
@@ -94,7 +94,8 @@ int sort_elfes(dense2D<unsigned int>& connect, dense2D<unsigned int>& neighbors,
     id_list new_to_old;
     if (!order_by_nbr_nodes(connect, order, node_counts, group_ends)) return 0;
     if (!old_to_new.resize(cols) || !new_to_old.resize(cols)) {
-        // Kept: clients know no other result. The mesh is as it was, and the lists are empty.
+        // Kept: 0 even if memory fails, since clients know no other result. The mesh is unchanged,
+        // and the lists are empty.
         old_to_new.clear();
         node_counts.clear();
         group_ends.clear();

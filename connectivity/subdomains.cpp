@@ -11,12 +11,12 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Bits of elements, all clear at first.
+// One bit for each element, clear at first.
 class element_bits {
 public:
     bool init(std::size_t n) { return words_.resize((n + 63) / 64, 0); }
 
-    // Whether the bit was clear; it is set afterwards.
+    // Sets bit i. Returns whether it was clear.
     bool set(std::size_t i) {
         std::uint64_t& word = words_[i / 64];
         const std::uint64_t bit = std::uint64_t{1} << (i % 64);
@@ -25,7 +25,7 @@ public:
         return was_clear;
     }
 
-    // The first clear bit from `i` on, of which there must be one.
+    // The first clear bit from `i` on; there must be one.
     std::size_t next_clear(std::size_t i) const {
         std::size_t w = i / 64;
         std::uint64_t clear = ~words_[w] & (~std::uint64_t{0} << (i % 64));
@@ -37,7 +37,9 @@ private:
     dense1D<std::uint64_t, 8> words_;
 };
 
-// Both outputs are empty. The list is the queue of the flood: an element is marked when it enters.
+// Floods the mesh breadth first from the lowest element not yet listed. `list` itself is the queue;
+// an element is marked when it enters. Both outputs are empty on entry. Returns false if memory
+// fails.
 bool list_subdomains(const dense2D<unsigned int>& neighbors, id_list& list, id_list& first) {
     const std::size_t nbr_elements = neighbors.cols();
     const std::size_t rows = neighbors.rows();
@@ -63,15 +65,16 @@ bool list_subdomains(const dense2D<unsigned int>& neighbors, id_list& list, id_l
     return true;
 }
 
-// Gives `target`, of the same shape, the values of `source`. Unlike `copy` it leaves `ld` alone.
+// Copies the values of `source` into `target`, which has the same rows and columns and keeps its
+// leading dimension.
 void put_columns(const dense2D<unsigned int>& source, dense2D<unsigned int>& target) {
     for (std::size_t c = 0; c < source.cols(); ++c) {
         std::copy_n(source.column(c), source.rows(), target.column(c));
     }
 }
 
-// Puts the columns of both arrays in the order of `list` and renumbers `neighbors`. False, and
-// nothing changed, when memory fails.
+// Puts the columns of both arrays in the order of `list` and renumbers the elements in `neighbors`.
+// Returns false, with nothing changed, if memory fails.
 bool reorder_columns(const id_list& list, dense2D<unsigned int>& connect,
                      dense2D<unsigned int>& neighbors) {
     dense2D<unsigned int> new_connect;
