@@ -5,6 +5,7 @@
 #include "connectivity/edges.h"
 #include "core/coordinates.h"
 #include "core/ids.h"
+#include "core/prefetch.h"
 #include "metrics/metric_algebra.h"
 #include "tessmaker/quality.h"
 
@@ -16,10 +17,10 @@ constexpr int bad_edges = -5;
 constexpr int bad_exclude = -7;
 constexpr int out_of_memory = -199;
 
-// How many edges ahead of the walk nodes are asked for.
+// How many edges ahead of the walk nodes are prefetched.
 constexpr std::size_t edges_ahead = 16;
 
-// Measures edges against a size per node. What the field does not hold is bad.
+// Measures edges in units of a size for each node. Nodes beyond the sizes are bad.
 template <std::size_t N> class size_measure {
 public:
     size_measure(const dense2D<double>& pos, const dense1D<double, 8>& sizes)
@@ -30,8 +31,8 @@ public:
     bool is_good(unsigned int node) { return node < sizes_.size() && sizes_[node] > 0.0; }
 
     [[gnu::always_inline]] void prefetch(unsigned int node) const {
-        __builtin_prefetch(pos_.column(node));
-        if (node < sizes_.size()) __builtin_prefetch(&sizes_[node]);
+        tessmaker::prefetch(pos_.column(node));
+        if (node < sizes_.size()) tessmaker::prefetch(&sizes_[node]);
     }
 
     double operator()(unsigned int a, unsigned int b) const {
@@ -44,26 +45,26 @@ private:
     const dense1D<double, 8>& sizes_;
 };
 
-// Measures edges against a metric per node. Each metric is judged once, when it is first met.
+// Measures edges by a metric for each node. Each metric is checked once, when it is first needed.
 template <std::size_t N> class metric_measure {
 public:
     metric_measure(const dense2D<double>& pos, const dense2D<double>& metrics)
-        : pos_(pos), metrics_(metrics), verdicts_(pos.cols(), not_judged) {}
+        : pos_(pos), metrics_(metrics), validity_(pos.cols(), not_checked) {}
 
-    bool is_ready() const { return verdicts_.size() == pos_.cols(); }
+    bool is_ready() const { return validity_.size() == pos_.cols(); }
 
     bool is_good(unsigned int node) {
-        if (verdicts_[node] == not_judged) verdicts_[node] = is_valid(node) ? good : bad;
-        return verdicts_[node] == good;
+        if (validity_[node] == not_checked) validity_[node] = is_valid(node) ? good : bad;
+        return validity_[node] == good;
     }
 
     [[gnu::always_inline]] void prefetch(unsigned int node) const {
-        __builtin_prefetch(&verdicts_[node]);
-        __builtin_prefetch(pos_.column(node));
+        tessmaker::prefetch(&validity_[node]);
+        tessmaker::prefetch(pos_.column(node));
         if (node >= metrics_.cols()) return;
         const double* const metric = metrics_.column(node);
-        __builtin_prefetch(metric);
-        __builtin_prefetch(metric + metrics_.rows() - 1);
+        tessmaker::prefetch(metric);
+        tessmaker::prefetch(metric + metrics_.rows() - 1);
     }
 
     double operator()(unsigned int a, unsigned int b) const {
@@ -71,14 +72,14 @@ public:
         const double q0 = form(d, metric_at_node(a), d);
         const double q1 = form(d, metric_at_node(b), d);
         if (!(q0 > 0.0 && q1 > 0.0)) return 0.0;
-        // The mean is taken of the inverse lengths.
+        // The logarithmic mean of the inverse lengths.
         const double l0 = std::sqrt(q0);
         const double l1 = std::sqrt(q1);
         return log_mean_length(l0 * l1, l0, l1, false);
     }
 
 private:
-    static constexpr signed char not_judged = 0;
+    static constexpr signed char not_checked = 0;
     static constexpr signed char good = 1;
     static constexpr signed char bad = -1;
 
@@ -94,7 +95,7 @@ private:
 
     const dense2D<double>& pos_;
     const dense2D<double>& metrics_;
-    dense1D<signed char, 8> verdicts_;
+    dense1D<signed char, 8> validity_;
 };
 
 template <std::size_t N>
@@ -111,7 +112,7 @@ int measure_edges(const edge_list& edges, EdgeMeasure measure, misc::histogram& 
     if (!measure.is_ready()) return out_of_memory;
     bool all_good = true;
     for (std::size_t k = 0; k < edges.size(); ++k) {
-        // Smaller nodes ascend, larger ones may lie anywhere.
+        // Smaller nodes ascend, so that only the larger ones are far from the last.
         if (k + edges_ahead < edges.size()) measure.prefetch(larger_node(edges[k + edges_ahead]));
         const unsigned int a = smaller_node(edges[k]);
         const unsigned int b = larger_node(edges[k]);
@@ -152,7 +153,7 @@ int single_qualities(const dense2D<double>& pos, const dense2D<unsigned int>& co
     const dense1D<int, 8> types(1, type);
     if (types.empty()) return out_of_memory + 1;
     const int result = range_qualities(pos, &connect, &connect + 1, types, field, histo, exclude);
-    // Kept: the codes below -3 close the gap that the count of types leaves, all of them.
+    // Kept: all codes below -3 move up by one, as there is no count of types to refuse here.
     return result < -3 ? result + 1 : result;
 }
 

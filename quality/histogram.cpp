@@ -28,11 +28,12 @@ void histogram::process(double value) {
         ++overflow_;
     } else if (!bins_.empty()) {
         const auto nbr_bins = static_cast<double>(bins_.size());
-        // Bounds may be so far apart that only half their distance is a number.
+        // The bounds may be so far apart that their distance overflows; half of it does not.
         const double scale = upper_ - lower_ <= std::numeric_limits<double>::max() ? 1.0 : 0.5;
         const double width = upper_ * scale - lower_ * scale;
         const double place = (value * scale - lower_ * scale) / width * nbr_bins;
-        // The upper bound, and bounds without a width, give a place beyond the last bin or none.
+        // The upper bound falls behind the last bin, and without a width the place is NaN: both
+        // count in the last bin.
         const bool inside = place >= 0.0 && place < nbr_bins;
         ++bins_[inside ? static_cast<std::size_t>(place) : bins_.size() - 1];
     }

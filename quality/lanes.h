@@ -1,6 +1,6 @@
-// Arithmetic on two elements at once, in the vector registers that every machine of this kind has.
-// Each operation rounds as the same one on a single number, so that an element gets the same value
-// in a pair as alone.
+// Arithmetic on a group of two elements, in the 16-byte vector registers that every x86-64 machine
+// has. Each operation rounds as the scalar one does, so that an element gets the same value in a
+// group as alone.
 #ifndef TESSMAKER_QUALITY_LANES_H
 #define TESSMAKER_QUALITY_LANES_H
 
@@ -18,7 +18,7 @@ inline constexpr std::size_t nbr_lanes = sizeof(lanes) / sizeof(double);
 
 using lane_point = vector_fixed<lanes, 3>;
 
-// std::min and std::max.
+// As std::min and std::max, lane by lane.
 inline lanes lesser(lanes a, lanes b) { return b < a ? b : a; }
 inline lanes greater(lanes a, lanes b) { return a < b ? b : a; }
 inline lanes magnitude(lanes a) { return greater(a, -a); }
@@ -36,7 +36,7 @@ inline lane_point cross(const lane_point& a, const lane_point& b) {
     return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 
-// The corners of one of the elements.
+// The corners of the element in one lane.
 template <std::size_t N>
 std::array<vector<3>, N> corners_of_lane(const std::array<lane_point, N>& p, std::size_t lane) {
     std::array<vector<3>, N> corners;
@@ -46,7 +46,7 @@ std::array<vector<3>, N> corners_of_lane(const std::array<lane_point, N>& p, std
     return corners;
 }
 
-// `q` where it is clear, elsewhere what `rate` makes of the corners of the element.
+// `q` in the lanes where it is clear; in the others, `rate` of the corners of that element.
 template <std::size_t N, class Rate>
 lanes where_clear(lane_mask is_clear, lanes q, const std::array<lane_point, N>& p, Rate rate) {
     if (all(is_clear)) return q;

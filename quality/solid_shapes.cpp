@@ -12,12 +12,13 @@ constexpr double pyramid_scale = 58.78775382679627; // 24 sqrt(6)
 constexpr double wedge_scale = 31.17691453623979;   // 18 sqrt(3)
 constexpr double hexa_scale = 41.569219381653056;   // 24 sqrt(3)
 
-// Below it a tetrahedron is evaluated again.
+// A tetrahedron with a smaller quality is evaluated in other orders of its nodes too: 100 q_zero,
+// so that rounding stays far below it.
 constexpr double q_doubtful = 1e-10;
-// Below it a pyramid is judged by its tetrahedra: 24 sqrt(3) * 1e-12.
+// A pyramid with a smaller quality is checked by its tetrahedra: 24 sqrt(3) * q_zero.
 constexpr double q_pyramid_doubtful = 4.1569219381653057e-11;
 
-// Of a tetrahedron, or of several at once, from the three edge vectors at one corner.
+// Products of the three edge vectors at one corner of a tetrahedron, or of a group of them.
 template <class Vector> struct tetra_gram {
     using number = decltype(dot(Vector{}, Vector{}));
 
@@ -28,7 +29,7 @@ template <class Vector> struct tetra_gram {
           g_ab(aa * bb - ab * ab), g_4(ed_ac * ed_ab - g * g) {}
 
     number aa, bb, cc, ab, ac, bc;
-    // The squares of the other three edges, and (a - b) . (a - c).
+    // The squared lengths of the other three edges, and (a - b) . (a - c).
     number ed_ac, ed_ab, ed_bc, g;
     // Four times the squared areas of the facets.
     number g_bc, g_ac, g_ab, g_4;
@@ -36,7 +37,7 @@ template <class Vector> struct tetra_gram {
 
 struct tetra_value {
     double q;
-    // Whether a facet is so thin that rounding may decide the sign.
+    // Whether a facet is so thin that rounding may change the sign.
     bool is_doubtful;
 };
 
@@ -55,7 +56,7 @@ tetra_value tetra_core(const point& a, const point& b, const point& c) {
     const double L2 = std::max({m.aa, m.bb, m.cc, m.ed_ac, m.ed_ab, m.ed_bc});
     const double S = (std::sqrt(L2 * m.g_4) + std::sqrt(L2 * m.g_ab)) +
                      (std::sqrt(L2 * m.g_ac) + std::sqrt(L2 * m.g_bc));
-    const double q = S > 0.0 ? at_most_one((determinant(a, b, c) / S) * tetra_scale) : 0.0;
+    const double q = S > 0.0 ? clamped((determinant(a, b, c) / S) * tetra_scale) : 0.0;
     return {q, is_doubtful};
 }
 
@@ -72,8 +73,8 @@ std::array<point, 4> even_order(std::array<point, 4> p, int k) {
     return p;
 }
 
-// The value of smallest magnitude over all orders of the nodes; 0 where two disagree about the
-// sign.
+// The quality of smallest magnitude over all even orders of the nodes; 0 if two differ in sign. `q`
+// is the quality in the given order.
 double smallest_tetra_value(const std::array<point, 4>& p, double q) {
     for (int k = 1; k < 12 && std::fabs(q) > q_zero; ++k) {
         const double other = tetra_core(even_order(p, k)).q;
@@ -83,11 +84,11 @@ double smallest_tetra_value(const std::array<point, 4>& p, double q) {
     return q;
 }
 
-// Kept: the two forms round differently.
-enum class pyramid_form { of_element, of_facet };
+// Kept: an element and the pyramid on a facet multiply in different orders, and round differently.
+enum class pyramid_role { element, facet };
 
-// `p` holds the base, counterclockwise as seen from the apex, and the apex.
-double pyramid_shape(const std::array<point, 5>& p, pyramid_form form) {
+// `p` is the base, counterclockwise as seen from the apex, then the apex.
+double pyramid_shape(const std::array<point, 5>& p, pyramid_role role) {
     const point a = p[0] - p[4];
     const point b = p[1] - p[4];
     const point c = p[2] - p[4];
@@ -99,8 +100,8 @@ double pyramid_shape(const std::array<point, 5>& p, pyramid_form form) {
                      (square(b - a) + square(c - b) + square(d - c) + square(a - d));
     const double volume = S * std::sqrt(S);
     if (!(volume > 0.0)) return 0.0;
-    return at_most_one(form == pyramid_form::of_element ? (pyramid_scale / volume) * D
-                                                        : (D / volume) * pyramid_scale);
+    return clamped(role == pyramid_role::element ? (pyramid_scale / volume) * D
+                                                 : (D / volume) * pyramid_scale);
 }
 
 // The smallest quality of the tetrahedra at the corners of the base.
@@ -113,12 +114,26 @@ double pyramid_tetras(const std::array<point, 5>& p) {
     return least;
 }
 
-// The smallest value of the pyramids and tetrahedra between a solid's facets and its centroid, and
-// the smallest warp factor of its quadrangular facets.
+// The value of the pyramid or tetrahedron between a solid's facet and its centroid, and the warp
+// factor of the facet; or the smallest of each over several facets.
 struct facet_values {
-    double p = 1.0;
-    double w = 1.0;
+    double value = 1.0;
+    double warp = 1.0;
 };
+
+facet_values check_quadrangle(const std::array<point, 4>& facet, const point& centroid) {
+    const std::array<point, 5> pyramid{facet[0], facet[1], facet[2], facet[3], centroid};
+    const double q = pyramid_shape(pyramid, pyramid_role::facet);
+    if (!(q > q_zero)) return {q, 0.0};
+    if (q < q_pyramid_doubtful) {
+        const double t = pyramid_tetras(pyramid);
+        if (!(t >= q_zero)) return {t, 0.0};
+    }
+    const double warp = quad_warp(facet);
+    return {q * warp, warp};
+}
+
+// Stops at the first facet whose value counts as zero.
 
 template <std::size_t N>
 facet_values centroid_check(const std::array<point, N>& corners, const local_facets& facets,
@@ -130,29 +145,18 @@ facet_values centroid_check(const std::array<point, N>& corners, const local_fac
     for (std::size_t k = 0; k < 3; ++k) centroid[k] *= one_over_n;
 
     facet_values result;
-    for (unsigned int f = 0; f < facets.count && result.p > q_zero; ++f) {
+    for (unsigned int f = 0; f < facets.count && result.value > q_zero; ++f) {
         const auto& node = facets.facet[f].node;
+        const auto corner = [&](std::size_t k) -> const point& { return corners[node[k]]; };
         if (facets.facet[f].size == 3) {
-            const double q =
-                tetra_quality({corners[node[2]], corners[node[1]], corners[node[0]], centroid});
-            result.p = std::min(result.p, q);
-            continue;
+            const double q = tetra_quality({corner(2), corner(1), corner(0), centroid});
+            result.value = std::min(result.value, q);
+        } else {
+            const facet_values of_facet =
+                check_quadrangle({corner(0), corner(1), corner(2), corner(3)}, centroid);
+            result.value = std::min(result.value, of_facet.value);
+            result.warp = std::min(result.warp, of_facet.warp);
         }
-        const std::array<point, 4> facet{corners[node[0]], corners[node[1]], corners[node[2]],
-                                         corners[node[3]]};
-        const std::array<point, 5> pyramid{facet[0], facet[1], facet[2], facet[3], centroid};
-        const double q = pyramid_shape(pyramid, pyramid_form::of_facet);
-        double value = q;
-        double warp = 0.0;
-        if (q > q_zero) {
-            if (q < q_pyramid_doubtful) value = pyramid_tetras(pyramid);
-            if (value >= q_zero) {
-                warp = quad_warp(facet);
-                value = q * warp;
-            }
-        }
-        result.p = std::min(result.p, value);
-        result.w = std::min(result.w, warp);
     }
     return result;
 }
@@ -172,7 +176,8 @@ constexpr std::array<solid_corner, 8> hexa_corners{{{0, 1, 3, 4},
                                                     {6, 5, 7, 2},
                                                     {7, 6, 4, 3}}};
 
-// The frame of wedge and hexahedron.
+// What wedge and hexahedron have in common: the smallest corner determinant, scaled by the squared
+// edges, then the check of the facets.
 template <std::size_t N>
 double corner_quality(const std::array<point, N>& p, const std::array<solid_corner, N>& corners,
                       const element_topology& topology, double scale, double one_over_n) {
@@ -188,13 +193,13 @@ double corner_quality(const std::array<point, N>& p, const std::array<solid_corn
         S += square(p[edge.b] - p[edge.a]);
     }
     const double volume = S * std::sqrt(S);
-    const double q = at_most_one(volume > 0.0 ? (scale / volume) * D : 0.0);
+    const double q = clamped(volume > 0.0 ? (scale / volume) * D : 0.0);
     if (!(q > q_zero)) return q;
     const facet_values facets = centroid_check(p, topology.facets, one_over_n);
-    return facets.p < q_zero ? facets.p : q * facets.w;
+    return facets.value < q_zero ? facets.value : q * facets.warp;
 }
 
-// The edges of hexahedra, along the three axes.
+// The edges of hexahedra along the three axes of the reference cube.
 struct hexa_edges {
     explicit hexa_edges(const std::array<lane_point, 8>& p)
         : x{p[1] - p[0], p[2] - p[3], p[5] - p[4], p[6] - p[7]},
@@ -204,6 +209,7 @@ struct hexa_edges {
     lane_point x[4], y[4], z[4];
 };
 
+// The squared lengths of the edges.
 struct hexa_squares {
     explicit hexa_squares(const hexa_edges& e) {
         for (std::size_t i = 0; i < 4; ++i) {
@@ -212,7 +218,7 @@ struct hexa_squares {
             z[i] = square(e.z[i]);
         }
     }
-    // In the order of the table of edges.
+    // Added in the order of the table of edges, which decides the rounding.
     lanes sum() const {
         return x[0] + y[1] + x[1] + y[0] + x[2] + y[3] + x[3] + y[2] + z[0] + z[1] + z[2] + z[3];
     }
@@ -226,9 +232,8 @@ struct hexa_squares {
     lanes x[4], y[4], z[4];
 };
 
-// The normals at the corners of a facet of hexahedra with the edges u0 and u1 along one axis, v0
-// and v1 along the other: u0 and v0 meet at corner a, u0 and v1 at b, u1 and v1 at c, u1 and v0 at
-// d.
+// The corner normals of a facet of hexahedra. Its edges are u0 and u1 along one axis, v0 and v1
+// along the other; u0 and v0 meet at corner a, u0 and v1 at b, u1 and v1 at c, u1 and v0 at d.
 struct facet_normals {
     facet_normals(const lane_point& u0, const lane_point& u1, const lane_point& v0,
                   const lane_point& v1)
@@ -237,12 +242,13 @@ struct facet_normals {
     lane_point a, b, c, d;
 };
 
-// What the facets of hexahedra have in common. Only whether a pyramid between facet and centroid
-// counts as zero matters, so that neither division nor root is needed where it clearly does not.
+// The check of the facets of hexahedra, for elements that pass it clearly. All that is asked of the
+// pyramid between a facet and the centroid is whether it counts as zero, so that its division and
+// its root are avoided by comparing squares.
 class hexa_facets {
 public:
-    // `ra` to `rd` are the corners, and `side` is 1 where the normals point out of the element, -1
-    // where into it. `edges2` is the sum of the squared edges.
+    // `ra` to `rd` are the corners, relative to the centroid. `side` is 1 if the normals point out
+    // of the element, -1 if into it. `edges2` is the sum of the squared edges of the facet.
     void add(const facet_normals& n, const lane_point& ra, const lane_point& rb,
              const lane_point& rc, const lane_point& rd, double side, lanes edges2) {
         const lanes D = lesser(lesser(side * dot(n.a, ra), side * dot(n.b, rb)),
@@ -251,7 +257,7 @@ public:
         constexpr double bound = pyramid_scale / clear_pyramid;
         are_clear_ &= (D > 0.0) & (D * D * (bound * bound) > S * S * S);
 
-        // As in quad_warp. Where D is above 0, so are the normals.
+        // As in quad_warp. Where D is above 0, no normal is zero.
         const lanes c1 = dot(n.d, n.b);
         const lanes D1 = square(n.d) * square(n.b);
         const lanes c2 = dot(n.a, n.c);
@@ -260,17 +266,18 @@ public:
         cosine_ = lesser(cosine_, (is_first ? c1 : c2) / root(is_first ? D1 : D2));
     }
 
-    // The smallest warp factor: it falls with the cosine, in rounding, too.
+    // The smallest warp factor. It is a monotonic function of the cosine even as rounded, so that
+    // the smallest cosine gives it.
     lanes warp() const {
         const lanes cosine = greater(cosine_, lanes{} - 1.0);
         const lanes warped = 1.0 - root((1.0 - cosine) * 0.5);
         return cosine >= flat_cos ? lanes{} + 1.0 : warped;
     }
-    // Whether no pyramid with its warp factor counts as zero.
+    // Where no facet has a value that counts as zero.
     lane_mask are_clear() const { return are_clear_ & (warp() > clear_warp); }
 
 private:
-    // Far above q_zero together, and q_pyramid_doubtful.
+    // Their product is 10 q_zero, and clear_pyramid is far above q_pyramid_doubtful.
     static constexpr double clear_pyramid = 1e-6;
     static constexpr double clear_warp = 1e-5;
 
@@ -283,7 +290,7 @@ private:
 double tetra_quality(const std::array<point, 4>& p) {
     const double length2 =
         std::max({square(p[0] - p[3]), square(p[1] - p[3]), square(p[2] - p[3])});
-    if (needs_other_unit(length2)) return tetra_quality(in_other_unit(p, length2));
+    if (needs_scaling(length2)) return tetra_quality(at_unit_scale(p, length2));
     const tetra_value first = tetra_core(p);
     const bool is_clear = !first.is_doubtful && !(std::fabs(first.q) < q_doubtful);
     return is_clear ? first.q : smallest_tetra_value(p, first.q);
@@ -299,7 +306,7 @@ lanes tetra_qualities(const std::array<lane_point, 4>& p) {
     const lanes S =
         (root(L2 * m.g_4) + root(L2 * m.g_ab)) + (root(L2 * m.g_ac) + root(L2 * m.g_bc));
     lanes q = (dot(a, cross(b, c)) / S) * tetra_scale;
-    const lane_mask is_clear = is_tame(length2) & (m.ed_ab > 0.0) & (m.ed_ac > 0.0) &
+    const lane_mask is_clear = is_safe(length2) & (m.ed_ab > 0.0) & (m.ed_ac > 0.0) &
                                (m.ed_bc > 0.0) & (m.g_bc >= m.cc * m.bb * q_zero) &
                                (m.g_ac >= m.aa * m.cc * q_zero) & (m.g_ab >= m.aa * m.bb * q_zero) &
                                (m.g_4 >= m.ed_ac * m.ed_ab * q_zero) & (S > 0.0) &
@@ -310,7 +317,7 @@ lanes tetra_qualities(const std::array<lane_point, 4>& p) {
 }
 
 double pyramid_quality(const std::array<point, 5>& p, bool base_is_warped) {
-    const double q = pyramid_shape(p, pyramid_form::of_element);
+    const double q = pyramid_shape(p, pyramid_role::element);
     if (!(q > q_zero)) return q;
     if (q < q_pyramid_doubtful) {
         const double t = pyramid_tetras(p);
@@ -368,7 +375,7 @@ lanes hexa_qualities(const std::array<lane_point, 8>& p) {
                e2.z[3] + e2.z[2] + e2.x[1] + e2.x[3]);
 
     const lane_mask is_clear =
-        (q > q_zero) & (e2.least() > tame_length2[0]) & (S < tame_length2[1]) & facets.are_clear();
+        (q > q_zero) & (e2.least() > safe_length2[0]) & (S < safe_length2[1]) & facets.are_clear();
     return where_clear(is_clear, lesser(q, lanes{} + 1.0) * facets.warp(), p, hexa_quality);
 }
 

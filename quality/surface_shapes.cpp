@@ -11,7 +11,7 @@ constexpr double quad_scale = 5.656854249492381;  // 4 sqrt(2)
 
 double cross_2d(const point& a, const point& b) { return a[0] * b[1] - a[1] * b[0]; }
 
-// Keeps both values where one is not a number.
+// Keeps both values even if one is NaN.
 void put_in_order(double& a, double& b) {
     const double low = a < b ? a : b;
     b = a < b ? b : a;
@@ -28,7 +28,7 @@ struct tria_sides {
     double la, lb, lc;
 };
 
-// The perimeter times the longest side. Not a number when one of the sides is none.
+// The perimeter times the longest side; NaN if a side is.
 double perimeter_product(const tria_sides& s) {
     double shortest = s.la;
     double middle = s.lb;
@@ -39,19 +39,19 @@ double perimeter_product(const tria_sides& s) {
     return (middle + shortest + longest) * longest;
 }
 
-// Kept: what is not a number comes out as -1.
-double tria_clamped(double q) {
+// Kept: NaN becomes -1.
+double clamped_or_worst(double q) {
     if (!(q >= -1.0)) return -1.0;
     return q > 1.0 ? 1.0 : q;
 }
 
-// The sides of a quadrangle as vectors, each from its corner to the next.
+// The sides of a quadrangle, as vectors from each corner to the next.
 std::array<point, 4> sides_of(const std::array<point, 4>& p) {
     return {p[1] - p[0], p[2] - p[1], p[3] - p[2], p[0] - p[3]};
 }
 
-// 1 for a flat pair of corner normals, 0 for an opposed one, c being their scalar product and D the
-// product of their squared lengths.
+// The warp factor of two corner normals: 1 if they are parallel, 0 if they oppose. c is their
+// scalar product, D the product of their squared lengths.
 double warp_of(double c, double D) {
     const double cosine = std::max(c / std::sqrt(D), -1.0);
     return cosine >= flat_cos ? 1.0 : 1.0 - std::sqrt((1.0 - cosine) * 0.5);
@@ -66,11 +66,11 @@ struct corner_normals {
     double a2, b2, c2, d2;
 };
 
-// Which of two pairs of normals with the same signed squared cosine. Kept: elements and facets
-// differ in it, and their cosines may round differently.
+// Which pair of normals is taken if both have the same signed squared cosine. Kept: elements take
+// the first, facets of solids the second, and the cosines of the two may round differently.
 enum class tie_goes_to { first, second };
 
-// The warp factor of the pair of opposite normals with the smaller signed squared cosine.
+// The warp factor of that pair of opposite corner normals whose signed squared cosine is smaller.
 double warp_of(const corner_normals& n, tie_goes_to pair) {
     const double c1 = dot(n.c, n.a);
     const double D1 = n.c2 * n.a2;
@@ -91,18 +91,18 @@ double largest_side2(const std::array<point, 4>& e) {
 
 double tria_quality_2d(const std::array<point, 3>& p) {
     const tria_sides s(p);
-    // The two shortest sides lose least in the product.
+    // The cross product of the two shortest sides has the smallest rounding error.
     const double c = cross_2d(s.a, s.lc > std::min(s.la, s.lb) ? s.b : s.c);
     const double d = perimeter_product(s);
-    return tria_clamped(d > 0.0 ? (c / d) * tria_scale : 0.0);
+    return clamped_or_worst(d > 0.0 ? (c / d) * tria_scale : 0.0);
 }
 
 double tria_quality_3d(const std::array<point, 3>& p) {
     const tria_sides s(p);
     const double d = perimeter_product(s);
-    if (needs_other_unit(d)) return tria_quality_3d(in_other_unit(p, d));
+    if (needs_scaling(d)) return tria_quality_3d(at_unit_scale(p, d));
     const double c = std::sqrt(square(cross(s.a, s.lc < std::min(s.la, s.lb) ? s.c : s.b)));
-    return tria_clamped(d > 0.0 ? (tria_scale / d) * c : 0.0);
+    return clamped_or_worst(d > 0.0 ? (tria_scale / d) * c : 0.0);
 }
 
 lanes tria_qualities_3d(const std::array<lane_point, 3>& p) {
@@ -116,8 +116,8 @@ lanes tria_qualities_3d(const std::array<lane_point, 3>& p) {
     const lanes l_max = greater(greater(la, lb), l_side);
     const lanes l_mid = greater(lesser(la, lb), lesser(greater(la, lb), l_side));
     const lanes d = (l_mid + l_min + l_max) * l_max;
-    // A side that is not a number may have been lost in the order.
-    const lane_mask is_clear = is_tame(d) & (la + lb + l_side > 0.0);
+    // Sorting may lose a side that is NaN.
+    const lane_mask is_clear = is_safe(d) & (la + lb + l_side > 0.0);
     const lane_mask is_short = l_side < lesser(la, lb);
     const lane_point second{is_short ? side[0] : b[0], is_short ? side[1] : b[1],
                             is_short ? side[2] : b[2]};
@@ -134,14 +134,14 @@ double quad_quality_2d(const std::array<point, 4>& p) {
     if (diagonal2 > largest_side2(e)) l_far = std::sqrt(diagonal2);
     const double d = l_far * ((std::sqrt(square(e[2])) + std::sqrt(square(e[3]))) +
                               (std::sqrt(square(e[1])) + std::sqrt(square(e[0]))));
-    return at_most_one(d > 0.0 ? (corner / d) * quad_scale : 0.0);
+    return clamped(d > 0.0 ? (corner / d) * quad_scale : 0.0);
 }
 
 double quad_quality_3d(const std::array<point, 4>& p) {
     const std::array<point, 4> e = sides_of(p);
     const double L2 =
         std::max(largest_side2(e), std::max(square(p[2] - p[0]), square(p[3] - p[1])));
-    if (needs_other_unit(L2)) return quad_quality_3d(in_other_unit(p, L2));
+    if (needs_scaling(L2)) return quad_quality_3d(at_unit_scale(p, L2));
     const corner_normals n(e);
     const double m = std::min(std::min(n.a2, n.b2), std::min(n.c2, n.d2));
     const double P = std::sqrt(square(e[3])) + std::sqrt(square(e[2])) + std::sqrt(square(e[1])) +
@@ -155,7 +155,7 @@ double quad_quality_3d(const std::array<point, 4>& p) {
 double quad_warp(const std::array<point, 4>& p) {
     const std::array<point, 4> e = sides_of(p);
     const double L2 = largest_side2(e);
-    if (needs_other_unit(L2)) return quad_warp(in_other_unit(p, L2));
+    if (needs_scaling(L2)) return quad_warp(at_unit_scale(p, L2));
     return std::clamp(warp_of(corner_normals(e), tie_goes_to::second), 0.0, 1.0);
 }
 
