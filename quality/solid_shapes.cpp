@@ -121,15 +121,15 @@ struct facet_values {
     double warp = 1.0;
 };
 
-facet_values check_quadrangle(const std::array<point, 4>& facet, const point& centroid) {
-    const std::array<point, 5> pyramid{facet[0], facet[1], facet[2], facet[3], centroid};
-    const double q = pyramid_shape(pyramid, pyramid_role::facet);
+// `p` is the pyramid on a quadrangle with the centroid as apex.
+facet_values check_quadrangle(const std::array<point, 5>& p) {
+    const double q = pyramid_shape(p, pyramid_role::facet);
     if (!(q > q_zero)) return {q, 0.0};
     if (q < q_pyramid_doubtful) {
-        const double t = pyramid_tetras(pyramid);
+        const double t = pyramid_tetras(p);
         if (!(t >= q_zero)) return {t, 0.0};
     }
-    const double warp = quad_warp(facet);
+    const double warp = quad_warp({p[0], p[1], p[2], p[3]});
     return {q * warp, warp};
 }
 
@@ -153,7 +153,7 @@ facet_values centroid_check(const std::array<point, N>& corners, const local_fac
             result.value = std::min(result.value, q);
         } else {
             const facet_values of_facet =
-                check_quadrangle({corner(0), corner(1), corner(2), corner(3)}, centroid);
+                check_quadrangle({corner(0), corner(1), corner(2), corner(3), centroid});
             result.value = std::min(result.value, of_facet.value);
             result.warp = std::min(result.warp, of_facet.warp);
         }
