@@ -1,5 +1,5 @@
-// What follows from a connectivity, on regular meshes of about a million elements, against METIS
-// and VTK. `shuffled` means nodes and elements in random order.
+// Node graphs, node-to-element lists, neighbours, boundaries and edges of regular meshes of about a
+// million elements, beside METIS and VTK. `shuffled` means nodes and elements in random order.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -113,7 +113,7 @@ metis_mesh to_metis(const mesh& m) {
     return result;
 }
 
-// A graph as the peer makes it, freed at the end.
+// A graph allocated by the peer; freed by the destructor.
 struct metis_graph {
     idx_t* first = nullptr;
     idx_t* list = nullptr;

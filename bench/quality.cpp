@@ -1,8 +1,7 @@
-// How elements and edges are rated, on shaken regular meshes of about a million elements. The peers
-// are Verdict, the functions behind VTK's filter, called on gathered points; VTK's filters, of
-// which vtkMeshQuality knows no pyramids and wedges, so that vtkCellSizeFilter stands in; and, for
-// edges, the plain way of judging the metrics at both ends of each. `shuffled` means nodes and
-// elements in random order.
+// Qualities of elements and edges, on regular meshes of about a million elements with randomly
+// moved nodes. The peers are Verdict, the functions behind VTK's filter, called on gathered points;
+// VTK's filter vtkMeshQuality; and, for edges, an eigenvalue computation for the metrics at both
+// ends of each. `shuffled` means nodes and elements in random order.
 #include <benchmark/benchmark.h>
 #include <lapack.h>
 
@@ -71,7 +70,7 @@ void rate_ours(benchmark::State& state, const std::string& name, rate function) 
 }
 
 #ifdef TESSMAKER_HAVE_VTK
-// VTK measures as positive what we do, but for tetrahedra, which stand on the other side there.
+// In VTK the same elements are positive as in ours, except for tetrahedra, which are mirrored.
 template <class Id>
 void copy_in_vtk_order(element_type type, const unsigned int* column, std::size_t n, Id* ids) {
     std::copy_n(column, n, ids);
@@ -108,7 +107,7 @@ int vtk_type_of(element_type type) {
     }
 }
 
-// Kept as the mesh is.
+// The grid of the last call is kept, like the mesh.
 vtkUnstructuredGrid& grid_of(const std::string& name) {
     static std::string kept_name;
     static vtkSmartPointer<vtkUnstructuredGrid> kept;
@@ -150,7 +149,7 @@ void rate_vtk(benchmark::State& state, const std::string& name, void (*set_up)(v
 
 void choose_shape(vtkMeshQuality& filter) { filter.SetHexQualityMeasureToShape(); }
 
-// A triangle has none in VTK: the same in all places, it is twice the area.
+// VTK has no Jacobian for triangles; it is constant, twice the area.
 void choose_jacobian(vtkMeshQuality& filter) {
     filter.SetTriangleQualityMeasureToArea();
     filter.SetQuadQualityMeasureToJacobian();
@@ -159,7 +158,7 @@ void choose_jacobian(vtkMeshQuality& filter) {
 }
 #endif
 
-// Sizes from 1 to 2 along turning axes.
+// Sizes from 1 to 2, along axes that rotate from node to node.
 dense2D<double> metrics_of(const mesh& m) {
     dense2D<double> metrics(6, m.pos.cols());
     for (std::size_t n = 0; n < m.pos.cols(); ++n) {

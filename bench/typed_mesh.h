@@ -1,5 +1,5 @@
-// Shaken regular meshes of one element type and about a million elements, in natural and in random
-// order.
+// Regular meshes of one element type and about a million elements, with randomly moved nodes, in
+// natural and in random order.
 #ifndef TESSMAKER_BENCH_TYPED_MESH_H
 #define TESSMAKER_BENCH_TYPED_MESH_H
 
@@ -110,8 +110,8 @@ inline typed_mesh make(const block& b) {
     return m;
 }
 
-// The mesh of a name, "BLOCK_natural" or "BLOCK_shuffled". The one of the last call is kept:
-// benchmarks on one mesh follow each other.
+// The mesh named "BLOCK_natural" or "BLOCK_shuffled". The mesh of the last call is kept, since
+// benchmarks on the same mesh follow one another.
 inline const typed_mesh& mesh_of(const std::string& name) {
     static std::string kept_name;
     static typed_mesh kept;

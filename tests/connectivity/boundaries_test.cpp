@@ -32,7 +32,7 @@ columns_list mesh_boundaries(const matrix& connect, const matrix& neighbors, ele
     return list(boundaries);
 }
 
-// The facets that `is_wanted(facet, neighbour)` takes, in order.
+// The facets for which `is_wanted(facet, neighbour)` holds, in order.
 template <class Test>
 columns_list facets_where(const matrix& connect, const matrix& neighbors, element_type type,
                           Test is_wanted) {
@@ -149,7 +149,8 @@ TEST(mesh_boundaries, refuse_in_order) {
     EXPECT_EQ(get_mesh_boundaries(connect, matrix(3, 2, 2), ET_TRIA3, wrong), -2);
     EXPECT_EQ(get_mesh_boundaries(connect, neighbors, ET_TRIA3, wrong), -4);
     EXPECT_EQ(list(wrong), (columns_list{ids(7, 1)}));
-    // The height of facets of a quadratic triangle is 3: what is there is judged before the type.
+    // Facets of a quadratic triangle have 3 nodes: the height of the array is checked before the
+    // type.
     EXPECT_EQ(get_mesh_boundaries(matrix(6, 2, 0), matrix(3, 2, none), ET_TRIA6, wrong), -4);
     matrix empty;
     EXPECT_EQ(get_mesh_boundaries(matrix(6, 2, 0), matrix(3, 2, none), ET_TRIA6, empty), -3);
@@ -282,7 +283,7 @@ TEST(boundaries, under_a_uniform_mixed_type_are_those_of_the_plain_one) {
         EXPECT_EQ(element_boundaries(connect, mixed), element_boundaries(connect, plain));
         EXPECT_EQ(mesh_boundaries(connect, neighbors, mixed),
                   mesh_boundaries(connect, neighbors, plain));
-        // What is there must have the height of the plain type.
+        // Facets already in the array must have the height of the plain type.
         matrix boundaries(height_of(plain), 1, 7);
         const dense1D<unsigned int> colors(connect.cols(), 0);
         EXPECT_EQ(

@@ -62,7 +62,7 @@ ids facets_at_node(const ids& column, element_type shape, unsigned int n) {
     }
 }
 
-// The search as it reads, with a set for the visited elements.
+// The search written plainly, with a set for the visited elements.
 located plain_locate(const matrix& boundaries, const matrix& connect, const matrix& neighbors,
                      const dense1D<unsigned int>& ancestors, element_type type, int side) {
     type = narrowed(connect.rows(), type);
@@ -242,7 +242,7 @@ TEST(elements_on_boundaries, equal_a_plain_search_on_random_meshes_types_and_sid
             dense1D<unsigned int> ancestors = ancestors_of(connect);
             matrix boundaries;
             ASSERT_EQ(get_element_boundaries(connect, type, boundaries), 0);
-            // Some the other way round, some from another node on, some of no element.
+            // Some reversed, some rotated, some that no element has.
             const std::size_t rows = boundaries.rows();
             for (std::size_t b = 0; b < boundaries.cols(); ++b) {
                 unsigned int* const column = boundaries.column(b);
@@ -252,7 +252,7 @@ TEST(elements_on_boundaries, equal_a_plain_search_on_random_meshes_types_and_sid
                 if (random.one_in(6)) column[random.below(used)] = random.id_below(15);
             }
             if (random.one_in(4)) {
-                // Arrays that do not belong together.
+                // Some ancestors and neighbours are wrong.
                 for (unsigned int& a : ancestors) {
                     if (random.one_in(5))
                         a = random.one_in(3) ? none : random.id_below(connect.cols());
@@ -329,7 +329,7 @@ TEST(elements_on_boundaries, fail_by_their_code_when_memory_does) {
                                                     0, handles, stride);
                 happened = failure.happened();
             }
-            // A block that could not be had at first may come later.
+            // An allocation that failed once may succeed when it is tried again.
             EXPECT_TRUE(result == 0 || (result == -199 && happened));
             EXPECT_EQ(list(handles), result == 0 ? whole.handles : ids{});
             EXPECT_EQ(stride, result == 0 ? whole.stride : 0U);

@@ -194,7 +194,7 @@ TEST(neighbors, fail_by_their_code_when_memory_does) {
                 result = get_neighbors(connect, type, true, neighbors);
                 happened = failure.happened();
             }
-            // A block that could not be had at first may come later.
+            // An allocation that failed once may succeed when it is tried again.
             EXPECT_TRUE(result == 0 || (result == -199 && happened));
             EXPECT_TRUE(result != 0 || list(neighbors) == expected);
             return happened;

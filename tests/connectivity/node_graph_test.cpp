@@ -33,7 +33,7 @@ adjacency elements_of(const dense2D<unsigned int>& connect) {
     return a;
 }
 
-// Groups in order: the whole column, or its edges.
+// Groups of nodes that are neighbours of one another, in order: the whole column, or its edges.
 std::vector<ids> groups_of(const dense2D<unsigned int>& connect, element_type type) {
     std::vector<ids> groups;
     for (const ids& column : list(connect)) {
@@ -48,7 +48,7 @@ std::vector<ids> groups_of(const dense2D<unsigned int>& connect, element_type ty
     return groups;
 }
 
-// Nested loops over nodes, groups and nodes of groups; first met, first listed.
+// Nested loops over nodes, groups and nodes of groups; neighbours in order of first occurrence.
 void expect_plain_graph(const dense2D<unsigned int>& connect, element_type type) {
     const adjacency graph = graph_of(connect, type);
     const unsigned int nbr_nodes = max_ID(connect) + 1;
@@ -130,7 +130,7 @@ TEST(node_graph, refuses_rows_before_types_and_narrows_nothing) {
     for (const std::size_t rows : {1U, 2U, 7U, 30U}) EXPECT_EQ(code(rows, ET_UNKNOWN), 0);
 }
 
-TEST(node_graph, passes_over_sentinels_of_mixed_columns) {
+TEST(node_graph, skips_absent_IDs_of_mixed_columns) {
     const dense2D<unsigned int> connect = connectivity({{1, 2, 3, none}});
     for (const element_type type : {ET_UNKNOWN, ET_FACE_MIX}) {
         const adjacency graph = graph_of(connect, type);
@@ -215,8 +215,8 @@ TEST(node_graph, ancestors_keep_their_size_and_what_no_element_touches) {
     EXPECT_EQ(list(ancestors), (ids{0, 71, 0}));
 }
 
-// Fails each allocation of `call` in turn. It must end with its code, or as if nothing had
-// happened.
+// Fails each allocation of `call` in turn. The call must end with its code for memory, or succeed
+// with the usual result.
 template <class Call> void expect_code_on_failure(Call call) {
     adjacency expected;
     ASSERT_EQ(call(expected), 0);

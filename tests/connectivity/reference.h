@@ -1,5 +1,5 @@
-// Plain forms of what the library derives from a connectivity, for comparison: no tables shared
-// with it, no hashing, no counting passes.
+// Plain references for what the library derives from a connectivity: they share no tables with it,
+// and use neither hashing nor counting passes.
 #ifndef TESSMAKER_TESTS_CONNECTIVITY_REFERENCE_H
 #define TESSMAKER_TESTS_CONNECTIVITY_REFERENCE_H
 
@@ -22,7 +22,7 @@ inline const std::vector<kv7::element_type> served_types{
     kv7::ET_BAR2,  kv7::ET_TRIA3,  kv7::ET_QUAD4, kv7::ET_FACE_MIX, kv7::ET_TETRA4,
     kv7::ET_PYRA5, kv7::ET_PENTA6, kv7::ET_HEXA8, kv7::ET_SOLID_MIX};
 
-// The plain type of a column, by rows and sentinels.
+// The plain type of a column, by its number of rows and its absent IDs.
 inline kv7::element_type shape_of_column(const ids& column, kv7::element_type type) {
     if (type == kv7::ET_FACE_MIX) {
         return column.size() == 3 || column[3] == none ? kv7::ET_TRIA3 : kv7::ET_QUAD4;
@@ -160,7 +160,7 @@ inline std::vector<facet_at> all_facets(const dense2D<unsigned int>& connect,
     return facets;
 }
 
-// Each facet against each later one, in ascending order of handle.
+// Compares each facet with each later one, in ascending order of handle.
 inline std::vector<ids> plain_neighbors(const dense2D<unsigned int>& connect,
                                         kv7::element_type type, bool link_non_manifold) {
     type = narrowed(connect.rows(), type);
@@ -201,14 +201,15 @@ inline dense2D<unsigned int> matrix_of(const std::vector<ids>& columns) {
     return result;
 }
 
-// Elements of random nodes, many of which repeat: degenerate, twice the same, many to a facet.
+// Elements of random nodes with many repeats: degenerate elements, duplicates, facets with many
+// elements.
 inline dense2D<unsigned int> random_connectivity(random_source& random, kv7::element_type type,
                                                  std::size_t nbr_elements, std::size_t nbr_nodes) {
     const std::size_t rows = kv7::tessmaker::nbr_nodes(type);
     std::vector<ids> columns;
     for (std::size_t e = 0; e < nbr_elements; ++e) {
         if (!columns.empty() && random.one_in(6)) {
-            // One that is there already, from another node on or the other way round.
+            // A duplicate, rotated or reversed.
             ids again = random.one_of(columns);
             const auto used = std::find(again.begin(), again.end(), none) - again.begin();
             if (random.one_in(2)) std::reverse(again.begin(), again.begin() + used);
@@ -218,7 +219,7 @@ inline dense2D<unsigned int> random_connectivity(random_source& random, kv7::ele
         ids column(rows);
         for (unsigned int& node : column) node = random.id_below(nbr_nodes);
         if (!random.one_in(4)) {
-            // Mostly without repeats, as far as there are nodes.
+            // Mostly distinct nodes, if there are enough.
             for (std::size_t r = 0; r < rows && nbr_nodes >= rows; ++r) {
                 while (
                     std::count(column.begin(), column.begin() + static_cast<int>(r), column[r])) {
@@ -235,7 +236,7 @@ inline dense2D<unsigned int> random_connectivity(random_source& random, kv7::ele
     return matrix_of(columns);
 }
 
-// Cells of a structured box under random node numbers: shared facets on all sides.
+// Cells of a structured box with random node numbers, so that most facets are shared.
 inline dense2D<unsigned int> random_box(random_source& random, kv7::element_type type) {
     const unsigned int nx = static_cast<unsigned int>(random.between(1, 3));
     const unsigned int ny = static_cast<unsigned int>(random.between(1, 3));
@@ -317,7 +318,7 @@ inline dense2D<unsigned int> random_box(random_source& random, kv7::element_type
     return matrix_of(columns);
 }
 
-// A random mesh of one of the two kinds, now and then with its columns apart.
+// A random mesh of one of the two kinds, sometimes with gaps between its columns.
 inline dense2D<unsigned int> random_mesh(random_source& random, kv7::element_type type) {
     const dense2D<unsigned int> connect =
         random.one_in(2)

@@ -74,7 +74,7 @@ TEST(sort_elfes, of_nothing_yields_one_empty_group) {
     EXPECT_TRUE(connect.empty());
 }
 
-TEST(sort_elfes, counts_up_to_a_sentinel_and_carries_the_rest_along) {
+TEST(sort_elfes, counts_up_to_an_absent_ID_and_carries_the_rest_along) {
     matrix connect = connectivity({{5, none, 7, 8}, {1, 2, 3, none}});
     matrix neighbors;
     const sorted out = sort(connect, neighbors);

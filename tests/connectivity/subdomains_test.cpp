@@ -134,7 +134,7 @@ TEST(subdomains, equal_a_breadth_first_search_on_random_arrays) {
         matrix neighbors(random.between(1, 6), n, none);
         for (std::size_t c = 0; c < n; ++c) {
             for (std::size_t r = 0; r < neighbors.rows(); ++r) {
-                // Not always both ways, and not always an element.
+                // Not always mutual, and not always an element.
                 if (random.one_in(3)) neighbors(r, c) = random.id_below(n + 2);
             }
         }

@@ -45,7 +45,7 @@ const element_type all_types[] = {
     kv7::ET_PYRA14,    kv7::ET_PENTA6, kv7::ET_PENTA15, kv7::ET_HEXA8, kv7::ET_PENTA18,
     kv7::ET_SOLID_MIX, kv7::ET_HEXA20, kv7::ET_HEXA27};
 
-// A^T A + I / 10 for random A; one in `bad_every` has an eigenvalue clearly below 0.
+// A^T A + I / 10 for random A; one in `bad_every` is clearly not positive definite, or NaN.
 dense2D<double> random_metrics(test::random_source& random, std::size_t dim, std::size_t n,
                                std::size_t bad_every) {
     dense2D<double> metrics(dim == 2 ? 3 : 6, n, 0.0);

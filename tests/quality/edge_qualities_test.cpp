@@ -78,7 +78,7 @@ TEST(edge_qualities, takes_coordinates_that_are_no_numbers) {
     ASSERT_EQ(iso.values.size(), 2U);
     EXPECT_TRUE(std::isnan(iso.values[0]));
     EXPECT_EQ(iso.values[1], infinite);
-    // A squared length that is not above 0 is none.
+    // Under a metric, a squared length that is NaN counts as no length.
     recorder aniso;
     EXPECT_EQ(edge_qualities(pos, bars, kv7::ET_BAR2, same_metric(2, 3, 1.0), aniso, no_edges), 2);
     ASSERT_EQ(aniso.values.size(), 2U);
@@ -102,7 +102,7 @@ TEST(edge_qualities, counts_the_edge_from_a_repeated_node_to_itself_as_0) {
 }
 
 TEST(edge_qualities, measures_both_metrics_as_inverse_lengths) {
-    // Sizes 1 and 3 along x; the size along y plays no part.
+    // Sizes 1 and 3 along x; the sizes along y have no influence.
     const dense2D<double> pos = points({{0, 0}, {2, 0}});
     const dense2D<double> metrics = columns<double>({{1.0, 0.0, 100.0}, {1.0 / 9.0, 0.0, 1e-4}});
     recorder histo;
@@ -120,8 +120,8 @@ TEST(edge_qualities, judges_a_metric_by_its_smallest_eigenvalue) {
         double metric[3];
         bool is_valid;
     } const judged[] = {{{1, 0, 1}, true},
-                        {{1, 0, 1e-20}, true}, // too small against 1, recovered by the
-                                               // determinant
+                        // Lost beside 1 in the sum, but recovered from the determinant.
+                        {{1, 0, 1e-20}, true},
                         {{1, 0, 0}, false},
                         {{1, 0, -1e-20}, false},
                         {{1, 1, 1}, false},
@@ -138,7 +138,7 @@ TEST(edge_qualities, judges_a_metric_by_its_smallest_eigenvalue) {
             << one.metric[0] << ' ' << one.metric[1] << ' ' << one.metric[2];
         EXPECT_EQ(histo.values.size(), one.is_valid ? 1U : 0U);
     }
-    // m11, then m21 and m22 carry the two directions that the edge does not have.
+    // The metrics differ in the directions across the edge only.
     for (const std::vector<double>& column : {std::vector<double>{1, 0, 1, 0, 0, 1},
                                               {1, 0, -1, 0, 0, 1},
                                               {1, 0, 1, 0, 2, 1},
@@ -205,7 +205,7 @@ TEST(edge_qualities, never_judges_a_node_without_edges) {
     sizes[1] = sizes[3] = 0.0;
     recorder histo;
     EXPECT_EQ(edge_qualities(unit_square(), bar, kv7::ET_BAR2, sizes, histo, no_edges), 1);
-    // The metrics need to reach the nodes of the edges only.
+    // Sizes are needed for the nodes of edges only.
     EXPECT_EQ(edge_qualities(unit_square(), bar, kv7::ET_BAR2, same_size(3, 1.0), histo, no_edges),
               1);
     EXPECT_EQ(histo.values, (std::vector<double>{1.0, 1.0}));
@@ -302,7 +302,7 @@ TEST(edge_qualities, finds_nothing_in_empty_connectivities) {
                              vector_of<int>({kv7::ET_TRIA3, kv7::ET_UNKNOWN}), same_size(4, 0.0),
                              histo, no_edges),
               0);
-    // An empty connectivity is no empty range: the coordinates are looked at first.
+    // An empty connectivity is not an empty range: the coordinates are checked first.
     EXPECT_EQ(edge_qualities(dense2D<double>(4, 4, 0.0), empty, kv7::ET_TRIA3, same_size(4, 0.0),
                              histo, no_edges),
               -1);
@@ -324,8 +324,8 @@ TEST(edge_qualities, joins_the_edges_of_several_connectivities) {
                                                  plain_log_mean(1.0, 1.0, 0.5)}));
 }
 
-// Runs the call with each allocation failing in turn. An array that got no block when it was made
-// asks again when it grows, so a single failure may be overcome.
+// Runs the call with each allocation failing in turn. An array whose first allocation failed tries
+// again when it grows, so that a single failure may have no effect.
 template <class Call> void expect_code_without_memory(Call call, int code) {
     const std::size_t nbr_failed = test::fail_each_allocation([&](std::size_t k, bool and_later) {
         recorder histo;

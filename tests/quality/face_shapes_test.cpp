@@ -45,8 +45,8 @@ TEST(shape_qualities, gives_a_triangle_a_sign_in_the_plane_only) {
     }
 }
 
-// In the plane the third side is as good as an equal one, in space it has to be shorter.
-// Differences of such coordinates are exact, their products are not.
+// If the third side has the length of another, it is taken in the plane and not in space.
+// Differences of these coordinates are exact, their products are not.
 TEST(shape_qualities, takes_the_two_shortest_sides_of_an_isosceles_triangle_by_the_dimension) {
     test::random_source random(62020);
     int nbr_told_apart = 0;
@@ -88,7 +88,7 @@ TEST(shape_qualities, is_0_for_a_folded_quadrangle_in_space) {
     EXPECT_EQ(
         quality_of({kv7::ET_QUAD4, points({{0, 0, 0}, {1, 0, 0}, {0.25, 0.25, 0}, {0, 1, 0}})}),
         0.0);
-    // In the plane the bow-tie has a sign.
+    // In the plane the bow-tie is negative.
     EXPECT_LT(quality_of({kv7::ET_QUAD4, points({{0, 0}, {1, 1}, {1, 0}, {0, 1}})}), 0.0);
 }
 

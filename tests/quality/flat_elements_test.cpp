@@ -85,10 +85,10 @@ struct sign_counts {
     int right = 0;
     int zero = 0;
     int wrong = 0;
-    int flat_not_zero = 0; // exactly flat ones with a sign, above the bound of zero
+    int flat_not_zero = 0; // exactly flat ones that do not count as zero
 };
 
-// Draws tetrahedra by `draw` and compares signs of qualities above the bound of zero.
+// Draws tetrahedra by `draw` and compares the signs of qualities that do not count as zero.
 template <class Draw> sign_counts count_signs(Draw draw, int nbr) {
     sign_counts counts;
     for (int k = 0; k < nbr; ++k) {
@@ -121,8 +121,7 @@ void record(const std::string& name, const sign_counts& counts) {
 TEST(shape_qualities, gives_nearly_flat_tetrahedra_their_exact_sign) {
     constexpr long long limit = 1LL << 38;
     test::random_source random(62012);
-    // The last node stands some units beside the plane of the others, from 0 to about 1e-8 of the
-    // size.
+    // The last node is some units off the plane of the others: 0 to about 1e-8 of the size.
     const sign_counts caps = count_signs(
         [&] {
             std::array<std::array<long long, 3>, 4> p;
@@ -146,7 +145,8 @@ TEST(shape_qualities, gives_nearly_flat_tetrahedra_their_exact_sign) {
     EXPECT_EQ(caps.flat_not_zero, 0);
     EXPECT_GT(caps.right, 5000);
 
-    // All nodes close to one line: the surface is small as well, so that the quality is not.
+    // All nodes are close to one line: volume and surface are both small, so that their ratio, the
+    // quality, is not.
     const sign_counts needles = count_signs(
         [&] {
             std::array<std::array<long long, 3>, 4> p;
@@ -168,7 +168,7 @@ TEST(shape_qualities, gives_nearly_flat_tetrahedra_their_exact_sign) {
 }
 
 TEST(shape_qualities, lets_no_order_of_nodes_change_the_sign_of_a_doubtful_tetrahedron) {
-    // Thin enough that single orders disagree.
+    // So thin that different orders of the nodes give different signs.
     test::random_source random(62013);
     int nbr_zero = 0;
     int nbr_disagreeing = 0;
@@ -216,7 +216,7 @@ TEST(shape_qualities, gives_a_doubtful_tetrahedron_one_value_in_every_even_order
             }
         }
         nbr_needles += check(needle);
-        // A square whose corners stand alternately above and below their plane.
+        // A square whose corners are alternately above and below their plane.
         element flat{kv7::ET_TETRA4, points({{0, 0, 1}, {1, 1, 1}, {1, 0, -1}, {0, 1, -1}})};
         for (std::size_t c = 0; c < 4; ++c) {
             flat.pos(0, c) += random.uniform(-0.2, 0.2);

@@ -32,8 +32,8 @@ double sign(bool is_positive) { return is_positive ? 0.5 : -0.5; }
 
 using gradient = std::array<double, 3>;
 
-// Derivatives of the shape function of corner i, by the number of corners and whether 4 of them
-// make a quadrangle, at the centre of the reference shape.
+// The derivatives of the shape function of corner i at the centre of the reference shape, which is
+// told by the number of corners; 4 are a quadrangle if `is_face`, else a tetrahedron.
 gradient shape_gradient(std::size_t nbr_corners, bool is_face, std::size_t i) {
     const std::array<gradient, 3> triangle = {{{1, 0, 0}, {0, 1, 0}, {-1, -1, 0}}};
     const double a = sign(i % 4 == 1 || i % 4 == 2);

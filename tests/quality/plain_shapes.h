@@ -1,6 +1,6 @@
-// The qualities of single elements once more, written plainly: no case is taken early, nothing is
-// shared between formulas. Numbers are put together in the same order, so that elements of any size
-// whose powers stay within the range of a double get the same bits.
+// Plain references for the shape qualities of single elements: no shortcuts, and nothing shared
+// between formulas. Operations are in the same order as in the library, so that the results have
+// the same bits as long as no power of a length leaves the range of a double.
 #ifndef TESSMAKER_TESTS_QUALITY_PLAIN_SHAPES_H
 #define TESSMAKER_TESTS_QUALITY_PLAIN_SHAPES_H
 
@@ -68,8 +68,7 @@ inline double factor_of(double c, double squares) {
     return cosine >= 0.999999999999 ? 1.0 : 1.0 - std::sqrt((1.0 - cosine) / 2.0);
 }
 
-// Where both pairs of normals have the same signed squared cosine, facets of solids take the
-// second.
+// If both pairs of normals have the same signed squared cosine, facets of solids take the second.
 inline double warp(const corners& p, bool tie_goes_to_first = false) {
     const auto e = sides(p);
     const vec na = cross(e[0], e[1]);
@@ -266,7 +265,7 @@ inline double hexa(const corners& p) {
         41.569219381653056);
 }
 
-// By the number of corners and the dimension of space; 4 corners make a quadrangle in `is_face`.
+// The shape is told by the number of corners; 4 are a quadrangle if `is_face`, else a tetrahedron.
 inline double quality(const corners& p, bool is_face, bool is_2d) {
     switch (p.size()) {
     case 2: return 1.0;

@@ -20,8 +20,8 @@ inline std::size_t one_shape_of(random_source& random, kv7::element_type type) {
     return random.one_of(std::vector<std::size_t>{4, 5, 6, 8});
 }
 
-// Columns of random IDs below `limit`, repeated ones within a column included; mixed types get
-// columns of every shape.
+// Columns of random IDs below `limit`, which may repeat within a column. Mixed types get columns of
+// all their shapes.
 inline dense2D<unsigned int> random_elements(random_source& random, kv7::element_type type,
                                              std::size_t nbr_elements, std::size_t limit) {
     dense2D<unsigned int> connect(kv7::tessmaker::nbr_nodes(type), nbr_elements, none);
@@ -42,7 +42,7 @@ inline dense2D<unsigned int> first_rows(const dense2D<unsigned int>& connect, st
 }
 
 // Whether a and b differ by at most `nbr_ulps` units in the last place of the larger one, or of
-// `scale` if that is larger still. Numbers that are none are equal.
+// `scale` if that is larger still. NaNs are equal.
 inline bool near_ulps(double a, double b, double nbr_ulps, double scale = 0.0) {
     if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b);
     if (a == b) return true;

@@ -32,7 +32,7 @@ namespace plain = test::plain;
 constexpr double nan_value = std::numeric_limits<double>::quiet_NaN();
 
 TEST(shape_qualities, agrees_with_plain_formulas_on_integer_coordinates) {
-    // Full of ties.
+    // Such coordinates give many equal lengths and determinants.
     test::random_source random(62009);
     for (const element& ideal : ideal_elements()) {
         for (int k = 0; k < 3000; ++k) {
@@ -79,8 +79,8 @@ TEST(shape_qualities, agrees_with_plain_formulas_on_nearly_flat_elements) {
     }
 }
 
-// Three corners lie nearly on a line, so that a facet is thin while others need not be; every
-// second element is flat besides.
+// Three corners are nearly on a line, so that one facet is thin and others need not be. Every
+// second element is flat, too.
 TEST(shape_qualities, agrees_with_plain_formulas_on_needles) {
     test::random_source random(62019);
     for (const element& ideal : ideal_elements()) {

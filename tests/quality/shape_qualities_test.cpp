@@ -80,7 +80,7 @@ TEST(shape_qualities, treats_coordinates_that_are_not_finite_by_their_comparison
     const auto triangle = [](double x, double y) {
         return element{kv7::ET_TRIA3, points({{x, y}, {1, 1}, {0, 0}})};
     };
-    // Without a length above 0 there is no shape; a ratio of two infinities is the worst.
+    // If no length is above 0 the quality is 0; a ratio of two infinities gives -1.
     for (std::size_t c = 0; c < 3; ++c) {
         for (const std::size_t rows : {std::size_t{2}, std::size_t{3}}) {
             element e{kv7::ET_TRIA3, dense2D<double>(rows, 3, 0.0)};
@@ -145,7 +145,7 @@ TEST(shape_qualities, takes_coordinates_of_any_number_of_rows) {
     }
 }
 
-// An element of any kind: good, flat, inverted, degenerate, wild, in any unit.
+// An element of any kind: good, flat, inverted, degenerate, not finite, of any size.
 dense2D<double> any_corners(test::random_source& random, const element& ideal) {
     const std::size_t n = ideal.pos.cols();
     switch (random.below(8)) {
@@ -182,7 +182,7 @@ dense2D<double> any_corners(test::random_source& random, const element& ideal) {
     }
 }
 
-// Columns are rated in pairs, the last of an odd number alone.
+// Columns are rated in groups of two, the last of an odd number alone.
 TEST(shape_qualities, gives_an_element_the_same_bits_beside_any_other) {
     test::random_source random(62018);
     for (const element& ideal : ideal_elements()) {
@@ -243,7 +243,7 @@ TEST(shape_qualities, serves_only_types_of_straight_elements) {
         EXPECT_EQ(min_quality(pos, connect, type, q_min, index), -3);
         EXPECT_EQ(q_min, 1.0);
         EXPECT_EQ(index, none);
-        // A bad connectivity is the earlier answer.
+        // The connectivity is checked before the type.
         q_min = -7.0;
         index = 7;
         qualities = test::vector_of<double>({7.0});
@@ -312,7 +312,7 @@ TEST(min_quality, names_the_first_of_equally_bad_elements) {
               0);
     EXPECT_EQ(index, 1U);
     EXPECT_EQ(q_min, quality_of({kv7::ET_TRIA3, points({{0, 0}, {1, 0}, {0, 5}})}));
-    // The worst of all, twice, behind a bad one.
+    // The smallest value twice, after a better one.
     EXPECT_EQ(min_quality(pos, connectivity({{0, 1, 3}, {0, 3, 1}, {0, 2, 1}, {0, 2, 1}}),
                           kv7::ET_TRIA3, q_min, index),
               0);

@@ -21,7 +21,7 @@ namespace test {
 using kv7::dense1D;
 using kv7::element_type;
 
-// An element of a mesh of its own, whose nodes are the corners in order.
+// A mesh of one element whose corners are the nodes in order.
 struct element {
     element_type type;
     dense2D<double> pos;
@@ -85,7 +85,7 @@ inline std::vector<element> ideal_elements() {
                                 {0, 1, 1}})}};
 }
 
-// Turned by random angles and scaled.
+// The nodes, rotated by random angles and scaled.
 inline dense2D<double> turned(test::random_source& random, const dense2D<double>& pos,
                               double scale) {
     dense2D<double> result(pos.rows(), pos.cols());
@@ -105,7 +105,8 @@ inline dense2D<double> turned(test::random_source& random, const dense2D<double>
     return result;
 }
 
-// A random element about as good as elements of meshes are: the ideal one with its corners moved.
+// The ideal element, rotated and scaled, with its corners moved at random by up to `by` times its
+// edge length.
 inline element moved_ideal(test::random_source& random, const element& ideal, double by) {
     element e{ideal.type, turned(random, ideal.pos, std::exp(random.uniform(-2, 2)))};
     const double scale = plain::norm(corners_of(e.pos)[1] - corners_of(e.pos)[0]) * by;
@@ -117,7 +118,8 @@ inline element moved_ideal(test::random_source& random, const element& ideal, do
     return e;
 }
 
-// The ideal element with that side, rounded, and its corners moved by one `step` or none.
+// The ideal element with edges of length `side`, its coordinates rounded and moved by -1, 0 or 1
+// `step`.
 inline element moved_on_grid(test::random_source& random, const element& ideal, double side,
                              double step) {
     element e{ideal.type, dense2D<double>(ideal.pos.rows(), ideal.pos.cols())};

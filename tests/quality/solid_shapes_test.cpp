@@ -65,7 +65,7 @@ TEST(shape_qualities, keeps_its_value_when_a_solid_is_turned_in_itself) {
             const element e = moved_ideal(random, *ideal, k % 2 ? 0.2 : 0.6);
             const double q = quality_of(e);
             nbr_positive += q > 0.0;
-            // The walk over the facets ends at the first bad one.
+            // For bad elements the value depends on which bad facet comes first.
             const double again = quality_of(reordered(e, order));
             EXPECT_TRUE(std::fabs(again - q) < 1e-13 || std::max(again, q) <= 1e-12)
                 << "type " << type << ": " << q << ", turned " << again;
@@ -99,8 +99,8 @@ TEST(shape_qualities, does_not_warp_a_cube_with_a_corner_pushed_through) {
 }
 
 TEST(shape_qualities, rates_the_flattest_pyramids_by_their_tetrahedra) {
-    // The height is so small that the pyramid is just above the bound of zero, and the tetrahedra
-    // at its corners are just below.
+    // The height is so small that the pyramid is just above q_zero, and the tetrahedra at its
+    // corners are just below.
     const double h = 0x1p-41;
     const element e{kv7::ET_PYRA5,
                     points({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0.5, 0.5, h}})};
@@ -113,8 +113,8 @@ TEST(shape_qualities, rates_the_flattest_pyramids_by_their_tetrahedra) {
 }
 
 TEST(shape_qualities, looks_at_the_tetrahedra_of_all_corners_of_a_pyramid) {
-    // The apex stands over a quarter of the diagonal; the tetrahedron at the corner farthest from
-    // it alone is below the bound of zero.
+    // The apex is above the point at a quarter of the diagonal; only the tetrahedron at the corner
+    // farthest from it is below q_zero.
     const double h = 0x1.8p-41;
     element e{kv7::ET_PYRA5, points({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0.25, 0.25, h}})};
     for (int turn = 0; turn < 4; ++turn) {
@@ -138,7 +138,7 @@ TEST(shape_qualities, rates_the_flattest_solids_by_the_tetrahedra_of_their_facet
     const double h = 0x1p-41;
     element e = ideal_elements().back();
     for (std::size_t c = 0; c < 8; ++c) e.pos(2, c) *= 2.0 * h;
-    // As the corners tell it would be above the bound of zero.
+    // By its corner determinants alone it would be above q_zero.
     ASSERT_GT(24.0 * std::sqrt(3.0) * 2.0 * h / std::pow(8.0, 1.5), 1.5e-12);
     EXPECT_NEAR(quality_of(e), std::sqrt(3.0) * h, 1e-15);
 }
