@@ -1,5 +1,5 @@
-// Fields bounded along edges beside what the queue alone would cost: the same pushes and pops on a
-// std::priority_queue. And what else walks over whole fields.
+// Fields bounded along edges, beside what the queue alone would cost: the same pushes and pops on a
+// std::priority_queue. Also what else walks over whole fields.
 //
 // Fields are noise, or one size with sharp sources in it; every tenth node is fixed or none is.
 #include <algorithm>
@@ -20,9 +20,10 @@
 #include "metrics/edge_bounding.h"
 #include "metrics/eigen3.h"
 #include "metrics/nodal_fields.h"
+#include "metrics/plain_reduction.h"
+#include "tessmaker/metric_algebra.h"
 #include "tessmaker/metric_fields.h"
 #include "tessmaker/repair.h"
-#include "tests/metrics/plain_reduction.h"
 
 namespace {
 
@@ -195,92 +196,134 @@ template <std::size_t N, class Values> job<Values> make_job(kind what, fixing fi
     return made;
 }
 
-// The queue, with what was done to it: the keys pushed, not a number for each pop.
-class recording_heap {
-public:
-    bool empty() const { return heap_.empty(); }
-    bool push(const edge_entry& entry) {
-        trace_.push_back(entry.key);
-        return heap_.push(entry);
-    }
-    edge_entry pop() {
-        trace_.push_back(std::numeric_limits<float>::quiet_NaN());
-        return heap_.pop();
-    }
-    const std::vector<float>& trace() const { return trace_; }
+// What the last run has done.
+struct run_counts {
+    std::uint64_t popped = 0;
+    std::uint64_t steps_tried = 0; // entries popped that were not stale
+    std::uint64_t moves = 0;
+    std::uint64_t reductions = 0; // generalized eigenproblems
+};
+run_counts counts;
 
-private:
-    edge_heap heap_;
-    std::vector<float> trace_;
+// The library's queue, with its pops counted.
+class counted_heap : public edge_heap {
+public:
+    edge_entry pop() {
+        ++counts.popped;
+        return edge_heap::pop();
+    }
 };
 
-// The same steps with the eigenproblems solved by LAPACK wherever they stand in the plainest form:
-// every place of the way reduces both metrics, and so does keeping the direction.
-class literal_metric_field : public metric_field<3> {
+// The keys pushed in the last run, and not a number for each pop.
+std::vector<float> trace;
+
+class recorded_heap : public counted_heap {
+public:
+    bool push(const edge_entry& entry) {
+        trace.push_back(entry.key);
+        return counted_heap::push(entry);
+    }
+    edge_entry pop() {
+        trace.push_back(std::numeric_limits<float>::quiet_NaN());
+        return counted_heap::pop();
+    }
+};
+
+// A field of the library, with its steps and moves counted.
+template <class Field> class counted_field : public Field {
+public:
+    using value = typename Field::value;
+    using Field::Field;
+
+    void write(unsigned int node, const value& changed) {
+        ++counts.moves;
+        Field::write(node, changed);
+    }
+    void sizes_along(unsigned int a, const value& Ma, unsigned int b, const value& Mb, double& d,
+                     double& ha, double& hb) const {
+        ++counts.steps_tried;
+        Field::sizes_along(a, Ma, b, Mb, d, ha, hb);
+    }
+};
+
+// And with the reductions counted: an interpolation makes one, unless it is only asked for its
+// start.
+template <std::size_t N> class counted_metric_field : public counted_field<metric_field<N>> {
+public:
+    using value = metric<N>;
+    using counted_field<metric_field<N>>::counted_field;
+
+    class interpolation : public metric_field<N>::interpolation {
+    public:
+        using metric_field<N>::interpolation::interpolation;
+
+        interpolated at(double t, value& M) {
+            if (!is_start(t) && !is_counted_) {
+                is_counted_ = true;
+                ++counts.reductions;
+            }
+            return metric_field<N>::interpolation::at(t, M);
+        }
+
+    private:
+        bool is_counted_ = false;
+    };
+};
+
+// The same steps with the eigenproblems solved by LAPACK wherever the plainest form has one: every
+// interpolation reduces both metrics, and so does restricting its direction.
+class literal_metric_field : public counted_field<metric_field<3>> {
     static constexpr std::size_t N = 3;
 
 public:
     using value = metric<N>;
-    using metric_field<N>::metric_field;
+    using counted_field<metric_field<N>>::counted_field;
 
-    static bool is_valid(const value& M) {
-        vector<N> l{};
-        eigen_values(M, l);
-        return l[0] > 0.0;
-    }
+    static bool is_valid(const value& M) { return test::plain_is_valid(M); }
 
-    class way {
+    class interpolation {
     public:
-        way(const value& from, const value& to, int direction)
-            : from_(from), to_(to),
-              kept_(direction > 0 ? sizes_kept::larger : sizes_kept::smaller) {}
+        interpolation(const value& from, const value& to, int direction)
+            : from_(from), to_(to), takes_larger_(direction > 0) {}
 
-        step at(double t, value& M) {
-            metric_reduction<N> r;
-            if (is_start(t) || is_end(t)) {
-                M = is_start(t) ? from_ : to_;
-            } else if (!reduce(from_, to_, r) || !interpolate_metric(r, t, M)) {
-                return step::no_value;
-            }
-            const bool kept =
-                reduce(from_, M, r) && select_sizes(kept_, from_, M, r.m1, r.m2, r.dual, M);
-            return kept ? step::done : step::refused;
+        interpolated at(double t, value& M) const {
+            counts.reductions += is_start(t) || is_end(t) ? 1 : 2;
+            if (!test::plain_metric_at<N>(t, from_, to_, M)) return interpolated::none;
+            return test::plain_combination<N>(takes_larger_, from_, M, M) ? interpolated::usable
+                                                                          : interpolated::refused;
         }
-        unsigned int nbr_reductions() const { return nbr_reductions_; }
 
     private:
-        bool reduce(const value& M1, const value& M2, metric_reduction<N>& r) {
-            ++nbr_reductions_;
-            return test::plain_reduction(M1, M2, r);
-        }
-
         value from_;
         value to_;
-        sizes_kept kept_;
-        unsigned int nbr_reductions_ = 0;
+        bool takes_larger_;
     };
 };
 
 template <std::size_t N, class Values>
-using field_of =
-    std::conditional_t<std::is_same_v<Values, size_values>, size_field<N>, metric_field<N>>;
+using counted_field_of = std::conditional_t<std::is_same_v<Values, size_values>,
+                                            counted_field<size_field<N>>, counted_metric_field<N>>;
 
-struct recorded_run {
-    bounding_counts counts;
-    std::vector<float> trace;
-};
-
-template <std::size_t N, class Values> recorded_run record(kind what, fixing fixed) {
+// Runs a job and leaves its counts and its trace.
+template <std::size_t N, class Values> void record(kind what, fixing fixed) {
     const job<Values> todo = make_job<N, Values>(what, fixed);
     Values values;
     values.copy(todo.start);
-    edge_bounding<field_of<N, Values>, gradation, recording_heap> bounding(
-        field_of<N, Values>(todo.m.pos, values), gradation(max_gradation));
-    bounding.run(todo.m.connect, todo.m.pos.cols(), todo.fixed, true, todo.direction);
-    return {bounding.counts(), bounding.queue().trace()};
+    counts = {};
+    trace.clear();
+    using field = counted_field_of<N, Values>;
+    edge_bounding<field, gradation, recorded_heap>(field(todo.m.pos, values),
+                                                   gradation(max_gradation))
+        .run(todo.m.connect, todo.m.pos.cols(), todo.fixed, true, todo.direction);
 }
 
-void report(benchmark::State& state, const bounding_counts& counts) {
+void report_per_pop(benchmark::State& state) {
+    state.counters["per_pop"] = benchmark::Counter(static_cast<double>(counts.popped),
+                                                   benchmark::Counter::kIsIterationInvariantRate |
+                                                       benchmark::Counter::kInvert);
+}
+
+void report_counts(benchmark::State& state) {
     const auto count = [](std::uint64_t n) {
         return benchmark::Counter(static_cast<double>(n), benchmark::Counter::kDefaults,
                                   benchmark::Counter::kIs1000);
@@ -289,9 +332,7 @@ void report(benchmark::State& state, const bounding_counts& counts) {
     state.counters["steps"] = count(counts.steps_tried);
     state.counters["moves"] = count(counts.moves);
     state.counters["eigenproblems"] = count(counts.reductions);
-    state.counters["per_pop"] = benchmark::Counter(static_cast<double>(counts.popped),
-                                                   benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
+    report_per_pop(state);
 }
 
 template <std::size_t N, class Values>
@@ -307,19 +348,20 @@ void bound_ours(benchmark::State& state, kind what, fixing fixed) {
             state.SkipWithError("nothing bounded");
         }
     }
-    report(state, record<N, Values>(what, fixed).counts);
+    record<N, Values>(what, fixed);
+    report_counts(state);
 }
 
 // The pushes and pops of the run.
 template <std::size_t N, class Values>
 void bound_priority_queue(benchmark::State& state, kind what, fixing fixed) {
-    const recorded_run run = record<N, Values>(what, fixed);
+    record<N, Values>(what, fixed);
     const auto is_below = [](const edge_entry& a, const edge_entry& b) { return a.key < b.key; };
     for ([[maybe_unused]] auto _ : state) {
         std::priority_queue<edge_entry, std::vector<edge_entry>, decltype(is_below)> queue(
             is_below);
         unsigned int sum = 0;
-        for (const float key : run.trace) {
+        for (const float key : trace) {
             if (key == key) {
                 queue.push({key, sum, 0, 0});
             } else {
@@ -330,30 +372,28 @@ void bound_priority_queue(benchmark::State& state, kind what, fixing fixed) {
         benchmark::DoNotOptimize(sum);
         if (!queue.empty()) state.SkipWithError("more pushed than popped");
     }
-    state.counters["per_pop"] = benchmark::Counter(static_cast<double>(run.counts.popped),
-                                                   benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
+    report_per_pop(state);
 }
 
 void bound_literal(benchmark::State& state, kind what, fixing fixed) {
     const job<metric_values> todo = make_job<3, metric_values>(what, fixed);
-    bounding_counts counts;
     for ([[maybe_unused]] auto _ : state) {
         state.PauseTiming();
         metric_values values;
         values.copy(todo.start);
         state.ResumeTiming();
-        edge_bounding bounding(literal_metric_field(todo.m.pos, values), gradation(max_gradation));
+        counts = {};
+        edge_bounding<literal_metric_field, gradation, counted_heap> bounding(
+            literal_metric_field(todo.m.pos, values), gradation(max_gradation));
         if (bounding.run(todo.m.connect, todo.m.pos.cols(), todo.fixed, true, todo.direction) <=
             0) {
             state.SkipWithError("nothing bounded");
         }
-        counts = bounding.counts();
     }
-    report(state, counts);
+    report_counts(state);
 }
 
-// The time for each of so many things.
+// The time for each of `n` entries.
 void report_each(benchmark::State& state, std::size_t n) {
     state.counters["each"] =
         benchmark::Counter(static_cast<double>(n), benchmark::Counter::kIsIterationInvariantRate |

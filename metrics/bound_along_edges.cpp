@@ -2,6 +2,7 @@
 #include "core/ids.h"
 #include "metrics/edge_bounding.h"
 #include "metrics/nodal_fields.h"
+#include "metrics/sizes.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/index_arrays.h"
 #include "tessmaker/metric_fields.h"
@@ -39,7 +40,7 @@ int bound(const dense2D<double>& pos, const dense2D<unsigned int>& connect, elem
     if (!(length_of(values) > max_ID(connect))) return -8;
 
     const auto run = [&](auto field) {
-        // Kept: only the low 8 bits of the direction count.
+        // Kept: only the low 8 bits of the direction are used.
         return edge_bounding(field, Measure(limit))
             .run(connect, pos.cols(), nodes, nodes_fixed, static_cast<signed char>(direction));
     };

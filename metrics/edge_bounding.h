@@ -1,38 +1,31 @@
-// Bounds a field along the edges of a mesh, best first: one algorithm for every kind of field and
-// every measure.
+// Bounds a field along the edges of a mesh, worst edge first: one algorithm for every kind of field
+// and every measure.
 #ifndef TESSMAKER_METRICS_EDGE_BOUNDING_H
 #define TESSMAKER_METRICS_EDGE_BOUNDING_H
 
-#include <cstdint>
+#include <algorithm>
+#include <cstddef>
 #include <limits>
 
 #include "connectivity/node_graph.h"
-#include "core/element_table.h"
 #include "core/ids.h"
 #include "metrics/edge_heap.h"
 #include "metrics/minimise_bracket.h"
 #include "metrics/nodal_fields.h"
+#include "metrics/sizes.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
 
-// What a run has done.
-struct bounding_counts {
-    std::uint64_t pushed = 0;
-    std::uint64_t popped = 0;
-    std::uint64_t steps_tried = 0; // entries popped that were still of use
-    std::uint64_t moves = 0;
-    std::uint64_t reductions = 0; // generalized eigenproblems
-};
-
-// Every edge that breaks the limit goes into a queue by how badly it does. The worst is repaired by
-// moving one end's value towards the other's; the edges of that end are then queued again. An entry
-// is never updated: it is dropped when popped if one of its ends has changed since.
+// Every edge that breaks the limit is queued by its measure. The worst edge is repaired: the value
+// at one end, the target, moves towards the value at the other, the source; then the edges of the
+// target are queued again. Entries are never updated: a popped entry is dropped if one of its ends
+// has changed since it was queued.
 //
-// A run ends because three decisions hold together: only edges above the limit go in, a node moves
-// in the direction of its first move only, and small moves do not count. Rounding can still send a
-// metric in circles where sizes are many orders of magnitude apart: there a run is broken off, long
-// after any other has ended.
+// A run ends because of three rules, which belong together: only edges above the limit are queued,
+// a node keeps the direction of its first move, and small moves don't count. Where sizes are many
+// orders of magnitude apart, rounding can still move a metric to and fro. Such a run is stopped
+// after more moves than any other needs.
 template <class Field, class Measure, class Queue = edge_heap> class edge_bounding {
 public:
     edge_bounding(const Field& field, const Measure& measure) : field_(field), measure_(measure) {}
@@ -43,35 +36,32 @@ public:
             bool nodes_fixed, signed char direction) {
         if (!set_up(connect, nbr_columns, nodes, nodes_fixed, direction)) return -199;
         if (!seed()) return -199;
-        const unsigned int most_moves = most_moves_of(stamps_.size());
-        while (!queue_.empty() && counter_ < most_moves) {
+        const unsigned int max_moves = max_moves_of(stamps_.size());
+        while (!queue_.empty() && counter_ < max_moves) {
             const edge_entry entry = queue_.pop();
-            ++counts_.popped;
             if (is_stale(entry)) continue;
-            ++counts_.steps_tried;
             if (relax(entry.target, entry.source) && !requeue(entry.target)) return -199;
         }
         return nbr_changed_;
     }
 
-    const bounding_counts& counts() const { return counts_; }
-    const Queue& queue() const { return queue_; }
-
 private:
     using value = typename Field::value;
-    using way = typename Field::way;
+    using interpolation = typename Field::interpolation;
 
     static constexpr unsigned int fixed_stamp = no_id;
+    // Smaller fractions are no step: an edge may stay above the limit by this share of the
+    // difference of its sizes. The minimisation near fixed nodes is no finer.
     static constexpr double smallest_step = 0.001;
     static constexpr int nbr_grid_intervals = 6;
-    // The square root of the largest double: a sum of squares beyond it is infinite.
+    // The square root of the largest double: the square of anything larger is infinite.
     static constexpr double largest_excess = 1.3407807929942596e+154;
 
-    // Runs make a few moves a node, tens at a small limit, a few thousand on a small mesh at worst.
-    // The counter must not reach the stamp of fixed nodes either.
-    static unsigned int most_moves_of(std::size_t nbr_nodes) {
-        const std::size_t most_moves = 1000000 + 1000 * nbr_nodes;
-        return static_cast<unsigned int>(std::min<std::size_t>(most_moves, fixed_stamp - 1));
+    // Runs make a few moves per node, tens at a small limit, and a few thousand per node on a small
+    // mesh at worst. The counter must stay below the stamp of fixed nodes.
+    static unsigned int max_moves_of(std::size_t nbr_nodes) {
+        const std::size_t max_moves = 1000000 + 1000 * nbr_nodes;
+        return static_cast<unsigned int>(std::min<std::size_t>(max_moves, fixed_stamp - 1));
     }
 
     bool set_up(const dense2D<unsigned int>& connect, std::size_t nbr_columns, const id_list& nodes,
@@ -86,7 +76,8 @@ private:
         return collect_fixed_neighbors();
     }
 
-    // The fixed neighbours of each free node, in the order of the graph; nothing when all are free.
+    // The fixed neighbours of each free node, in the order of the graph; empty if all nodes are
+    // free.
     bool collect_fixed_neighbors() {
         const std::size_t nbr_nodes = stamps_.size();
         if (std::find(stamps_.begin(), stamps_.end(), fixed_stamp) == stamps_.end()) return true;
@@ -122,7 +113,7 @@ private:
                (source_stamp > entry.stamp && source_stamp != fixed_stamp);
     }
 
-    // Each edge with a free end, once. Edges are taken from a free end only.
+    // Queues each edge that has a free end, once and from a free end.
     bool seed() {
         const auto nbr_nodes = static_cast<unsigned int>(stamps_.size());
         for (unsigned int i = 0; i < nbr_nodes; ++i) {
@@ -145,21 +136,18 @@ private:
         return true;
     }
 
-    // Queues the edge between a and b in both directions, as far as their targets are free, when it
-    // breaks the limit.
+    // Queues the edge from a, which is free, to b if it breaks the limit: with a as the target and,
+    // if b is free, with b.
     bool queue_edge(unsigned int a, const value& Ma, unsigned int b) {
         const double g = field_.measure(measure_, a, Ma, b);
         if (!(g > measure_.limit)) return true;
         constexpr double largest_key = std::numeric_limits<float>::max();
         const auto key = static_cast<float>(std::min(g, largest_key));
-        ++counts_.pushed;
-        if (!queue_.push({key, counter_, a, b})) return false;
-        if (is_fixed(b)) return true;
-        ++counts_.pushed;
-        return queue_.push({key, counter_, b, a});
+        return queue_.push({key, counter_, a, b}) &&
+               (is_fixed(b) || queue_.push({key, counter_, b, a}));
     }
 
-    // Moves the value at a towards that at b. Whether it changed.
+    // Moves the value at a towards that at b. Returns whether it changed.
     bool relax(unsigned int a, unsigned int b) {
         const value Ma = field_.at(a);
         const value Mb = field_.at(b);
@@ -168,55 +156,52 @@ private:
         double hb;
         field_.sizes_along(a, Ma, b, Mb, d, ha, hb);
         double t = measure_.fraction(d, ha, hb);
-        if (t <= 1e-12) return false;
-        const signed char sign = ha < hb ? 1 : -1;
-        // A step that is refused must not decide the direction.
-        if (directions_[a] != 0 && directions_[a] != sign) return false;
         if (t <= smallest_step) return false;
+        const signed char sign = ha < hb ? 1 : -1;
+        if (directions_[a] != 0 && directions_[a] != sign) return false;
 
-        way towards_b(Ma, Mb, sign);
-        value fresh;
-        const bool moves = (!has_fixed_neighbors(a) || serve_fixed(a, Ma, towards_b, t)) &&
-                           towards_b.at(t, fresh) == step::done && Field::is_change(Ma, fresh);
-        counts_.reductions += towards_b.nbr_reductions();
-        if (!moves) return false;
+        interpolation towards_b(Ma, Mb, sign);
+        if (has_fixed_neighbors(a) && !fit_to_fixed(a, Ma, towards_b, t)) return false;
+        value moved;
+        if (towards_b.at(t, moved) != interpolated::usable) return false;
+        if (!Field::is_change(Ma, moved)) return false;
 
-        field_.write(a, fresh);
-        directions_[a] = sign;
+        field_.write(a, moved);
+        directions_[a] = sign; // only now: a step that is refused must not decide it
         if (stamps_[a] == 0) ++nbr_changed_;
         stamps_[a] = ++counter_;
-        ++counts_.moves;
         return true;
     }
 
-    // A fixed neighbour can't adapt, so a step of a node beside one serves those edges first: it is
-    // shortened to where they break the limit least. False when no step does them good.
-    bool serve_fixed(unsigned int a, const value& Ma, way& towards_b, double& t) const {
+    // A fixed neighbour can't adapt. So a node beside one takes the step, up to t, after which its
+    // edges to fixed neighbours break the limit least. False if no step improves them.
+    bool fit_to_fixed(unsigned int a, const value& Ma, interpolation& towards_b, double& t) const {
         if (!Field::is_valid(Ma)) return true;
-        const auto penalty = [&](double place) { return fixed_penalty(a, towards_b, place); };
+        const auto penalty = [&](double s) { return fixed_penalty(a, towards_b, s); };
         const double unmoved = penalty(0.0);
         if (unmoved == no_limit) return true;
         if (!(unmoved > 0.0)) return false;
 
         const double interval = t / nbr_grid_intervals;
         minimum best{0.0, unmoved};
-        double place = 0.0;
+        double s = 0.0;
         for (int k = 1; k < nbr_grid_intervals; ++k) {
-            place += interval;
-            const double F = penalty(place);
-            if (F < best.value) best = {place, F};
+            s += interval;
+            const double F = penalty(s);
+            if (F < best.value) best = {s, F};
         }
-        // Kept: what the bracket finds counts, even where the grid had a lower value.
+        // Kept: the result of the bracket is used even if the grid had a lower value.
         best = minimise_bracket(std::max(best.t - interval, 0.0), std::min(best.t + interval, t),
                                 smallest_step, smallest_step, penalty);
         t = best.t;
         return t > smallest_step && best.value < unmoved;
     }
 
-    // The sum of the squared excesses over the limit of the edges to fixed neighbours.
-    double fixed_penalty(unsigned int a, way& towards_b, double t) const {
+    // The sum, over the edges to fixed neighbours, of the squared excess over the limit after a
+    // step of t. Kept: 0 if there is no value at t; a refused value counts.
+    double fixed_penalty(unsigned int a, interpolation& towards_b, double t) const {
         value Mt;
-        if (towards_b.at(t, Mt) == step::no_value) return 0.0;
+        if (towards_b.at(t, Mt) == interpolated::none) return 0.0;
         double sum = 0.0;
         for (unsigned int k = fixed_first_[a]; k < fixed_first_[a + 1]; ++k) {
             const double g = field_.measure(measure_, a, Mt, fixed_list_[k]);
@@ -234,14 +219,13 @@ private:
     id_list graph_list_;
     id_list fixed_first_;
     id_list fixed_list_;
-    // `fixed_stamp`, or the change counter at a node's last change, 0 before its first.
+    // `fixed_stamp`, or the change counter after the node's last change, 0 before its first.
     id_list stamps_;
-    // +1, -1, or 0 where it is not decided.
+    // +1: the node's size may only grow, -1: only shrink, 0: not decided.
     dense1D<signed char, 8> directions_;
     Queue queue_;
-    unsigned int counter_ = 0;
-    int nbr_changed_ = 0;
-    bounding_counts counts_;
+    unsigned int counter_ = 0; // of all changes
+    int nbr_changed_ = 0;      // nodes
 };
 
 } // namespace kv7::tessmaker

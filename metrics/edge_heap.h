@@ -18,18 +18,20 @@ struct edge_entry {
     unsigned int source; // the node at the other end, towards whose value it moves
 };
 
-// A binary max-heap on the key. Equal keys are common, as both directions of an edge go in with
-// one, so the order among them decides results: an entry rises past smaller keys only; a hole goes
-// down to a leaf, to the larger child and to the right one of equals, and is filled from the end.
+// A binary max-heap on the key. Both directions of an edge are pushed with the same key, so equal
+// keys are common and their order decides results. Hence the rules: a pushed entry rises past
+// smaller keys only. A pop moves the hole at the top down to a leaf, each time to the child with
+// the larger key, to the right child if the keys are equal; the last entry fills the hole and rises
+// as in a push.
 //
-// A large heap is bound by memory: the entries lie so that grandchildren share a cache line, and
-// what a hole may reach in four steps is asked for ahead.
+// A large heap is bound by memory access: its entries are aligned so that the four grandchildren of
+// an entry share a cache line, and a pop prefetches what the hole may reach in four steps.
 class edge_heap {
 public:
     bool empty() const { return size() == 0; }
     std::size_t size() const { return entries_.empty() ? 0 : entries_.size() - spare; }
 
-    // False when memory fails; the entry is then not there.
+    // False if memory fails; the entry is then not in the heap.
     bool push(const edge_entry& entry) {
         if (entries_.empty() && !entries_.resize(spare)) return false;
         const std::size_t hole = size();
@@ -39,7 +41,7 @@ public:
         return true;
     }
 
-    // Takes out an entry with the largest key. The heap must not be empty.
+    // Removes and returns the top entry. The heap must not be empty.
     edge_entry pop() {
         const std::size_t size = this->size() - 1;
         const edge_entry top = heap_[0];
@@ -63,13 +65,14 @@ public:
     }
 
 private:
-    static constexpr std::size_t line = 64 / sizeof(edge_entry); // entries of a cache line
-    // The heap begins at one of the first `line` entries.
+    static constexpr std::size_t line = 64 / sizeof(edge_entry); // entries in a cache line
+    // Alignment puts the heap's first entry up to this many entries into the block.
     static constexpr std::size_t spare = line - 1;
-    // The first of the four grandchildren of the top, which begins a line.
+    // The first of the four grandchildren of the top begins a cache line. So do then those of all
+    // others.
     static constexpr std::size_t first_grandchild = 3;
 
-    // Moves `size` entries of a block that has grown to where its lines want them.
+    // Aligns the `size` entries of the heap anew after its block has moved.
     void align(std::size_t size) {
         const std::ptrdiff_t old_begin = block_ ? heap_ - block_ : 0;
         block_ = entries_.data();
@@ -78,10 +81,12 @@ private:
         std::memmove(heap_, block_ + old_begin, size * sizeof(edge_entry));
     }
 
-    void prefetch_below(std::size_t hole) const {
+    // Prefetches the 16 entries four levels below the hole.
+    [[gnu::always_inline]] void prefetch_below(std::size_t hole) const {
         for (std::size_t k = 0; k < 16; k += line) prefetch(heap_, 16 * hole + 15 + k);
     }
 
+    // Moves a hole up past smaller keys and puts the entry there.
     void rise(std::size_t hole, const edge_entry& entry) {
         while (hole > 0) {
             const std::size_t parent = (hole - 1) / 2;
@@ -92,9 +97,9 @@ private:
         heap_[hole] = entry;
     }
 
-    dense1D<edge_entry, 8> entries_; // `spare` more than the heap has
-    edge_entry* block_ = nullptr;    // where they were when `heap_` was chosen
-    edge_entry* heap_ = nullptr;
+    dense1D<edge_entry, 8> entries_; // those of the heap and `spare` more
+    edge_entry* block_ = nullptr;    // their address when the heap was last aligned
+    edge_entry* heap_ = nullptr;     // the top
 };
 
 } // namespace kv7::tessmaker

@@ -1,10 +1,13 @@
 #include "tessmaker/metric_fields.h"
-#include "core/ids.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "metrics/metric_algebra.h"
+#include "core/ids.h"
+#include "core/small_vectors.h"
+#include "metrics/metric_spectrum.h"
+#include "metrics/sizes.h"
+#include "tessmaker/metric_algebra.h"
 
 namespace kv7::tessmaker {
 
@@ -44,7 +47,8 @@ template <class Test> unsigned int first_index(std::size_t n, Test is_invalid) {
     return static_cast<unsigned int>(i);
 }
 
-// Replaces each invalid one of the first `n` columns for which `write` finds something better.
+// Offers each invalid one of the first `n` columns to `write(i, column)`, which returns whether it
+// has replaced it. Returns how many were replaced.
 template <class Write> int replace_invalid(dense2D<double>& metrics, std::size_t n, Write write) {
     int count = 0;
     for (std::size_t i = 0; i < n; ++i) {
@@ -64,12 +68,12 @@ int overwrite_by(dense2D<double>& metrics, const symmetric_fixed<double, N>& M) 
     });
 }
 
-// Clamp each entry and tell `changed` the index of each that did.
+// Clamps each entry and calls `changed` with the index of each that has changed.
 template <class Changed>
 void clamp_entries(dense1D<double, 8>& sizes, double hmin, double hmax, Changed changed) {
     double* const h = sizes.data();
     for (std::size_t i = 0; i < sizes.size(); ++i) {
-        // Kept: what lies below hmin takes it, even where that is above hmax.
+        // Kept: below hmin (or not a number) an entry becomes hmin, even if hmin is above hmax.
         if (!(h[i] >= hmin)) {
             h[i] = hmin;
         } else if (h[i] > hmax) {
@@ -85,9 +89,10 @@ template <std::size_t N, class Changed>
 void clamp_columns(dense2D<double>& metrics, double hmin, double hmax, Changed changed) {
     for (std::size_t i = 0; i < metrics.cols(); ++i) {
         metric<N> M = metric_of<N>(metrics.column(i));
-        const bool done = bound_metric_core(M, hmin, hmax);
+        // Kept: a metric that is not valid after clamping is stored, but doesn't count.
+        const bool is_changed = bound_metric_core(M, hmin, hmax);
         store(M, metrics.column(i));
-        if (done) changed(static_cast<unsigned int>(i));
+        if (is_changed) changed(static_cast<unsigned int>(i));
     }
 }
 template <class Changed>
@@ -102,7 +107,8 @@ void clamp_entries(dense2D<double>& metrics, double hmin, double hmax, Changed c
 bool has_field_rows(const dense1D<double, 8>&) { return true; }
 bool has_field_rows(const dense2D<double>& metrics) { return is_metric_field(metrics); }
 
-// Checks, and clamps where there is a bound. 0 or the code of a check.
+// Checks the arguments and, if there is a bound, clamps the field. Returns 0 or the code of the
+// failed check.
 template <class Field, class Changed>
 int clamp_field(Field& field, double hmin, double hmax, Changed changed) {
     if (field.empty() || (!(hmin > 0.0) && hmax == no_limit)) return 0;

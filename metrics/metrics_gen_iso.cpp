@@ -3,7 +3,7 @@
 
 #include "core/element_walk.h"
 #include "core/ids.h"
-#include "metrics/metric_algebra.h"
+#include "metrics/sizes.h"
 #include "tessmaker/metric_fields.h"
 
 namespace kv7::tessmaker {
@@ -16,7 +16,8 @@ double distance(const double* a, const double* b, std::size_t rows) {
     return std::sqrt(sum);
 }
 
-// Gathers lengths at a node by their minimum, their maximum or the sum of a power.
+// Ways to gather the lengths of the edges at a node: the shortest, the longest, their sum, the sum
+// of a power.
 struct shortest {
     static constexpr double start = no_limit;
     void operator()(double& size, double d) const { size = std::min(size, d); }
@@ -35,7 +36,7 @@ struct power_sum {
     void operator()(double& size, double d) const { size += std::pow(d, exponent); }
 };
 
-// Walks the edges element by element: one that several elements share counts for each.
+// Walks the edges element by element: an edge that several elements share counts once for each.
 template <class Gather>
 void gather_lengths(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
                     element_type type, Gather gather, double* sizes, unsigned int* counts) {

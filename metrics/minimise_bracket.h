@@ -12,8 +12,10 @@ struct minimum {
     double value;
 };
 
-// Narrows three places a < m < b until the values at a and b are within `f_tolerance` times that at
-// m, or both places within `t_tolerance` of m. The result is the lowest of the three.
+// Halves the intervals around the middle m of three places a < m < b towards the lowest value,
+// until the values at a and b differ from that at m by at most `f_tolerance` times the latter, or
+// both places are within `t_tolerance` of m. Returns the place with the lowest value of the three.
+// For a >= b that is a.
 template <class Function>
 minimum minimise_bracket(double a, double b, double f_tolerance, double t_tolerance, Function F) {
     double m = a;

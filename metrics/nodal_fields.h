@@ -1,4 +1,4 @@
-// The two kinds of field that are bounded along edges, over nodes in N dimensions.
+// The two kinds of field that are bounded along edges, sizes and metrics, at nodes in N dimensions.
 #ifndef TESSMAKER_METRICS_NODAL_FIELDS_H
 #define TESSMAKER_METRICS_NODAL_FIELDS_H
 
@@ -7,18 +7,31 @@
 #include <cstddef>
 #include <optional>
 
+#include "core/small_vectors.h"
 #include "metrics/edge_measures.h"
-#include "metrics/metric_algebra.h"
+#include "metrics/metric_reduction.h"
+#include "metrics/sizes.h"
 #include "tessmaker/containers.h"
+#include "tessmaker/metric_algebra.h"
 
 namespace kv7::tessmaker {
 
-// A move counts that changes a size by more than this factor.
+// A value has changed if a size differs by more than this factor. The margin of 1e-12 is well above
+// the rounding of the value and far below a change that any mesh would show.
 inline constexpr double smallest_change = 1.000000000001;
 
-// What stands at a place of the way from one node's value to another's: a value, one that the node
-// must not take, or none. A way has a direction: +1 lets sizes only grow, -1 only shrink.
-enum class step { done, refused, no_value };
+// Fractions this close to 0 or 1 give the value at that end, bit for bit. The margin is well above
+// the rounding of a fraction and far below the smallest step that a bounding takes.
+inline constexpr double same_fraction = 1e-12;
+inline bool is_start(double t) { return std::fabs(t) < same_fraction; }
+inline bool is_end(double t) { return std::fabs(1.0 - t) < same_fraction; }
+
+// Result of interpolating two nodal values: usable, refused, or none. A refused value exists, but
+// the node must not take it.
+//
+// An interpolation has a direction: with +1 sizes only grow from the first value, with -1 they only
+// shrink.
+enum class interpolated { usable, refused, none };
 
 template <std::size_t N> class nodal_positions {
 public:
@@ -52,8 +65,8 @@ public:
 
     static bool is_valid(const value& M) { return is_valid_metric(M); }
 
-    // The measure of the edge from a, with the value Ma there, to b; 0 where it clearly keeps the
-    // limit.
+    // The measure of the edge from a, with the value Ma there, to b; 0 if the edge clearly keeps
+    // the limit.
     template <class Measure>
     double measure(const Measure& measure, unsigned int a, const value& Ma, unsigned int b) const {
         const value Mb = at(b);
@@ -74,66 +87,68 @@ public:
         hb = size_along(Mb, u);
     }
 
-    static bool is_change(const value& old, const value& fresh) {
+    // Only diagonal entries are compared. They are inverse squares of sizes.
+    static bool is_change(const value& before, const value& after) {
         double largest_quotient = 1.0;
         for (std::size_t i = 0; i < N; ++i) {
             const double quotient =
-                std::max(old(i, i), fresh(i, i)) / std::min(old(i, i), fresh(i, i));
+                std::max(before(i, i), after(i, i)) / std::min(before(i, i), after(i, i));
             if (quotient > largest_quotient) largest_quotient = quotient;
         }
         return std::sqrt(largest_quotient) > smallest_change;
     }
 
-    // The way from one metric to another. Both are reduced once, at the first place that needs it:
-    // whatever lies on the way is diagonal in the same basis.
-    class way {
+    // Interpolates between two metrics. They are reduced once, by the first fraction that needs it:
+    // every interpolated metric is diagonal in the same basis.
+    class interpolation {
     public:
-        way(const value& from, const value& to, int direction)
+        interpolation(const value& from, const value& to, int direction)
             : from_(from), to_(to),
-              kept_(direction > 0 ? sizes_kept::larger : sizes_kept::smaller) {}
+              choice_(direction > 0 ? size_choice::larger : size_choice::smaller) {}
 
-        step at(double t, value& M) {
+        interpolated at(double t, value& M) {
             if (is_start(t)) {
                 M = from_;
-                return step::done;
+                return interpolated::usable;
             }
-            if (!is_tried_) reduce();
+            if (!is_reduction_tried_) reduce();
             if (is_end(t)) {
                 M = to_;
-                if (!is_reduced_) return step::refused;
-                return keep_direction(reduction_.m2, M);
+                if (!is_reduced_) return interpolated::refused;
+                return restrict_direction(reduction_.m2, M);
             }
             vector<N> w;
-            if (!is_reduced_ || interpolate_values(*sizes_, t, w) != interpolation::done) {
-                return step::no_value;
-            }
+            if (!is_reduced_ || !interpolate_values(*sizes_, t, w)) return interpolated::none;
             M = weighted_squares(w, reduction_.dual);
-            return keep_direction(w, M);
+            return restrict_direction(w, M);
         }
-
-        unsigned int nbr_reductions() const { return is_tried_ ? 1 : 0; }
 
     private:
         void reduce() {
-            is_tried_ = true;
+            is_reduction_tried_ = true;
             is_reduced_ = reduce_metrics(from_, to_, reduction_);
             if (is_reduced_) sizes_.emplace(reduction_);
         }
-        step keep_direction(const vector<N>& w, value& M) const {
-            const bool kept = select_sizes(kept_, from_, M, reduction_.m1, w, reduction_.dual, M);
-            return kept ? step::done : step::refused;
+
+        // Keeps, along each vector of the basis, the size of the first metric where M, with the
+        // values w, would change it against the direction.
+        interpolated restrict_direction(const vector<N>& w, value& M) const {
+            const bool is_metric =
+                choose_sizes(choice_, from_, M, reduction_.m1, w, reduction_.dual, M);
+            return is_metric ? interpolated::usable : interpolated::refused;
         }
 
         value from_;
         value to_;
-        sizes_kept kept_;
-        bool is_tried_ = false;
+        size_choice choice_;
+        bool is_reduction_tried_ = false;
         bool is_reduced_ = false;
         metric_reduction<N> reduction_;
         std::optional<reduced_sizes<N>> sizes_; // once reduced
     };
 
 private:
+    // Kept: a form that is not positive is returned as it is.
     static double size_along(const value& M, const vector<N>& u) {
         const double q = form(u, M, u);
         return q > 0.0 ? 1.0 / std::sqrt(q) : q;
@@ -171,25 +186,25 @@ public:
         hb = Mb;
     }
 
-    static bool is_change(value old, value fresh) {
-        return std::max(old, fresh) / std::min(old, fresh) > smallest_change;
+    static bool is_change(value before, value after) {
+        return std::max(before, after) / std::min(before, after) > smallest_change;
     }
 
-    class way {
+    // Interpolates between two sizes.
+    class interpolation {
     public:
-        way(value from, value to, int direction) : from_(from), to_(to), direction_(direction) {}
+        interpolation(value from, value to, int direction)
+            : from_(from), to_(to), direction_(direction) {}
 
-        step at(double t, value& h) const {
-            h = place(t);
-            if (!is_valid(h)) return step::no_value;
+        interpolated at(double t, value& h) const {
+            h = size_at(t);
+            if (!is_valid(h)) return interpolated::none;
             h = direction_ > 0 ? std::max(h, from_) : std::min(h, from_);
-            return step::done;
+            return interpolated::usable;
         }
 
-        static unsigned int nbr_reductions() { return 0; }
-
     private:
-        double place(double t) const {
+        double size_at(double t) const {
             if (is_start(t)) return from_;
             if (is_end(t)) return to_;
             return from_ > 0.0 && to_ > 0.0 ? (to_ - from_) * t + from_ : 0.0;

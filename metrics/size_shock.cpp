@@ -3,6 +3,7 @@
 
 #include "core/coordinates.h"
 #include "core/ids.h"
+#include "core/small_vectors.h"
 #include "metrics/edge_measures.h"
 #include "metrics/nodal_fields.h"
 #include "tessmaker/metric_fields.h"
@@ -11,8 +12,8 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// The gradation of an edge, read from a field that need not reach every node nor fit the dimension:
-// what is missing is 0.
+// The gradation of an edge. The field is not checked: entries that it lacks, for a node or for the
+// dimension, are read as 0.
 template <std::size_t N> class metric_gradation {
 public:
     explicit metric_gradation(const dense2D<double>& metrics)
@@ -68,7 +69,7 @@ void raise_shocks(const dense2D<double>& pos, const dense2D<unsigned int>& edges
         const unsigned int b = edge[1];
         const double g = measure(a, b, positions.edge(a, b));
         for (const unsigned int node : {a, b}) {
-            // A list that could not grow has no place for some.
+            // Without memory the list could not grow to all nodes.
             if (node < nbr_shocks) shock[node] = std::max(shock[node], g);
         }
     }

@@ -6,7 +6,9 @@
 #include "core/coordinates.h"
 #include "core/ids.h"
 #include "core/prefetch.h"
-#include "metrics/metric_algebra.h"
+#include "core/small_vectors.h"
+#include "metrics/edge_length.h"
+#include "tessmaker/metric_algebra.h"
 #include "tessmaker/quality.h"
 
 namespace kv7::tessmaker {

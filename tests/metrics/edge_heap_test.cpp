@@ -2,8 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "metrics/plain_bounding.h"
+#include "metrics/plain_heap.h"
 #include "support/memory_failure.h"
+#include "support/random.h"
 
 using namespace kv7::tessmaker;
 using namespace test;

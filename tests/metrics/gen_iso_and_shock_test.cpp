@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "metrics/plain_bounding.h"
+#include "metrics/plain_measures.h"
 #include "metrics/random_metrics.h"
 #include "support/memory_failure.h"
 #include "support/zoo.h"

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "metrics/metric_algebra.h"
+#include "metrics/metric_spectrum.h"
 #include "metrics/random_metrics.h"
 #include "support/memory_failure.h"
 

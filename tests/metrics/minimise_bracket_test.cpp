@@ -5,7 +5,8 @@
 #include <cmath>
 #include <vector>
 
-#include "metrics/plain_bounding.h"
+#include "metrics/plain_minimise.h"
+#include "metrics/random_metrics.h"
 
 using namespace kv7::tessmaker;
 using namespace test;
@@ -20,13 +21,12 @@ void expect_same_course(double a, double b, double tolerance, const plain_functi
         places.push_back(t);
         return F(t);
     });
-    const std::pair<double, double> plain =
-        plain_minimise(a, b, tolerance, tolerance, [&](double t) {
-            plain_places.push_back(t);
-            return F(t);
-        });
-    EXPECT_EQ(found.t, plain.first);
-    EXPECT_EQ(found.value, plain.second);
+    const plain_sample plain = plain_minimise(a, b, tolerance, tolerance, [&](double t) {
+        plain_places.push_back(t);
+        return F(t);
+    });
+    EXPECT_EQ(found.t, plain.t);
+    EXPECT_EQ(found.value, plain.F);
     EXPECT_EQ(places, plain_places);
 }
 

@@ -5,122 +5,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
-#include <functional>
-#include <utility>
 #include <vector>
 
-#include "metrics/metric_algebra.h"
+#include "metrics/plain_heap.h"
+#include "metrics/plain_measures.h"
+#include "metrics/plain_minimise.h"
 #include "metrics/random_metrics.h"
 
 namespace test {
-
-struct plain_entry {
-    float key;
-    unsigned int stamp;
-    unsigned int target;
-    unsigned int source;
-};
-
-class plain_heap {
-public:
-    bool empty() const { return entries_.empty(); }
-    void push(const plain_entry& entry) {
-        entries_.push_back(entry);
-        rise(entries_.size() - 1);
-    }
-    plain_entry pop() {
-        const plain_entry top = entries_.front();
-        const plain_entry last = entries_.back();
-        entries_.pop_back();
-        if (entries_.empty()) return top;
-        std::size_t hole = 0;
-        while (2 * hole + 1 < entries_.size()) {
-            const std::size_t left = 2 * hole + 1;
-            const std::size_t right = left + 1;
-            std::size_t child = left;
-            if (right < entries_.size() && !(entries_[left].key > entries_[right].key)) {
-                child = right;
-            }
-            entries_[hole] = entries_[child];
-            hole = child;
-        }
-        entries_[hole] = last;
-        rise(hole);
-        return top;
-    }
-
-private:
-    void rise(std::size_t k) {
-        while (k > 0 && entries_[(k - 1) / 2].key < entries_[k].key) {
-            std::swap(entries_[(k - 1) / 2], entries_[k]);
-            k = (k - 1) / 2;
-        }
-    }
-    std::vector<plain_entry> entries_;
-};
-
-using plain_function = std::function<double(double)>;
-
-inline std::pair<double, double> plain_minimise(double a, double b, double f_tolerance,
-                                                double t_tolerance, const plain_function& F) {
-    double m = a;
-    double Fa = F(a);
-    double Fm = Fa;
-    double Fb = F(b);
-    if (a >= b) return {m, Fm};
-    m = (a + b) * 0.5;
-    Fm = F(m);
-    for (;;) {
-        const double l = (m + a) * 0.5;
-        const double r = (m + b) * 0.5;
-        if (Fm < Fa && Fm < Fb) {
-            const double Fl = F(l);
-            if (Fl < Fm) {
-                b = m;
-                Fb = Fm;
-                m = l;
-                Fm = Fl;
-            } else {
-                const double Fr = F(r);
-                if (Fr < Fm) {
-                    a = m;
-                    Fa = Fm;
-                    m = r;
-                    Fm = Fr;
-                } else {
-                    a = l;
-                    Fa = Fl;
-                    b = r;
-                    Fb = Fr;
-                }
-            }
-        } else if (Fb < Fa) {
-            a = m;
-            Fa = Fm;
-            m = r;
-            Fm = F(r);
-        } else {
-            b = m;
-            Fb = Fm;
-            m = l;
-            Fm = F(l);
-        }
-        if (std::max(std::fabs(Fm - Fa), std::fabs(Fm - Fb)) <= std::fabs(Fm) * f_tolerance) break;
-        if (!(m - a > t_tolerance) && !(b - m > t_tolerance)) break;
-    }
-    if (Fa < Fm && Fa < Fb) {
-        if (Fm < Fb) b = m;
-        m = a;
-        Fm = Fa;
-    }
-    if (Fb < Fm && Fb < Fa) {
-        if (Fm < Fa) a = m;
-        m = b;
-        Fm = Fb;
-    }
-    return {m, Fm};
-}
 
 // Neighbours through a common element, in the order in which they are met.
 inline std::vector<std::vector<unsigned int>>
@@ -149,108 +41,6 @@ plain_neighbours(const dense2D<unsigned int>& connect) {
     }
     return result;
 }
-
-enum class measured { gradation, variation };
-
-inline double plain_growth(measured what, double la, double lb, double L) {
-    if (L >= largest) return 0.0;
-    if (what == measured::variation) return std::fabs(la - lb) / (la * lb);
-    const double e = std::log(std::max(la, lb) / std::min(la, lb)) / L;
-    return e >= 700.0 ? largest : std::exp(e) - 1.0;
-}
-
-// The squared length, added up from the first coordinate on.
-template <std::size_t N> double plain_length(const vector<N>& v) {
-    double sum = v[0] * v[0];
-    for (std::size_t i = 1; i < N; ++i) sum += v[i] * v[i];
-    return std::sqrt(sum);
-}
-
-template <std::size_t N> struct plain_sizes {
-    using value = double;
-
-    dense1D<double>& field;
-
-    value get(unsigned int n) const { return field[n]; }
-    void set(unsigned int n, value h) const { field[n] = h; }
-    static bool valid(value h) { return h > 0.0 && h < largest; }
-    static double size(value h, const vector<N>&) { return h; }
-    static double measure(measured what, value ha, value hb, const vector<N>& v) {
-        const double d = plain_length<N>(v);
-        const double la = ha > 0.0 ? d / ha : 0.0;
-        const double lb = hb > 0.0 ? d / hb : 0.0;
-        const double L = kv7::tessmaker::log_mean_length(d, ha, hb, false);
-        if (L < 1e-12) return ha == hb ? 0.0 : largest;
-        return plain_growth(what, la, lb, L);
-    }
-    static bool at(double t, value ha, value hb, signed char dir, value& h, bool& made) {
-        h = std::fabs(t) < 1e-12         ? ha
-            : std::fabs(1.0 - t) < 1e-12 ? hb
-            : ha > 0.0 && hb > 0.0       ? (hb - ha) * t + ha
-                                         : 0.0;
-        made = h > 0.0 && h < largest;
-        if (!made) return false;
-        if (dir == 1) h = std::max(h, ha);
-        if (dir == -1) h = std::min(h, ha);
-        return true;
-    }
-    static bool changed(value before, value after) {
-        return std::max(after, before) / std::min(after, before) > 1.000000000001;
-    }
-};
-
-template <std::size_t N> struct plain_metrics {
-    using value = metric<N>;
-
-    dense2D<double>& field;
-
-    value get(unsigned int n) const {
-        value M{};
-        std::copy_n(field.column(n), packed<N>, M.values);
-        return M;
-    }
-    void set(unsigned int n, const value& M) const {
-        std::copy_n(M.values, packed<N>, field.column(n));
-    }
-    static bool valid(const value& M) { return kv7::tessmaker::is_valid_metric(M); }
-    static double size(const value& M, const vector<N>& v) {
-        double length2 = v[0] * v[0];
-        for (std::size_t i = 1; i < N; ++i) length2 += v[i] * v[i];
-        vector<N> u = v;
-        if (length2 != 0.0 && length2 != 1.0) {
-            for (std::size_t i = 0; i < N; ++i) u[i] /= std::sqrt(length2);
-        }
-        const double q = form<N>(M, u);
-        return q > 0.0 ? 1.0 / std::sqrt(q) : q;
-    }
-    static double measure(measured what, const value& Ma, const value& Mb, const vector<N>& v) {
-        const double qa = form<N>(Ma, v);
-        const double qb = form<N>(Mb, v);
-        if (qa > 0.0 && qb > 0.0) {
-            const double la = std::sqrt(qa);
-            const double lb = std::sqrt(qb);
-            const double L = kv7::tessmaker::log_mean_length(la * lb, la, lb, false);
-            if (L >= 1e-12) return plain_growth(what, la, lb, L);
-        }
-        return std::equal(Ma.values, Ma.values + packed<N>, Mb.values) ? 0.0 : largest;
-    }
-    static bool at(double t, const value& Ma, const value& Mb, signed char dir, value& M,
-                   bool& made) {
-        made = kv7::tessmaker::metric_at(t, Ma, Mb, M);
-        if (!made) return false;
-        if (dir == 1) return kv7::tessmaker::maximum_metric_core(Ma, M, M);
-        if (dir == -1) return kv7::tessmaker::minimum_metric_core(Ma, M, M);
-        return true;
-    }
-    static bool changed(const value& before, const value& after) {
-        double r = 1.0;
-        for (std::size_t i = 0; i < N; ++i) {
-            r = std::max(r,
-                         std::max(before(i, i), after(i, i)) / std::min(before(i, i), after(i, i)));
-        }
-        return std::sqrt(r) > 1.000000000001;
-    }
-};
 
 template <std::size_t N, class Field> class plain_bounding {
 public:
@@ -378,10 +168,10 @@ private:
                 }
                 const double lo = std::max(best_t - step, 0.0);
                 const double hi = std::min(best_t + step, t);
-                const std::pair<double, double> lowest = plain_minimise(lo, hi, 0.001, 0.001, F);
+                const plain_sample lowest = plain_minimise(lo, hi, 0.001, 0.001, F);
                 ++nbr_minimised;
-                t = lowest.first;
-                best = lowest.second;
+                t = lowest.t;
+                best = lowest.F;
                 if (t <= 0.001 || best >= F0) return false;
             }
         }

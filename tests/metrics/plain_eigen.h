@@ -1,67 +1,86 @@
-// The reduction of two 3D metrics by LAPACK in its plainest form, one step after the other: a
-// reference.
-#ifndef TESSMAKER_TESTS_METRICS_PLAIN_REDUCTION_H
-#define TESSMAKER_TESTS_METRICS_PLAIN_REDUCTION_H
+// The eigenproblem of one symmetric matrix in its plainest form, by the closed formulas in 2D and
+// by LAPACK in 3D: a reference.
+#ifndef TESSMAKER_TESTS_METRICS_PLAIN_EIGEN_H
+#define TESSMAKER_TESTS_METRICS_PLAIN_EIGEN_H
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
-#include "core/small_vectors.h"
-#include "metrics/eigen3.h"
-#include "metrics/metric_algebra.h"
+#include <lapack.h>
+
+#include "metrics/random_metrics.h"
 
 namespace test {
 
-inline bool plain_reduction(const kv7::symmetric_fixed<double, 3>& M1,
-                            const kv7::symmetric_fixed<double, 3>& M2,
-                            kv7::tessmaker::metric_reduction<3>& r) {
-    namespace tm = kv7::tessmaker;
-    using tensor = kv7::symmetric_fixed<double, 3>;
-    using direction = kv7::vector_fixed<double, 3>;
-    r = {};
-    const double a = M1[0];
-    if (!(a > 0.0)) return false;
-    const double D = a * M1[2] - M1[1] * M1[1];
-    if (!(D > 0.0)) return false;
-    const double r00 = std::sqrt(a);
-    const double r01 = M1[1] / r00;
-    const double r02 = M1[3] / r00;
-    const double r11 = std::sqrt(D) / r00;
-    const double r12 = ((M1[4] * a - M1[3] * M1[1]) / std::sqrt(D)) / r00;
-    const double f = M1[5] - (r12 * r12 + r02 * r02);
-    if (f < 0.0) return false;
-    const double r22 = std::sqrt(f);
-    const double delta = r00 * r11 * r22;
-    if (delta == 0.0) return false;
-    const double W[3][3] = {{r11 * r22, 0.0, 0.0},
-                            {-r01 * r22, r00 * r22, 0.0},
-                            {r01 * r12 - r02 * r11, -r12 * r00, r00 * r11}};
-    tensor C{};
+inline bool plain_eigen_values(const metric<2>& M, vector<2>& l) {
+    const double a = M(0, 0);
+    const double b = M(1, 0);
+    const double c = M(1, 1);
+    const double determinant = a * c - b * b;
+    const double gap = std::sqrt((a - c) * (a - c) + 4.0 * (b * b));
+    l[0] = ((a + c) - gap) * 0.5;
+    l[1] = l[0] + gap;
+    if (std::fabs(l[0]) < 1e-12 * std::fabs(l[1])) {
+        l[0] = determinant / l[1];
+    } else if (std::fabs(l[1]) < 1e-12 * std::fabs(l[0])) {
+        l[1] = determinant / l[0];
+    }
+    return std::isfinite(l[0]) && std::isfinite(l[1]);
+}
+
+inline bool plain_eigen_pairs(const metric<2>& M, vector<2>& l, matrix<2>& P, bool normalise) {
+    if (!plain_eigen_values(M, l)) return false;
+    const double a = M(0, 0);
+    const double b = M(1, 0);
+    const double c = M(1, 1);
+    const double u = l[0] - a;
+    const double w = l[0] - c;
+    vector<2> p = u * u < w * w ? vector<2>{w, b} : vector<2>{b, u};
+    const double length2 = b * b + std::max(u * u, w * w);
+    if (!(std::max(a * a, c * c) * 1e-24 < length2)) {
+        p = {1.0, 0.0};
+    } else if (normalise) {
+        p = {p[0] / std::sqrt(length2), p[1] / std::sqrt(length2)};
+    }
+    P(0, 0) = p[0];
+    P(1, 0) = p[1];
+    P(0, 1) = -p[1];
+    P(1, 1) = p[0];
+    return true;
+}
+
+// LAPACK's dspev; with null vectors it gives eigenvalues only.
+inline bool plain_dspev(const metric<3>& M, double* values, double* vectors) {
+    metric<3> packed_copy = M; // destroyed by the call
+    double work[9] = {};
+    const lapack_int n = 3;
+    const lapack_int ldz = vectors ? 3 : 1;
+    lapack_int info = 0;
+    LAPACK_dspev(vectors ? "V" : "N", "U", &n, packed_copy.values, values, vectors, &ldz, work,
+                 &info);
+    return info == 0;
+}
+
+inline bool plain_eigen_pairs(const metric<3>& M, vector<3>& l, matrix<3>& P) {
+    if (!plain_dspev(M, l.values, P.values)) return false;
     for (std::size_t i = 0; i < 3; ++i) {
-        for (std::size_t j = 0; j <= i; ++j) {
-            C(i, j) = tm::form(direction{W[j][0], W[j][1], W[j][2]}, M2,
-                               direction{W[i][0], W[i][1], W[i][2]});
-        }
-    }
-    direction l;
-    kv7::matrix_fixed<double, 3, 3> Z;
-    if (!tm::eigen3(C, l, Z)) return false;
-    direction p[3];
-    for (std::size_t k = 0; k < 3; ++k) {
-        for (std::size_t i = 0; i < 3; ++i) {
-            p[k][i] = W[0][i] * Z(0, k) + W[1][i] * Z(1, k) + W[2][i] * Z(2, k);
-        }
-        p[k] = tm::normalised(p[k]);
-        tm::set_column(r.basis, k, p[k]);
-        r.m1[k] = tm::form(p[k], M1, p[k]);
-        r.m2[k] = r.m1[k] * (l[k] / (delta * delta));
-    }
-    const double det = tm::dot(tm::cross(p[1], p[2]), p[0]);
-    for (std::size_t k = 0; k < 3; ++k) {
-        const direction q = tm::cross(p[(k + 1) % 3], p[(k + 2) % 3]);
-        tm::set_column(r.dual, k, det == 0.0 ? q : direction{q[0] / det, q[1] / det, q[2] / det});
+        const std::size_t j = (i + 1) % 3;
+        const std::size_t k = (i + 2) % 3;
+        P(i, 2) = P(j, 0) * P(k, 1) - P(k, 0) * P(j, 1);
     }
     return true;
+}
+
+inline bool plain_is_valid(const metric<2>& M) {
+    vector<2> l{};
+    plain_eigen_values(M, l);
+    return l[0] > 0.0 && l[1] > 0.0;
+}
+inline bool plain_is_valid(const metric<3>& M) {
+    vector<3> l{};
+    plain_dspev(M, l.values, nullptr);
+    return l[0] > 0.0;
 }
 
 } // namespace test
