@@ -381,16 +381,31 @@ TEST(H_shock, each_node_has_the_largest_gradation_of_its_edges) {
     }
 }
 
-TEST(H_shock, a_failed_allocation_ends_without_harm) {
-    const dense2D<double> pos = points({{0, 0}, {1, 0}});
-    const dense2D<unsigned int> bar = connectivity({{0, 1}});
-    const size_field sizes{1.0, 2.0};
-    fail_each_allocation([&](std::size_t k, bool and_later) {
-        size_field shocks;
-        const memory_failure failure(k, and_later);
-        H_shock(pos, bar, sizes, shocks);
-        return failure.happened();
-    });
+// Nothing tells of the failure: the list keeps its length, and the nodes that it holds are
+// measured.
+TEST(H_shock, a_list_that_can_not_grow_takes_the_nodes_that_it_has) {
+    const dense2D<double> pos = points({{0, 0}, {1, 0}, {3, 0}});
+    const dense2D<unsigned int> bars = connectivity({{0, 1}, {1, 2}});
+    const size_field sizes{1.0, 2.0, 8.0};
+    const dense2D<double> metrics = points({{1, 0, 1}, {0.25, 0, 0.25}, {1.0 / 64, 0, 1.0 / 64}});
+    const auto expect_kept = [&](const auto& field, const size_field& start) {
+        size_field expected = copy_of(start);
+        ASSERT_EQ(H_shock(pos, bars, field, expected), 0);
+        ASSERT_EQ(expected.size(), 3U);
+        const std::size_t nbr_failed = fail_each_allocation([&](std::size_t k, bool and_later) {
+            size_field shocks = copy_of(start);
+            const memory_failure failure(k, and_later);
+            EXPECT_EQ(H_shock(pos, bars, field, shocks), 0);
+            EXPECT_EQ(shocks.size(), failure.happened() ? start.size() : 3U);
+            for (std::size_t n = 0; n < shocks.size(); ++n) EXPECT_EQ(shocks[n], expected[n]);
+            return failure.happened();
+        });
+        EXPECT_EQ(nbr_failed, 2U); // one allocation, failed in two manners
+    };
+    for (const size_field& start : {size_field(), size_field{0.5}, size_field{0.5, 100.0}}) {
+        expect_kept(sizes, start);
+        expect_kept(metrics, start);
+    }
 }
 
 } // namespace
