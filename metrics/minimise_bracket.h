@@ -30,24 +30,22 @@ minimum minimise_bracket(double a, double b, double f_tolerance, double t_tolera
         const double r = (m + b) * 0.5;
         if (Fm < Fa && Fm < Fb) {
             const double Fl = F(l);
+            const double Fr = Fl < Fm ? Fl : F(r); // unused where the left is lower
             if (Fl < Fm) {
                 b = m;
                 Fb = Fm;
                 m = l;
                 Fm = Fl;
+            } else if (Fr < Fm) {
+                a = m;
+                Fa = Fm;
+                m = r;
+                Fm = Fr;
             } else {
-                const double Fr = F(r);
-                if (Fr < Fm) {
-                    a = m;
-                    Fa = Fm;
-                    m = r;
-                    Fm = Fr;
-                } else {
-                    a = l;
-                    Fa = Fl;
-                    b = r;
-                    Fb = Fr;
-                }
+                a = l;
+                Fa = Fl;
+                b = r;
+                Fb = Fr;
             }
         } else if (Fb < Fa) {
             a = m;
