@@ -1,4 +1,4 @@
-// Connectivities as the writers of mesh files take them.
+// Lists of connectivities, as the writers of mesh files take them.
 #ifndef TESSMAKER_FORMATS_CONNECTIVITY_LIST_H
 #define TESSMAKER_FORMATS_CONNECTIVITY_LIST_H
 
@@ -10,19 +10,19 @@
 
 namespace kv7::tessmaker {
 
-// An array of connectivities, and a type for each. Nothing is owned.
+// An array of connectivities with a type for each; owns nothing.
 struct connectivity_list {
     const dense2D<unsigned int>* begin;
     const dense2D<unsigned int>* end;
     const int* types;
     std::size_t nbr_types;
 
-    // The type of the k-th connectivity, for which there is an entry.
+    // `k` is below `nbr_types`.
     element_type type(std::size_t k) const { return static_cast<element_type>(types[k]); }
     std::size_t size() const { return static_cast<std::size_t>(end - begin); }
 };
 
-// Calls `write` with the list that stands for one connectivity, or for two.
+// Calls `write` with a list of one connectivity, or of two.
 template <class Write>
 int with_list(const dense2D<unsigned int>& connect, element_type type, Write write) {
     const int value = type;
@@ -36,9 +36,11 @@ int with_list(const dense2D<unsigned int>& connect1, const dense2D<unsigned int>
     return write(connectivity_list{connects, connects + 2, types, 2});
 }
 
-// The checks that the writers share, in their order: -4 when `end` lies before `begin`, -5 for
-// another number of types than of connectivities, -3 for a connectivity that fails check_IDs with
-// the limit; else 0.
+// The checks that the writers share, in this order:
+//  0  the list is valid
+// -4  `end` lies before `begin`
+// -5  the number of types is not that of the connectivities
+// -3  a connectivity fails `check_IDs` with the limit
 inline int check_list(const connectivity_list& list, unsigned int limit) {
     if (list.end < list.begin) return -4;
     if (list.size() != list.nbr_types) return -5;

@@ -1,10 +1,8 @@
-// Elements of several types in one array, in runs of equal type: what the NASTRAN and the FEMAP
-// functions share.
+// Meshes whose elements form runs of equal type: what the NASTRAN and the FEMAP functions share.
 #ifndef TESSMAKER_FORMATS_ELEMENT_RUNS_H
 #define TESSMAKER_FORMATS_ELEMENT_RUNS_H
 
 #include <cstddef>
-#include <cstdio>
 
 #include "core/element_table.h"
 #include "core/ids.h"
@@ -13,57 +11,65 @@
 
 namespace kv7::tessmaker {
 
-// What goes with a connectivity: its runs, and a property for each column.
+using type_list = dense1D<int, 8>;
+
+// The caller's arrays of a mesh in runs (formats.h says what each holds). `Reference<T>` is `T&` or
+// `const T&`.
+template <template <class> class Reference> struct mesh_in_runs {
+    Reference<dense2D<double>> pos;
+    Reference<id_matrix> connect;
+    Reference<id_list> indices;
+    Reference<type_list> types;
+    Reference<id_list> pids;
+};
+
+template <class T> using mutable_reference = T&;
+template <class T> using const_reference = const T&;
+using mesh_to_read = mesh_in_runs<mutable_reference>;
+using mesh_to_write = mesh_in_runs<const_reference>;
+
+// Runs of a connectivity, for the functions whose callers pass none.
 struct element_runs {
     id_list indices;
-    dense1D<int, 8> types;
+    type_list types;
     id_list pids;
 };
 
-// Empties all that a reader fills.
-void clear_all(dense2D<double>& pos, dense2D<unsigned int>& connect, id_list& indices,
-               dense1D<int, 8>& types, id_list& pids);
+// Empties all five arrays.
+void clear_all(const mesh_to_read& mesh);
 
-// Opens a file whose stream stays open. Kept: the functions that read or write runs don't close
-// what they open by name. Null when the file can't be opened.
-std::FILE* open_for_good(const char* filename, const char* mode);
+// Checks a mesh to be written.
+//  0  it is valid
+// -2  `pos` has neither 2 nor 3 rows
+// -5  `indices` has not one entry more than `types`
+// -6  `pids` has not one entry per column
+// -3  a run ends before it begins, reaches beyond `connect`, has fewer rows than its type needs,
+//     fails `check_IDs`, or has a mixed type with rows that leave a single shape
+// A run without columns is valid whatever its type.
+int check_runs(const mesh_to_write& mesh);
 
-// Checks what is to be written: 0; -2: `pos` has neither 2 nor 3 rows; -5: `indices` has not one
-// entry more than `types`; -6: `pids` has not one entry for each column; -3: a run that ends before
-// it begins or reaches beyond `connect`, has fewer rows than its type needs, fails `check_IDs`, or
-// is mixed by its type and uniform by its rows. A run without columns is right whatever its type.
-int check_runs(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
-               const id_list& indices, const dense1D<int, 8>& types, const id_list& pids);
-
-// Calls `visit(type, c)` for each element of runs that have been checked, in their order: the plain
-// type, that of the column itself in a mixed run, and the column.
-template <class Visit>
-void for_each_element(const dense2D<unsigned int>& connect, const id_list& indices,
-                      const dense1D<int, 8>& types, const Visit& visit) {
-    for (std::size_t k = 0; k < types.size(); ++k) {
-        const auto type = static_cast<element_type>(types[k]);
-        for (std::size_t c = indices[k]; c < indices[k + 1]; ++c) {
-            visit(column_type(type, connect.column(c)), c);
+// Calls `visit(type, c)` for each element of a valid mesh, run by run: its plain type, also in
+// mixed runs, and its column.
+template <class Visit> void for_each_element(const mesh_to_write& mesh, const Visit& visit) {
+    for (std::size_t k = 0; k < mesh.types.size(); ++k) {
+        const auto type = static_cast<element_type>(mesh.types[k]);
+        const std::size_t end = mesh.indices[k + 1];
+        for (std::size_t c = mesh.indices[k]; c < end; ++c) {
+            visit(column_type(type, mesh.connect.column(c)), c);
         }
     }
 }
 
-// One run of `cols` columns, all with property 1. False when memory fails.
+// Makes one run of `cols` columns, all with property 1. False when memory fails.
 bool make_single_run(std::size_t cols, element_type type, element_runs& runs);
 
-// Notes that the element in column `c`, read after one of type `last`, or after none if that is
-// ET_UNKNOWN, is of type `type`: a new run begins where the two differ. `indices` holds a 0
-// already.
-void note_type(element_type type, unsigned int c, element_type& last, id_list& indices,
-               dense1D<int, 8>& types);
+// Adds the element in column `c` to the runs: the last run goes on if its type, `last`, is that of
+// the element, otherwise a new run begins. `last` is ET_UNKNOWN before the first element, and
+// becomes the element's type. `indices` holds a 0 already.
+void add_to_runs(element_type type, unsigned int c, element_type& last, const mesh_to_read& mesh);
 
-// Appends an element of `n` nodes. The array gets more rows if it needs them; entries below the
-// nodes of an element are absent IDs. False when memory fails.
-bool append_element(const unsigned int* nodes, std::size_t n, dense2D<unsigned int>& connect);
-
-// The first `rows` rows of run `k` of arrays that have been read.
-dense2D<unsigned int> view_of_run(dense2D<unsigned int>& connect, const id_list& indices,
-                                  std::size_t k, std::size_t rows);
+// A view of the first `rows` rows of run `k`.
+id_matrix view_of_run(id_matrix& connect, const id_list& indices, std::size_t k, std::size_t rows);
 
 } // namespace kv7::tessmaker
 

@@ -3,9 +3,10 @@
 #include <string_view>
 
 #include "core/ids.h"
+#include "core/type_table.h"
 #include "formats/connectivity_list.h"
 #include "formats/output_buffer.h"
-#include "formats/text_scanning.h"
+#include "formats/streams.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -14,9 +15,9 @@ namespace {
 
 using node_order = std::array<unsigned char, 20>;
 
-// What stands for an element: its name, and the places of its nodes in the line. Types without a
-// name have no part.
-struct ensight_element {
+// How elements of a type are written: their name, and which nodes a line lists. Connectivities of a
+// type without a name have no part.
+struct part_element {
     std::string_view name;
     unsigned int nbr_nodes = 0;
     const node_order* nodes = nullptr;
@@ -27,37 +28,36 @@ constexpr node_order tetra4_order{0, 2, 1, 3};
 constexpr node_order tetra10_order{0, 2, 1, 3, 5, 4, 6, 7, 9, 8};
 constexpr node_order tria6_order{0, 1, 2, 5, 3, 4};
 
-// By the value of `element_type`.
-constexpr std::array<ensight_element, 23> ensight_elements{{
-    {},                              // ET_UNKNOWN
-    {},                              // ET_NODE
-    {},                              // ET_BAR_MIX
-    {"bar2", 2, &in_order},          // ET_BAR2
-    {"bar3", 3, &in_order},          // ET_BAR3
-    {},                              // ET_FACE_MIX
-    {"tria3", 3, &in_order},         // ET_TRIA3
-    {"quad4", 4, &in_order},         // ET_QUAD4
-    {"tria6", 6, &in_order},         // ET_TRIA6, see ensight_write_part
-    {"quad8", 8, &in_order},         // ET_QUAD8
-    {"quad8", 8, &in_order},         // ET_QUAD9
-    {},                              // ET_SOLID_MIX
-    {"tetra4", 4, &tetra4_order},    // ET_TETRA4
-    {"tetra10", 10, &tetra10_order}, // ET_TETRA10
-    {},                              // ET_PYRA5
-    {},                              // ET_PYRA13
-    {},                              // ET_PYRA14
-    {"penta6", 6, &in_order},        // ET_PENTA6
-    {},                              // ET_PENTA15
-    {"penta6", 6, &in_order},        // ET_PENTA18
-    {"hexa8", 8, &in_order},         // ET_HEXA8
-    {"hexa20", 20, &in_order},       // ET_HEXA20
-    {"hexa20", 20, &in_order},       // ET_HEXA27
+constexpr type_table<part_element> part_elements{{
+    {ET_UNKNOWN, {}},
+    {ET_NODE, {}},
+    {ET_BAR_MIX, {}},
+    {ET_BAR2, {"bar2", 2, &in_order}},
+    {ET_BAR3, {"bar3", 3, &in_order}},
+    {ET_FACE_MIX, {}},
+    {ET_TRIA3, {"tria3", 3, &in_order}},
+    {ET_QUAD4, {"quad4", 4, &in_order}},
+    {ET_TRIA6, {"tria6", 6, &in_order}}, // see put_part
+    {ET_QUAD8, {"quad8", 8, &in_order}},
+    {ET_QUAD9, {"quad8", 8, &in_order}},
+    {ET_SOLID_MIX, {}},
+    {ET_TETRA4, {"tetra4", 4, &tetra4_order}},
+    {ET_TETRA10, {"tetra10", 10, &tetra10_order}},
+    {ET_PYRA5, {}},
+    {ET_PYRA13, {}},
+    {ET_PYRA14, {}},
+    {ET_PENTA6, {"penta6", 6, &in_order}},
+    {ET_PENTA15, {}},
+    {ET_PENTA18, {"penta6", 6, &in_order}},
+    {ET_HEXA8, {"hexa8", 8, &in_order}},
+    {ET_HEXA20, {"hexa20", 20, &in_order}},
+    {ET_HEXA27, {"hexa20", 20, &in_order}},
 }};
 
 constexpr std::size_t count_size = 20; // "%8d" of any count
 constexpr std::size_t id_size = 10;    // "%8d" of any ID
 constexpr std::size_t number_size = output_buffer::scientific_size + 5;
-constexpr std::size_t words_size = 128; // the words around counts, with them
+constexpr std::size_t words_size = 128; // the head of a part with its counts
 
 // As "%8d".
 void put_id(std::size_t value, output_buffer& output) { output.put_unsigned_right(8, value); }
@@ -96,10 +96,10 @@ void put_elements(const dense2D<unsigned int>& connect, unsigned int nbr_nodes,
     }
 }
 
-void ensight_write_part(const dense2D<unsigned int>& connect, element_type type, std::size_t number,
-                        output_buffer& output) {
+void put_part(const dense2D<unsigned int>& connect, element_type type, std::size_t number,
+              output_buffer& output) {
     if (connect.empty()) return;
-    const ensight_element& element = ensight_elements[static_cast<std::size_t>(type)];
+    const part_element& element = part_elements[type];
     if (element.name.empty()) return;
     output.make_room(words_size);
     output.put("part ");
@@ -109,27 +109,27 @@ void ensight_write_part(const dense2D<unsigned int>& connect, element_type type,
     output.put("\n");
     put_id(connect.cols(), output);
     output.put("\n");
-    // Kept: twice as many lines as the count says.
+    // Kept: twice as many lines as the count above.
     if (type == ET_TRIA6) put_elements(connect, element.nbr_nodes, tria6_order, output);
     put_elements(connect, element.nbr_nodes, *element.nodes, output);
 }
 
-int ensight_check(const dense2D<double>& pos, const connectivity_list& list) {
+int check(const dense2D<double>& pos, const connectivity_list& list) {
     if (pos.rows() < 1 || pos.rows() > 3) return -2;
     return check_list(list, no_id);
 }
 
-int ensight_write(const char* filename, const dense2D<double>& pos, const connectivity_list& list) {
+int write_file(const char* filename, const dense2D<double>& pos, const connectivity_list& list) {
     opened_file file(filename, "w");
     if (!file) return -1;
-    if (const int fault = ensight_check(pos, list); fault != 0) {
-        file.leave_open(); // kept: it is closed on success only
+    if (const int fault = check(pos, list); fault != 0) {
+        file.leave_open(); // kept: the file is closed on success only
         return fault;
     }
     output_buffer output(file.get());
     put_nodes(pos, output);
     for (std::size_t k = 0; k < list.size(); ++k) {
-        ensight_write_part(list.begin[k], list.type(k), k + 1, output);
+        put_part(list.begin[k], list.type(k), k + 1, output);
     }
     output.pass_on();
     return 0;
@@ -140,21 +140,21 @@ int ensight_write(const char* filename, const dense2D<double>& pos, const connec
 int ensight_output(const char* filename, const dense2D<double>& pos,
                    const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
                    const dense1D<int, 8>& types) {
-    return ensight_write(filename, pos, {begin, end, types.data(), types.size()});
+    return write_file(filename, pos, {begin, end, types.data(), types.size()});
 }
 
 int ensight_output(const char* filename, const dense2D<double>& pos,
                    const dense2D<unsigned int>& connect1, const dense2D<unsigned int>& connect2,
                    element_type type1, element_type type2) {
     return with_list(connect1, connect2, type1, type2, [&](const connectivity_list& list) {
-        return ensight_write(filename, pos, list);
+        return write_file(filename, pos, list);
     });
 }
 
 int ensight_output(const char* filename, const dense2D<double>& pos,
                    const dense2D<unsigned int>& connect, element_type type) {
     return with_list(connect, type, [&](const connectivity_list& list) {
-        return ensight_write(filename, pos, list);
+        return write_file(filename, pos, list);
     });
 }
 

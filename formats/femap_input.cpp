@@ -8,7 +8,10 @@
 #include "core/ids.h"
 #include "formats/element_runs.h"
 #include "formats/femap_table.h"
-#include "formats/text_scanning.h"
+#include "formats/growing_arrays.h"
+#include "formats/line_reader.h"
+#include "formats/numbers.h"
+#include "formats/streams.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -18,36 +21,13 @@ namespace {
 constexpr int bad_line = -102;
 constexpr int out_of_memory = -199;
 
-// The line that begins and ends a block. Kept: the blanks belong to it.
+// The line that begins and ends a block. Kept: its blanks are required.
 constexpr std::string_view delimiter = "   -1";
 
 enum class block { none, nodes, elements };
 
-class line_reader {
-public:
-    explicit line_reader(std::FILE* file) : file_(file) {}
-
-    // Behind the end of the file the line is empty.
-    bool next() {
-        const bool found = file_ && read_text_line(buffer_, file_);
-        line_ = found ? std::string_view(buffer_) : std::string_view();
-        return found;
-    }
-    void skip(int nbr_lines) {
-        for (int i = 0; i < nbr_lines; ++i) next();
-    }
-
-    // With its ending.
-    std::string_view line() const { return line_; }
-
-private:
-    std::FILE* file_;
-    char buffer_[line_buffer_size];
-    std::string_view line_;
-};
-
-// The block whose number stands alone in the line, blanks aside.
-block femap_block_id(std::string_view line) {
+// The block whose number is all that the line holds, apart from white space.
+block block_of(std::string_view line) {
     char number[3];
     std::size_t size = 0;
     for (const char c : line) {
@@ -68,50 +48,48 @@ int read_node(std::string_view line, dense2D<double>& pos) {
     place_by_id(pos, id);
     if (id > pos.cols()) return out_of_memory;
     double* const p = pos.column(id - 1);
-    // A number ends at a comma as well as at the end of the line.
+    // Fields aren't terminated, but numbers end at a comma as well as at the end of the line.
     for (std::size_t i = 0; i < 3; ++i) p[i] = to_real(fields[11 + i].data());
     return 0;
 }
 
 class element_reader {
 public:
-    element_reader(dense2D<unsigned int>& connect, id_list& indices, dense1D<int, 8>& types,
-                   id_list& pids)
-        : connect_(connect), indices_(indices), types_(types), pids_(pids) {}
+    explicit element_reader(const mesh_to_read& mesh) : mesh_(mesh) {}
 
     unsigned int count() const { return count_; }
 
-    // Reads the lines of an element, of which the first is there.
+    // Reads the lines of an element, of which `line` is the first.
     int read(std::string_view line, line_reader& reader) {
         constexpr std::size_t nbr_fields = 4;
-        // Kept: the topology is not among the fields that must be there.
+        // Kept: the topology, the fifth field, may be missing.
         const line_fields<nbr_fields + 1> fields(line);
         if (fields.size() < nbr_fields) return bad_line;
         const unsigned int pid = to_integer(fields[1]);
-        const femap_element* const element = femap_element_of_topology(to_integer(fields[4]));
-        if (!element) {
+        const element_type type = femap_type_of(to_integer(fields[4]));
+        if (type == ET_UNKNOWN) {
             reader.skip(6);
-            note(ET_UNKNOWN);
+            end_with(ET_UNKNOWN);
             return 0;
         }
         // Kept: an element whose slots can't be read is stored all the same.
-        const int result = femap_read_slots(reader);
-        store(*element);
+        const int result = read_slots(reader);
+        store(type);
         reader.skip(4);
-        pids_.push_back(pid);
+        mesh_.pids.push_back(pid);
         ++count_;
-        note(element->type);
+        end_with(type);
         return result;
     }
 
 private:
     static constexpr std::size_t slots_per_line = 10;
 
-    // A bad line leaves the slots from there on as the element before has left them.
-    int femap_read_slots(line_reader& reader) {
+    // After a bad line the remaining slots keep the values of the element before.
+    int read_slots(line_reader& reader) {
         for (std::size_t first = 0; first < femap_nbr_slots; first += slots_per_line) {
             reader.next();
-            // Kept: what ends the line counts as a piece of it.
+            // Kept: the line ending counts as a field.
             const line_fields<slots_per_line> fields(reader.line());
             if (fields.size() < slots_per_line) return bad_line;
             for (std::size_t i = 0; i < slots_per_line; ++i) {
@@ -121,85 +99,83 @@ private:
         return 0;
     }
 
-    // An element that finds no memory is lost.
-    void store(const femap_element& element) {
+    // When memory fails the element is lost.
+    void store(element_type type) {
+        id_matrix& connect = mesh_.connect;
         std::array<unsigned int, femap_nbr_slots> nodes;
-        const std::size_t n = shape_of(element.type).nbr_nodes;
-        if (connect_.rows() < n) connect_.resize(n, connect_.cols(), no_id);
-        const std::size_t rows = std::max(n, connect_.rows());
-        for (std::size_t i = 0; i < n; ++i) nodes[i] = slots_[element.slots[i]] - 1;
+        const femap_slots& order = *femap_elements[type].slots;
+        const std::size_t n = shape_of(type).nbr_nodes;
+        if (connect.rows() < n) connect.resize(n, connect.cols(), no_id);
+        const std::size_t rows = std::max(n, connect.rows());
+        for (std::size_t i = 0; i < n; ++i) nodes[i] = slots_[order[i]] - 1;
         std::fill(nodes.begin() + n, nodes.begin() + rows, no_id);
-        append_column(nodes.data(), rows, connect_);
+        append_column(nodes.data(), rows, connect);
     }
 
-    // Kept: behind an ET_UNKNOWN no new run begins, so that `types` and `indices` part.
-    void note(element_type type) { note_type(type, count_ - 1, last_, indices_, types_); }
+    // Kept: after an element of unknown topology `types` gets an entry and `indices` none, so that
+    // the two no longer match.
+    void end_with(element_type type) { add_to_runs(type, count_ - 1, last_, mesh_); }
 
-    dense2D<unsigned int>& connect_;
-    id_list& indices_;
-    dense1D<int, 8>& types_;
-    id_list& pids_;
+    mesh_to_read mesh_;
     std::array<unsigned int, femap_nbr_slots> slots_{};
     unsigned int count_ = 0;
     element_type last_ = ET_UNKNOWN;
 };
 
 // Reads into empty arrays.
-int femap_read_blocks(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                      id_list& indices, dense1D<int, 8>& types, id_list& pids) {
-    indices.push_back(0);
-    element_reader elements(connect, indices, types, pids);
+int read_blocks(std::FILE* file, const mesh_to_read& mesh) {
+    mesh.indices.push_back(0);
+    element_reader elements(mesh);
     line_reader reader(file);
     block inside = block::none;
     int result = 0;
     while (result == 0 && reader.next()) {
         const std::string_view line = trim_right(reader.line());
         if (inside == block::none) {
-            inside = femap_block_id(line);
+            inside = block_of(line);
         } else if (line == delimiter) {
             inside = block::none;
         } else if (inside == block::nodes) {
-            result = read_node(line, pos);
+            result = read_node(line, mesh.pos);
         } else {
             result = elements.read(line, reader);
         }
     }
-    indices.push_back(elements.count());
+    mesh.indices.push_back(elements.count());
     return result;
 }
 
-// Run `k`, as far as memory has let it in.
-dense2D<unsigned int> run_of(dense2D<unsigned int>& connect, const element_runs& runs,
-                             std::size_t k, std::size_t rows) {
+// A view of run `k`; an empty array if memory failed for some of it.
+id_matrix run_of(id_matrix& connect, const element_runs& runs, std::size_t k, std::size_t rows) {
     if (runs.indices[k + 1] > connect.cols() || rows > connect.rows()) return {};
     return view_of_run(connect, runs.indices, k, rows);
 }
 
 } // namespace
 
-int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                id_list& indices, dense1D<int, 8>& types, id_list& pids) {
-    clear_all(pos, connect, indices, types, pids);
-    return femap_read_blocks(file, pos, connect, indices, types, pids);
+int FEMAP_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect, id_list& indices,
+                type_list& types, id_list& pids) {
+    const mesh_to_read mesh{pos, connect, indices, types, pids};
+    clear_all(mesh);
+    return read_blocks(file, mesh);
 }
 
-int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                element_type& type) {
+int FEMAP_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect, element_type& type) {
     pos.clear();
     connect.clear();
     type = ET_UNKNOWN;
     element_runs runs;
-    const int result = femap_read_blocks(file, pos, connect, runs.indices, runs.types, runs.pids);
+    const int result = read_blocks(file, {pos, connect, runs.indices, runs.types, runs.pids});
     if (result == 0 && runs.types.size() == 1) type = static_cast<element_type>(runs.types[0]);
     return result;
 }
 
-int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect1,
-                dense2D<unsigned int>& connect2, element_type& type1, element_type& type2) {
+int FEMAP_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect1, id_matrix& connect2,
+                element_type& type1, element_type& type2) {
     pos.clear();
-    dense2D<unsigned int> connect;
+    id_matrix connect;
     element_runs runs;
-    const int result = femap_read_blocks(file, pos, connect, runs.indices, runs.types, runs.pids);
+    const int result = read_blocks(file, {pos, connect, runs.indices, runs.types, runs.pids});
     if (result != 0) return result;
     if (runs.indices.size() > 1 && !runs.types.empty() && runs.indices[1] != 0) {
         type1 = static_cast<element_type>(runs.types[0]);
@@ -212,25 +188,25 @@ int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& co
     return result;
 }
 
-int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                id_list& indices, dense1D<int, 8>& types, id_list& pids) {
-    clear_all(pos, connect, indices, types, pids);
-    std::FILE* const file = open_for_good(filename, "rt");
+int FEMAP_input(const char* filename, dense2D<double>& pos, id_matrix& connect, id_list& indices,
+                type_list& types, id_list& pids) {
+    clear_all({pos, connect, indices, types, pids});
+    std::FILE* const file = open_without_closing(filename, "rt");
     return file ? FEMAP_input(file, pos, connect, indices, types, pids) : -1;
 }
 
-int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect,
+int FEMAP_input(const char* filename, dense2D<double>& pos, id_matrix& connect,
                 element_type& type) {
     pos.clear();
     connect.clear();
-    std::FILE* const file = open_for_good(filename, "rt");
+    std::FILE* const file = open_without_closing(filename, "rt");
     return file ? FEMAP_input(file, pos, connect, type) : -1;
 }
 
-int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect1,
-                dense2D<unsigned int>& connect2, element_type& type1, element_type& type2) {
+int FEMAP_input(const char* filename, dense2D<double>& pos, id_matrix& connect1,
+                id_matrix& connect2, element_type& type1, element_type& type2) {
     pos.clear();
-    std::FILE* const file = open_for_good(filename, "rt");
+    std::FILE* const file = open_without_closing(filename, "rt");
     return file ? FEMAP_input(file, pos, connect1, connect2, type1, type2) : -1;
 }
 

@@ -8,7 +8,7 @@
 #include "formats/element_runs.h"
 #include "formats/femap_table.h"
 #include "formats/output_buffer.h"
-#include "formats/text_scanning.h"
+#include "formats/streams.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -28,19 +28,19 @@ constexpr std::string_view elements_head = "*********************************\n"
                                            "   -1\n"
                                            "404\n";
 constexpr std::string_view tail = "   -1\n";
-// Behind the slots of each element.
+// The lines that follow the slots of each element.
 constexpr std::string_view element_tail = "0.,0.,0.,0,0,0,0,0,0,\n"
                                           "0.,0.,0.,\n"
                                           "0.,0.,0.,\n"
                                           "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,\n";
 
-// Kept: a number beyond `int` has a minus sign.
+// Kept: a number beyond 2^31 - 1 is written as the `int` of its bits.
 void put_number(unsigned int number, output_buffer& output) {
     output.put_signed(static_cast<int>(number));
     output.put(",");
 }
 
-void femap_write_nodes(const dense2D<double>& pos, output_buffer& output) {
+void put_nodes(const dense2D<double>& pos, output_buffer& output) {
     constexpr int precision = 6;
     constexpr std::size_t words_size = 50;
     constexpr std::size_t line_size = words_size + 3 * (output_buffer::fixed_size + precision + 1);
@@ -59,13 +59,14 @@ void femap_write_nodes(const dense2D<double>& pos, output_buffer& output) {
 
 using slot_list = std::array<unsigned int, femap_nbr_slots>;
 
-slot_list slots_of(const femap_element& element, const unsigned int* column) {
+slot_list slots_of(element_type type, const unsigned int* column) {
     slot_list slots{};
-    const std::size_t n = shape_of(element.type).nbr_nodes;
-    for (std::size_t i = 0; i < n; ++i) slots[element.slots[i]] = column[i] + 1;
-    // Kept: corners of this type count from 0.
-    if (element.type == ET_TRIA6) {
-        for (std::size_t i = 0; i < 3; ++i) slots[element.slots[i]] = column[i];
+    const femap_slots& order = *femap_elements[type].slots;
+    const std::size_t n = shape_of(type).nbr_nodes;
+    for (std::size_t i = 0; i < n; ++i) slots[order[i]] = column[i] + 1;
+    // Kept: the corners of this type are numbered from 0.
+    if (type == ET_TRIA6) {
+        for (std::size_t i = 0; i < 3; ++i) slots[order[i]] = column[i];
     }
     return slots;
 }
@@ -85,29 +86,26 @@ void put_element(const femap_element& element, unsigned int id, unsigned int pid
     output.put(element_tail);
 }
 
-void femap_write_elements(const dense2D<unsigned int>& connect, const id_list& indices,
-                          const dense1D<int, 8>& types, const id_list& pids,
-                          output_buffer& output) {
+void put_elements(const mesh_to_write& mesh, output_buffer& output) {
     constexpr std::size_t element_size = 26 * 12 + 40 + element_tail.size();
-    for_each_element(connect, indices, types, [&](element_type type, std::size_t c) {
-        const femap_element* const element = femap_element_of(type);
-        if (!element) return;
+    for_each_element(mesh, [&](element_type type, std::size_t c) {
+        const femap_element& element = femap_elements[type];
+        if (!element.slots) return;
         output.make_room(element_size);
-        put_element(*element, static_cast<unsigned int>(c) + 1, pids[c],
-                    slots_of(*element, connect.column(c)), output);
+        put_element(element, static_cast<unsigned int>(c) + 1, mesh.pids[c],
+                    slots_of(type, mesh.connect.column(c)), output);
     });
 }
 
-// Kept: writes that fail go unnoticed, and the end of the text waits in the stream.
-void femap_write(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect,
-                 const id_list& indices, const dense1D<int, 8>& types, const id_list& pids) {
+// Kept: failed writes are not reported, and the end of the text stays in the stream's buffer.
+void write_blocks(std::FILE* file, const mesh_to_write& mesh) {
     output_buffer output(file);
     output.put(nodes_head);
-    femap_write_nodes(pos, output);
+    put_nodes(mesh.pos, output);
     output.make_room(tail.size() + elements_head.size());
     output.put(tail);
     output.put(elements_head);
-    femap_write_elements(connect, indices, types, pids, output);
+    put_elements(mesh, output);
     output.make_room(tail.size());
     output.put(tail);
     output.pass_on();
@@ -115,17 +113,18 @@ void femap_write(std::FILE* file, const dense2D<double>& pos, const dense2D<unsi
 
 } // namespace
 
-int FEMAP_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect,
-                 const id_list& indices, const dense1D<int, 8>& types, const id_list& pids) {
+int FEMAP_output(std::FILE* file, const dense2D<double>& pos, const id_matrix& connect,
+                 const id_list& indices, const type_list& types, const id_list& pids) {
     // Kept: a mesh of nodes alone gives an empty file.
     if (connect.empty()) return 0;
     if (!is_usable(file)) return -1;
-    const int result = check_runs(pos, connect, indices, types, pids);
-    if (result == 0) femap_write(file, pos, connect, indices, types, pids);
+    const mesh_to_write mesh{pos, connect, indices, types, pids};
+    const int result = check_runs(mesh);
+    if (result == 0) write_blocks(file, mesh);
     return result;
 }
 
-int FEMAP_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect,
+int FEMAP_output(std::FILE* file, const dense2D<double>& pos, const id_matrix& connect,
                  element_type type) {
     if (connect.empty()) return 0;
     element_runs runs;
@@ -133,13 +132,13 @@ int FEMAP_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsi
     return FEMAP_output(file, pos, connect, runs.indices, runs.types, runs.pids);
 }
 
-int FEMAP_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect1,
-                 const dense2D<unsigned int>& connect2, element_type type1, element_type type2) {
+int FEMAP_output(std::FILE* file, const dense2D<double>& pos, const id_matrix& connect1,
+                 const id_matrix& connect2, element_type type1, element_type type2) {
     const bool both = !connect1.empty() && !connect2.empty();
     if (both && connect1.rows() != connect2.rows()) return -3;
-    dense2D<unsigned int> all;
+    id_matrix all;
     if (!all.append(connect1) || !all.append(connect2)) return out_of_memory;
-    // Kept: the first run ends with the second count, and the second is empty.
+    // Kept: the first run has as many columns as `connect2`, and the second run is empty.
     element_runs runs;
     const auto end = static_cast<unsigned int>(connect2.cols());
     const bool fits = make_single_run(end, type1, runs) && runs.indices.push_back(end) &&
@@ -149,23 +148,21 @@ int FEMAP_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsi
     return FEMAP_output(file, pos, all, runs.indices, runs.types, runs.pids);
 }
 
-int FEMAP_output(const char* filename, const dense2D<double>& pos,
-                 const dense2D<unsigned int>& connect, const id_list& indices,
-                 const dense1D<int, 8>& types, const id_list& pids) {
-    std::FILE* const file = open_for_good(filename, "wt");
+int FEMAP_output(const char* filename, const dense2D<double>& pos, const id_matrix& connect,
+                 const id_list& indices, const type_list& types, const id_list& pids) {
+    std::FILE* const file = open_without_closing(filename, "wt");
     return file ? FEMAP_output(file, pos, connect, indices, types, pids) : -1;
 }
 
-int FEMAP_output(const char* filename, const dense2D<double>& pos,
-                 const dense2D<unsigned int>& connect, element_type type) {
-    std::FILE* const file = open_for_good(filename, "wt");
+int FEMAP_output(const char* filename, const dense2D<double>& pos, const id_matrix& connect,
+                 element_type type) {
+    std::FILE* const file = open_without_closing(filename, "wt");
     return file ? FEMAP_output(file, pos, connect, type) : -1;
 }
 
-int FEMAP_output(const char* filename, const dense2D<double>& pos,
-                 const dense2D<unsigned int>& connect1, const dense2D<unsigned int>& connect2,
-                 element_type type1, element_type type2) {
-    std::FILE* const file = open_for_good(filename, "wt");
+int FEMAP_output(const char* filename, const dense2D<double>& pos, const id_matrix& connect1,
+                 const id_matrix& connect2, element_type type1, element_type type2) {
+    std::FILE* const file = open_without_closing(filename, "wt");
     return file ? FEMAP_output(file, pos, connect1, connect2, type1, type2) : -1;
 }
 

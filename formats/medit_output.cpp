@@ -6,9 +6,10 @@
 #include <vector>
 
 #include "core/ids.h"
+#include "core/type_table.h"
 #include "formats/output_buffer.h"
 #include "formats/split_by_type.h"
-#include "formats/text_scanning.h"
+#include "formats/streams.h"
 #include "tessmaker/formats.h"
 #include "tessmaker/index_arrays.h"
 
@@ -16,51 +17,39 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// What stands for an element: the keyword of its section, and the places of its nodes in the line.
-// Types without a keyword are left out.
-struct medit_element {
+// How elements of a type are written: the keyword of their section, and which nodes a line lists.
+// Elements of a type without a keyword are left out.
+struct section_element {
     std::string_view keyword;
     unsigned int nbr_nodes = 0;
     std::array<unsigned char, 8> nodes{};
 };
 
-constexpr medit_element medit_edge{"Edges\n", 2, {0, 1}};
-constexpr medit_element medit_triangle{"Triangles\n", 3, {0, 1, 2}};
-constexpr medit_element medit_quadrangle{"Quadrilaterals\n", 4, {0, 1, 2, 3}};
-constexpr medit_element medit_tetrahedron{"Tetrahedra\n", 4, {0, 1, 2, 3}};
-constexpr medit_element medit_pyramid{"Hexahedra\n", 8, {0, 1, 2, 3, 4, 4, 4, 4}};
-constexpr medit_element medit_wedge{"Hexahedra\n", 8, {0, 1, 2, 2, 3, 4, 5, 5}};
-constexpr medit_element medit_hexahedron{"Hexahedra\n", 8, {0, 1, 2, 3, 4, 5, 6, 7}};
+constexpr section_element edge{"Edges\n", 2, {0, 1}};
+constexpr section_element triangle{"Triangles\n", 3, {0, 1, 2}};
+constexpr section_element quadrangle{"Quadrilaterals\n", 4, {0, 1, 2, 3}};
+constexpr section_element tetrahedron{"Tetrahedra\n", 4, {0, 1, 2, 3}};
+constexpr section_element pyramid{"Hexahedra\n", 8, {0, 1, 2, 3, 4, 4, 4, 4}};
+constexpr section_element wedge{"Hexahedra\n", 8, {0, 1, 2, 2, 3, 4, 5, 5}};
+constexpr section_element hexahedron{"Hexahedra\n", 8, {0, 1, 2, 3, 4, 5, 6, 7}};
 
-// By the value of `element_type`.
-constexpr std::array<medit_element, 23> medit_elements{{
-    {},                // ET_UNKNOWN
-    {},                // ET_NODE
-    {},                // ET_BAR_MIX
-    medit_edge,        // ET_BAR2
-    medit_edge,        // ET_BAR3
-    {},                // ET_FACE_MIX
-    medit_triangle,    // ET_TRIA3
-    medit_quadrangle,  // ET_QUAD4
-    medit_triangle,    // ET_TRIA6
-    medit_quadrangle,  // ET_QUAD8
-    medit_quadrangle,  // ET_QUAD9
-    {},                // ET_SOLID_MIX
-    medit_tetrahedron, // ET_TETRA4
-    medit_tetrahedron, // ET_TETRA10
-    medit_pyramid,     // ET_PYRA5
-    {},                // ET_PYRA13
-    medit_pyramid,     // ET_PYRA14
-    medit_wedge,       // ET_PENTA6
-    {},                // ET_PENTA15
-    medit_wedge,       // ET_PENTA18
-    medit_hexahedron,  // ET_HEXA8
-    medit_hexahedron,  // ET_HEXA20
-    medit_hexahedron,  // ET_HEXA27
+constexpr type_table<section_element> section_elements{{
+    {ET_UNKNOWN, {}},         {ET_NODE, {}},
+    {ET_BAR_MIX, {}},         {ET_BAR2, edge},
+    {ET_BAR3, edge},          {ET_FACE_MIX, {}},
+    {ET_TRIA3, triangle},     {ET_QUAD4, quadrangle},
+    {ET_TRIA6, triangle},     {ET_QUAD8, quadrangle},
+    {ET_QUAD9, quadrangle},   {ET_SOLID_MIX, {}},
+    {ET_TETRA4, tetrahedron}, {ET_TETRA10, tetrahedron},
+    {ET_PYRA5, pyramid},      {ET_PYRA13, {}},
+    {ET_PYRA14, pyramid},     {ET_PENTA6, wedge},
+    {ET_PENTA15, {}},         {ET_PENTA18, wedge},
+    {ET_HEXA8, hexahedron},   {ET_HEXA20, hexahedron},
+    {ET_HEXA27, hexahedron},
 }};
 
-constexpr std::size_t count_size = 32; // more than the digits of a count, its keyword, a newline
-constexpr std::size_t id_size = 11;    // with the blank or newline behind it
+constexpr std::size_t count_size = 32; // a keyword or a count, with its newline
+constexpr std::size_t id_size = 11;    // with the following blank or newline
 constexpr std::size_t number_size = output_buffer::scientific_size + 7;
 
 void put_number(double value, output_buffer& output) {
@@ -85,8 +74,9 @@ void put_vertices(const dense2D<double>& pos, output_buffer& output) {
     output.put("\n");
 }
 
-// The elements of a group, each with its colour, or all with the place of their connectivity.
-void put_elements(const element_group& group, const medit_element& element,
+// The elements of a group. The reference of each is its colour, or the position of its connectivity
+// if `colors` is null.
+void put_elements(const element_group& group, const section_element& element,
                   const unsigned int* colors, output_buffer& output) {
     for_each_element(group, [&](std::size_t c, const unsigned int* ids) {
         output.make_room(9 * id_size);
@@ -99,10 +89,10 @@ void put_elements(const element_group& group, const medit_element& element,
     });
 }
 
-// One section for each type; those that share a keyword are kept apart.
-void medit_write_section(const element_group* begin, const element_group* end,
-                         const unsigned int* colors, output_buffer& output) {
-    const medit_element& element = medit_elements[static_cast<std::size_t>(begin->type)];
+// The section of groups of one type. Types that share a keyword have sections of their own.
+void put_section(const element_group* begin, const element_group* end, const unsigned int* colors,
+                 output_buffer& output) {
+    const section_element& element = section_elements[begin->type];
     if (element.keyword.empty()) return;
     std::size_t count = 0;
     for (const element_group* group = begin; group != end; ++group) count += group->size();
@@ -127,14 +117,14 @@ void put_sections(std::vector<element_group>& groups, const unsigned int* colors
     while (group != end) {
         const element_group* const other = std::find_if(
             group, end, [group](const element_group& g) { return g.type != group->type; });
-        medit_write_section(group, other, colors, output);
+        put_section(group, other, colors, output);
         group = other;
     }
 }
 
-// `colors` has an entry for each column of the one connectivity in the list, or is null.
-int medit_write_mesh(const char* filename, const dense2D<double>& pos,
-                     const connectivity_list& list, const unsigned int* colors) {
+// `colors` is null, or has an entry for each column of the only connectivity in the list.
+int write_mesh(const char* filename, const dense2D<double>& pos, const connectivity_list& list,
+               const unsigned int* colors) {
     if (pos.rows() < 1 || pos.rows() > 3) return -2;
     if (const int fault = check_list(list, id_limit(pos)); fault != 0) return fault;
     std::vector<element_group> groups;
@@ -151,11 +141,11 @@ int medit_write_mesh(const char* filename, const dense2D<double>& pos,
     return 0;
 }
 
-// The indices of all colours but the absent one, by colour, ascending where these are equal. False
-// when memory fails.
+// The columns that have a colour, sorted by colour; columns of one colour stay in order. False when
+// memory fails.
 bool order_by_color(const id_list& colors, id_list& order) {
     const std::size_t n = colors.size();
-    // Counting takes memory for every colour up to the largest.
+    // A counting sort needs memory for every colour up to the largest.
     if (max_ID(colors) / 4 <= n) {
         id_list addresses;
         return get_sorted_order(colors, order, addresses) == 0;
@@ -170,7 +160,7 @@ bool order_by_color(const id_list& colors, id_list& order) {
     return order.resize(static_cast<std::size_t>(end - order.begin()));
 }
 
-// The columns that have a colour, by colour. False when memory fails.
+// Copies the columns that have a colour, sorted by colour. False when memory fails.
 bool sort_by_color(const dense2D<unsigned int>& connect, const id_list& colors,
                    dense2D<unsigned int>& sorted, id_list& sorted_colors) {
     id_list order;
@@ -188,7 +178,7 @@ void put_header(unsigned int dim, unsigned int kind, std::size_t count, output_b
     output.put("2\n");
 }
 
-void medit_write_columns(std::FILE* file, unsigned int dim, const dense2D<double>& values) {
+void write_columns(std::FILE* file, unsigned int dim, const dense2D<double>& values) {
     output_buffer output(file);
     put_header(dim, static_cast<unsigned int>(values.rows()), values.cols(), output);
     for (std::size_t c = 0; c < values.cols(); ++c) {
@@ -208,21 +198,21 @@ void medit_write_columns(std::FILE* file, unsigned int dim, const dense2D<double
 int medit_output(const char* filename, const dense2D<double>& pos,
                  const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
                  const dense1D<int, 8>& types) {
-    return medit_write_mesh(filename, pos, {begin, end, types.data(), types.size()}, nullptr);
+    return write_mesh(filename, pos, {begin, end, types.data(), types.size()}, nullptr);
 }
 
 int medit_output(const char* filename, const dense2D<double>& pos,
                  const dense2D<unsigned int>& connect1, const dense2D<unsigned int>& connect2,
                  element_type type1, element_type type2) {
     return with_list(connect1, connect2, type1, type2, [&](const connectivity_list& list) {
-        return medit_write_mesh(filename, pos, list, nullptr);
+        return write_mesh(filename, pos, list, nullptr);
     });
 }
 
 int medit_output(const char* filename, const dense2D<double>& pos,
                  const dense2D<unsigned int>& connect, element_type type) {
     return with_list(connect, type, [&](const connectivity_list& list) {
-        return medit_write_mesh(filename, pos, list, nullptr);
+        return write_mesh(filename, pos, list, nullptr);
     });
 }
 
@@ -234,7 +224,7 @@ int medit_output(const char* filename, const dense2D<double>& pos,
     id_list sorted_colors;
     if (!sort_by_color(connect, colors, sorted, sorted_colors)) return -6;
     return with_list(sorted, type, [&](const connectivity_list& list) {
-        return medit_write_mesh(filename, pos, list, sorted_colors.data());
+        return write_mesh(filename, pos, list, sorted_colors.data());
     });
 }
 
@@ -250,7 +240,7 @@ int medit_scalar(const char* filename, unsigned int dim, const dense1D<double, 8
         if ((i + 1) % nbr_per_line == 0) output.put("\n");
     }
     output.make_room(1);
-    output.put("\n"); // kept: an empty line where the lines are all full
+    output.put("\n"); // kept: an empty line if the last line is full
     output.pass_on();
     return 0;
 }
@@ -258,7 +248,7 @@ int medit_scalar(const char* filename, unsigned int dim, const dense1D<double, 8
 int medit_vector(const char* filename, unsigned int dim, const dense2D<double>& values) {
     const opened_file file(filename, "w");
     if (!file) return -1;
-    medit_write_columns(file.get(), dim, values);
+    write_columns(file.get(), dim, values);
     return 0;
 }
 
@@ -266,10 +256,10 @@ int medit_tensor(const char* filename, const dense2D<double>& values) {
     opened_file file(filename, "w");
     if (!file) return -1;
     if (values.rows() != 3 && values.rows() != 6) {
-        file.leave_open(); // kept: it is closed on success only
+        file.leave_open(); // kept: the file is closed on success only
         return -2;
     }
-    medit_write_columns(file.get(), values.rows() == 3 ? 2 : 3, values);
+    write_columns(file.get(), values.rows() == 3 ? 2 : 3, values);
     return 0;
 }
 

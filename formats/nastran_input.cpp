@@ -8,8 +8,11 @@
 
 #include "core/ids.h"
 #include "formats/element_runs.h"
+#include "formats/growing_arrays.h"
+#include "formats/line_reader.h"
 #include "formats/nastran_tables.h"
-#include "formats/text_scanning.h"
+#include "formats/numbers.h"
+#include "formats/streams.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -19,56 +22,57 @@ namespace {
 constexpr int bad_input = -1;
 constexpr int out_of_memory = -199;
 
-// A line of the deck, empty behind the end of the file.
-class deck_line {
+// Reads the deck line by line and knows about the current line.
+class deck_reader {
 public:
-    deck_line() = default;
-    deck_line(const deck_line&) = delete;
-    deck_line& operator=(const deck_line&) = delete;
+    explicit deck_reader(std::FILE* file) : lines_(file) {}
 
-    bool read(std::FILE* file) {
-        const bool found = read_text_line(buffer_, file);
-        text_ = found ? std::string_view(buffer_) : std::string_view();
+    // False at the end of the file; the current line is then empty.
+    bool next() {
+        const bool found = lines_.next();
+        text_ = lines_.line();
         has_comma_ = text_.find(',') != std::string_view::npos;
         return found;
     }
+    bool next_begins_blank() { return lines_.next_begins_with(' '); }
+    bool has_met_end() const { return lines_.has_met_end(); }
 
-    // The text up to the first null character, with the line ending.
+    // With the line ending.
     std::string_view text() const { return text_; }
     bool has_comma() const { return has_comma_; }
     bool has_star() const { return text_.find('*') != std::string_view::npos; }
-    // Of the first 80 columns, as if blanks followed the line; shorter where it ends.
+    // Shorter, or empty, where the line ends earlier.
     std::string_view columns(std::size_t begin, std::size_t width) const {
         return begin < text_.size() ? text_.substr(begin, width) : std::string_view();
     }
 
 private:
-    char buffer_[line_buffer_size];
-    std::string_view text_; // of the buffer
+    line_reader lines_;
+    std::string_view text_;
     bool has_comma_ = false;
 };
 
-bool is_comment(const deck_line& line) { return line.text().starts_with('$'); }
-bool begins_bulk(const deck_line& line) {
-    return line.text().find("BEGIN BULK") != std::string_view::npos;
+bool is_comment(const deck_reader& deck) { return deck.text().starts_with('$'); }
+bool begins_bulk(const deck_reader& deck) {
+    return deck.text().find("BEGIN BULK") != std::string_view::npos;
 }
-bool ends_data(const deck_line& line) {
-    return line.text().find("ENDDATA") != std::string_view::npos;
+bool ends_data(const deck_reader& deck) {
+    return deck.text().find("ENDDATA") != std::string_view::npos;
 }
-bool is_node(const deck_line& line) { return line.text().starts_with("GRID"); }
-bool is_large_node(const deck_line& line) { return line.text().starts_with("GRID*"); }
+bool is_node(const deck_reader& deck) { return deck.text().starts_with("GRID"); }
+bool is_large_node(const deck_reader& deck) { return deck.text().starts_with("GRID*"); }
 
 // Data field `i`, from 0.
-std::string_view field(const deck_line& line, const nastran_layout& layout, std::size_t i) {
-    return line.columns(nastran_keyword_width + i * layout.field_width, layout.field_width);
+std::string_view field(const deck_reader& deck, const nastran_layout& layout, std::size_t i) {
+    return deck.columns(nastran_keyword_width + i * layout.field_width, layout.field_width);
 }
 // Whether the last field announces a continuation.
-bool is_marked(const deck_line& line, const nastran_layout& layout) {
-    return line.columns(nastran_mark_column, 1) == std::string_view(&layout.mark, 1);
+bool is_marked(const deck_reader& deck, const nastran_layout& layout) {
+    return deck.columns(nastran_mark_column, 1) == std::string_view(&layout.mark, 1);
 }
 
-// A real number, with or without a letter before its exponent: `1.5+3` is 1500. Blanks don't count.
-double nastran_real(std::string_view text) {
+// A real number with or without a letter before its exponent: `1.5+3` is 1500. Blanks are ignored.
+double to_nastran_real(std::string_view text) {
     char stripped[nastran_large_fields.field_width + 1];
     std::size_t size = 0;
     std::size_t sign = 0;
@@ -91,27 +95,27 @@ struct node {
 };
 
 // Fixed fields hold the ID, the coordinate system and the coordinates.
-node small_node(const deck_line& line) {
+node small_node(const deck_reader& deck) {
     node result;
-    result.id = to_integer(field(line, nastran_small_fields, 0));
+    result.id = to_integer(field(deck, nastran_small_fields, 0));
     for (std::size_t i = 0; i < 3; ++i) {
-        result.xyz[i] = nastran_real(field(line, nastran_small_fields, 2 + i));
+        result.xyz[i] = to_nastran_real(field(deck, nastran_small_fields, 2 + i));
     }
     return result;
 }
 
-// A node of two lines, of which the second becomes the current one.
-node large_node(std::FILE* file, deck_line& line) {
+// z stands on the next line, which becomes the current one.
+node large_node(deck_reader& deck) {
     node result;
-    result.id = to_integer(field(line, nastran_large_fields, 0));
-    result.xyz[0] = nastran_real(field(line, nastran_large_fields, 2));
-    result.xyz[1] = nastran_real(field(line, nastran_large_fields, 3));
-    line.read(file);
-    result.xyz[2] = nastran_real(field(line, nastran_large_fields, 0));
+    result.id = to_integer(field(deck, nastran_large_fields, 0));
+    result.xyz[0] = to_nastran_real(field(deck, nastran_large_fields, 2));
+    result.xyz[1] = to_nastran_real(field(deck, nastran_large_fields, 3));
+    deck.next();
+    result.xyz[2] = to_nastran_real(field(deck, nastran_large_fields, 0));
     return result;
 }
 
-// The text behind a comma and the white space on both sides of it, or null.
+// Skips a comma with the white space on both sides; null if there is no comma.
 const char* skip_comma(const char* text) {
     text = skip_spaces(text);
     return *text == ',' ? skip_spaces(text + 1) : nullptr;
@@ -120,13 +124,13 @@ const char* scan_after_comma(const char* text, const char* end, unsigned int& va
     text = skip_comma(text);
     return text ? scan_integer(text, end, value) : nullptr;
 }
-// Plain decimals: an exponent without a letter ends the number, and the next comma isn't there.
+// Plain decimals only: in `1.5+3` the number ends at the `+`, where the next comma is then missed.
 const char* scan_after_comma(const char* text, double& value) {
     text = skip_comma(text);
     return text ? scan_real(text, value) : nullptr;
 }
 
-// Three coordinates behind whatever stands before them.
+// The three coordinates, after a field that has been read or skipped; `text` may be null.
 bool scan_xyz(const char* text, node& result) {
     for (double& x : result.xyz) {
         if (text) text = scan_after_comma(text, x);
@@ -134,23 +138,24 @@ bool scan_xyz(const char* text, node& result) {
     return text != nullptr;
 }
 
-// The coordinate system may be missing.
-bool scan_free_node(const deck_line& line, node& result) {
-    const char* const end = line.text().data() + line.text().size();
-    const char* const id_end = scan_after_comma(line.text().data() + 4, end, result.id);
+// The field of the coordinate system may be empty.
+bool scan_free_node(std::string_view line, node& result) {
+    constexpr std::size_t keyword_size = 4; // GRID
+    const char* const end = line.data() + line.size();
+    const char* const id_end = scan_after_comma(line.data() + keyword_size, end, result.id);
     if (!id_end) return false;
     unsigned int ignored = 0;
     const char* const system_end = scan_after_comma(id_end, end, ignored);
     return scan_xyz(system_end ? system_end : skip_comma(id_end), result);
 }
 
-int read_node(std::FILE* file, deck_line& line, dense2D<double>& pos) {
+int read_node(deck_reader& deck, dense2D<double>& pos) {
     node n;
-    if (is_large_node(line)) {
-        n = large_node(file, line);
-    } else if (!line.has_comma()) {
-        n = small_node(line);
-    } else if (!scan_free_node(line, n)) {
+    if (is_large_node(deck)) {
+        n = large_node(deck);
+    } else if (!deck.has_comma()) {
+        n = small_node(deck);
+    } else if (!scan_free_node(deck.text(), n)) {
         return bad_input;
     }
     if (n.id == 0) return bad_input;
@@ -159,7 +164,7 @@ int read_node(std::FILE* file, deck_line& line, dense2D<double>& pos) {
     return 0;
 }
 
-// A card of any kind: its keyword and its integers, as far as an element can use them.
+// A card of any kind: its keyword, and its integers up to the number that an element can have.
 class card {
 public:
     void add(unsigned int value) {
@@ -174,14 +179,14 @@ public:
     const unsigned int* nodes() const { return values_.data() + 2; }
 
     std::uint64_t keyword = 0;
-    std::size_t nbr_fields = 0; // 0 says that there is nothing to be had from the card
+    std::size_t nbr_fields = 0; // 0 if there is no card
 
 private:
     std::array<unsigned int, 2 + nastran_max_nodes> values_{};
     std::size_t nbr_values_ = 0;
 };
 
-// What a line adds to a card, its integers aside.
+// What is known of one line of a card besides its integers.
 struct card_line {
     std::string_view keyword;
     std::size_t nbr_fields;
@@ -190,15 +195,15 @@ struct card_line {
 
 std::string_view up_to(std::string_view text, char c) { return text.substr(0, text.find(c)); }
 
-std::string_view keyword_of(const deck_line& line) {
-    return up_to(line.columns(0, nastran_keyword_width), ' ');
+std::string_view keyword_of(const deck_reader& deck) {
+    return up_to(deck.columns(0, nastran_keyword_width), ' ');
 }
 
-// The integers of a line up to the first field without one. A real number counts by what stands
-// before its point.
-std::size_t add_integers(const deck_line& line, const nastran_layout& layout, card& c) {
+// Adds the integers of a line up to the first field that doesn't start with one, and returns their
+// number. Of a real number, the part before its point is taken.
+std::size_t add_integers(const deck_reader& deck, const nastran_layout& layout, card& c) {
     for (std::size_t i = 0; i < layout.nbr_fields; ++i) {
-        const std::string_view text = field(line, layout, i);
+        const std::string_view text = field(deck, layout, i);
         unsigned int value = 0;
         if (!scan_integer(text.data(), text.data() + text.size(), value)) return i;
         c.add(value);
@@ -206,29 +211,25 @@ std::size_t add_integers(const deck_line& line, const nastran_layout& layout, ca
     return layout.nbr_fields;
 }
 
-bool next_line_is_blank(std::FILE* file) {
-    const int next = std::fgetc(file);
-    std::ungetc(next, file);
-    return next == ' ';
-}
-
-card_line nastran_card_small(std::FILE* file, const deck_line& line, card& c) {
-    const std::size_t n = add_integers(line, nastran_small_fields, c);
+card_line add_small_fields(deck_reader& deck, card& c) {
+    const std::size_t n = add_integers(deck, nastran_small_fields, c);
+    // A full first line goes on without a mark if the next line has a blank keyword.
     const bool is_continued =
-        is_marked(line, nastran_small_fields) || (c.nbr_values() == 8 && next_line_is_blank(file));
-    return {keyword_of(line), n, is_continued};
+        is_marked(deck, nastran_small_fields) || (c.nbr_values() == 8 && deck.next_begins_blank());
+    return {keyword_of(deck), n, is_continued};
 }
 
-card_line nastran_card_large(const deck_line& line, card& c) {
-    const std::string_view word = keyword_of(line);
+card_line add_large_fields(const deck_reader& deck, card& c) {
+    const std::string_view word = keyword_of(deck);
     const std::size_t star = word.find('*');
-    const std::size_t n = add_integers(line, nastran_large_fields, c);
+    const std::size_t n = add_integers(deck, nastran_large_fields, c);
+    // Kept: a star behind a keyword (`CHEXA*`) always announces a continuation.
     const bool has_starred_name = star != 0 && star != std::string_view::npos;
-    return {word.substr(0, star), n, has_starred_name || is_marked(line, nastran_large_fields)};
+    return {word.substr(0, star), n, has_starred_name || is_marked(deck, nastran_large_fields)};
 }
 
-// The tokens between commas, empty ones too. The first that is too long is cut short and is the
-// last. Takes off and returns the next one.
+// Takes the next token off the line and returns it. Tokens stand between commas, and may be empty.
+// A token that is too long is cut short, and the rest of the line is dropped.
 std::string_view next_token(std::string_view& line, bool& is_last) {
     const std::string_view whole = up_to(line, ',');
     is_last = whole.size() == line.size() || whole.size() > nastran_token_size;
@@ -236,9 +237,9 @@ std::string_view next_token(std::string_view& line, bool& is_last) {
     return whole.substr(0, nastran_token_size);
 }
 
-card_line nastran_card_free(const deck_line& line, card& c) {
+card_line add_free_fields(const deck_reader& deck, card& c) {
     card_line result{{}, 0, false};
-    std::string_view rest = line.text();
+    std::string_view rest = deck.text();
     for (bool is_last = false; !is_last;) {
         const std::string_view token = next_token(rest, is_last);
         ++result.nbr_fields;
@@ -253,22 +254,22 @@ card_line nastran_card_free(const deck_line& line, card& c) {
     return result;
 }
 
-card_line add_line(std::FILE* file, const deck_line& line, card& c) {
-    if (line.has_comma()) return nastran_card_free(line, c);
-    if (line.has_star()) return nastran_card_large(line, c);
-    return nastran_card_small(file, line, c);
+card_line add_line(deck_reader& deck, card& c) {
+    if (deck.has_comma()) return add_free_fields(deck, c);
+    if (deck.has_star()) return add_large_fields(deck, c);
+    return add_small_fields(deck, c);
 }
 
-// Reads a card that begins with the current line, and whatever continues it.
-void nastran_read_card(std::FILE* file, deck_line& line, card& c) {
+// Reads the card that begins with the current line, with its continuations.
+void read_card(deck_reader& deck, card& c) {
     for (;;) {
-        const card_line added = add_line(file, line, c);
-        // What is short ends a card; as a first line, it is none.
+        const card_line added = add_line(deck, c);
+        // A line of fewer than three fields ends the card; if it is the first, there is no card.
         if (added.nbr_fields < 3) return;
         if (c.nbr_fields == 0) c.keyword = nastran_packed(added.keyword);
         c.nbr_fields += added.nbr_fields;
-        if (!added.is_continued || std::ferror(file) || std::feof(file)) return;
-        line.read(file);
+        if (!added.is_continued || deck.has_met_end()) return;
+        deck.next();
     }
 }
 
@@ -287,58 +288,52 @@ element_type refined(element_type type, std::size_t nbr_nodes) {
     return type;
 }
 
-bool nastran_store_element(const card& c, element_type type, dense2D<unsigned int>& connect) {
+bool store_element(const card& c, element_type type, id_matrix& connect) {
     const nastran_order& order = nastran_input_order(type);
     unsigned int nodes[nastran_max_nodes];
     for (std::size_t i = 0; i < c.nbr_nodes(); ++i) nodes[i] = c.nodes()[order[i]] - 1;
     return append_element(nodes, c.nbr_nodes(), connect);
 }
 
-// Elements in file order.
+// Appends elements in file order.
 class element_reader {
 public:
-    element_reader(dense2D<unsigned int>& connect, id_list& indices, dense1D<int, 8>& types,
-                   id_list& pids)
-        : connect_(connect), indices_(indices), types_(types), pids_(pids) {}
+    explicit element_reader(const mesh_to_read& mesh) : mesh_(mesh) {}
 
-    // Stores what is an element.
-    int read(std::FILE* file, deck_line& line) {
+    // Reads a card and stores it if it is a complete element of a known type.
+    int read(deck_reader& deck) {
         card c;
-        nastran_read_card(file, line, c);
+        read_card(deck, c);
         if (c.nbr_fields == 0) return 0;
         const element_type type = refined(type_of(c.keyword), c.nbr_nodes());
         if (type == ET_UNKNOWN || c.nbr_nodes() != nbr_nodes(type)) return 0;
-        if (!nastran_store_element(c, type, connect_)) return out_of_memory;
-        pids_.push_back(c.pid());
-        note_type(type, static_cast<unsigned int>(connect_.cols() - 1), last_, indices_, types_);
+        if (!store_element(c, type, mesh_.connect)) return out_of_memory;
+        mesh_.pids.push_back(c.pid());
+        add_to_runs(type, static_cast<unsigned int>(mesh_.connect.cols() - 1), last_, mesh_);
         return 0;
     }
 
 private:
-    dense2D<unsigned int>& connect_;
-    id_list& indices_;
-    dense1D<int, 8>& types_;
-    id_list& pids_;
+    mesh_to_read mesh_;
     element_type last_ = ET_UNKNOWN;
 };
 
 // Reads into empty arrays.
-int nastran_read_deck(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                      id_list& indices, dense1D<int, 8>& types, id_list& pids) {
+int read_deck(std::FILE* file, const mesh_to_read& mesh) {
     if (!is_usable(file)) return bad_input;
-    pos.reserve(3, 256, 1);
-    connect.reserve(8, 256, 1);
-    indices.push_back(0);
+    mesh.pos.reserve(3, 256, 1);
+    mesh.connect.reserve(8, 256, 1);
+    mesh.indices.push_back(0);
 
-    element_reader elements(connect, indices, types, pids);
-    deck_line line;
+    element_reader elements(mesh);
+    deck_reader deck(file);
     int result = 0;
-    while (result == 0 && line.read(file)) {
-        if (is_comment(line) || begins_bulk(line)) continue;
-        if (ends_data(line)) break;
-        result = is_node(line) ? read_node(file, line, pos) : elements.read(file, line);
+    while (result == 0 && deck.next()) {
+        if (is_comment(deck) || begins_bulk(deck)) continue;
+        if (ends_data(deck)) break;
+        result = is_node(deck) ? read_node(deck, mesh.pos) : elements.read(deck);
     }
-    indices.push_back(static_cast<unsigned int>(connect.cols()));
+    mesh.indices.push_back(static_cast<unsigned int>(mesh.connect.cols()));
     return result;
 }
 
@@ -347,8 +342,8 @@ bool is_solid(element_type type) {
     return type == ET_TETRA4 || type == ET_PYRA5 || type == ET_PENTA6 || type == ET_HEXA8;
 }
 
-// The type of all runs together.
-element_type mixed_type_of(const dense1D<int, 8>& types) {
+// The plain or mixed type that holds all runs; ET_UNKNOWN if there is none.
+element_type mixed_type_of(const type_list& types) {
     auto result = static_cast<element_type>(types[0]);
     for (const int t : types) {
         const auto type = static_cast<element_type>(t);
@@ -364,9 +359,9 @@ element_type mixed_type_of(const dense1D<int, 8>& types) {
     return result;
 }
 
-// Gives out run `k`, if there is one.
-void take_run(dense2D<unsigned int>& all, const element_runs& runs, std::size_t k,
-              dense2D<unsigned int>& connect, element_type& type) {
+// Makes `connect` a view of run `k`, if there is one.
+void take_run(id_matrix& all, const element_runs& runs, std::size_t k, id_matrix& connect,
+              element_type& type) {
     if (runs.indices.size() < k + 2 || runs.types.size() < k + 1) return;
     type = static_cast<element_type>(runs.types[k]);
     connect = view_of_run(all, runs.indices, k, nbr_nodes(type));
@@ -374,52 +369,53 @@ void take_run(dense2D<unsigned int>& all, const element_runs& runs, std::size_t 
 
 } // namespace
 
-int NASTRAN_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                  id_list& indices, dense1D<int, 8>& types, id_list& pids) {
-    clear_all(pos, connect, indices, types, pids);
-    return nastran_read_deck(file, pos, connect, indices, types, pids);
+int NASTRAN_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect, id_list& indices,
+                  type_list& types, id_list& pids) {
+    const mesh_to_read mesh{pos, connect, indices, types, pids};
+    clear_all(mesh);
+    return read_deck(file, mesh);
 }
 
-int NASTRAN_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                  element_type& type) {
+int NASTRAN_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect, element_type& type) {
     pos.clear();
     connect.clear();
     element_runs runs;
-    const int result = nastran_read_deck(file, pos, connect, runs.indices, runs.types, runs.pids);
+    const int result = read_deck(file, {pos, connect, runs.indices, runs.types, runs.pids});
     if (result == 0 && !runs.types.empty()) type = mixed_type_of(runs.types);
     return result;
 }
 
-int NASTRAN_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect1,
-                  dense2D<unsigned int>& connect2, element_type& type1, element_type& type2) {
+int NASTRAN_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect1, id_matrix& connect2,
+                  element_type& type1, element_type& type2) {
     pos.clear();
-    dense2D<unsigned int> connect;
+    id_matrix connect;
     element_runs runs;
-    const int result = nastran_read_deck(file, pos, connect, runs.indices, runs.types, runs.pids);
+    const int result = read_deck(file, {pos, connect, runs.indices, runs.types, runs.pids});
     if (result != 0) return result;
     take_run(connect, runs, 0, connect1, type1);
     take_run(connect, runs, 1, connect2, type2);
     return result;
 }
 
-int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect,
-                  id_list& indices, dense1D<int, 8>& types, id_list& pids) {
-    return NASTRAN_input(open_for_good(filename, "rt"), pos, connect, indices, types, pids);
+int NASTRAN_input(const char* filename, dense2D<double>& pos, id_matrix& connect, id_list& indices,
+                  type_list& types, id_list& pids) {
+    return NASTRAN_input(open_without_closing(filename, "rt"), pos, connect, indices, types, pids);
 }
 
-int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect,
+int NASTRAN_input(const char* filename, dense2D<double>& pos, id_matrix& connect,
                   element_type& type) {
     type = ET_UNKNOWN;
-    return NASTRAN_input(open_for_good(filename, "rt"), pos, connect, type);
+    return NASTRAN_input(open_without_closing(filename, "rt"), pos, connect, type);
 }
 
-int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect1,
-                  dense2D<unsigned int>& connect2, element_type& type1, element_type& type2) {
+int NASTRAN_input(const char* filename, dense2D<double>& pos, id_matrix& connect1,
+                  id_matrix& connect2, element_type& type1, element_type& type2) {
     connect1.clear();
     connect2.clear();
     type1 = ET_UNKNOWN;
     type2 = ET_UNKNOWN;
-    return NASTRAN_input(open_for_good(filename, "rt"), pos, connect1, connect2, type1, type2);
+    return NASTRAN_input(open_without_closing(filename, "rt"), pos, connect1, connect2, type1,
+                         type2);
 }
 
 } // namespace kv7::tessmaker

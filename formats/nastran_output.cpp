@@ -8,7 +8,7 @@
 #include "formats/element_runs.h"
 #include "formats/nastran_tables.h"
 #include "formats/output_buffer.h"
-#include "formats/text_scanning.h"
+#include "formats/streams.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -30,7 +30,8 @@ constexpr std::string_view elements_head = "$-----------------------------------
                                            "$----------------------------------------\n";
 constexpr std::string_view tail = "ENDDATA\n";
 
-constexpr std::size_t max_node_size = 128; // two lines of 80 columns and less
+// Bounds on the characters of a card.
+constexpr std::size_t max_node_size = 128; // two lines of up to 80 columns
 constexpr std::size_t max_element_size = 512;
 
 // Kept: a number beyond 2^31 - 1 is written as the `int` of its bits.
@@ -53,7 +54,7 @@ void put_node(unsigned int id, double x, double y, double z, output_buffer& outp
     output.put("\n");
 }
 
-void nastran_write_nodes(const dense2D<double>& pos, output_buffer& output) {
+void put_nodes(const dense2D<double>& pos, output_buffer& output) {
     const bool is_planar = pos.rows() == 2;
     for (std::size_t i = 0; i < pos.cols(); ++i) {
         const double* const x = pos.column(i);
@@ -62,18 +63,18 @@ void nastran_write_nodes(const dense2D<double>& pos, output_buffer& output) {
     }
 }
 
-// The nodes of a card, in its order. It is one list for all cards, so that what a card doesn't set
-// is left over from those before.
+// The nodes of a card in its order. All cards use one list, in which nodes that a card doesn't set
+// remain from the cards before.
 using node_list = std::array<unsigned int, 27>;
 
-void nastran_file_order(const nastran_card& card, const unsigned int* column, node_list& nodes) {
+void set_nodes(const nastran_card& card, const unsigned int* column, node_list& nodes) {
     if (!card.order) return;
     for (std::size_t i = 0; i < card.nbr_nodes; ++i) nodes[i] = column[(*card.order)[i]];
 }
 
 void put_element(const nastran_card& card, unsigned int id, unsigned int pid,
                  const node_list& nodes, output_buffer& output) {
-    constexpr std::size_t fields_per_line = 9; // the mark comes tenth
+    constexpr std::size_t fields_per_line = 9; // the tenth is the mark of the continuation
     output.put(card.keyword);
     output.put(",");
     put_number(id, output);
@@ -92,38 +93,33 @@ void put_element(const nastran_card& card, unsigned int id, unsigned int pid,
     output.put("\n");
 }
 
-void nastran_write_elements(const dense2D<unsigned int>& connect, const id_list& indices,
-                            const dense1D<int, 8>& types, const id_list& pids,
-                            output_buffer& output) {
+void put_elements(const mesh_to_write& mesh, output_buffer& output) {
     node_list nodes{};
-    for_each_element(connect, indices, types, [&](element_type type, std::size_t c) {
-        const nastran_card& card = nastran_card_of(type);
+    for_each_element(mesh, [&](element_type type, std::size_t c) {
+        const nastran_card& card = nastran_cards[type];
         if (card.keyword.empty()) return;
-        nastran_file_order(card, connect.column(c), nodes);
+        set_nodes(card, mesh.connect.column(c), nodes);
         output.make_room(max_element_size);
-        put_element(card, static_cast<unsigned int>(c) + 1, pids[c], nodes, output);
+        put_element(card, static_cast<unsigned int>(c) + 1, mesh.pids[c], nodes, output);
     });
 }
 
-// Kept: writes that fail go unnoticed, and the end of the text waits in the stream.
-void nastran_write_deck(std::FILE* file, const dense2D<double>& pos,
-                        const dense2D<unsigned int>& connect, const id_list& indices,
-                        const dense1D<int, 8>& types, const id_list& pids) {
+// Kept: failed writes are not reported, and the end of the text stays in the stream's buffer.
+void write_deck(std::FILE* file, const mesh_to_write& mesh) {
     output_buffer output(file);
     output.put(head);
-    nastran_write_nodes(pos, output);
+    put_nodes(mesh.pos, output);
     output.make_room(elements_head.size());
     output.put(elements_head);
-    nastran_write_elements(connect, indices, types, pids, output);
+    put_elements(mesh, output);
     output.make_room(tail.size());
     output.put(tail);
     output.pass_on();
 }
 
-// Copies the rows that the type has to `column` and the columns behind it. An array that has less
-// stays out: the absent IDs in its place are refused later.
-void place(const dense2D<unsigned int>& connect, element_type type, std::size_t column,
-           dense2D<unsigned int>& all) {
+// Copies as many rows as the type has nodes to `column` and the columns after it. An array of fewer
+// rows is not copied: the absent IDs in its place are refused by the checks.
+void copy_columns(const id_matrix& connect, element_type type, std::size_t column, id_matrix& all) {
     const std::size_t rows = nbr_nodes(type);
     if (connect.rows() < rows) return;
     for (std::size_t c = 0; c < connect.cols(); ++c) {
@@ -132,13 +128,13 @@ void place(const dense2D<unsigned int>& connect, element_type type, std::size_t 
 }
 
 // Both connectivities as the runs of one array.
-bool join(const dense2D<unsigned int>& connect1, const dense2D<unsigned int>& connect2,
-          element_type type1, element_type type2, dense2D<unsigned int>& all, element_runs& runs) {
+bool join(const id_matrix& connect1, const id_matrix& connect2, element_type type1,
+          element_type type2, id_matrix& all, element_runs& runs) {
     const std::size_t cols1 = connect1.cols();
     const std::size_t cols = cols1 + connect2.cols();
     if (!all.resize(std::max(nbr_nodes(type1), nbr_nodes(type2)), cols, no_id)) return false;
-    place(connect1, type1, 0, all);
-    place(connect2, type2, cols1, all);
+    copy_columns(connect1, type1, 0, all);
+    copy_columns(connect2, type2, cols1, all);
     return make_single_run(cols1, type1, runs) &&
            runs.indices.push_back(static_cast<unsigned int>(cols)) && runs.types.push_back(type2) &&
            runs.pids.push_back_n(2, connect2.cols());
@@ -146,48 +142,46 @@ bool join(const dense2D<unsigned int>& connect1, const dense2D<unsigned int>& co
 
 } // namespace
 
-int NASTRAN_output(std::FILE* file, const dense2D<double>& pos,
-                   const dense2D<unsigned int>& connect, const id_list& indices,
-                   const dense1D<int, 8>& types, const id_list& pids) {
+int NASTRAN_output(std::FILE* file, const dense2D<double>& pos, const id_matrix& connect,
+                   const id_list& indices, const type_list& types, const id_list& pids) {
     if (!is_usable(file)) return -1;
-    const int result = check_runs(pos, connect, indices, types, pids);
-    if (result == 0) nastran_write_deck(file, pos, connect, indices, types, pids);
+    const mesh_to_write mesh{pos, connect, indices, types, pids};
+    const int result = check_runs(mesh);
+    if (result == 0) write_deck(file, mesh);
     return result;
 }
 
-int NASTRAN_output(std::FILE* file, const dense2D<double>& pos,
-                   const dense2D<unsigned int>& connect, element_type type) {
+int NASTRAN_output(std::FILE* file, const dense2D<double>& pos, const id_matrix& connect,
+                   element_type type) {
     if (!is_usable(file)) return -1;
     element_runs runs;
     if (!make_single_run(connect.cols(), type, runs)) return -199;
     return NASTRAN_output(file, pos, connect, runs.indices, runs.types, runs.pids);
 }
 
-int NASTRAN_output(std::FILE* file, const dense2D<double>& pos,
-                   const dense2D<unsigned int>& connect1, const dense2D<unsigned int>& connect2,
-                   element_type type1, element_type type2) {
+int NASTRAN_output(std::FILE* file, const dense2D<double>& pos, const id_matrix& connect1,
+                   const id_matrix& connect2, element_type type1, element_type type2) {
     if (!is_usable(file)) return -1;
-    dense2D<unsigned int> all;
+    id_matrix all;
     element_runs runs;
     if (!join(connect1, connect2, type1, type2, all, runs)) return -199;
     return NASTRAN_output(file, pos, all, runs.indices, runs.types, runs.pids);
 }
 
-int NASTRAN_output(const char* filename, const dense2D<double>& pos,
-                   const dense2D<unsigned int>& connect, const id_list& indices,
-                   const dense1D<int, 8>& types, const id_list& pids) {
-    return NASTRAN_output(open_for_good(filename, "wt"), pos, connect, indices, types, pids);
+int NASTRAN_output(const char* filename, const dense2D<double>& pos, const id_matrix& connect,
+                   const id_list& indices, const type_list& types, const id_list& pids) {
+    return NASTRAN_output(open_without_closing(filename, "wt"), pos, connect, indices, types, pids);
 }
 
-int NASTRAN_output(const char* filename, const dense2D<double>& pos,
-                   const dense2D<unsigned int>& connect, element_type type) {
-    return NASTRAN_output(open_for_good(filename, "wt"), pos, connect, type);
+int NASTRAN_output(const char* filename, const dense2D<double>& pos, const id_matrix& connect,
+                   element_type type) {
+    return NASTRAN_output(open_without_closing(filename, "wt"), pos, connect, type);
 }
 
-int NASTRAN_output(const char* filename, const dense2D<double>& pos,
-                   const dense2D<unsigned int>& connect1, const dense2D<unsigned int>& connect2,
-                   element_type type1, element_type type2) {
-    return NASTRAN_output(open_for_good(filename, "wt"), pos, connect1, connect2, type1, type2);
+int NASTRAN_output(const char* filename, const dense2D<double>& pos, const id_matrix& connect1,
+                   const id_matrix& connect2, element_type type1, element_type type2) {
+    return NASTRAN_output(open_without_closing(filename, "wt"), pos, connect1, connect2, type1,
+                          type2);
 }
 
 } // namespace kv7::tessmaker

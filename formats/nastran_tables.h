@@ -1,5 +1,5 @@
-// The cards of NASTRAN bulk data: where their fields stand, what they are called, and in which
-// order they list the nodes of an element.
+// The cards of NASTRAN bulk data: columns of their fields, keywords, and the order in which they
+// list the nodes of an element.
 #ifndef TESSMAKER_FORMATS_NASTRAN_TABLES_H
 #define TESSMAKER_FORMATS_NASTRAN_TABLES_H
 
@@ -8,11 +8,13 @@
 #include <cstdint>
 #include <string_view>
 
+#include "core/type_table.h"
 #include "tessmaker/element_type.h"
 
 namespace kv7::tessmaker {
 
-// Lines of fixed fields: a keyword, data fields, and a field for the mark of a continuation.
+// A line of fixed fields: a keyword, data fields, and a field for the mark that announces a
+// continuation.
 struct nastran_layout {
     std::size_t nbr_fields;
     std::size_t field_width;
@@ -23,7 +25,7 @@ inline constexpr nastran_layout nastran_large_fields{4, 16, '*'};
 inline constexpr std::size_t nastran_keyword_width = 8;
 inline constexpr std::size_t nastran_mark_column = 72;
 
-// A token of free fields has no more characters than these.
+// The most characters of a token in free fields.
 inline constexpr std::size_t nastran_token_size = 8;
 
 // A keyword, up to 8 characters, as one number.
@@ -33,8 +35,8 @@ constexpr std::uint64_t nastran_packed(std::string_view keyword) {
     return result;
 }
 
-// What is read, by its keyword, the frequent ones first. More nodes than the type has make it a
-// type of second order.
+// The keywords that are read, frequent ones first, with the type that they stand for. On a card of
+// more nodes the type is the quadratic one of that shape.
 struct nastran_keyword {
     std::uint64_t name;
     element_type type;
@@ -55,7 +57,7 @@ inline constexpr std::array<nastran_keyword, 26> nastran_keywords{{
     {nastran_packed("TRIA6"), ET_TRIA6},   {nastran_packed("QUAD8"), ET_QUAD8},
 }};
 
-// The largest card that is read has so many nodes.
+// The most nodes of a card that is read.
 inline constexpr std::size_t nastran_max_nodes = 20;
 
 // A node order: on input `node[i]` of the element is `card[order[i]]`, on output `card[i]` is
@@ -66,12 +68,12 @@ inline constexpr nastran_order nastran_straight{0,  1,  2,  3,  4,  5,  6,  7,  
                                                 10, 11, 12, 13, 14, 15, 16, 17, 18, 19};
 inline constexpr nastran_order nastran_tria6_input{0, 1, 2, 4, 5, 3};
 inline constexpr nastran_order nastran_tria6_output{0, 1, 2, 5, 3, 4};
-// These are their own inverse, and serve both ways.
+// These are their own inverses, and serve input and output.
 inline constexpr nastran_order nastran_tetra4{0, 2, 1, 3};
 inline constexpr nastran_order nastran_tetra10{0, 2, 1, 3, 5, 4, 6, 7, 9, 8};
 inline constexpr nastran_order nastran_hexa20{0,  1,  2,  3,  4,  5,  6,  7,  8,  9,
                                               10, 11, 16, 17, 18, 19, 12, 13, 14, 15};
-// Kept: this is not its own inverse, and serves both ways all the same.
+// Kept: serves input and output, though it is not its own inverse.
 inline constexpr nastran_order nastran_penta15{0, 1, 2, 3, 4, 5, 11, 9, 10, 6, 7, 8, 14, 12, 13};
 
 constexpr const nastran_order& nastran_input_order(element_type type) {
@@ -85,45 +87,39 @@ constexpr const nastran_order& nastran_input_order(element_type type) {
     }
 }
 
-// What is written for an element: its keyword, empty for none, and its first nodes in an order.
+// How an element is written: the keyword, and the first `nbr_nodes` nodes in the given order.
+// Elements of a type without a keyword are left out.
 struct nastran_card {
     std::string_view keyword;
-    std::size_t nbr_nodes;
-    const nastran_order* order; // null: see ET_QUAD9
+    std::size_t nbr_nodes = 0;
+    const nastran_order* order = nullptr; // null for ET_QUAD9, too
 };
 
-// By the value of `element_type`.
-inline constexpr std::array<nastran_card, 23> nastran_cards{{
-    {"", 0, nullptr},                     // ET_UNKNOWN
-    {"", 0, nullptr},                     // ET_NODE
-    {"", 0, nullptr},                     // ET_BAR_MIX
-    {"CBAR", 2, &nastran_straight},       // ET_BAR2
-    {"CBAR", 2, &nastran_straight},       // ET_BAR3
-    {"", 0, nullptr},                     // ET_FACE_MIX
-    {"CTRIA3", 3, &nastran_straight},     // ET_TRIA3
-    {"CQUAD4", 4, &nastran_straight},     // ET_QUAD4
-    {"CTRIA6", 6, &nastran_tria6_output}, // ET_TRIA6
-    {"CQUAD8", 8, &nastran_straight},     // ET_QUAD8
-    {"CQUAD8", 9, nullptr},               // ET_QUAD9, kept: nine nodes left over from other cards
-    {"", 0, nullptr},                     // ET_SOLID_MIX
-    {"CTETRA", 4, &nastran_tetra4},       // ET_TETRA4
-    {"CTETRA", 10, &nastran_tetra10},     // ET_TETRA10
-    {"CPYRAM", 5, &nastran_straight},     // ET_PYRA5
-    {"CPYRAM", 13, &nastran_straight},    // ET_PYRA13
-    {"CPYRAM", 13, &nastran_straight},    // ET_PYRA14
-    {"CPENTA", 6, &nastran_straight},     // ET_PENTA6
-    {"CPENTA", 15, &nastran_penta15},     // ET_PENTA15
-    {"CPENTA", 15, &nastran_penta15},     // ET_PENTA18
-    {"CHEXA", 8, &nastran_straight},      // ET_HEXA8
-    {"CHEXA", 20, &nastran_hexa20},       // ET_HEXA20
-    {"CHEXA", 20, &nastran_hexa20},       // ET_HEXA27
+inline constexpr type_table<nastran_card> nastran_cards{{
+    {ET_UNKNOWN, {}},
+    {ET_NODE, {}},
+    {ET_BAR_MIX, {}},
+    {ET_BAR2, {"CBAR", 2, &nastran_straight}},
+    {ET_BAR3, {"CBAR", 2, &nastran_straight}},
+    {ET_FACE_MIX, {}},
+    {ET_TRIA3, {"CTRIA3", 3, &nastran_straight}},
+    {ET_QUAD4, {"CQUAD4", 4, &nastran_straight}},
+    {ET_TRIA6, {"CTRIA6", 6, &nastran_tria6_output}},
+    {ET_QUAD8, {"CQUAD8", 8, &nastran_straight}},
+    {ET_QUAD9, {"CQUAD8", 9, nullptr}}, // kept: repeats the nodes of the card before
+    {ET_SOLID_MIX, {}},
+    {ET_TETRA4, {"CTETRA", 4, &nastran_tetra4}},
+    {ET_TETRA10, {"CTETRA", 10, &nastran_tetra10}},
+    {ET_PYRA5, {"CPYRAM", 5, &nastran_straight}},
+    {ET_PYRA13, {"CPYRAM", 13, &nastran_straight}},
+    {ET_PYRA14, {"CPYRAM", 13, &nastran_straight}},
+    {ET_PENTA6, {"CPENTA", 6, &nastran_straight}},
+    {ET_PENTA15, {"CPENTA", 15, &nastran_penta15}},
+    {ET_PENTA18, {"CPENTA", 15, &nastran_penta15}},
+    {ET_HEXA8, {"CHEXA", 8, &nastran_straight}},
+    {ET_HEXA20, {"CHEXA", 20, &nastran_hexa20}},
+    {ET_HEXA27, {"CHEXA", 20, &nastran_hexa20}},
 }};
-
-// A value that is none of the types has no card.
-constexpr const nastran_card& nastran_card_of(element_type type) {
-    const auto row = static_cast<std::size_t>(type);
-    return nastran_cards[row < nastran_cards.size() ? row : 0];
-}
 
 } // namespace kv7::tessmaker
 

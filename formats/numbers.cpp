@@ -1,43 +1,44 @@
-#include "formats/text_scanning.h"
+#include "formats/numbers.h"
 
-#include <unistd.h>
-
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <system_error>
+
+#include "formats/characters.h"
 
 namespace kv7::tessmaker {
 
 namespace {
 
-// A number taken apart: digits * 10 ^ exponent.
+// The value is digits * 10 ^ exponent.
 struct decimal {
     bool negative = false;
     std::uint64_t digits = 0;
     std::ptrdiff_t nbr_digits = 0;
     std::ptrdiff_t exponent = 0;
 
-    // Takes digits up to the first other character. The first 19 are kept, which fit for certain.
-    const char* take_digits(const char* text) {
+    // Reads digits up to the first other character. Keeps the first 19: 10 ^ 19 is below 2 ^ 64.
+    const char* read_digits(const char* text) {
         for (; is_digit(*text); ++text) {
             if (nbr_digits < 19) digits = 10 * digits + static_cast<std::uint64_t>(*text - '0');
             ++nbr_digits;
         }
         return text;
     }
-    const char* take_fraction(const char* text) {
+    const char* read_fraction(const char* text) {
         const std::ptrdiff_t before = nbr_digits;
-        text = take_digits(text);
+        text = read_digits(text);
         exponent -= nbr_digits - before;
         return text;
     }
-    // Null where no digit follows. Exponents that are far out of range don't count any further.
-    const char* take_exponent(const char* text) {
+    // Null if no digit follows. Stops counting at 10000, far beyond what `is_exact` accepts.
+    const char* read_exponent(const char* text) {
         const bool is_negative = *text == '-';
         if (*text == '-' || *text == '+') ++text;
         if (!is_digit(*text)) return nullptr;
@@ -49,8 +50,8 @@ struct decimal {
         return text;
     }
 
-    // Whether digits and power of ten are exact as doubles, so that one operation on the two is
-    // rounded once.
+    // Whether the digits (up to 2 ^ 53) and the power of ten (up to 10 ^ 22) are exact as doubles:
+    // their product or quotient is then rounded once, and correctly.
     bool is_exact() const {
         return nbr_digits <= 19 && digits <= std::uint64_t{1} << 53 && exponent >= -22 &&
                exponent <= 22;
@@ -76,14 +77,6 @@ double real_of_library(const char* text) {
     return std::strtod(text, nullptr);
 }
 
-// The bytes of this machine's memory, as far as it tells.
-std::uint64_t physical_memory() {
-    const long nbr_pages = sysconf(_SC_PHYS_PAGES);
-    const long page_size = sysconf(_SC_PAGESIZE);
-    if (nbr_pages <= 0 || page_size <= 0) return std::numeric_limits<std::uint64_t>::max();
-    return static_cast<std::uint64_t>(nbr_pages) * static_cast<std::uint64_t>(page_size);
-}
-
 } // namespace
 
 int scan_text(const char* text, const char* format, ...) {
@@ -102,25 +95,17 @@ c_locale_scope::~c_locale_scope() {
     if (c_locale_) freelocale(c_locale_);
 }
 
-bool read_text_line(char* buffer, std::FILE* file) {
-    return std::fgets(buffer, line_buffer_size, file) != nullptr;
-}
-
-void to_lower_line(char* buffer) {
-    for (; *buffer != '\0'; ++buffer) *buffer = to_lower(*buffer);
-}
-
 const char* scan_number(const char* text, double& value) {
     decimal number;
     number.negative = *text == '-';
     if (*text == '+') ++text;
     const char* const begin = text;
     if (number.negative) ++text;
-    text = number.take_digits(text);
-    if (*text == '.') text = number.take_fraction(text + 1);
+    text = number.read_digits(text);
+    if (*text == '.') text = number.read_fraction(text + 1);
     if (number.nbr_digits == 0) return nullptr;
     if (*text == 'e' || *text == 'E') {
-        text = number.take_exponent(text + 1);
+        text = number.read_exponent(text + 1);
         if (!text) return nullptr;
     }
     if (number.is_exact()) {
@@ -129,7 +114,7 @@ const char* scan_number(const char* text, double& value) {
     }
     const auto [end, error] = std::from_chars(begin, text, value);
     if (error == std::errc()) return text;
-    // Out of range, which is either side.
+    // Out of range: too large, or below the smallest double.
     value = real_of_library(begin);
     return std::isfinite(value) ? text : nullptr;
 }
@@ -143,7 +128,7 @@ const char* scan_real(const char* text, double& value) {
     text = skip_spaces(text);
     const char* const stop = scan_number(text, value);
     if (stop && to_lower(*stop) != 'x') return stop;
-    // Hexadecimal, infinite or none, or no number.
+    // Hexadecimal, infinite, not-a-number, or no number at all.
     const c_locale_scope point_is_decimal;
     int size = 0;
     return scan_text(text, "%lf%n", &value, &size) == 1 ? text + size : nullptr;
@@ -177,19 +162,6 @@ double to_real(const char* text) {
     double value = 0.0;
     const char* const stop = scan_number(text, value);
     return stop && to_lower(*stop) != 'x' ? value : real_of_library(text);
-}
-
-bool place_by_id(dense2D<double>& pos, unsigned int id) {
-    const std::uint64_t k = std::uint64_t{id} - 1;
-    const std::size_t ld = pos.empty() ? 3 : pos.ld();
-    if (k >= pos.capacity() / ld) {
-        // One absurd number must not take all memory: systems hand out more than they have.
-        static const std::uint64_t memory = physical_memory();
-        const std::uint64_t nbr_columns = std::bit_ceil(k + 1);
-        if (nbr_columns > memory / (ld * sizeof(double))) return false;
-        if (!pos.reserve(3, nbr_columns, 1)) return false;
-    }
-    return k < pos.cols() || pos.resize(3, id, 0.0);
 }
 
 } // namespace kv7::tessmaker

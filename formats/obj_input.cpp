@@ -6,7 +6,10 @@
 #include <limits>
 #include <vector>
 
-#include "formats/text_scanning.h"
+#include "formats/characters.h"
+#include "formats/growing_arrays.h"
+#include "formats/numbers.h"
+#include "formats/streams.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -15,12 +18,12 @@ namespace {
 
 constexpr int bad_line = -2;
 
-// The lines of a file, many at a time, each ending in '\n'. There is no limit to their length.
+// Reads a file in blocks of whole lines, each line ending in '\n'. Lines may have any length.
 class line_blocks {
 public:
     explicit line_blocks(std::FILE* file) : file_(file), text_(block_size) {}
 
-    // Reads on. False when no lines are left.
+    // Reads the next block. False when no lines are left.
     bool next() {
         if (is_at_end_) return false;
         size_ = static_cast<std::size_t>(
@@ -36,8 +39,8 @@ public:
 
     const char* begin() const { return text_.data(); }
     const char* end() const { return text_.data() + lines_end_; }
-    // Whether the last line of these is the last of the file, and '\n' has been added to it.
-    bool is_open() const { return is_open_; }
+    // Whether the last line of the block ends the file without a '\n', which has been added.
+    bool lacks_line_end() const { return lacks_line_end_; }
 
 private:
     static constexpr std::size_t block_size = std::size_t{1} << 18;
@@ -54,14 +57,14 @@ private:
         while (end != 0 && text_[end - 1] != '\n') --end;
         return end;
     }
-    // The last lines. One that an error cut off is none.
+    // Gives out the last lines; without the last one if an error cut it off.
     bool finish() {
         is_at_end_ = true;
         lines_end_ = find_lines_end();
         if (lines_end_ != size_ && !std::ferror(file_)) {
             text_[size_] = '\n';
             lines_end_ = size_ + 1;
-            is_open_ = true;
+            lacks_line_end_ = true;
         }
         return lines_end_ != 0;
     }
@@ -71,10 +74,10 @@ private:
     std::size_t size_ = 0;
     std::size_t lines_end_ = 0;
     bool is_at_end_ = false;
-    bool is_open_ = false;
+    bool lacks_line_end_ = false;
 };
 
-// Within a line, whose end is no blank but no part of a word either.
+// Within a line: `skip_blanks` stops at the end of the line, and a word ends there.
 const char* skip_blanks(const char* text) {
     while (is_space(*text) && *text != '\n') ++text;
     return text;
@@ -84,8 +87,7 @@ const char* skip_rest_of_word(const char* text) {
     return text;
 }
 
-// Reads up to `most` numbers, which may follow each other without a blank. Returns how many there
-// are before anything else stands there.
+// Reads up to `most` numbers, with or without blanks between them, and returns how many there are.
 std::size_t read_numbers(const char*& text, double* values, std::size_t most) {
     for (std::size_t n = 0; n < most; ++n) {
         const char* const end = scan_number(skip_blanks(text), values[n]);
@@ -95,7 +97,7 @@ std::size_t read_numbers(const char*& text, double* values, std::size_t most) {
     return most;
 }
 
-// As `>>` of a stream reads an `int`. Null where none stands there or it is out of range.
+// Reads an `int` as `>>` of a stream does. Null if there is none or it is out of range.
 const char* scan_int(const char* text, int& value) {
     const bool is_negative = *text == '-';
     if (*text == '-' || *text == '+') ++text;
@@ -111,10 +113,10 @@ const char* scan_int(const char* text, int& value) {
     return text;
 }
 
-// What a corner names, in this order.
+// The parts of a corner, in the order of the file.
 enum part : std::size_t { vertex, texture, normal };
 
-// The numbers of a face: the first vertices, the count of all.
+// The first vertices of a face, and the count of each part over all corners.
 struct face_numbers {
     static constexpr std::size_t most_vertices = 4;
 
@@ -127,8 +129,8 @@ struct face_numbers {
     }
 };
 
-// Reads a part of a corner and the slash behind it. One that is no number ends the corner, without
-// an error. Null when other text follows the number.
+// Reads a part of a corner and the following slash. A part that is not a number ends the corner,
+// without an error. Null when other text follows the number.
 const char* read_part(const char* text, part p, face_numbers& face) {
     if (is_space(*text)) return text;
     if (*text == '/') return text + 1;
@@ -140,7 +142,7 @@ const char* read_part(const char* text, part p, face_numbers& face) {
     return *end == '/' ? end + 1 : nullptr;
 }
 
-// What stands behind a third slash is skipped.
+// Text after a third slash is skipped.
 const char* read_corner(const char* text, face_numbers& face) {
     for (const part p : {vertex, texture, normal}) {
         text = read_part(text, p, face);
@@ -149,7 +151,7 @@ const char* read_corner(const char* text, face_numbers& face) {
     return skip_rest_of_word(text);
 }
 
-// Up to the end of the line. Null when a corner is bad.
+// Reads the corners up to the end of the line. Null when one is bad.
 const char* read_corners(const char* text, face_numbers& face) {
     while (text && *(text = skip_blanks(text)) != '\n') text = read_corner(text, face);
     return text;
@@ -166,7 +168,7 @@ public:
         line_blocks blocks(file);
         while (blocks.next()) {
             for (const char* line = blocks.begin(); line != blocks.end();) {
-                line = read_line(line, blocks.is_open() ? blocks.end() : nullptr);
+                line = read_line(line, blocks.lacks_line_end() ? blocks.end() : nullptr);
                 if (!line) return bad_line;
                 line = static_cast<const char*>(
                            std::memchr(line, '\n', static_cast<std::size_t>(blocks.end() - line))) +
@@ -177,8 +179,8 @@ public:
     }
 
 private:
-    // Returns a place up to the end of the line, null when it is bad. `open_end` is the end of a
-    // last line without an ending.
+    // Returns how far the line was read, or null when it is bad. `open_end` is the end of the block
+    // if its last line had no line ending, else null.
     const char* read_line(const char* line, const char* open_end) {
         const char* const word = skip_blanks(line);
         if (*word == 'v') {
@@ -213,7 +215,7 @@ private:
         return text;
     }
 
-    // Kept: a face on a last line without an ending is checked and not stored.
+    // Kept: on a last line without a line ending a face is checked, but not stored.
     const char* read_face(const char* text, const char* open_end) {
         if (*text == '\n') return nullptr;
         face_numbers face;
@@ -231,7 +233,7 @@ private:
         for (std::size_t i = 0; i < nbr_vertices; ++i) ids[i] = node_ID(face.vertices[i]);
         append_column(ids, nbr_vertices, nbr_vertices == 3 ? connect_tri_ : connect_quad_);
     }
-    // Kept: 0 names the vertex that comes next, and negative numbers wrap around.
+    // Kept: 0 is the vertex that will be read next, and negative numbers wrap around.
     unsigned int node_ID(int number) const {
         return number == 0 ? static_cast<unsigned int>(pos_.cols())
                            : static_cast<unsigned int>(number) - 1;

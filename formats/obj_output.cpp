@@ -7,7 +7,7 @@
 #include "core/element_table.h"
 #include "core/ids.h"
 #include "formats/output_buffer.h"
-#include "formats/text_scanning.h"
+#include "formats/streams.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/formats.h"
 
@@ -15,7 +15,7 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Faces to be written. Types other than ET_TRIA3 and ET_QUAD4 are passed over.
+// Faces to be written. Types other than ET_TRIA3 and ET_QUAD4 are left out.
 struct typed_faces {
     const dense2D<unsigned int>& connect;
     element_type type;
@@ -33,7 +33,7 @@ bool check_faces(const face_arrays& faces, element_type type) {
     return true;
 }
 
-// A line for each column. Columns that are too short get zeros.
+// Writes a line for each column, with zeros for rows that the array doesn't have.
 void write_numbers(std::string_view keyword, const dense2D<double>& array, std::size_t nbr_numbers,
                    output_buffer& output) {
     constexpr int precision = 12;
@@ -50,7 +50,7 @@ void write_numbers(std::string_view keyword, const dense2D<double>& array, std::
     }
 }
 
-// A corner names its vertex and, by the same number, its texture and its normal.
+// How a corner is written: its vertex and, by the same number, its texture and its normal.
 class corner_form {
 public:
     corner_form(bool has_textures, bool has_normals)
@@ -87,9 +87,9 @@ void write_faces(const dense2D<unsigned int>& connect, const corner_form& form,
     }
 }
 
-// Kept: whether all was written is not looked at.
-void obj_write(std::FILE* file, const dense2D<double>& pos, const dense2D<double>& normals,
-               const dense2D<double>& textures, const face_arrays& faces) {
+// Kept: failed writes are not reported.
+void write_mesh(std::FILE* file, const dense2D<double>& pos, const dense2D<double>& normals,
+                const dense2D<double>& textures, const face_arrays& faces) {
     output_buffer output(file);
     write_numbers("v ", pos, 3, output);
     write_numbers("vt ", textures, 2, output);
@@ -103,7 +103,7 @@ void obj_write(std::FILE* file, const dense2D<double>& pos, const dense2D<double
     output.pass_on();
 }
 
-int obj_output(const char* filename, const dense2D<double>& pos, const dense2D<double>& normals,
+int write_file(const char* filename, const dense2D<double>& pos, const dense2D<double>& normals,
                const dense2D<double>& textures, const face_arrays& faces) {
     const opened_file file{filename, "wt"};
     if (!file) return -1;
@@ -112,7 +112,7 @@ int obj_output(const char* filename, const dense2D<double>& pos, const dense2D<d
     if (!has_shape(textures, 2, pos.cols())) return -4;
     if (!check_faces(faces, ET_TRIA3)) return -5;
     if (!check_faces(faces, ET_QUAD4)) return -6;
-    obj_write(file.get(), pos, normals, textures, faces);
+    write_mesh(file.get(), pos, normals, textures, faces);
     return 0;
 }
 
@@ -122,7 +122,7 @@ int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos,
                         const dense2D<double>& normals, const dense2D<double>& textures,
                         const dense2D<unsigned int>& connect_tri,
                         const dense2D<unsigned int>& connect_quad) {
-    return obj_output(filename, pos, normals, textures,
+    return write_file(filename, pos, normals, textures,
                       {{connect_tri, ET_TRIA3}, {connect_quad, ET_QUAD4}});
 }
 
@@ -130,12 +130,12 @@ int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos,
                         const dense2D<unsigned int>& connect1,
                         const dense2D<unsigned int>& connect2, element_type type1,
                         element_type type2) {
-    return obj_output(filename, pos, {}, {}, {{connect1, type1}, {connect2, type2}});
+    return write_file(filename, pos, {}, {}, {{connect1, type1}, {connect2, type2}});
 }
 
 int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos,
                         const dense2D<unsigned int>& connect, element_type type) {
-    return obj_output(filename, pos, {}, {}, {{connect, type}});
+    return write_file(filename, pos, {}, {}, {{connect, type}});
 }
 
 } // namespace kv7::tessmaker

@@ -13,16 +13,15 @@
 
 namespace kv7::tessmaker {
 
-// What is put in reaches the stream with `pass_on` or `flush` at the latest. The caller makes room
-// before it puts anything.
+// Call `make_room` before putting anything, and `pass_on` or `flush` at the end.
 class output_buffer {
 public:
     explicit output_buffer(std::FILE* file) : file_(file) {}
     output_buffer(const output_buffer&) = delete;
     output_buffer& operator=(const output_buffer&) = delete;
 
-    // Makes room for `size` characters, at most `capacity`. False when the stream refuses what was
-    // there before.
+    // Makes room for `size` characters, at most `capacity`, by writing what the buffer holds to the
+    // stream if need be. False when the stream fails.
     bool make_room(std::size_t size) { return capacity - size_ >= size || pass_on(); }
 
     void put(std::string_view text) {
@@ -46,7 +45,7 @@ public:
         std::transform(begin, end(), begin,
                        [](char c) { return c >= 'a' ? static_cast<char>(c - 'a' + 'A') : c; });
     }
-    // What `put` puts, with blanks ahead that make it at least `width` characters long.
+    // Calls `put` and fills what it has put up to `width` characters, with blanks on the left.
     template <class Put> void put_right(std::size_t width, const Put& put) {
         char* const begin = end();
         put();
@@ -79,13 +78,13 @@ public:
     }
     void put_little_endian(float value) { put_little_endian(std::bit_cast<std::uint32_t>(value)); }
 
-    // Whether everything has reached the stream, which may hold it back still.
+    // Writes what the buffer holds to the stream, which may buffer it in turn. False when it fails.
     bool pass_on() {
         const std::size_t size = size_;
         size_ = 0;
         return std::fwrite(data_, 1, size, file_) == size;
     }
-    // Whether everything has reached the system.
+    // As `pass_on`, and flushes the stream.
     bool flush() { return pass_on() && std::fflush(file_) == 0; }
 
     static constexpr std::size_t capacity = 1 << 15;
@@ -96,7 +95,8 @@ private:
     char* end() { return data_ + size_; }
     char* limit() { return data_ + capacity; }
     void take(std::to_chars_result result) {
-        // There is room; compilers that follow the other case see writes behind the end.
+        // Always true, since there is room; without the test compilers warn of writes beyond the
+        // end.
         if (result.ec == std::errc()) size_ = static_cast<std::size_t>(result.ptr - data_);
     }
 

@@ -10,8 +10,10 @@
 #include "core/element_table.h"
 #include "core/ids.h"
 #include "core/small_vectors.h"
+#include "formats/line_reader.h"
+#include "formats/numbers.h"
 #include "formats/stl_weld.h"
-#include "formats/text_scanning.h"
+#include "formats/streams.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -28,7 +30,8 @@ constexpr double no_height = std::numeric_limits<double>::max();
 
 double square(const vector<3>& v) { return dot(v, v); }
 
-// The squared height of the triangle over corner `a`, from the nearer of the two others.
+// The squared height of corner `a` over the opposite edge, computed from the nearer of the other
+// two corners.
 double height2(const double* a, const double* b, const double* c) {
     const bool b_is_near = square(difference<3>(a, b)) <= square(difference<3>(a, c));
     const double* const near = b_is_near ? b : c;
@@ -49,16 +52,17 @@ double triangle_min_height2(const double* corners) {
     return result;
 }
 
-// Facets in file order, each with three nodes of its own at the end of `pos`, and the smallest
-// height met that isn't 0.
+// Appends facets to `pos` in file order, each with three nodes of its own, and keeps the smallest
+// height that isn't 0.
 class triangle_soup {
 public:
     explicit triangle_soup(dense2D<double>& pos) : pos_(pos) {}
 
-    // Makes room in advance, if memory allows.
-    void expect(std::size_t nbr_facets) { pos_.reserve(3, 3 * nbr_facets, 1); }
+    // Reserves room if memory allows.
+    void reserve(std::size_t nbr_facets) { pos_.reserve(3, 3 * nbr_facets, 1); }
 
-    // The coordinates of `n` more facets, 9 for each; null when memory fails or IDs run out.
+    // Adds `n` facets. Returns their coordinates, 9 for each, to be set; null when memory fails or
+    // IDs run out.
     double* add(std::size_t n) {
         const std::size_t cols = pos_.cols();
         if (n > (max_nodes - cols) / 3) return nullptr;
@@ -88,9 +92,10 @@ int number_and_weld(const triangle_soup& soup, dense2D<double>& pos,
     return soup.has_height() ? stl_weld(0.05 * soup.min_height(), pos, connect) : 0;
 }
 
-// Turns the soup that has been read into a mesh. A soup without any height stays as it is.
-int finish(int read_result, const triangle_soup& soup, dense2D<double>& pos,
-           dense2D<unsigned int>& connect) {
+// Turns the soup that has been read into a mesh; after a failure the mesh is empty. A soup of
+// degenerate facets only is not welded.
+int make_mesh(int read_result, const triangle_soup& soup, dense2D<double>& pos,
+              dense2D<unsigned int>& connect) {
     const int result = read_result < 0 ? read_result : number_and_weld(soup, pos, connect);
     if (result < 0) {
         pos.clear();
@@ -99,27 +104,27 @@ int finish(int read_result, const triangle_soup& soup, dense2D<double>& pos,
     return result;
 }
 
-// The lines of a text file. Each is looked at as it is, for the forms that nearly all lines have,
-// and only if it has another form in lower case, word by word.
-class line_reader {
+// Reads the lines of a text file and knows their grammar. The usual spellings are recognised
+// directly; only a line that is spelled otherwise is turned to lower case and searched.
+class facet_reader {
 public:
-    explicit line_reader(std::FILE* file) : file_(file) {}
+    explicit facet_reader(std::FILE* file) : lines_(file) {}
 
     bool next() {
         is_lower_ = false;
-        return read_text_line(line_, file_);
+        return lines_.next();
     }
 
     bool contains(const char* word) {
-        if (skip_word(skip_spaces(line_), word)) return true;
+        if (skip_word(skip_spaces(lines_.text()), word)) return true;
         make_lower();
-        return std::strstr(line_, word) != nullptr;
+        return std::strstr(lines_.text(), word) != nullptr;
     }
     bool next_contains(const char* word) { return next() && contains(word); }
 
-    // Whether the line is a facet's first and nothing else.
+    // Whether the line is the first of a facet and holds nothing else.
     bool is_plain_facet() const {
-        const char* end = skip_word(skip_spaces(line_), "facet");
+        const char* end = skip_word(skip_spaces(lines_.text()), "facet");
         if (end) end = skip_word(skip_spaces(end), "normal");
         double normal[3];
         if (end) end = scan_decimals(end, normal, 3);
@@ -130,32 +135,32 @@ public:
         make_lower();
         const c_locale_scope point_is_decimal;
         double normal[3];
-        return scan_text(line_, " facet normal %lg %lg %lg\n", &normal[0], &normal[1],
+        return scan_text(lines_.text(), " facet normal %lg %lg %lg\n", &normal[0], &normal[1],
                          &normal[2]) == 3;
     }
 
     bool next_vertex(double* corner) {
         if (!next()) return false;
-        const char* const numbers = skip_word(skip_spaces(line_), "vertex");
+        const char* const numbers = skip_word(skip_spaces(lines_.text()), "vertex");
         if (numbers && scan_decimals(numbers, corner, 3)) return true;
         make_lower();
         const c_locale_scope point_is_decimal;
-        return scan_text(line_, " vertex %lg %lg %lg\n", corner, corner + 1, corner + 2) == 3;
+        return scan_text(lines_.text(), " vertex %lg %lg %lg\n", corner, corner + 1, corner + 2) ==
+               3;
     }
 
 private:
     void make_lower() {
-        if (!is_lower_) to_lower_line(line_);
+        if (!is_lower_) lines_.make_lower();
         is_lower_ = true;
     }
 
-    std::FILE* file_;
-    char line_[line_buffer_size];
+    line_reader lines_;
     bool is_lower_ = false;
 };
 
 // Reads what follows the first line of a facet.
-int read_text_facet(line_reader& reader, triangle_soup& soup) {
+int read_text_facet(facet_reader& reader, triangle_soup& soup) {
     if (!reader.next_contains("outer loop")) return broken_rest;
     double corners[9];
     for (double* corner = corners; corner != corners + 9; corner += 3) {
@@ -171,15 +176,15 @@ int read_text_facet(line_reader& reader, triangle_soup& soup) {
 
 // Reads all solids up to the end of the file.
 int read_text_solids(std::FILE* file, triangle_soup& soup) {
-    line_reader reader(file);
+    facet_reader reader(file);
     if (!reader.next_contains("solid")) return no_start;
     while (reader.next()) {
         if (!reader.is_plain_facet()) {
-            // Kept: "color" comes first; a line with both words is a color.
+            // Kept: a line with "color" is skipped, even if it has "endsolid" as well.
             if (reader.contains("color")) continue;
             if (reader.contains("endsolid")) {
                 if (!reader.next()) return 0;
-                // Kept: without a new `solid`, facets go on behind an `endsolid`.
+                // Kept: after `endsolid` facets may follow without a new `solid`.
                 if (reader.contains("solid")) continue;
             }
             if (!reader.is_facet()) return broken_rest;
@@ -190,9 +195,9 @@ int read_text_solids(std::FILE* file, triangle_soup& soup) {
     return broken_rest;
 }
 
-int stl_read_text(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect) {
+int read_text(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect) {
     triangle_soup soup(pos);
-    return finish(read_text_solids(file, soup), soup, pos, connect);
+    return make_mesh(read_text_solids(file, soup), soup, pos, connect);
 }
 
 std::uint32_t little_endian(const unsigned char* bytes) {
@@ -200,7 +205,7 @@ std::uint32_t little_endian(const unsigned char* bytes) {
            std::uint32_t{bytes[3]} << 24;
 }
 
-// The number of bytes up to the end of a file, where it can be found out.
+// The number of bytes up to the end of the file; 0 for pipes and the like.
 std::size_t nbr_bytes_left(std::FILE* file) {
     const long here = std::ftell(file);
     if (here < 0 || std::fseek(file, 0, SEEK_END) != 0) return 0;
@@ -221,8 +226,8 @@ int read_binary_facets(std::FILE* file, triangle_soup& soup) {
     if (std::fread(count, 1, 4, file) < 4) return broken_rest;
     const auto nbr_facets = static_cast<std::int32_t>(little_endian(count));
     std::size_t nbr_left = nbr_facets > 0 ? static_cast<std::size_t>(nbr_facets) : 0;
-    // The count alone isn't trusted.
-    soup.expect(std::min(nbr_left, nbr_bytes_left(file) / record_size));
+    // The count may be wrong: reserve for no more facets than the file can hold.
+    soup.reserve(std::min(nbr_left, nbr_bytes_left(file) / record_size));
 
     unsigned char block[block_size * record_size];
     while (nbr_left > 0) {
@@ -242,9 +247,9 @@ int read_binary_facets(std::FILE* file, triangle_soup& soup) {
     return 0;
 }
 
-int stl_read_binary(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect) {
+int read_binary(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect) {
     triangle_soup soup(pos);
-    return finish(read_binary_facets(file, soup), soup, pos, connect);
+    return make_mesh(read_binary_facets(file, soup), soup, pos, connect);
 }
 
 // Whether a failed text attempt is to be followed by a binary one.
@@ -258,10 +263,10 @@ int STL_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& conn
     if (!is_usable(file)) return bad_stream;
     std::fpos_t start;
     const bool can_return = std::fgetpos(file, &start) == 0;
-    const int result = stl_read_text(file, pos, connect);
+    const int result = read_text(file, pos, connect);
     if (!may_be_binary(result)) return result;
     if (!can_return || std::fsetpos(file, &start) != 0) return result;
-    return stl_read_binary(file, pos, connect);
+    return read_binary(file, pos, connect);
 }
 
 int STL_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect) {
@@ -269,11 +274,11 @@ int STL_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>&
     connect.clear();
     int result = bad_stream;
     if (const opened_file file{filename, "rt"}) {
-        result = stl_read_text(file.get(), pos, connect);
+        result = read_text(file.get(), pos, connect);
         if (!may_be_binary(result)) return result;
     }
     const opened_file file{filename, "rb"};
-    return file ? stl_read_binary(file.get(), pos, connect) : result;
+    return file ? read_binary(file.get(), pos, connect) : result;
 }
 
 } // namespace kv7::tessmaker

@@ -8,7 +8,7 @@
 #include "core/ids.h"
 #include "core/small_vectors.h"
 #include "formats/output_buffer.h"
-#include "formats/text_scanning.h"
+#include "formats/streams.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/formats.h"
 
@@ -17,7 +17,7 @@ namespace kv7::tessmaker {
 namespace {
 
 // The unit normal, from the two shorter sides; zero for a degenerate triangle.
-vector<3> stl_facet_normal(const double* a, const double* b, const double* c) {
+vector<3> facet_normal(const double* a, const double* b, const double* c) {
     const vector<3> u = difference<3>(a, c);
     const vector<3> v = difference<3>(b, c);
     const vector<3> w = difference<3>(b, a);
@@ -39,7 +39,7 @@ facet facet_at(const dense2D<double>& pos, const unsigned int* ids) {
     const double* const a = pos.column(ids[0]);
     const double* const b = pos.column(ids[1]);
     const double* const c = pos.column(ids[2]);
-    return {{a, b, c}, stl_facet_normal(a, b, c)};
+    return {{a, b, c}, facet_normal(a, b, c)};
 }
 
 void put_text(const double* numbers, output_buffer& output) {
@@ -61,8 +61,7 @@ void put_text(const facet& f, output_buffer& output) {
                "   endfacet\n");
 }
 
-bool stl_write_text(std::FILE* file, const dense2D<double>& pos,
-                    const dense2D<unsigned int>& connect) {
+bool write_text(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect) {
     constexpr std::size_t words_size = 120; // the words of a facet, and of a solid
     constexpr std::size_t number_size = output_buffer::scientific_size + 6;
     constexpr std::size_t facet_size = words_size + 12 * (number_size + 1);
@@ -86,8 +85,8 @@ void put_binary(const facet& f, output_buffer& output) {
     output.put({"\0\0", 2}); // attributes
 }
 
-bool stl_write_binary(std::FILE* file, const dense2D<double>& pos,
-                      const dense2D<unsigned int>& connect) {
+bool write_binary(std::FILE* file, const dense2D<double>& pos,
+                  const dense2D<unsigned int>& connect) {
     constexpr char header[80] = "KV7 STL Binary";
     constexpr std::size_t facet_size = 50;
     output_buffer output(file);
@@ -107,8 +106,7 @@ int STL_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsign
     if (!is_usable(file)) return -1;
     if (!pos.empty() && pos.rows() != 3) return -2;
     if (!check_IDs(connect, ET_TRIA3, id_limit(pos))) return -3;
-    const bool written =
-        text ? stl_write_text(file, pos, connect) : stl_write_binary(file, pos, connect);
+    const bool written = text ? write_text(file, pos, connect) : write_binary(file, pos, connect);
     return written ? 0 : -1;
 }
 

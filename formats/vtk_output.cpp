@@ -6,67 +6,45 @@
 
 #include "core/coordinates.h"
 #include "core/ids.h"
+#include "core/type_table.h"
 #include "formats/output_buffer.h"
 #include "formats/split_by_type.h"
-#include "formats/text_scanning.h"
+#include "formats/streams.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
 
 namespace {
 
-// The cell of the linear type: VTK's number, and the places of its nodes. Types without nodes have
-// no cell.
-struct vtk_cell {
-    unsigned int number = 0;
+// The cell that holds the corners of an element: VTK's cell type, and the order of the nodes. Types
+// without nodes have no cell, and can't be written.
+struct linear_cell {
+    unsigned int cell_type = 0;
     unsigned int nbr_nodes = 0;
     std::array<unsigned char, 8> nodes{};
 };
 
-constexpr vtk_cell vtk_line{3, 2, {0, 1}};
-constexpr vtk_cell vtk_triangle{5, 3, {0, 1, 2}};
-constexpr vtk_cell vtk_quad{9, 4, {0, 1, 2, 3}};
-constexpr vtk_cell vtk_tetra{10, 4, {0, 1, 3, 2}};
-constexpr vtk_cell vtk_pyramid{14, 5, {0, 1, 2, 3, 4}};
-constexpr vtk_cell vtk_wedge{13, 6, {0, 1, 2, 3, 4, 5}};
-constexpr vtk_cell vtk_hexahedron{12, 8, {0, 1, 2, 3, 4, 5, 6, 7}};
-constexpr unsigned int vtk_poly_vertex = 2; // a set of points, the nodes that the cell leaves
+constexpr linear_cell line{3, 2, {0, 1}};
+constexpr linear_cell triangle{5, 3, {0, 1, 2}};
+constexpr linear_cell quad{9, 4, {0, 1, 2, 3}};
+constexpr linear_cell tetra{10, 4, {0, 1, 3, 2}};
+constexpr linear_cell pyramid{14, 5, {0, 1, 2, 3, 4}};
+constexpr linear_cell wedge{13, 6, {0, 1, 2, 3, 4, 5}};
+constexpr linear_cell hexahedron{12, 8, {0, 1, 2, 3, 4, 5, 6, 7}};
+// The cell type of a set of points: the nodes of an element that are not in its linear cell.
+constexpr unsigned int poly_vertex = 2;
 
-// By the value of `element_type`.
-constexpr std::array<vtk_cell, 23> vtk_cells{{
-    {},             // ET_UNKNOWN
-    {},             // ET_NODE
-    {},             // ET_BAR_MIX
-    vtk_line,       // ET_BAR2
-    vtk_line,       // ET_BAR3
-    {},             // ET_FACE_MIX
-    vtk_triangle,   // ET_TRIA3
-    vtk_quad,       // ET_QUAD4
-    vtk_triangle,   // ET_TRIA6
-    vtk_quad,       // ET_QUAD8
-    vtk_quad,       // ET_QUAD9
-    {},             // ET_SOLID_MIX
-    vtk_tetra,      // ET_TETRA4
-    vtk_tetra,      // ET_TETRA10
-    vtk_pyramid,    // ET_PYRA5
-    {},             // ET_PYRA13
-    vtk_pyramid,    // ET_PYRA14
-    vtk_wedge,      // ET_PENTA6
-    {},             // ET_PENTA15
-    vtk_wedge,      // ET_PENTA18
-    vtk_hexahedron, // ET_HEXA8
-    vtk_hexahedron, // ET_HEXA20
-    vtk_hexahedron, // ET_HEXA27
+constexpr type_table<linear_cell> linear_cells{{
+    {ET_UNKNOWN, {}},       {ET_NODE, {}},           {ET_BAR_MIX, {}},        {ET_BAR2, line},
+    {ET_BAR3, line},        {ET_FACE_MIX, {}},       {ET_TRIA3, triangle},    {ET_QUAD4, quad},
+    {ET_TRIA6, triangle},   {ET_QUAD8, quad},        {ET_QUAD9, quad},        {ET_SOLID_MIX, {}},
+    {ET_TETRA4, tetra},     {ET_TETRA10, tetra},     {ET_PYRA5, pyramid},     {ET_PYRA13, {}},
+    {ET_PYRA14, pyramid},   {ET_PENTA6, wedge},      {ET_PENTA15, {}},        {ET_PENTA18, wedge},
+    {ET_HEXA8, hexahedron}, {ET_HEXA20, hexahedron}, {ET_HEXA27, hexahedron},
 }};
 
-// The type has passed check_IDs for an array that isn't empty, or is looked up for an empty one.
-const vtk_cell& cell_of(element_type type) {
-    const auto row = static_cast<std::size_t>(type);
-    return vtk_cells[row < vtk_cells.size() ? row : 0];
-}
-
-constexpr std::size_t id_size = 11;      // with the blank or newline behind it
-constexpr std::size_t header_size = 128; // the longest, with its counts
+constexpr std::size_t id_size = 11;      // with the following blank or newline
+constexpr std::size_t header_size = 128; // bound on a header with its counts
 constexpr std::size_t number_size = output_buffer::fixed_size + 7;
 
 void put_points(const dense2D<double>& pos, output_buffer& output) {
@@ -138,10 +116,10 @@ void put_type_list(const id_list& cell_types, output_buffer& output) {
     }
 }
 
-// What vtk_convert and put_cell_list do, without lists between them.
+// Writes what vtk_convert and put_cell_list would, without intermediate lists.
 void put_cells(const element_group& group, output_buffer& output) {
     constexpr std::size_t most_nodes = 27;
-    const vtk_cell cell = cell_of(group.type);
+    const linear_cell cell = linear_cells[group.type];
     const unsigned int nbr_nodes = tessmaker::nbr_nodes(group.type);
     for_each_element(group, [&](std::size_t, const unsigned int* ids) {
         output.make_room((most_nodes + 2) * id_size + 2);
@@ -156,9 +134,9 @@ void put_cells(const element_group& group, output_buffer& output) {
 }
 
 void put_types(const element_group& group, output_buffer& output) {
-    const vtk_cell& cell = cell_of(group.type);
-    std::string lines = std::to_string(cell.number) + '\n';
-    if (nbr_nodes(group.type) != cell.nbr_nodes) lines += std::to_string(vtk_poly_vertex) + '\n';
+    const linear_cell& cell = linear_cells[group.type];
+    std::string lines = std::to_string(cell.cell_type) + '\n';
+    if (nbr_nodes(group.type) != cell.nbr_nodes) lines += std::to_string(poly_vertex) + '\n';
     const std::size_t n = group.size();
     for (std::size_t i = 0; i < n; ++i) {
         output.make_room(lines.size());
@@ -166,13 +144,13 @@ void put_types(const element_group& group, output_buffer& output) {
     }
 }
 
-void vtk_write(std::FILE* file, const dense2D<double>& pos,
-               const std::vector<element_group>& groups) {
+void write_groups(std::FILE* file, const dense2D<double>& pos,
+                  const std::vector<element_group>& groups) {
     std::size_t nbr_cells = 0;
     std::size_t nbr_entries = 0;
     for (const element_group& group : groups) {
         const unsigned int n = nbr_nodes(group.type);
-        const std::size_t per_element = n == cell_of(group.type).nbr_nodes ? 1 : 2;
+        const std::size_t per_element = n == linear_cells[group.type].nbr_nodes ? 1 : 2;
         nbr_cells += per_element * group.size();
         nbr_entries += (n + per_element) * group.size();
     }
@@ -185,26 +163,26 @@ void vtk_write(std::FILE* file, const dense2D<double>& pos,
     output.pass_on();
 }
 
-int vtk_check(const dense2D<double>& pos, const connectivity_list& list,
-              std::vector<element_group>& groups) {
+int check(const dense2D<double>& pos, const connectivity_list& list,
+          std::vector<element_group>& groups) {
     if (!is_2d_or_3d(pos)) return -2;
     if (const int fault = check_list(list, id_limit(pos)); fault != 0) return fault;
     if (!split_by_type(list, groups)) return -199;
     for (const element_group& group : groups) {
-        if (cell_of(group.type).nbr_nodes == 0) return -2;
+        if (linear_cells[group.type].nbr_nodes == 0) return -2;
     }
     return 0;
 }
 
-int vtk_write(const char* filename, const dense2D<double>& pos, const connectivity_list& list) {
+int write_file(const char* filename, const dense2D<double>& pos, const connectivity_list& list) {
     opened_file file(filename, "w");
     if (!file) return -1;
     std::vector<element_group> groups;
-    if (const int fault = vtk_check(pos, list, groups); fault != 0) {
-        file.leave_open(); // kept: it is closed on success only
+    if (const int fault = check(pos, list, groups); fault != 0) {
+        file.leave_open(); // kept: the file is closed on success only
         return fault;
     }
-    vtk_write(file.get(), pos, groups);
+    write_groups(file.get(), pos, groups);
     return 0;
 }
 
@@ -213,7 +191,7 @@ int vtk_write(const char* filename, const dense2D<double>& pos, const connectivi
 int vtk_convert(const dense2D<unsigned int>& connect, element_type type, unsigned int& nbr_cells,
                 id_list& cells, id_list& cell_types) {
     if (!check_IDs(connect, type, no_id)) return -1;
-    const vtk_cell& cell = cell_of(type);
+    const linear_cell& cell = linear_cells[type];
     if (cell.nbr_nodes == 0) return -2;
     const std::size_t rows = connect.rows();
     if (rows < cell.nbr_nodes) return -1;
@@ -224,14 +202,14 @@ int vtk_convert(const dense2D<unsigned int>& connect, element_type type, unsigne
     cells.reserve(cells.size() + (rows + per_element) * cols, 2);
     cell_types.reserve(cell_types.size() + per_element * cols, 2);
     for (std::size_t c = 0; c < cols; ++c) {
-        cell_types.push_back(cell.number);
+        cell_types.push_back(cell.cell_type);
         cells.push_back(cell.nbr_nodes);
         for (unsigned int r = 0; r < cell.nbr_nodes; ++r) {
             cells.push_back(connect(cell.nodes[r], c));
         }
         ++nbr_cells;
         if (nbr_others == 0) continue;
-        cell_types.push_back(vtk_poly_vertex);
+        cell_types.push_back(poly_vertex);
         cells.push_back(static_cast<unsigned int>(nbr_others));
         for (std::size_t r = cell.nbr_nodes; r < rows; ++r) cells.push_back(connect(r, c));
         ++nbr_cells;
@@ -253,20 +231,22 @@ int vtk_output(std::FILE* file, const dense2D<double>& pos, unsigned int nbr_cel
 
 int vtk_output(const char* filename, const dense2D<double>& pos, const dense2D<unsigned int>* begin,
                const dense2D<unsigned int>* end, const dense1D<int, 8>& types) {
-    return vtk_write(filename, pos, {begin, end, types.data(), types.size()});
+    return write_file(filename, pos, {begin, end, types.data(), types.size()});
 }
 
 int vtk_output(const char* filename, const dense2D<double>& pos,
                const dense2D<unsigned int>& connect1, const dense2D<unsigned int>& connect2,
                element_type type1, element_type type2) {
-    return with_list(connect1, connect2, type1, type2,
-                     [&](const connectivity_list& list) { return vtk_write(filename, pos, list); });
+    return with_list(connect1, connect2, type1, type2, [&](const connectivity_list& list) {
+        return write_file(filename, pos, list);
+    });
 }
 
 int vtk_output(const char* filename, const dense2D<double>& pos,
                const dense2D<unsigned int>& connect, element_type type) {
-    return with_list(connect, type,
-                     [&](const connectivity_list& list) { return vtk_write(filename, pos, list); });
+    return with_list(connect, type, [&](const connectivity_list& list) {
+        return write_file(filename, pos, list);
+    });
 }
 
 } // namespace kv7::tessmaker

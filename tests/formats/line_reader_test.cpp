@@ -1,24 +1,15 @@
-#include "formats/text_scanning.h"
+#include "formats/line_reader.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cctype>
-#include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <locale>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "formats/scratch_files.h"
-#include "support/meshes.h"
-#include "support/random.h"
 
 using namespace kv7;
 using namespace kv7::tessmaker;
@@ -26,39 +17,67 @@ using namespace test;
 
 namespace {
 
-TEST(text_scanning, a_line_of_300_characters_arrives_as_255_and_45) {
+TEST(line_reader, a_line_of_300_characters_arrives_as_255_and_45) {
     std::string text(299, 'x');
     text += "\nnext\n";
     const scratch_stream stream(text);
-    char line[line_buffer_size];
-    ASSERT_TRUE(read_text_line(line, stream.get()));
-    EXPECT_EQ(std::string(line), text.substr(0, 255));
-    ASSERT_TRUE(read_text_line(line, stream.get()));
-    EXPECT_EQ(std::string(line), text.substr(255, 45));
-    ASSERT_TRUE(read_text_line(line, stream.get()));
-    EXPECT_STREQ(line, "next\n");
-    EXPECT_FALSE(read_text_line(line, stream.get()));
+    line_reader reader(stream.get());
+    ASSERT_TRUE(reader.next());
+    EXPECT_EQ(reader.line(), text.substr(0, 255));
+    ASSERT_TRUE(reader.next());
+    EXPECT_EQ(reader.line(), text.substr(255, 45));
+    ASSERT_TRUE(reader.next());
+    EXPECT_STREQ(reader.text(), "next\n");
+    EXPECT_FALSE(reader.next());
+    EXPECT_EQ(reader.line(), "");
 }
 
-TEST(text_scanning, the_last_line_needs_no_end) {
+TEST(line_reader, the_last_line_needs_no_end) {
     const scratch_stream stream("a\n\nb");
-    char line[line_buffer_size];
+    line_reader reader(stream.get());
     std::vector<std::string> lines;
-    while (read_text_line(line, stream.get())) lines.emplace_back(line);
+    while (reader.next()) lines.emplace_back(reader.line());
     EXPECT_EQ(lines, (std::vector<std::string>{"a\n", "\n", "b"}));
 }
 
-TEST(text_scanning, lower_case_changes_letters_only) {
-    char line[line_buffer_size];
-    for (int c = 1; c < 128; ++c) {
-        line[0] = static_cast<char>(c);
-        line[1] = '\0';
-        to_lower_line(line);
-        EXPECT_EQ(line[0], static_cast<char>(std::tolower(c))) << c;
+TEST(line_reader, the_stream_stands_behind_the_current_line) {
+    const scratch_stream stream("one\ntwo\n three\nfour");
+    line_reader reader(stream.get());
+    EXPECT_EQ(reader.line(), "");
+    ASSERT_TRUE(reader.next());
+    EXPECT_FALSE(reader.next_begins_with(' '));
+    EXPECT_EQ(std::ftell(stream.get()), 4);
+    reader.skip(1);
+    EXPECT_EQ(reader.line(), "two\n");
+    EXPECT_TRUE(reader.next_begins_with(' '));
+    EXPECT_EQ(std::ftell(stream.get()), 8);
+    EXPECT_FALSE(reader.has_met_end());
+    reader.skip(5);
+    EXPECT_EQ(reader.line(), "");
+    EXPECT_TRUE(reader.has_met_end());
+    EXPECT_FALSE(reader.next_begins_with(' '));
+}
+
+TEST(line_reader, no_stream_reads_like_an_empty_file) {
+    line_reader reader(nullptr);
+    EXPECT_FALSE(reader.next());
+    EXPECT_EQ(reader.line(), "");
+}
+
+TEST(line_reader, lower_case_changes_letters_only) {
+    std::string text;
+    for (int c = 1; c < 128; ++c) text += static_cast<char>(c);
+    text += "\nFacet NORMAL 1E5 \xC4\xFF\n";
+    const scratch_stream stream(text);
+    line_reader reader(stream.get());
+    std::string lower;
+    while (reader.next()) {
+        reader.make_lower();
+        lower += reader.line();
     }
-    std::strcpy(line, "Facet NORMAL 1E5 \xC4\xFF\n");
-    to_lower_line(line);
-    EXPECT_STREQ(line, "facet normal 1e5 \xC4\xFF\n");
+    std::string expected;
+    for (int c = 1; c < 128; ++c) expected += static_cast<char>(std::tolower(c));
+    EXPECT_EQ(lower, expected + "\nfacet normal 1e5 \xC4\xFF\n");
 }
 
 template <std::size_t Most> std::vector<std::string> fields_of(std::string_view line) {
@@ -68,7 +87,7 @@ template <std::size_t Most> std::vector<std::string> fields_of(std::string_view 
     return result;
 }
 
-TEST(text_scanning, empty_pieces_are_dropped) {
+TEST(line_fields, empty_pieces_are_dropped) {
     using pieces = std::vector<std::string>;
     EXPECT_EQ(fields_of<5>("a,,b,"), (pieces{"a", "b"}));
     EXPECT_EQ(fields_of<5>("1,,2"), (pieces{"1", "2"}));
@@ -79,30 +98,20 @@ TEST(text_scanning, empty_pieces_are_dropped) {
     EXPECT_EQ(fields_of<5>("1,2,\n"), (pieces{"1", "2", "\n"}));
 }
 
-TEST(text_scanning, pieces_beyond_those_asked_for_are_not_looked_at) {
+TEST(line_fields, pieces_beyond_those_asked_for_are_not_looked_at) {
     using pieces = std::vector<std::string>;
     EXPECT_EQ(fields_of<2>("1,,2"), (pieces{"1", "2"}));
     EXPECT_EQ(fields_of<2>(",1,2,3"), (pieces{"1", "2"}));
     EXPECT_EQ(line_fields<3>("1")[2], "");
 }
 
-TEST(text_scanning, white_space_goes_at_the_end) {
+TEST(characters, white_space_goes_at_the_end) {
     EXPECT_EQ(trim_right(" a \t b \v\f\r\n "), " a \t b");
     EXPECT_EQ(trim_right(" \n\t"), "");
     EXPECT_EQ(trim_right(""), "");
 }
 
-TEST(text_scanning, text_is_scanned_as_by_the_C_library) {
-    double x = 0;
-    double y = 0;
-    EXPECT_EQ(scan_text(" a 1.5 0x2", " a %lg %lg", &x, &y), 2);
-    EXPECT_EQ(x, 1.5);
-    EXPECT_EQ(y, 2);
-    EXPECT_EQ(scan_text("", "%lg", &x), -1);
-    EXPECT_EQ(scan_text("b", "%lg", &x), 0);
-}
-
-TEST(text_scanning, words_are_found_at_the_start_in_letters_of_any_case) {
+TEST(characters, words_are_found_at_the_start_in_letters_of_any_case) {
     const char* const text = "\t Facet NORMAL";
     const char* const word = skip_spaces(text);
     EXPECT_STREQ(word, "Facet NORMAL");
@@ -111,335 +120,6 @@ TEST(text_scanning, words_are_found_at_the_start_in_letters_of_any_case) {
     EXPECT_EQ(skip_word(word, "facets"), nullptr);
     EXPECT_EQ(skip_word("fac", "facet"), nullptr);
     EXPECT_STREQ(skip_spaces(" \n "), "");
-}
-
-TEST(text_scanning, decimal_numbers_have_the_values_that_scan_text_gives_them) {
-    random_source random(11);
-    unsigned int nbr_read = 0;
-    for (int k = 0; k < 200000; ++k) {
-        std::string text = random.one_in(3) ? "-" : random.one_in(8) ? "+" : "";
-        const std::size_t nbr_digits = random.below(24);
-        for (std::size_t d = 0; d < nbr_digits; ++d) text += "0123456789"[random.below(10)];
-        if (random.one_in(2)) text.insert(text.size() - random.below(nbr_digits + 1), 1, '.');
-        if (random.one_in(2)) {
-            text += random.one_in(2) ? "e" : "E";
-            text += random.one_in(2) ? "-" : random.one_in(2) ? "+" : "";
-            text += std::to_string(random.below(random.one_in(3) ? 340 : 30));
-        }
-        if (random.one_in(30)) text += "xde.+-1\v"[random.below(8)];
-        const std::string line = "  " + text + " \t" + text + "\n";
-        double values[2] = {};
-        const char* const end = scan_decimals(line.c_str(), values, 2);
-        if (!end) continue;
-        ++nbr_read;
-        double expected[2] = {};
-        int length = 0;
-        ASSERT_EQ(std::sscanf(line.c_str(), "%lg%lg%n", &expected[0], &expected[1], &length), 2)
-            << text;
-        ASSERT_EQ(std::memcmp(values, expected, sizeof values), 0) << text;
-        ASSERT_EQ(end - line.c_str(), length) << text;
-    }
-    EXPECT_GT(nbr_read, 100000U);
-}
-
-TEST(text_scanning, what_is_no_decimal_number_is_left_to_scan_text) {
-    double value = 0;
-    for (const char* const text :
-         {"",    " ",   "x",     ".",    "-",   "+",   "+-1", "--1",   "1e",     "1e+",
-          "1d5", "1,5", "1.2.3", "0x10", "nan", "inf", "1f",  "1e400", "-1e400", "1e99999999999",
-          "- 1"}) {
-        EXPECT_EQ(scan_decimals(text, &value, 1), nullptr) << text;
-    }
-    EXPECT_STREQ(scan_decimals(" 1.\v2", &value, 1), "\v2");
-    EXPECT_EQ(value, 1);
-    EXPECT_EQ(scan_decimals("1 2", &value, 0)[0], '1');
-}
-
-// What `>>` of a stream finds at the start of the text, and how much of it is left then.
-bool scan_by_stream(const std::string& text, double& value, std::size_t& nbr_left) {
-    std::istringstream stream(text);
-    stream.imbue(std::locale::classic());
-    if (!(stream >> value)) return false;
-    nbr_left =
-        text.size() - (stream.eof() ? text.size() : static_cast<std::size_t>(stream.tellg()));
-    return true;
-}
-
-void expect_number_of_a_stream(const std::string& text) {
-    double expected = 0;
-    double value = 0;
-    std::size_t nbr_left = 0;
-    const bool is_number = scan_by_stream(text, expected, nbr_left);
-    const char* const end = scan_number(text.c_str(), value);
-    ASSERT_EQ(end != nullptr, is_number) << text;
-    if (!end) return;
-    EXPECT_EQ(std::memcmp(&value, &expected, sizeof value), 0) << text;
-    EXPECT_EQ(text.c_str() + text.size() - end, static_cast<std::ptrdiff_t>(nbr_left)) << text;
-}
-
-TEST(text_scanning, numbers_end_and_fail_where_those_of_a_stream_do) {
-    for (const char* const text : {"",
-                                   "+",
-                                   "-",
-                                   "+-1",
-                                   "--1",
-                                   ".",
-                                   ".e5",
-                                   "1.",
-                                   "-.5",
-                                   "1.5.2",
-                                   "1..5",
-                                   "1-2",
-                                   "1e5e3",
-                                   "1e5.3",
-                                   "1e",
-                                   "1e+",
-                                   "1e.5",
-                                   "1ee5",
-                                   "1.e5",
-                                   "0x10",
-                                   "0e5",
-                                   "00012",
-                                   "-0",
-                                   "+7/2",
-                                   "inf",
-                                   "nan",
-                                   "1d5",
-                                   "1,5",
-                                   "1_",
-                                   "1e400",
-                                   "-1e400",
-                                   "1e-400",
-                                   "-1e-400",
-                                   "4.9e-324",
-                                   "2e-324",
-                                   "3e-324",
-                                   "1e309",
-                                   "1.8e308",
-                                   "1e-99999999999",
-                                   "1e999999",
-                                   "0e9999999",
-                                   "1e22",
-                                   "1e23",
-                                   "9007199254740993",
-                                   "2.2250738585072011e-308",
-                                   "1.7976931348623159e308",
-                                   "1.7976931348623158e308"}) {
-        expect_number_of_a_stream(text);
-    }
-    std::string text = "0.";
-    expect_number_of_a_stream(text.append(400, '0').append("1e400"));
-    text.clear();
-    expect_number_of_a_stream(text.append(400, '1').append("e-400"));
-    text.clear();
-    expect_number_of_a_stream(text.append(400, '0').append("1"));
-}
-
-TEST(text_scanning, any_characters_hold_the_number_that_a_stream_reads_there) {
-    random_source random(12);
-    for (int k = 0; k < 100000; ++k) {
-        std::string text;
-        for (std::size_t n = random.below(16); n > 0; --n)
-            text += "0123456789.eE+-x"[random.below(16)];
-        expect_number_of_a_stream(text);
-        if (HasFatalFailure()) return;
-    }
-}
-
-// Characters of which numbers are made, and a few others.
-std::string random_number_text(random_source& random, const char* characters) {
-    std::string text;
-    for (std::size_t n = random.below(24); n > 0; --n) {
-        text += characters[random.below(std::strlen(characters))];
-    }
-    return text;
-}
-
-void expect_real_of_the_library(const std::string& text) {
-    const double expected = std::strtod(text.c_str(), nullptr);
-    const double value = to_real(text.c_str());
-    EXPECT_TRUE(std::memcmp(&value, &expected, sizeof value) == 0 ||
-                (std::isnan(value) && std::isnan(expected)))
-        << text;
-
-    double scanned = 0;
-    int length = 0;
-    const bool is_number = std::sscanf(text.c_str(), "%lf%n", &scanned, &length) == 1;
-    double found = 0;
-    const char* const end = scan_real(text.c_str(), found);
-    ASSERT_EQ(end != nullptr, is_number) << text;
-    if (!end) return;
-    EXPECT_TRUE(std::memcmp(&found, &scanned, sizeof found) == 0 ||
-                (std::isnan(found) && std::isnan(scanned)))
-        << text;
-    EXPECT_EQ(end - text.c_str(), length) << text;
-}
-
-TEST(text_scanning, reals_are_those_of_the_C_library_and_end_where_its_do) {
-    for (const char* const text : {"",
-                                   " ",
-                                   "+",
-                                   "-",
-                                   ".",
-                                   "+-1",
-                                   "-+1",
-                                   "1.",
-                                   ".5",
-                                   "-.5e1",
-                                   "+1.5x",
-                                   "1e",
-                                   "1e+",
-                                   "1e+5",
-                                   "1d5",
-                                   "1.5-3",
-                                   "1,5",
-                                   "0x10",
-                                   "0X.8p1",
-                                   "0x",
-                                   "-0",
-                                   "inf",
-                                   "-INFINITY",
-                                   "nan",
-                                   "nan(12)",
-                                   "infx",
-                                   "1e400",
-                                   "-1e400",
-                                   "1e-400",
-                                   "4.9e-324",
-                                   "2e-324",
-                                   " \t\n 7 8",
-                                   "1e5e5",
-                                   "1.2.3",
-                                   "e5",
-                                   "1 e5",
-                                   "123456789012345678901234567890",
-                                   "1.7976931348623159e308"}) {
-        expect_real_of_the_library(text);
-    }
-    random_source random(13);
-    for (int k = 0; k < 100000; ++k) {
-        expect_real_of_the_library(random_number_text(random, "0123456789..eE+- x"));
-        if (HasFatalFailure()) return;
-    }
-}
-
-TEST(text_scanning, integers_are_those_of_strtol_without_their_upper_half) {
-    random_source random(14);
-    std::vector<std::string> texts{"",
-                                   "+",
-                                   "-",
-                                   "+-1",
-                                   " \t\n 12 3",
-                                   "0x10",
-                                   "0.5",
-                                   "2147483647",
-                                   "2147483648",
-                                   "-2147483649",
-                                   "4294967297",
-                                   "9223372036854775806",
-                                   "9223372036854775807",
-                                   "9223372036854775808",
-                                   "-9223372036854775807",
-                                   "-9223372036854775808",
-                                   "-9223372036854775809",
-                                   "92233720368547758070",
-                                   "123456789012345678901234567890"};
-    for (int k = 0; k < 100000; ++k) texts.push_back(random_number_text(random, "0123456789+- "));
-    for (const std::string& text : texts) {
-        char* end = nullptr;
-        const auto expected = static_cast<unsigned int>(std::strtol(text.c_str(), &end, 10));
-        unsigned int value = 0;
-        const char* const found = scan_integer(text.data(), text.data() + text.size(), value);
-        ASSERT_EQ(found, end == text.c_str() ? nullptr : end) << text;
-        ASSERT_EQ(value, expected) << text;
-        ASSERT_EQ(to_integer(text), expected) << text;
-    }
-    unsigned int value = 0;
-    const char digits[] = "12345";
-    EXPECT_EQ(scan_integer(digits, digits + 2, value), digits + 2);
-    EXPECT_EQ(value, 12U);
-}
-
-template <class T> bool append(const std::vector<T>& column, dense2D<T>& array) {
-    return append_column(column.data(), column.size(), array);
-}
-
-TEST(append_column, columns_follow_each_other) {
-    dense2D<unsigned int> array;
-    for (unsigned int k = 0; k < 100; ++k) {
-        ASSERT_TRUE(append<unsigned int>({k, k + 1}, array));
-    }
-    ASSERT_EQ(array.cols(), 100U);
-    ASSERT_EQ(array.rows(), 2U);
-    for (unsigned int k = 0; k < 100; ++k) {
-        EXPECT_EQ(array(0, k), k);
-        EXPECT_EQ(array(1, k), k + 1);
-    }
-}
-
-TEST(append_column, a_column_of_another_size_is_refused) {
-    dense2D<double> array(4, 2, 1.0);
-    EXPECT_FALSE(append<double>({1, 2, 3}, array));
-    EXPECT_EQ(list(array), list(dense2D<double>(4, 2, 1.0)));
-}
-
-TEST(append_column, an_empty_column_is_none_and_fits_everywhere) {
-    dense2D<double> array(4, 2, 1.0);
-    EXPECT_TRUE(append<double>({}, array));
-    EXPECT_EQ(array.cols(), 2U);
-    dense2D<double> nothing;
-    EXPECT_TRUE(append<double>({}, nothing));
-    EXPECT_TRUE(nothing.empty());
-}
-
-TEST(append_column, growth_keeps_the_leading_dimension_and_the_cells_between_columns) {
-    dense2D<double> parent(4, 2, 9.0);
-    dense2D<double> view = parent.sub_matrix(1, 0, 2, 2);
-    for (int k = 0; k < 10; ++k) {
-        ASSERT_TRUE(append<double>({1.0 * k, 2.0 * k}, view));
-    }
-    EXPECT_EQ(view.cols(), 12U);
-    EXPECT_EQ(view(0, 1), 9);
-    EXPECT_EQ(view(1, 11), 18);
-    EXPECT_EQ(view.ld(), 4U);
-    EXPECT_EQ(parent(0, 0), 9);
-    EXPECT_EQ(parent(3, 1), 9);
-}
-
-TEST(place_by_id, columns_that_are_skipped_hold_zeros) {
-    dense2D<double> pos;
-    ASSERT_TRUE(place_by_id(pos, 5));
-    ASSERT_EQ(pos.cols(), 5U);
-    ASSERT_EQ(pos.rows(), 3U);
-    for (std::size_t c = 0; c < 4; ++c) {
-        for (std::size_t r = 0; r < 3; ++r) EXPECT_EQ(pos(r, c), 0);
-    }
-    // Room for 8 columns is there.
-    const double* const block = pos.column(0);
-    ASSERT_TRUE(place_by_id(pos, 8));
-    EXPECT_EQ(pos.column(0), block);
-    EXPECT_EQ(pos.cols(), 8U);
-}
-
-TEST(place_by_id, columns_that_are_there_stay) {
-    dense2D<double> pos = points({{1, 2, 3}, {4, 5, 6}});
-    ASSERT_TRUE(place_by_id(pos, 1));
-    EXPECT_EQ(list(pos), list(points({{1, 2, 3}, {4, 5, 6}})));
-    ASSERT_TRUE(place_by_id(pos, 100));
-    EXPECT_EQ(pos.cols(), 100U);
-    EXPECT_EQ(pos(2, 1), 6);
-    EXPECT_EQ(pos(2, 98), 0);
-}
-
-TEST(place_by_id, what_the_machine_has_no_memory_for_is_refused_at_once) {
-    for (const unsigned int id : {4294967295U, 2147483647U}) {
-        const std::uint64_t memory = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
-                                     static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-        if (24 * std::uint64_t{id} <= memory) GTEST_SKIP() << "it has that much";
-        dense2D<double> pos = points({{1, 2, 3}});
-        EXPECT_FALSE(place_by_id(pos, id));
-        EXPECT_EQ(list(pos), list(points({{1, 2, 3}})));
-    }
 }
 
 } // namespace

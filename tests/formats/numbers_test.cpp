@@ -1,23 +1,17 @@
-#include "formats/text_scanning.h"
+#include "formats/numbers.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cctype>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <locale>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "formats/scratch_files.h"
-#include "support/meshes.h"
 #include "support/random.h"
 
 using namespace kv7;
@@ -26,73 +20,7 @@ using namespace test;
 
 namespace {
 
-TEST(text_scanning, a_line_of_300_characters_arrives_as_255_and_45) {
-    std::string text(299, 'x');
-    text += "\nnext\n";
-    const scratch_stream stream(text);
-    char line[line_buffer_size];
-    ASSERT_TRUE(read_text_line(line, stream.get()));
-    EXPECT_EQ(std::string(line), text.substr(0, 255));
-    ASSERT_TRUE(read_text_line(line, stream.get()));
-    EXPECT_EQ(std::string(line), text.substr(255, 45));
-    ASSERT_TRUE(read_text_line(line, stream.get()));
-    EXPECT_STREQ(line, "next\n");
-    EXPECT_FALSE(read_text_line(line, stream.get()));
-}
-
-TEST(text_scanning, the_last_line_needs_no_end) {
-    const scratch_stream stream("a\n\nb");
-    char line[line_buffer_size];
-    std::vector<std::string> lines;
-    while (read_text_line(line, stream.get())) lines.emplace_back(line);
-    EXPECT_EQ(lines, (std::vector<std::string>{"a\n", "\n", "b"}));
-}
-
-TEST(text_scanning, lower_case_changes_letters_only) {
-    char line[line_buffer_size];
-    for (int c = 1; c < 128; ++c) {
-        line[0] = static_cast<char>(c);
-        line[1] = '\0';
-        to_lower_line(line);
-        EXPECT_EQ(line[0], static_cast<char>(std::tolower(c))) << c;
-    }
-    std::strcpy(line, "Facet NORMAL 1E5 \xC4\xFF\n");
-    to_lower_line(line);
-    EXPECT_STREQ(line, "facet normal 1e5 \xC4\xFF\n");
-}
-
-template <std::size_t Most> std::vector<std::string> fields_of(std::string_view line) {
-    const line_fields<Most> fields(line);
-    std::vector<std::string> result;
-    for (std::size_t i = 0; i < fields.size(); ++i) result.emplace_back(fields[i]);
-    return result;
-}
-
-TEST(text_scanning, empty_pieces_are_dropped) {
-    using pieces = std::vector<std::string>;
-    EXPECT_EQ(fields_of<5>("a,,b,"), (pieces{"a", "b"}));
-    EXPECT_EQ(fields_of<5>("1,,2"), (pieces{"1", "2"}));
-    EXPECT_EQ(fields_of<5>(",,x y"), (pieces{"x y"}));
-    EXPECT_EQ(fields_of<5>(""), pieces{});
-    EXPECT_EQ(fields_of<5>(",,"), pieces{});
-    EXPECT_EQ(fields_of<5>("one"), (pieces{"one"}));
-    EXPECT_EQ(fields_of<5>("1,2,\n"), (pieces{"1", "2", "\n"}));
-}
-
-TEST(text_scanning, pieces_beyond_those_asked_for_are_not_looked_at) {
-    using pieces = std::vector<std::string>;
-    EXPECT_EQ(fields_of<2>("1,,2"), (pieces{"1", "2"}));
-    EXPECT_EQ(fields_of<2>(",1,2,3"), (pieces{"1", "2"}));
-    EXPECT_EQ(line_fields<3>("1")[2], "");
-}
-
-TEST(text_scanning, white_space_goes_at_the_end) {
-    EXPECT_EQ(trim_right(" a \t b \v\f\r\n "), " a \t b");
-    EXPECT_EQ(trim_right(" \n\t"), "");
-    EXPECT_EQ(trim_right(""), "");
-}
-
-TEST(text_scanning, text_is_scanned_as_by_the_C_library) {
+TEST(numbers, text_is_scanned_as_by_the_C_library) {
     double x = 0;
     double y = 0;
     EXPECT_EQ(scan_text(" a 1.5 0x2", " a %lg %lg", &x, &y), 2);
@@ -102,18 +30,7 @@ TEST(text_scanning, text_is_scanned_as_by_the_C_library) {
     EXPECT_EQ(scan_text("b", "%lg", &x), 0);
 }
 
-TEST(text_scanning, words_are_found_at_the_start_in_letters_of_any_case) {
-    const char* const text = "\t Facet NORMAL";
-    const char* const word = skip_spaces(text);
-    EXPECT_STREQ(word, "Facet NORMAL");
-    EXPECT_EQ(skip_word(word, "facet"), word + 5);
-    EXPECT_EQ(skip_word(word, ""), word);
-    EXPECT_EQ(skip_word(word, "facets"), nullptr);
-    EXPECT_EQ(skip_word("fac", "facet"), nullptr);
-    EXPECT_STREQ(skip_spaces(" \n "), "");
-}
-
-TEST(text_scanning, decimal_numbers_have_the_values_that_scan_text_gives_them) {
+TEST(numbers, decimal_numbers_have_the_values_that_scan_text_gives_them) {
     random_source random(11);
     unsigned int nbr_read = 0;
     for (int k = 0; k < 200000; ++k) {
@@ -142,7 +59,7 @@ TEST(text_scanning, decimal_numbers_have_the_values_that_scan_text_gives_them) {
     EXPECT_GT(nbr_read, 100000U);
 }
 
-TEST(text_scanning, what_is_no_decimal_number_is_left_to_scan_text) {
+TEST(numbers, what_is_no_decimal_number_is_left_to_scan_text) {
     double value = 0;
     for (const char* const text :
          {"",    " ",   "x",     ".",    "-",   "+",   "+-1", "--1",   "1e",     "1e+",
@@ -177,7 +94,7 @@ void expect_number_of_a_stream(const std::string& text) {
     EXPECT_EQ(text.c_str() + text.size() - end, static_cast<std::ptrdiff_t>(nbr_left)) << text;
 }
 
-TEST(text_scanning, numbers_end_and_fail_where_those_of_a_stream_do) {
+TEST(numbers, numbers_end_and_fail_where_those_of_a_stream_do) {
     for (const char* const text : {"",
                                    "+",
                                    "-",
@@ -235,7 +152,7 @@ TEST(text_scanning, numbers_end_and_fail_where_those_of_a_stream_do) {
     expect_number_of_a_stream(text.append(400, '0').append("1"));
 }
 
-TEST(text_scanning, any_characters_hold_the_number_that_a_stream_reads_there) {
+TEST(numbers, any_characters_hold_the_number_that_a_stream_reads_there) {
     random_source random(12);
     for (int k = 0; k < 100000; ++k) {
         std::string text;
@@ -275,7 +192,7 @@ void expect_real_of_the_library(const std::string& text) {
     EXPECT_EQ(end - text.c_str(), length) << text;
 }
 
-TEST(text_scanning, reals_are_those_of_the_C_library_and_end_where_its_do) {
+TEST(numbers, reals_are_those_of_the_C_library_and_end_where_its_do) {
     for (const char* const text : {"",
                                    " ",
                                    "+",
@@ -323,7 +240,7 @@ TEST(text_scanning, reals_are_those_of_the_C_library_and_end_where_its_do) {
     }
 }
 
-TEST(text_scanning, integers_are_those_of_strtol_without_their_upper_half) {
+TEST(numbers, integers_are_those_of_strtol_without_their_upper_half) {
     random_source random(14);
     std::vector<std::string> texts{"",
                                    "+",
@@ -358,88 +275,6 @@ TEST(text_scanning, integers_are_those_of_strtol_without_their_upper_half) {
     const char digits[] = "12345";
     EXPECT_EQ(scan_integer(digits, digits + 2, value), digits + 2);
     EXPECT_EQ(value, 12U);
-}
-
-template <class T> bool append(const std::vector<T>& column, dense2D<T>& array) {
-    return append_column(column.data(), column.size(), array);
-}
-
-TEST(append_column, columns_follow_each_other) {
-    dense2D<unsigned int> array;
-    for (unsigned int k = 0; k < 100; ++k) {
-        ASSERT_TRUE(append<unsigned int>({k, k + 1}, array));
-    }
-    ASSERT_EQ(array.cols(), 100U);
-    ASSERT_EQ(array.rows(), 2U);
-    for (unsigned int k = 0; k < 100; ++k) {
-        EXPECT_EQ(array(0, k), k);
-        EXPECT_EQ(array(1, k), k + 1);
-    }
-}
-
-TEST(append_column, a_column_of_another_size_is_refused) {
-    dense2D<double> array(4, 2, 1.0);
-    EXPECT_FALSE(append<double>({1, 2, 3}, array));
-    EXPECT_EQ(list(array), list(dense2D<double>(4, 2, 1.0)));
-}
-
-TEST(append_column, an_empty_column_is_none_and_fits_everywhere) {
-    dense2D<double> array(4, 2, 1.0);
-    EXPECT_TRUE(append<double>({}, array));
-    EXPECT_EQ(array.cols(), 2U);
-    dense2D<double> nothing;
-    EXPECT_TRUE(append<double>({}, nothing));
-    EXPECT_TRUE(nothing.empty());
-}
-
-TEST(append_column, growth_keeps_the_leading_dimension_and_the_cells_between_columns) {
-    dense2D<double> parent(4, 2, 9.0);
-    dense2D<double> view = parent.sub_matrix(1, 0, 2, 2);
-    for (int k = 0; k < 10; ++k) {
-        ASSERT_TRUE(append<double>({1.0 * k, 2.0 * k}, view));
-    }
-    EXPECT_EQ(view.cols(), 12U);
-    EXPECT_EQ(view(0, 1), 9);
-    EXPECT_EQ(view(1, 11), 18);
-    EXPECT_EQ(view.ld(), 4U);
-    EXPECT_EQ(parent(0, 0), 9);
-    EXPECT_EQ(parent(3, 1), 9);
-}
-
-TEST(place_by_id, columns_that_are_skipped_hold_zeros) {
-    dense2D<double> pos;
-    ASSERT_TRUE(place_by_id(pos, 5));
-    ASSERT_EQ(pos.cols(), 5U);
-    ASSERT_EQ(pos.rows(), 3U);
-    for (std::size_t c = 0; c < 4; ++c) {
-        for (std::size_t r = 0; r < 3; ++r) EXPECT_EQ(pos(r, c), 0);
-    }
-    // Room for 8 columns is there.
-    const double* const block = pos.column(0);
-    ASSERT_TRUE(place_by_id(pos, 8));
-    EXPECT_EQ(pos.column(0), block);
-    EXPECT_EQ(pos.cols(), 8U);
-}
-
-TEST(place_by_id, columns_that_are_there_stay) {
-    dense2D<double> pos = points({{1, 2, 3}, {4, 5, 6}});
-    ASSERT_TRUE(place_by_id(pos, 1));
-    EXPECT_EQ(list(pos), list(points({{1, 2, 3}, {4, 5, 6}})));
-    ASSERT_TRUE(place_by_id(pos, 100));
-    EXPECT_EQ(pos.cols(), 100U);
-    EXPECT_EQ(pos(2, 1), 6);
-    EXPECT_EQ(pos(2, 98), 0);
-}
-
-TEST(place_by_id, what_the_machine_has_no_memory_for_is_refused_at_once) {
-    for (const unsigned int id : {4294967295U, 2147483647U}) {
-        const std::uint64_t memory = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
-                                     static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-        if (24 * std::uint64_t{id} <= memory) GTEST_SKIP() << "it has that much";
-        dense2D<double> pos = points({{1, 2, 3}});
-        EXPECT_FALSE(place_by_id(pos, id));
-        EXPECT_EQ(list(pos), list(points({{1, 2, 3}})));
-    }
 }
 
 } // namespace
