@@ -2,9 +2,9 @@
 //
 //     convert IN OUT
 //
-// The endings of the names tell the formats: .stl, .nas .bdf .dat (NASTRAN), .neu (FEMAP), .obj are
-// read and written, .mesh (MEDIT), .geo (EnSight), .vtk are written. What OUT can't hold is left
-// out, or takes the nearest form that it can, and the program says so.
+// The endings of the names say which formats: .stl, .nas .bdf .dat (NASTRAN), .neu (FEMAP), .obj
+// are read and written, .mesh (MEDIT), .geo (EnSight), .vtk are written only. What OUT can't hold
+// is left out or written in the nearest form that it can hold, and the program says so.
 #include <array>
 #include <cstdio>
 #include <map>
@@ -21,8 +21,6 @@ namespace {
 std::string count_of(std::size_t n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
 }
-
-using type_counts = std::array<std::size_t, 23>;
 
 type_counts count_types(const mesh_data& m) {
     type_counts counts{};
@@ -52,26 +50,27 @@ std::size_t count_properties(const mesh_data& m) {
     return counts.size();
 }
 
-// What becomes of the elements; how many are written, halves of quadrangles as one.
-std::size_t tell_types(const type_counts& counts, const mesh_format_traits& out) {
+// Reports how the elements are written. Returns the number that are; a quadrangle that is split
+// counts once.
+std::size_t report_types(const type_counts& counts, const mesh_format_traits& out) {
     std::size_t nbr_written = 0;
     for (std::size_t t = 0; t < counts.size(); ++t) {
         if (counts[t] == 0) continue;
-        const element_type as = out.written_as[t];
-        const std::string what =
-            std::to_string(counts[t]) + " " + type_name(static_cast<element_type>(t));
+        const auto type = static_cast<element_type>(t);
+        const element_type as = out.written_as(type);
+        const std::string what = std::to_string(counts[t]) + " " + type_name(type);
         if (as == kv7::ET_UNKNOWN) {
             std::printf("  %s left out: %s has no such element here\n", what.c_str(), out.name);
             continue;
         }
         nbr_written += counts[t];
-        if (as != static_cast<element_type>(t)) {
+        if (as != type) {
             std::printf("  %s written as %s, with fewer nodes\n", what.c_str(), type_name(as));
         }
         if (out.format == mesh_format::stl && as == kv7::ET_QUAD4) {
             std::printf("  %s split into triangles\n", what.c_str());
         }
-        if (out.format == mesh_format::vtk && as == static_cast<element_type>(t) &&
+        if (out.format == mesh_format::vtk && as == type &&
             kv7::tessmaker::nbr_nodes(as) > kv7::tessmaker::nbr_base_nodes(as)) {
             std::printf("  %s written as linear cells, their other nodes as cells of points\n",
                         what.c_str());
@@ -111,7 +110,7 @@ int run(const std::string& in_name, const std::string& out_name) {
                     count_of(n, "element", "elements").c_str());
     }
     const type_counts complete = count_types(m);
-    const std::size_t nbr_written = tell_types(complete, *out);
+    const std::size_t nbr_written = report_types(complete, *out);
     if (nbr_written == 0 && total(read) > 0) {
         throw mesh_file_error(out_name, "would hold none of the elements, and is not written");
     }

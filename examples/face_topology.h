@@ -1,4 +1,4 @@
-// How the triangles and quadrangles of a surface hang together.
+// The topology of a surface of triangles and quadrangles.
 #ifndef FACE_TOPOLOGY_H
 #define FACE_TOPOLOGY_H
 
@@ -21,7 +21,7 @@ struct face_topology {
     std::size_t free_edges = 0;    // of one facet
     std::size_t shared_edges = 0;  // of two
     std::size_t crowded_edges = 0; // of three or more
-    std::size_t crowded_uses = 0;  // facets at those, counted at each
+    std::size_t crowded_uses = 0;  // facets at these edges, summed over the edges
 
     long long characteristic() const {
         return static_cast<long long>(nodes) - static_cast<long long>(edges) +
@@ -65,8 +65,8 @@ inline bool find_topology(std::size_t nbr_nodes, const kv7::dense2D<unsigned int
     using namespace kv7;
     using namespace kv7::tessmaker;
     const dense2D<unsigned int> none;
-    // Where three or more facets meet, unlinked ones have no neighbour and linked ones all have
-    // one.
+    // At an edge of three or more facets, unlinked neighbours are all absent, and linked ones all
+    // present.
     dense2D<unsigned int> linked;
     dense2D<unsigned int> unlinked;
     dense2D<unsigned int> free_sides;

@@ -1,4 +1,5 @@
-// A mesh in memory, and the files that it can come from and go to, told apart by their ending.
+// A mesh in memory, and the files that it can be read from and written to; the ending of the file
+// name says which format.
 #ifndef MESH_FILE_H
 #define MESH_FILE_H
 
@@ -34,16 +35,70 @@ struct mesh_file_error : std::runtime_error {
         : std::runtime_error(filename + ": " + what) {}
 };
 
-// Once its arguments are right the library fails for want of memory only.
+// With valid arguments the library fails only when memory runs out.
 inline void expect_memory(bool done) {
     if (!done) throw std::bad_alloc();
 }
 
 enum class mesh_format { stl, nastran, femap, obj, medit, ensight, vtk };
 
-// What the format makes of an element type: the type itself, one with fewer nodes, or ET_UNKNOWN
-// where it has no place for it.
-using type_map = std::array<kv7::element_type, 23>;
+inline constexpr std::size_t nbr_types = kv7::ET_HEXA27 + 1;
+
+// How many there are of each type, by the value of `element_type`.
+using type_counts = std::array<std::size_t, nbr_types>;
+
+// An element type: its name, and what each format writes it as: the type itself, one with fewer
+// nodes, or ET_UNKNOWN where the format has no place for it.
+struct type_row {
+    kv7::element_type type;
+    const char* name;
+    kv7::element_type in_stl_and_obj;
+    kv7::element_type in_nastran;
+    kv7::element_type in_femap; // quadratic triangles would not be read as they were written
+    kv7::element_type in_medit;
+    kv7::element_type in_ensight; // quadratic triangles would be listed twice
+    kv7::element_type in_vtk; // cells of points beside linear cells hold the nodes between corners
+};
+
+// In the order of `element_type`.
+inline const std::array<type_row, nbr_types>& type_rows() {
+    using namespace kv7;
+    constexpr element_type no = ET_UNKNOWN;
+    // clang-format off
+    static constexpr std::array<type_row, nbr_types> rows{{
+        {ET_UNKNOWN,   "unknown",   no,       no,         no,         no,        no,         no},
+        {ET_NODE,      "NODE",      no,       no,         ET_NODE,    no,        no,         no},
+        {ET_BAR_MIX,   "BAR_MIX",   no,       no,         no,         no,        no,         no},
+        {ET_BAR2,      "BAR2",      no,       ET_BAR2,    ET_BAR2,    ET_BAR2,   ET_BAR2,    ET_BAR2},
+        {ET_BAR3,      "BAR3",      no,       ET_BAR2,    ET_BAR3,    ET_BAR2,   ET_BAR3,    ET_BAR3},
+        {ET_FACE_MIX,  "FACE_MIX",  no,       no,         no,         no,        no,         no},
+        {ET_TRIA3,     "TRIA3",     ET_TRIA3, ET_TRIA3,   ET_TRIA3,   ET_TRIA3,  ET_TRIA3,   ET_TRIA3},
+        {ET_QUAD4,     "QUAD4",     ET_QUAD4, ET_QUAD4,   ET_QUAD4,   ET_QUAD4,  ET_QUAD4,   ET_QUAD4},
+        {ET_TRIA6,     "TRIA6",     ET_TRIA3, ET_TRIA6,   ET_TRIA3,   ET_TRIA3,  ET_TRIA3,   ET_TRIA6},
+        {ET_QUAD8,     "QUAD8",     ET_QUAD4, ET_QUAD8,   ET_QUAD8,   ET_QUAD4,  ET_QUAD8,   ET_QUAD8},
+        {ET_QUAD9,     "QUAD9",     ET_QUAD4, ET_QUAD8,   ET_QUAD8,   ET_QUAD4,  ET_QUAD8,   ET_QUAD9},
+        {ET_SOLID_MIX, "SOLID_MIX", no,       no,         no,         no,        no,         no},
+        {ET_TETRA4,    "TETRA4",    no,       ET_TETRA4,  ET_TETRA4,  ET_TETRA4, ET_TETRA4,  ET_TETRA4},
+        {ET_TETRA10,   "TETRA10",   no,       ET_TETRA10, ET_TETRA10, ET_TETRA4, ET_TETRA10, ET_TETRA10},
+        {ET_PYRA5,     "PYRA5",     no,       ET_PYRA5,   no,         ET_PYRA5,  no,         ET_PYRA5},
+        {ET_PYRA13,    "PYRA13",    no,       ET_PYRA13,  no,         ET_PYRA5,  no,         ET_PYRA5},
+        {ET_PYRA14,    "PYRA14",    no,       ET_PYRA13,  no,         ET_PYRA5,  no,         ET_PYRA14},
+        {ET_PENTA6,    "PENTA6",    no,       ET_PENTA6,  ET_PENTA6,  ET_PENTA6, ET_PENTA6,  ET_PENTA6},
+        {ET_PENTA15,   "PENTA15",   no,       ET_PENTA15, ET_PENTA6,  ET_PENTA6, ET_PENTA6,  ET_PENTA6},
+        {ET_PENTA18,   "PENTA18",   no,       ET_PENTA15, ET_PENTA6,  ET_PENTA6, ET_PENTA6,  ET_PENTA18},
+        {ET_HEXA8,     "HEXA8",     no,       ET_HEXA8,   ET_HEXA8,   ET_HEXA8,  ET_HEXA8,   ET_HEXA8},
+        {ET_HEXA20,    "HEXA20",    no,       ET_HEXA20,  ET_HEXA20,  ET_HEXA8,  ET_HEXA20,  ET_HEXA20},
+        {ET_HEXA27,    "HEXA27",    no,       ET_HEXA20,  ET_HEXA20,  ET_HEXA8,  ET_HEXA20,  ET_HEXA27},
+    }};
+    // clang-format on
+    static_assert(rows.back().type == ET_HEXA27);
+    return rows;
+}
+
+inline const type_row& row_of(kv7::element_type type) {
+    return type_rows()[static_cast<std::size_t>(type)];
+}
+inline const char* type_name(kv7::element_type type) { return row_of(type).name; }
 
 struct mesh_format_traits {
     mesh_format format;
@@ -52,89 +107,26 @@ struct mesh_format_traits {
     bool is_readable;
     bool keeps_properties;
     const char* precision; // of coordinates
-    type_map written_as;
+    kv7::element_type type_row::*column;
+
+    kv7::element_type written_as(kv7::element_type type) const { return row_of(type).*column; }
 };
 
 inline const std::vector<mesh_format_traits>& mesh_formats() {
-    using namespace kv7;
-    constexpr element_type no = ET_UNKNOWN;
+    using f = mesh_format;
+    using r = type_row;
     static const std::vector<mesh_format_traits> formats{
-        {mesh_format::stl,
-         "STL",
-         {".stl"},
-         true,
-         false,
-         "single precision",
-         {no, no, no, no, no, no, ET_TRIA3, ET_QUAD4, ET_TRIA3, ET_QUAD4, ET_QUAD4, no,
-          no, no, no, no, no, no, no,       no,       no,       no,       no}},
-        {mesh_format::nastran,
-         "NASTRAN",
-         {".nas", ".bdf", ".dat"},
-         true,
-         true,
-         "7 digits",
-         {no,        no,        no,         ET_BAR2,    ET_BAR2,   no,         ET_TRIA3, ET_QUAD4,
-          ET_TRIA6,  ET_QUAD8,  ET_QUAD8,   no,         ET_TETRA4, ET_TETRA10, ET_PYRA5, ET_PYRA13,
-          ET_PYRA13, ET_PENTA6, ET_PENTA15, ET_PENTA15, ET_HEXA8,  ET_HEXA20,  ET_HEXA20}},
-        // The writer's quadratic triangles would not be read as they were.
-        {mesh_format::femap,
-         "FEMAP",
-         {".neu"},
-         true,
-         true,
-         "6 decimals",
-         {no,       ET_NODE,   no,        ET_BAR2,   ET_BAR3,   no,         ET_TRIA3, ET_QUAD4,
-          ET_TRIA3, ET_QUAD8,  ET_QUAD8,  no,        ET_TETRA4, ET_TETRA10, no,       no,
-          no,       ET_PENTA6, ET_PENTA6, ET_PENTA6, ET_HEXA8,  ET_HEXA20,  ET_HEXA20}},
-        {mesh_format::obj,
-         "Wavefront OBJ",
-         {".obj"},
-         true,
-         false,
-         "12 decimals",
-         {no, no, no, no, no, no, ET_TRIA3, ET_QUAD4, ET_TRIA3, ET_QUAD4, ET_QUAD4, no,
-          no, no, no, no, no, no, no,       no,       no,       no,       no}},
-        {mesh_format::medit,
-         "MEDIT",
-         {".mesh"},
-         false,
-         false,
-         "7 digits",
-         {no,       no,        no,        ET_BAR2,   ET_BAR2,   no,        ET_TRIA3, ET_QUAD4,
-          ET_TRIA3, ET_QUAD4,  ET_QUAD4,  no,        ET_TETRA4, ET_TETRA4, ET_PYRA5, ET_PYRA5,
-          ET_PYRA5, ET_PENTA6, ET_PENTA6, ET_PENTA6, ET_HEXA8,  ET_HEXA8,  ET_HEXA8}},
-        // Quadratic triangles would be listed twice, which readers don't expect.
-        {mesh_format::ensight,
-         "EnSight",
-         {".geo"},
-         false,
-         false,
-         "6 digits",
-         {no,       no,        no,        ET_BAR2,   ET_BAR3,   no,         ET_TRIA3, ET_QUAD4,
-          ET_TRIA3, ET_QUAD8,  ET_QUAD8,  no,        ET_TETRA4, ET_TETRA10, no,       no,
-          no,       ET_PENTA6, ET_PENTA6, ET_PENTA6, ET_HEXA8,  ET_HEXA20,  ET_HEXA20}},
-        // Nodes between corners are written as cells of points beside the linear cell.
-        {mesh_format::vtk,
-         "VTK",
-         {".vtk"},
-         false,
-         false,
-         "6 decimals",
-         {no,        no,        no,        ET_BAR2,    ET_BAR3,   no,         ET_TRIA3, ET_QUAD4,
-          ET_TRIA6,  ET_QUAD8,  ET_QUAD9,  no,         ET_TETRA4, ET_TETRA10, ET_PYRA5, ET_PYRA5,
-          ET_PYRA14, ET_PENTA6, ET_PENTA6, ET_PENTA18, ET_HEXA8,  ET_HEXA20,  ET_HEXA27}}};
+        {f::stl, "STL", {".stl"}, true, false, "single precision", &r::in_stl_and_obj},
+        {f::nastran, "NASTRAN", {".nas", ".bdf", ".dat"}, true, true, "7 digits", &r::in_nastran},
+        {f::femap, "FEMAP", {".neu"}, true, true, "6 decimals", &r::in_femap},
+        {f::obj, "Wavefront OBJ", {".obj"}, true, false, "12 decimals", &r::in_stl_and_obj},
+        {f::medit, "MEDIT", {".mesh"}, false, false, "7 digits", &r::in_medit},
+        {f::ensight, "EnSight", {".geo"}, false, false, "6 digits", &r::in_ensight},
+        {f::vtk, "VTK", {".vtk"}, false, false, "6 decimals", &r::in_vtk}};
     return formats;
 }
 
-inline const char* type_name(kv7::element_type type) {
-    static const char* const names[] = {
-        "unknown", "NODE",   "BAR_MIX", "BAR2",      "BAR3",   "FACE_MIX", "TRIA3", "QUAD4",
-        "TRIA6",   "QUAD8",  "QUAD9",   "SOLID_MIX", "TETRA4", "TETRA10",  "PYRA5", "PYRA13",
-        "PYRA14",  "PENTA6", "PENTA15", "PENTA18",   "HEXA8",  "HEXA20",   "HEXA27"};
-    return names[type];
-}
-
-// The format that the ending of a file name stands for, in letters of any case; null for none.
+// The format that belongs to the ending of a file name, upper or lower case; null for none.
 inline const mesh_format_traits* format_of(const std::string& filename) {
     const auto ends_with = [&](const char* ending) {
         const std::size_t n = std::strlen(ending);
@@ -180,7 +172,7 @@ inline void add_run(const kv7::dense2D<unsigned int>& connect, kv7::element_type
 
 } // namespace mesh_file_detail
 
-// Reads a mesh. `normals_or_textures` tells whether the file has what a mesh_data has no place for.
+// Reads a mesh. `normals_or_textures` is set if the file has some, which a mesh_data can't hold.
 // Throws mesh_file_error, or std::bad_alloc.
 inline void read_mesh(const std::string& filename, mesh_data& m, bool& normals_or_textures) {
     using namespace kv7;
@@ -198,7 +190,7 @@ inline void read_mesh(const std::string& filename, mesh_data& m, bool& normals_o
         code = NASTRAN_input(file.get(), m.pos, m.connect, m.indices, m.types, m.pids);
     } else if (traits->format == mesh_format::femap) {
         code = FEMAP_input(file.get(), m.pos, m.connect, m.indices, m.types, m.pids);
-        // Behind an element of a topology that is not known runs and types don't match.
+        // After an element of unknown topology `indices` and `types` don't match.
         if (code >= 0 && std::find(m.types.begin(), m.types.end(), ET_UNKNOWN) != m.types.end()) {
             throw mesh_file_error(filename, "has elements of a topology that can't be read");
         }
@@ -235,7 +227,7 @@ template <class Visit> void for_each_element(const mesh_data& m, const Visit& vi
     }
 }
 
-// The elements of a type in an array of their own.
+// The elements of one type, with the first `rows` of their nodes.
 inline kv7::dense2D<unsigned int> elements_of(const mesh_data& m, kv7::element_type type,
                                               std::size_t rows) {
     std::size_t n = 0;
@@ -251,17 +243,18 @@ inline kv7::dense2D<unsigned int> elements_of(const mesh_data& m, kv7::element_t
 
 namespace mesh_file_detail {
 
-// The elements in one array for each type that is written, in the order of the types.
-inline void split_by_written_type(const mesh_data& m, const type_map& written_as,
+// The elements in one array for each type that the mesh has and the format writes, in the order of
+// the types.
+inline void split_by_written_type(const mesh_data& m, const mesh_format_traits& out,
                                   std::vector<kv7::dense2D<unsigned int>>& connects,
                                   kv7::dense1D<int>& types) {
-    std::array<bool, 23> is_there{};
+    std::array<bool, nbr_types> is_there{};
     for (const int type : m.types) is_there[static_cast<std::size_t>(type)] = true;
-    for (std::size_t t = 0; t < is_there.size(); ++t) {
-        if (!is_there[t] || written_as[t] == kv7::ET_UNKNOWN) continue;
-        connects.push_back(elements_of(m, static_cast<kv7::element_type>(t),
-                                       kv7::tessmaker::nbr_nodes(written_as[t])));
-        expect_memory(types.push_back(written_as[t]));
+    for (const type_row& row : type_rows()) {
+        const kv7::element_type as = out.written_as(row.type);
+        if (!is_there[static_cast<std::size_t>(row.type)] || as == kv7::ET_UNKNOWN) continue;
+        connects.push_back(elements_of(m, row.type, kv7::tessmaker::nbr_nodes(as)));
+        expect_memory(types.push_back(as));
     }
 }
 
@@ -274,7 +267,7 @@ inline kv7::dense2D<unsigned int> joined(const std::vector<kv7::dense2D<unsigned
     return all;
 }
 
-// Each quadrangle as the two triangles on its first diagonal.
+// Appends the two triangles into which its first diagonal cuts each quadrangle.
 inline void append_halves(const kv7::dense2D<unsigned int>& quadrangles,
                           kv7::dense2D<unsigned int>& triangles) {
     std::size_t to = triangles.cols();
@@ -290,15 +283,15 @@ inline void append_halves(const kv7::dense2D<unsigned int>& quadrangles,
     }
 }
 
-// The runs of a file that holds runs: types as they are written, the others left out.
-inline mesh_data written_runs(const mesh_data& m, const type_map& written_as) {
+// The runs for a format that holds runs. Types that it can't hold are left out.
+inline mesh_data written_runs(const mesh_data& m, const mesh_format_traits& traits) {
     mesh_data out;
     out.pos = m.pos;
     expect_memory(out.indices.push_back(0));
     kv7::dense1D<unsigned int> kept;
     kv7::element_type last = kv7::ET_UNKNOWN;
     for_each_element(m, [&](kv7::element_type type, unsigned int c) {
-        const kv7::element_type as = written_as[static_cast<std::size_t>(type)];
+        const kv7::element_type as = traits.written_as(type);
         if (as == kv7::ET_UNKNOWN) return;
         if (as != last) {
             if (last != kv7::ET_UNKNOWN) {
@@ -318,8 +311,8 @@ inline mesh_data written_runs(const mesh_data& m, const type_map& written_as) {
 
 } // namespace mesh_file_detail
 
-// Elements that name a node which the file does not have can't go anywhere. Returns how many there
-// were.
+// Removes elements with nodes that the file does not have, which no format can hold. Returns their
+// number.
 inline std::size_t drop_incomplete(mesh_data& m) {
     const auto is_complete = [&](kv7::element_type type, unsigned int c) {
         const unsigned int* const nodes = m.connect.column(c);
@@ -349,8 +342,8 @@ inline std::size_t drop_incomplete(mesh_data& m) {
     return nbr_incomplete;
 }
 
-// Writes a mesh whose elements name columns of `pos` only. Throws mesh_file_error, or
-// std::bad_alloc.
+// Writes a mesh whose elements have only nodes that are columns of `pos`. Throws mesh_file_error,
+// or std::bad_alloc.
 inline void write_mesh(const std::string& filename, const mesh_data& m) {
     using namespace kv7;
     using namespace kv7::tessmaker;
@@ -362,11 +355,11 @@ inline void write_mesh(const std::string& filename, const mesh_data& m) {
     }
     std::vector<dense2D<unsigned int>> connects;
     dense1D<int> types;
-    split_by_written_type(m, traits->written_as, connects, types);
+    split_by_written_type(m, *traits, connects, types);
     const dense2D<unsigned int>* const begin = connects.data();
     const dense2D<unsigned int>* const end = begin + connects.size();
 
-    // Functions that take a name open it themselves; whether it can be written is told here.
+    // Opened here also for functions that take a name, to say why it can't be written.
     open_file file = open(filename, "wb");
     int code = 0;
     switch (traits->format) {
@@ -383,7 +376,7 @@ inline void write_mesh(const std::string& filename, const mesh_data& m) {
     }
     case mesh_format::nastran:
     case mesh_format::femap: {
-        const mesh_data out = written_runs(m, traits->written_as);
+        const mesh_data out = written_runs(m, *traits);
         if (traits->format == mesh_format::nastran) {
             code =
                 NASTRAN_output(file.get(), out.pos, out.connect, out.indices, out.types, out.pids);

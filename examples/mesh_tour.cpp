@@ -1,17 +1,17 @@
-// Takes a mesh all the way: reads it, welds and cleans it, tells how it hangs together and how well
-// its elements are shaped, derives sizes from it, bounds how fast they grow from a sharp source,
+// Takes a mesh all the way: reads it, welds and cleans it, reports its topology and the quality of
+// its elements, derives sizes from it, bounds how fast they grow from a sharp source,
 // and writes the result:
 //
 //     mesh_tour IN PREFIX [CHARACTERISTIC]
 //
 // IN ends in .stl, .nas, .bdf, .dat (NASTRAN), .neu (FEMAP) or .obj. Written are PREFIX.vtk with
 // qualities and sizes, PREFIX.mesh with the sizes beside it in PREFIX.bb, PREFIX.nas, and for an
-// STL file PREFIX.stl. Where the Euler characteristic that the surface must have is given, another
-// one is a failure.
+// STL file PREFIX.stl. If CHARACTERISTIC is given and the surface has another Euler characteristic,
+// the program fails.
 //
-// STL_input reads, welds and cleans in one go and tells no figures, so for an STL file the program
-// does these steps a second time, one by one, with merge, remove_degenerated and simplify. Both
-// ways must end with the same mesh.
+// STL_input reads, welds and cleans in one go and reports no figures, so for an STL file the
+// program does these steps a second time, one by one, with merge, remove_degenerated and simplify.
+// Both ways must end with the same mesh.
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -61,12 +61,12 @@ struct welding {
     bool is_text = false; // of an STL file
 };
 
-// The elements that shape and topology are about: the solids of a mesh, or its faces if there are
-// none, with their corners only, in one array that is sorted by shape.
+// The elements whose shape and topology are reported: the solids of a mesh, or its faces if there
+// are none, reduced to their corners, in one array that is sorted by shape.
 struct corner_mesh {
     dense2D<unsigned int> connect;
     element_type type = kv7::ET_UNKNOWN;
-    // Shapes stand one after another: group g ends before group_ends[g].
+    // Elements of one shape form a group: group g ends before column group_ends[g].
     dense1D<unsigned int> node_counts;
     dense1D<unsigned int> group_ends;
 };
@@ -98,7 +98,7 @@ void weld_stl(const std::string& filename, mesh_data& m, welding& report, tour_t
     for (std::size_t c = 0; c < connect.cols(); ++c) {
         for (std::size_t r = 0; r < 3; ++r) connect(r, c) = node++;
     }
-    if (report.tolerance > 0.0) { // else no facet has a height to measure by
+    if (report.tolerance > 0.0) { // else all facets are degenerate
         const stopwatch welding_time;
         expect_memory(weld_soup(report.tolerance, pos, connect) >= 0);
         times.weld = welding_time.milliseconds();
@@ -121,7 +121,7 @@ double diagonal(const dense2D<double>& pos) {
     return std::hypot(high[0] - low[0], high[1] - low[1], high[2] - low[2]);
 }
 
-// Takes the elements that remove_degenerated has taken out of `connect` out of the rest too.
+// Removes from the other arrays the elements that remove_degenerated has removed from `connect`.
 void follow_removal(const dense1D<unsigned int>& new_columns, mesh_data& m) {
     mesh_data rest;
     expect_memory(rest.indices.push_back(0));
@@ -139,7 +139,7 @@ void follow_removal(const dense1D<unsigned int>& new_columns, mesh_data& m) {
     m.pids = rest.pids;
 }
 
-// Nodes at the same place become one, elements that collapse and nodes without an element go.
+// Merges coincident nodes, and removes elements that collapse and nodes without an element.
 void weld_and_clean(mesh_data& m, welding& report, tour_times& times) {
     report.nodes_before = m.pos.cols();
     report.elements_before = m.connect.cols();
@@ -162,7 +162,7 @@ void weld_and_clean(mesh_data& m, welding& report, tour_times& times) {
 
 // The elements as a whole.
 
-// The linear type of so many corners.
+// The linear type with this number of corners.
 element_type shape_of(unsigned int dimension, unsigned int nbr_corners) {
     if (dimension == 2) return nbr_corners == 3 ? kv7::ET_TRIA3 : kv7::ET_QUAD4;
     switch (nbr_corners) {
@@ -196,7 +196,7 @@ corner_mesh corners_of(const mesh_data& m) {
     expect_memory(result.node_counts.size() > 0 && old_to_new.size() == n);
     result.type = dimension == 2 ? kv7::ET_FACE_MIX : kv7::ET_SOLID_MIX;
     if (result.node_counts.size() > 1) return result;
-    // All of one shape: an array of its own rows.
+    // All elements have the same shape: no rows are needed beyond its nodes.
     const unsigned int rows = result.node_counts[0];
     dense2D<unsigned int> plain;
     expect_memory(plain.copy(result.connect.sub_matrix(0, 0, rows, n)));
@@ -205,7 +205,7 @@ corner_mesh corners_of(const mesh_data& m) {
     return result;
 }
 
-// The surface that topology is about: the faces, or the boundary of the solids.
+// The surface whose topology is reported: the faces, or the boundary of the solids.
 struct surface {
     std::size_t nbr_nodes = 0;
     dense2D<unsigned int> connect;
@@ -225,7 +225,7 @@ surface surface_of(const mesh_data& m, const corner_mesh& elements) {
             get_mesh_boundaries(elements.connect, neighbors, elements.type, result.connect) == 0);
         result.type = result.connect.rows() == 3 ? kv7::ET_TRIA3 : kv7::ET_FACE_MIX;
     }
-    // Its nodes alone, numbered anew: nodes of bars, inner nodes and those between corners go.
+    // Renumber its nodes without those of bars, inner ones and those between corners.
     dense1D<unsigned int> nodes;
     unique_indices(nodes, result.connect, dense1D<unsigned int>());
     dense1D<unsigned int> place;
@@ -263,21 +263,21 @@ shock_figures shock_of(const mesh_data& m, const dense2D<unsigned int>& edges,
     dense1D<double> shocks;
     expect_memory(kv7::tessmaker::H_shock(m.pos, edges, sizes, shocks) == 0);
     expect_memory(shocks.size() == m.pos.cols());
-    // Edges may stay above by what a refused step of a thousandth would have done.
+    // Bounding refuses steps below a thousandth, so that an edge may stay a little above the limit.
     constexpr double above = 1.01 * gradation_limit;
     return {*std::max_element(shocks.begin(), shocks.end()),
             static_cast<std::size_t>(
                 std::count_if(shocks.begin(), shocks.end(), [](double g) { return g > above; }))};
 }
 
-// Sizes of the elements, a sharp source at the lowest corner of the bounding box, and the field
-// that grows from there within the limit.
+// Derives sizes from the elements, puts a small one at the lowest corner of the bounding box, and
+// bounds how fast sizes grow from there.
 void find_sizes(const mesh_data& m, const corner_mesh& elements, size_report& report,
                 tour_times& times) {
     using namespace kv7::tessmaker;
     const stopwatch deriving;
     expect_memory(metrics_gen_iso(m.pos, elements.connect, elements.type, report.before, 1.0) == 0);
-    // Nodes that no corner reaches have the size 0, which is none.
+    // Nodes that are no corners have size 0, which means none.
     report.smallest = HUGE_VAL;
     for (const double h : report.before) {
         if (h > 0.0) report.smallest = std::min(report.smallest, h);
@@ -375,12 +375,11 @@ std::vector<std::string> write_all(const std::string& prefix, bool is_stl, const
 // Report.
 
 void print_elements(const mesh_data& m) {
-    std::size_t counts[23] = {};
+    type_counts counts{};
     for_each_element(m, [&](element_type type, unsigned int) { ++counts[type]; });
-    for (int t = 0; t < 23; ++t) {
-        if (counts[t] == 0) continue;
-        print_count((std::string("  ") + type_name(static_cast<element_type>(t))).c_str(),
-                    counts[t]);
+    for (const type_row& row : type_rows()) {
+        if (counts[row.type] == 0) continue;
+        print_count((std::string("  ") + row.name).c_str(), counts[row.type]);
     }
 }
 

@@ -1,4 +1,4 @@
-// A line on a terminal that tells what a program is doing while that takes long.
+// A line on the terminal that shows what a program is doing when it takes long.
 #ifndef PROGRESS_H
 #define PROGRESS_H
 
@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 // Shows the name of the present step and the seconds since the start, from the first second on.
-// Where standard error is no terminal it does nothing.
+// Does nothing if standard error is not a terminal.
 class progress {
 public:
     progress() {

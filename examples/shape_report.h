@@ -1,4 +1,4 @@
-// How well the elements of a mesh are shaped.
+// The shape qualities of a mesh.
 #ifndef SHAPE_REPORT_H
 #define SHAPE_REPORT_H
 
@@ -11,8 +11,8 @@
 #include <tessmaker/quality.h>
 
 struct shape_report {
-    // A triangle whose coordinates are too large to be measured is rated -1, a solid turned inside
-    // out less than 0; neither is in a bin.
+    // Bins leave out triangles whose coordinates are too large to be measured (quality -1) and
+    // inverted solids (below 0).
     kv7::misc::histogram histogram{0.0, 1.0, 10};
     double worst = 1.0;
     unsigned int worst_element = 0xFFFFFFFF; // none when all are ideal
@@ -41,7 +41,7 @@ inline bool find_quality(const kv7::dense2D<double>& pos, const kv7::dense2D<uns
 }
 
 inline void print_bin(const char* range, std::uint64_t count, std::uint64_t largest) {
-    // An element shows, however few there are.
+    // At least one mark if there is an element at all.
     const auto length = static_cast<std::size_t>((32 * count + largest - 1) / largest);
     std::printf("%-24s%14llu%s%s\n", range, static_cast<unsigned long long>(count),
                 length > 0 ? "  " : "", std::string(length, '#').c_str());

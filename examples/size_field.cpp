@@ -1,10 +1,10 @@
 // Puts sharp sources into the size field of a mesh, bounds how fast its sizes grow from there, and
-// reports what that did. `usage` below tells the options.
+// reports the result. `usage` below lists the options.
 //
 // The field is what metrics_gen_iso derives from the mesh, or that field stretched along a
 // direction as metrics. Each source is the node nearest to a point and gets a small size.
 // bound_metric_gradations then lets sizes shrink only, so that the sources stay and everything else
-// gives way to them. H_shock tells the worst growth at each node before and after.
+// adapts to them. H_shock gives the worst growth at each node before and after.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -48,16 +48,16 @@ struct failure : std::runtime_error {
 
 struct options {
     std::string file = SAMPLE;
-    unsigned int block = 0; // 0 for the file
+    unsigned int block = 0; // 0: `file` is read
     std::vector<vector_fixed<double, 3>> sources;
-    double size = 0.0; // 0 for a tenth of the smallest
+    double size = 0.0; // 0: a tenth of the smallest
     double gradation = 0.2;
     bool is_stretched = false;
     vector_fixed<double, 3> direction{};
     double ratio = 5.0;
 };
 
-// Numbers with commas between them; exactly `n`.
+// Reads exactly `n` numbers separated by commas.
 std::vector<double> numbers(const std::string& option, const char* text, std::size_t n) {
     std::vector<double> values;
     const char* place = text;
@@ -140,7 +140,7 @@ struct mesh {
     kv7::element_type type = kv7::ET_TRIA3;
 };
 
-// Once its arguments are right the library fails for want of memory only.
+// With valid arguments the library fails only when memory runs out.
 void expect_memory(bool done) {
     if (!done) throw std::bad_alloc();
 }
@@ -179,8 +179,8 @@ mesh make_block(unsigned int n) {
             }
         }
     }
-    // From the lowest corner of a cell to the highest, an axis at a time; odd orders of the axes
-    // turn the tetrahedron inside out.
+    // Each tetrahedron goes from the lowest corner of a cell to the highest, one axis at a time.
+    // For odd permutations of the axes it would be inverted.
     constexpr unsigned int orders[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1},
                                            {0, 2, 1}, {1, 0, 2}, {2, 1, 0}};
     std::size_t c = 0;
@@ -234,7 +234,7 @@ vector_fixed<double, 3> cross(const vector_fixed<double, 3>& a, const vector_fix
 // Three unit vectors at right angles in the columns, the first along `direction`.
 matrix_fixed<double, 3, 3> frame_along(const vector_fixed<double, 3>& direction) {
     const vector_fixed<double, 3> u = unit(direction);
-    // The axis that is farthest from u.
+    // The axis at the largest angle to u.
     std::size_t axis = 0;
     for (std::size_t r = 1; r < 3; ++r) {
         if (std::fabs(u[r]) < std::fabs(u[axis])) axis = r;
@@ -281,14 +281,14 @@ void put_sources(const std::vector<unsigned int>& nodes, double h, Field& field)
     }
 }
 
-// What H_shock tells about a field.
+// The growth of a field, from H_shock.
 struct shock_report {
     double largest;
     double median;
     std::size_t nbr_above; // nodes at edges above the limit
 };
 
-// An edge may stay above the limit by what a refused step of a thousandth would have done.
+// Bounding refuses steps below a thousandth, so that an edge may stay a little above the limit.
 constexpr double slack = 1.01;
 
 template <class Field>

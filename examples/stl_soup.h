@@ -1,4 +1,4 @@
-// The triangles of an STL file as they stand there, three corners each.
+// The triangles of an STL file as they are stored, each with three corners of its own.
 #ifndef STL_SOUP_H
 #define STL_SOUP_H
 
@@ -17,8 +17,8 @@
 #include <tessmaker/containers.h>
 #include <tessmaker/repair.h>
 
-// The number of facets if the file is a binary one, -1 if it is text. STL_input has left it behind
-// what it has read, and in a binary file that place follows from the count of facets.
+// The number of facets if the file is binary, -1 if it is text. STL_input has left the stream
+// behind what it read; in a binary file that position follows from the number of facets.
 inline std::int64_t binary_facet_count(std::FILE* file) {
     const long end = std::ftell(file);
     unsigned char bytes[4];
@@ -67,13 +67,13 @@ inline bool read_text_corners(std::FILE* file, kv7::dense2D<double>& pos) {
     return pos.cols() % 3 == 0;
 }
 
-// The smallest height of any facet that has one, 0 if there is none.
+// The smallest height of a facet that isn't degenerate; 0 if there is none.
 inline double smallest_height(const kv7::dense2D<double>& pos) {
     double smallest2 = std::numeric_limits<double>::max();
     for (std::size_t first = 0; first < pos.cols(); first += 3) {
         double facet_smallest2 = std::numeric_limits<double>::max();
         for (std::size_t i = 0; i < 3; ++i) {
-            // Over corner `a`, measured from the nearer of the other two.
+            // The height of corner `a` over the opposite edge, computed from the nearer end.
             const double* const a = pos.column(first + i);
             const double* near = pos.column(first + (i + 1) % 3);
             const double* far = pos.column(first + (i + 2) % 3);
@@ -99,7 +99,7 @@ inline double smallest_height(const kv7::dense2D<double>& pos) {
     return smallest2 < std::numeric_limits<double>::max() ? std::sqrt(smallest2) : 0.0;
 }
 
-// Nodes that coincide exactly go first, in blocks of facets, then those within the tolerance.
+// Merges nodes that coincide exactly, in blocks of facets, then nodes within the tolerance.
 inline int weld_soup(double tolerance, kv7::dense2D<double>& pos,
                      kv7::dense2D<unsigned int>& connect) {
     constexpr std::size_t block_size = 100000;

@@ -1,5 +1,5 @@
-// Any bytes as a FEMAP neutral file: runs that belong to the arrays come out, what can be written
-// can be read again, and the file is read to its end or to the line that is bad.
+// Reads any bytes as a FEMAP neutral file. Checks that the runs match the arrays, that what can be
+// written can be read again, and that the file is read up to its end or the bad line.
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace {
 using namespace kv7;
 using namespace kv7::tessmaker;
 
-// Absurd node IDs end at this size of an array instead of filling memory.
+// Blocks beyond this size are refused, so that an absurd node ID does not fill memory.
 constexpr std::size_t most_bytes = std::size_t{1} << 22;
 bool is_small(std::size_t bytes) noexcept { return bytes <= most_bytes; }
 
@@ -48,7 +48,7 @@ void check_runs(const contents& c) {
     require(c.indices.size() >= 2 && c.indices[0] == 0);
     require(c.indices[c.indices.size() - 1] == c.connect.cols());
     for (std::size_t k = 1; k < c.indices.size(); ++k) require(c.indices[k - 1] <= c.indices[k]);
-    // An unknown element adds a type, at times without a run.
+    // An element of unknown topology adds a type, sometimes without a run.
     require(c.types.size() + 1 >= c.indices.size() || c.types.empty());
 }
 
@@ -59,7 +59,7 @@ bool has_type(const contents& c, element_type type) {
     return false;
 }
 
-// A line holds 255 characters, three coordinates of many digits are more.
+// Whether a node surely fits on a line of 255 characters.
 bool has_short_lines(const dense2D<double>& pos) {
     for (const double x : pos.as_vector()) {
         if (std::abs(x) > 1e50) return false;
@@ -67,7 +67,7 @@ bool has_short_lines(const dense2D<double>& pos) {
     return true;
 }
 
-// ET_TRIA6 aside, which is not written as it is read.
+// Leaves out ET_TRIA6, which is not written as it is read.
 void check_written(const contents& c) {
     if (c.connect.empty() || c.pos.empty() || has_type(c, ET_TRIA6)) return;
     char* bytes = nullptr;
@@ -87,7 +87,7 @@ void check_written(const contents& c) {
     std::free(bytes);
 }
 
-// Nothing is reached through the views that isn't there.
+// Reads every entry of the views, which must lie within their block.
 void check_two(void* bytes, std::size_t size, int result) {
     std::FILE* const file = fmemopen(bytes, size, "r");
     require(file != nullptr);

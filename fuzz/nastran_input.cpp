@@ -1,5 +1,5 @@
-// Any bytes as a NASTRAN deck: what is read is what a plain reader reads, and what is written of it
-// is what a plain writer writes.
+// Reads any bytes as a NASTRAN deck. Checks that the result is that of a plain reader, and that
+// writing it gives the text of a plain writer.
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -20,9 +20,9 @@ using kv7::dense1D;
 using kv7::dense2D;
 using kv7::element_type;
 
-// Huge node IDs end at this size of an array instead of filling memory.
+// Blocks beyond this size are refused, so that an absurd node ID does not fill memory.
 constexpr std::size_t limit = 1 << 20;
-// Room for nodes is a power of two, of three doubles each.
+// Arrays grow to powers of two; this is the largest below the limit, with three doubles per node.
 constexpr unsigned int largest_id = 1 << 15;
 
 bool is_small(std::size_t bytes) noexcept { return bytes <= limit; }
@@ -61,7 +61,7 @@ template <class T> bool equal(const dense1D<T, 8>& list, const std::vector<T>& e
     return std::equal(list.begin(), list.end(), expected.begin(), expected.end());
 }
 
-// To the bit, and the same for all that is not a number.
+// Equal bits; all NaNs are equal.
 bool equal(double x, double y) {
     return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y) ||
            (std::isnan(x) && std::isnan(y));
@@ -90,7 +90,7 @@ void check_mesh(const mesh& m, const test::deck& expected) {
             equal(m.pids, expected.pids));
 }
 
-// The forms with one and two connectivities give parts of the same.
+// The overloads for one and two connectivities must give parts of the same result.
 void check_other_forms(void* bytes, std::size_t size, const mesh& m, const test::deck& expected) {
     mesh one;
     element_type type = kv7::ET_NODE;

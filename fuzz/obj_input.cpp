@@ -1,4 +1,4 @@
-// Any bytes as a Wavefront OBJ file: arrays of the promised shapes come out, and what can be
+// Reads any bytes as a Wavefront OBJ file. Checks the shapes of the arrays, and that what can be
 // written can be read again.
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +18,7 @@ void require(bool condition) {
     if (!condition) std::abort();
 }
 
-// A file in memory that has a name.
+// A file in memory, with a name to open it by.
 class named_memory {
 public:
     named_memory() : descriptor_(memfd_create("obj", 0)) { require(descriptor_ >= 0); }
@@ -61,7 +61,7 @@ void check_shapes(const contents& c) {
     check_shape(c.quadrangles, 4, 4);
 }
 
-// The vertices, and the faces if their numbers fit in an `int`.
+// Compares the vertices, and the faces if their numbers fit in an `int`.
 void check_written(const contents& c) {
     constexpr unsigned int limit = 0x7FFFFFFF;
     if (c.pos.empty() || !kv7::tessmaker::check_IDs(c.triangles, kv7::ET_TRIA3, limit) ||

@@ -1,5 +1,5 @@
-// Any bytes as an STL file: what is read is a mesh or nothing, and a mesh can be written and read
-// again.
+// Reads any bytes as an STL file. Checks that the result is a mesh or empty, and that a mesh can be
+// written and read again.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
