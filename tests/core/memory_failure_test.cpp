@@ -1,43 +1,38 @@
-// Memory failure at every allocation in turn: what is promised holds, nothing leaks (which the
-// address sanitizer sees), nothing crashes. Where a single allocation fails and those after it do
-// not, a call may get by and succeed; then its result is whole.
+// The containers with every allocation failing in turn: what is promised holds, nothing leaks
+// (which the address sanitizer sees), nothing crashes. If only one allocation fails, a call may
+// still succeed; then its result is complete.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
-#include <limits>
-#include <new>
 #include <string>
 #include <vector>
 
-#include "core/memory_hook.h"
+#include "support/failing_call.h"
 #include "support/memory_failure.h"
 #include "support/meshes.h"
-#include "tessmaker/index_arrays.h"
+#include "tessmaker/containers.h"
 
 using namespace kv7;
-using namespace kv7::tessmaker;
+using test::call_failing;
 using test::connectivity;
 using test::fail_each_allocation;
+using test::failing_call;
 using test::list;
 using test::memory_failure;
-using test::none;
 
 namespace {
 
 using numbers = dense1D<double>;
 using matrix = dense2D<double>;
-using ids = dense1D<unsigned int>;
-using id_vector = std::vector<unsigned int>;
 
 template <class View> struct operation {
     std::string name;
     std::function<bool(View&)> run;
 };
 
-// Runs each operation on a view that `make` gives. On false the view and another one on its block
-// show what they showed before, on true the view shows what it shows without failure; and in both
-// cases it can be used on.
+// Runs each operation on a view that `make` returns. If it returns false, the view and another one
+// on the same block are unchanged; if true, the view has the contents that it gets without failure.
+// In both cases it can be used afterwards.
 template <class View, class Make>
 void expect_all_or_nothing(Make make, const std::vector<operation<View>>& operations) {
     for (const operation<View>& op : operations) {
@@ -48,18 +43,14 @@ void expect_all_or_nothing(Make make, const std::vector<operation<View>>& operat
             View view = make();
             const View other_view = view;
             const auto before = list(view);
-            bool done = false;
-            bool happened = false;
-            {
-                const memory_failure failure(k, and_later);
-                done = op.run(view);
-                happened = failure.happened();
-            }
-            EXPECT_TRUE(done || happened);
+            const failing_call call = call_failing(k, and_later, [&] { return op.run(view); });
+            EXPECT_FALSE(call.threw());
+            const bool done = call.code != 0;
+            EXPECT_TRUE(done || call.failed);
             EXPECT_EQ(list(view), done ? list(reached) : before);
             EXPECT_TRUE(done || list(other_view) == before);
             EXPECT_TRUE(op.run(view));
-            return happened;
+            return call.failed;
         });
         EXPECT_GE(nbr_failed, 2U);
     }
@@ -91,19 +82,16 @@ TEST(dense1D_memory, a_constructor_without_memory_makes_an_empty_view_that_works
         }};
     for (const auto& construct : constructors) {
         EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
-                      bool happened = false;
                       numbers a(2);
-                      {
-                          const memory_failure failure(k, and_later);
-                          a = construct();
-                          happened = failure.happened();
-                      }
+                      const failing_call call =
+                          call_failing(k, and_later, [&] { a = construct(); });
+                      EXPECT_FALSE(call.threw());
                       EXPECT_TRUE(a.empty() || a.size() == 5);
-                      EXPECT_TRUE(a.empty() || !happened || !and_later);
+                      EXPECT_TRUE(a.empty() || !call.failed || !and_later);
                       EXPECT_TRUE(a.append(numbers{1, 2}));
                       EXPECT_TRUE(a.push_back(3.0));
                       EXPECT_EQ(a[a.size() - 1], 3.0);
-                      return happened;
+                      return call.failed;
                   }),
                   2U);
     }
@@ -175,18 +163,15 @@ TEST(dense2D_memory, a_failed_copy_from_elsewhere_leaves_an_empty_array_and_the_
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   matrix a = test::points({{1, 2}, {3, 4}});
                   const matrix other_view = a;
-                  bool done = false;
-                  bool happened = false;
-                  {
-                      const memory_failure failure(k, and_later);
-                      done = a.copy(source);
-                      happened = failure.happened();
-                  }
-                  EXPECT_TRUE(done ? !happened || !and_later : happened);
+                  const failing_call call =
+                      call_failing(k, and_later, [&] { return a.copy(source); });
+                  EXPECT_FALSE(call.threw());
+                  const bool done = call.code != 0;
+                  EXPECT_TRUE(done ? !call.failed || !and_later : call.failed);
                   EXPECT_EQ(a.rows(), done ? 2U : 0U);
                   EXPECT_EQ(a.cols(), done ? 3U : 0U);
                   EXPECT_EQ(other_view(1, 1), 4.0);
-                  return happened;
+                  return call.failed;
               }),
               2U);
 }
@@ -196,18 +181,15 @@ TEST(dense2D_memory, a_constructor_without_memory_makes_an_empty_array_that_work
         [] { return matrix(); }, [] { return matrix(2, 3); }, [] { return matrix(2, 3, 1.0); }};
     for (const auto& construct : constructors) {
         EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
-                      bool happened = false;
                       matrix a(2, 1);
-                      {
-                          const memory_failure failure(k, and_later);
-                          a = construct();
-                          happened = failure.happened();
-                      }
+                      const failing_call call =
+                          call_failing(k, and_later, [&] { a = construct(); });
+                      EXPECT_FALSE(call.threw());
                       EXPECT_TRUE(a.empty() || (a.rows() == 2 && a.cols() == 3));
-                      EXPECT_TRUE(a.empty() || !happened || !and_later);
+                      EXPECT_TRUE(a.empty() || !call.failed || !and_later);
                       EXPECT_TRUE(a.append(test::points({{4, 5}})));
                       EXPECT_EQ(a(1, a.cols() - 1), 5.0);
-                      return happened;
+                      return call.failed;
                   }),
                   2U);
     }
@@ -238,221 +220,15 @@ TEST(vector_num_memory, growth_of_a_list_of_arrays_loses_no_element) {
                   dense1D<dense2D<unsigned int>> meshes;
                   EXPECT_TRUE(meshes.push_back(mesh) && meshes.push_back(mesh));
                   std::size_t nbr_pushed = 0;
-                  bool happened = false;
-                  {
-                      const memory_failure failure(k, and_later);
+                  const failing_call call = call_failing(k, and_later, [&] {
                       for (int n = 0; n < 6; ++n) nbr_pushed += meshes.push_back(mesh);
-                      happened = failure.happened();
-                  }
+                  });
+                  EXPECT_FALSE(call.threw());
                   EXPECT_EQ(meshes.size(), 2 + nbr_pushed);
                   for (const dense2D<unsigned int>& m : meshes) EXPECT_EQ(m(1, 0), 2U);
-                  return happened;
+                  return call.failed;
               }),
               2U);
-}
-
-// Outcome of a call under memory failure.
-struct outcome {
-    int code = 0;
-    bool threw = false;
-    bool happened = false;
-};
-// -199 where no memory came, 0 where none failed, either where one allocation failed alone.
-void expect_code(const outcome& o, bool and_later) {
-    EXPECT_TRUE(o.code == 0 || o.code == -199) << o.code;
-    EXPECT_TRUE(o.code == -199 ? o.happened : !o.happened || !and_later || o.threw);
-}
-template <class Call> outcome run(std::size_t k, bool and_later, Call call) {
-    outcome result;
-    const memory_failure failure(k, and_later);
-    try {
-        result.code = call();
-    } catch (const std::bad_alloc&) {
-        result.threw = true;
-    }
-    result.happened = failure.happened();
-    return result;
-}
-
-TEST(index_arrays_memory, permutation_gives_minus_199_and_leaves_the_values) {
-    const ids perm{2, 0, 1};
-    EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
-                  ids values{10, 20, 30};
-                  const outcome o = run(k, and_later, [&] { return permutation(values, perm); });
-                  EXPECT_FALSE(o.threw);
-                  expect_code(o, and_later);
-                  EXPECT_EQ(list(values),
-                            o.code == 0 ? (id_vector{20, 30, 10}) : (id_vector{10, 20, 30}));
-                  return o.happened;
-              }),
-              2U);
-    EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
-                  numbers values{1.5, 2.5, 3.5};
-                  const outcome o = run(k, and_later, [&] { return permutation(values, perm); });
-                  EXPECT_FALSE(o.threw);
-                  expect_code(o, and_later);
-                  EXPECT_EQ(values[0], o.code == 0 ? 2.5 : 1.5);
-                  return o.happened;
-              }),
-              2U);
-}
-
-TEST(index_arrays_memory, get_sorted_order_gives_minus_199_and_empty_outputs) {
-    const ids values{2, none, 0, 2};
-    EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
-                  ids order{9}, addresses{8};
-                  const outcome o =
-                      run(k, and_later, [&] { return get_sorted_order(values, order, addresses); });
-                  EXPECT_FALSE(o.threw);
-                  expect_code(o, and_later);
-                  EXPECT_EQ(list(order), o.code == 0 ? (id_vector{2, 0, 3}) : id_vector{});
-                  EXPECT_EQ(list(addresses), o.code == 0 ? (id_vector{0, 1, 1, 3}) : id_vector{});
-                  return o.happened;
-              }),
-              2U);
-}
-
-// Every entry is what it should be or the sentinel, in an array of full size or none.
-void expect_part_of(const ids& result, const id_vector& expected) {
-    EXPECT_TRUE(result.empty() || result.size() == expected.size());
-    for (std::size_t i = 0; i < result.size(); ++i) {
-        EXPECT_TRUE(result[i] == expected[i] || result[i] == none) << i;
-    }
-}
-
-TEST(index_arrays_memory, get_IDs_of_lists_gives_0_and_what_memory_allows) {
-    ids a, b;
-    for (unsigned int k = 0; k < 200; ++k) a.push_back(k * 7919 % 1000);
-    for (unsigned int k = 0; k < 300; ++k) b.push_back(k * 104729 % 1000000);
-    ids full_a_of_b, full_b_of_a;
-    ASSERT_EQ(get_IDs(a, b, full_a_of_b, full_b_of_a), 0);
-    EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
-                  ids a_of_b, b_of_a;
-                  const outcome o =
-                      run(k, and_later, [&] { return get_IDs(a, b, a_of_b, b_of_a); });
-                  EXPECT_FALSE(o.threw);
-                  EXPECT_EQ(o.code, 0);
-                  expect_part_of(a_of_b, list(full_a_of_b));
-                  expect_part_of(b_of_a, list(full_b_of_a));
-                  return o.happened;
-              }),
-              4U);
-}
-
-TEST(index_arrays_memory, get_IDs_of_columns_gives_minus_199_and_no_wrong_match) {
-    const auto a = connectivity({{1, 2, 3}, {4, 5, 6}, {7, 8, 9}});
-    const auto b = connectivity({{5, 6, 4}, {1, 3, 2}});
-    EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
-                  ids a_of_b, b_of_a;
-                  const outcome o =
-                      run(k, and_later, [&] { return get_IDs(a, b, a_of_b, b_of_a, false); });
-                  EXPECT_FALSE(o.threw);
-                  expect_code(o, and_later);
-                  expect_part_of(a_of_b, {1, 0});
-                  expect_part_of(b_of_a, {1, 0, none});
-                  if (o.code == 0) {
-                      EXPECT_EQ(list(a_of_b), (id_vector{1, 0}));
-                      EXPECT_EQ(list(b_of_a), (id_vector{1, 0, none}));
-                  }
-                  return o.happened;
-              }),
-              4U);
-}
-
-TEST(index_arrays_memory, unique_indices_leave_out_an_id_for_which_memory_fails) {
-    // IDs close together, and so far apart that only a hash serves.
-    for (const unsigned int step : {1U, 20000003U}) {
-        dense2D<unsigned int> connect(2, 100);
-        for (unsigned int c = 0; c < 100; ++c) {
-            connect(0, c) = c * step;
-            connect(1, c) = c % 3 == 0 ? none : (c + 1) * step;
-        }
-        const ids skip{4 * step, 50 * step, none};
-        ids all{3};
-        ASSERT_EQ(unique_indices(all, connect, skip), 0);
-        ASSERT_EQ(all.size(), 1U + 100U - 2U);
-        EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
-                      ids nodes{3};
-                      const outcome o =
-                          run(k, and_later, [&] { return unique_indices(nodes, connect, skip); });
-                      EXPECT_FALSE(o.threw);
-                      EXPECT_EQ(o.code, 0);
-                      EXPECT_EQ(nodes[0], 3U);
-                      // Those that are there stand in the same order, and none is a second time.
-                      const unsigned int* next = all.begin();
-                      for (const unsigned int v : nodes) {
-                          next = std::find(next, std::as_const(all).end(), v);
-                          if (next == all.end()) {
-                              ADD_FAILURE() << v;
-                              break;
-                          }
-                          ++next;
-                      }
-                      return o.happened;
-                  }),
-                  4U);
-    }
-}
-
-TEST(index_arrays_memory, count_unique_indices_never_counts_too_many) {
-    for (const unsigned int step : {1U, 20000003U}) {
-        dense2D<unsigned int> connect(1, 100);
-        for (unsigned int c = 0; c < 100; ++c) connect(0, c) = c * step;
-        EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
-                      const outcome o =
-                          run(k, and_later, [&] { return count_unique_indices(connect); });
-                      EXPECT_FALSE(o.threw);
-                      EXPECT_GE(o.code, -1);
-                      EXPECT_LE(o.code, 100);
-                      EXPECT_TRUE(o.happened || o.code == 100);
-                      return o.happened;
-                  }),
-                  2U);
-    }
-}
-
-// Refuses blocks above `most` bytes while it lives, and remembers the largest that was asked for.
-class block_limit {
-public:
-    explicit block_limit(std::size_t most) {
-        most_ = most;
-        largest_ = 0;
-        set_memory_hook([](std::size_t bytes) noexcept {
-            largest_ = std::max(largest_, bytes);
-            return bytes <= most_;
-        });
-    }
-    ~block_limit() { set_memory_hook(nullptr); }
-    block_limit(const block_limit&) = delete;
-    block_limit& operator=(const block_limit&) = delete;
-    std::size_t largest() const { return largest_; }
-
-private:
-    static inline std::size_t most_ = 0;
-    static inline std::size_t largest_ = 0;
-};
-
-TEST(index_arrays_memory, get_sorted_order_sizes_its_addresses_in_64_bits) {
-    for (const unsigned int largest : {none - 1, none - 2, none - 3}) {
-        ids order{1}, addresses{2};
-        const block_limit limit(std::size_t{1} << 30);
-        EXPECT_EQ(get_sorted_order(ids{largest, 0}, order, addresses), -199);
-        EXPECT_GE(limit.largest(), (std::size_t{largest} + 3) * sizeof(unsigned int));
-        EXPECT_TRUE(order.empty());
-        EXPECT_TRUE(addresses.empty());
-    }
-}
-
-TEST(index_arrays_memory, what_few_huge_ids_need_does_not_grow_with_the_ids) {
-    const ids few{none - 1, 5, 0x80000000U, none - 2};
-    const block_limit limit(std::size_t{1} << 30);
-    ids nodes, a_of_b, b_of_a;
-    EXPECT_EQ(unique_indices(nodes, few, ids()), 0);
-    EXPECT_EQ(nodes.size(), 4U);
-    EXPECT_EQ(get_IDs(few, few, a_of_b, b_of_a), 0);
-    EXPECT_EQ(list(a_of_b), (id_vector{0, 1, 2, 3}));
-    EXPECT_EQ(count_unique_indices(connectivity({{none - 1, 5, 0x80000000U}})), 3);
-    EXPECT_LT(limit.largest(), std::size_t{1} << 16);
 }
 
 } // namespace

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "formats/failing_calls.h"
 #include "formats/obj_files.h"
 #include "formats/scratch_files.h"
 #include "formats/written_files.h"
+#include "support/failing_call.h"
 #include "support/memory_failure.h"
 #include "support/meshes.h"
 #include "tessmaker/formats.h"

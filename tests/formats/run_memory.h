@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <string>
 
-#include "formats/failing_calls.h"
 #include "formats/scratch_files.h"
+#include "support/failing_call.h"
 #include "support/meshes.h"
 
 namespace test {
@@ -26,8 +26,7 @@ template <class T> bool is_beginning_of_columns(const dense2D<T>& part, const de
 }
 
 inline void expect_told(const failing_call& call) {
-    EXPECT_TRUE(call.code == 0 || call.code == -199 || call.code == failing_call::thrown)
-        << call.code;
+    EXPECT_TRUE(call.code == 0 || call.code == -199 || call.threw()) << call.code;
     EXPECT_TRUE(call.failed || call.code == 0) << call.code;
 }
 
@@ -46,7 +45,7 @@ template <class Result, class File, class Check> void fail_reading(File* file, C
             return result.code;
         });
         expect_told(call);
-        if (call.code != failing_call::thrown) check(call.failed, result);
+        if (!call.threw()) check(call.failed, result);
         return call.failed;
     });
     EXPECT_GT(nbr_failed, 4U);
@@ -66,7 +65,7 @@ template <class Functions, class... Arguments> void fail_writing(const Arguments
         const scratch_stream stream;
         const failing_call call = call_failing(k, and_later, [&] { return write(stream); });
         expect_told(call);
-        if (call.code != failing_call::thrown) {
+        if (!call.threw()) {
             EXPECT_EQ(stream.contents(), call.code == 0 ? expected : "");
         }
         return call.failed;

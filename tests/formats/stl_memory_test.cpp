@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "formats/failing_calls.h"
 #include "formats/scratch_files.h"
 #include "repair/plain_merge.h"
+#include "support/failing_call.h"
 #include "support/meshes.h"
 #include "support/zoo.h"
 #include "tessmaker/formats.h"

@@ -9,9 +9,9 @@
 #include <initializer_list>
 #include <string>
 
-#include "formats/failing_calls.h"
 #include "formats/plain_writers.h"
 #include "formats/scratch_files.h"
+#include "support/failing_call.h"
 
 namespace test {
 

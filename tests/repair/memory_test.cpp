@@ -1,11 +1,11 @@
-// Memory failure at every allocation of the calls that change meshes, one after the other.
+// The calls that change meshes, with every allocation failing in turn.
 #include <gtest/gtest.h>
 
-#include <new>
 #include <set>
 #include <vector>
 
 #include "repair/plain_merge.h"
+#include "support/failing_call.h"
 #include "support/memory_failure.h"
 #include "support/meshes.h"
 #include "tessmaker/repair.h"
@@ -17,23 +17,6 @@ using namespace test;
 namespace {
 
 using ids = dense1D<unsigned int>;
-
-constexpr int thrown = -1000;
-
-struct attempt_result {
-    int code;
-    bool failed; // whether memory failed on the way
-};
-
-template <class Call> attempt_result attempt(std::size_t k, bool and_later, Call call) {
-    const memory_failure failure(k, and_later);
-    int code = thrown;
-    try {
-        code = call();
-    } catch (const std::bad_alloc&) {
-    }
-    return {code, failure.happened()};
-}
 
 // Six pairs of coincident nodes on a line, and one node more.
 dense2D<double> pairs_on_a_line() {
@@ -55,8 +38,8 @@ struct mesh_under_test {
                list(arrays[1]) == list(other.arrays[1]);
     }
 
-    // Whether `count` nodes have each gone to the other node of their pair, in the elements at
-    // least, which stand where they stood.
+    // Whether the elements are as before, but `count` nodes are each replaced by the other node of
+    // their pair.
     bool is_partly_merged(int count) const {
         const mesh_under_test before;
         if (list(pos) != list(before.pos)) return false;
@@ -77,7 +60,7 @@ struct mesh_under_test {
     }
 };
 
-// The map tells of `count` nodes that have gone to the other node of their pair.
+// Whether the map sends `count` nodes to the other node of their pair, and no others anywhere.
 bool is_map_of_pairs(const ids& new_IDs, int count) {
     int nbr_gone = 0;
     for (unsigned int i = 0; i < new_IDs.size(); ++i) {
@@ -87,9 +70,9 @@ bool is_map_of_pairs(const ids& new_IDs, int count) {
     return nbr_gone == count;
 }
 
-// Runs `call` with every allocation failing. It comes to its full result, or it reports the failure
-// by `code` or an exception, and then the mesh is as it was. Or else, as what can't be noted down
-// is lost, it comes to a smaller count, which is that of what has happened.
+// Makes `call` with every allocation failing in turn. It gives the full result; or it reports the
+// failure by `code` or an exception, and leaves the mesh as it was; or it does only a part, for
+// lack of memory to remember the rest, and returns the count of that part.
 template <class Call, class Partly>
 std::size_t fail_in_turn(int code, int full, Call call, Partly is_partly_done) {
     const mesh_under_test before;
@@ -97,10 +80,10 @@ std::size_t fail_in_turn(int code, int full, Call call, Partly is_partly_done) {
     EXPECT_EQ(call(after), full);
     return fail_each_allocation([&](std::size_t k, bool and_later) {
         mesh_under_test m;
-        const attempt_result result = attempt(k, and_later, [&] { return call(m); });
+        const failing_call result = call_failing(k, and_later, [&] { return call(m); });
         if (result.code == full) {
             EXPECT_TRUE(m.has_contents_of(after)) << k;
-        } else if (result.code == code || result.code == thrown) {
+        } else if (result.code == code || result.threw()) {
             EXPECT_TRUE(result.failed) << k;
             EXPECT_TRUE(m.has_contents_of(before)) << k;
         } else {
@@ -116,7 +99,7 @@ std::size_t fail_in_turn(int code, int full, Call call, Partly is_partly_done) {
 bool is_never_partly_done(const mesh_under_test&, int) { return false; }
 
 TEST(repair_memory, merge_of_all_nodes) {
-    // The coordinates are not to be relied on when it fails, and those of a pair are the same.
+    // After a failure the coordinates may have changed, but those of a pair are equal anyway.
     EXPECT_GT(
         fail_in_turn(
             -198, 6, [](mesh_under_test& m) { return merge(m.pos, m.new_IDs, 0.25); },
@@ -156,7 +139,7 @@ template <class Call> void fail_connectivity_merge(int code, int full, Call call
 
 TEST(repair_memory, merge_of_connectivities) {
     for (unsigned int flag = 0; flag < 3; ++flag) {
-        // Of six pairs three are in one element, two of these in the first array.
+        // Three of the six pairs lie within one element each, two of them in the first array.
         const int all = flag == 0 ? 6 : 3;
         const int of_first = flag == 0 ? 3 : 2;
         for (const double tol : {0.0, 0.25}) {

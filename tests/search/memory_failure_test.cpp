@@ -1,15 +1,15 @@
-// Memory failure at every allocation in turn: what is promised holds, nothing leaks (which the
-// address sanitizer sees), nothing crashes. Where a single allocation fails and those after it do
-// not, a call may get by and succeed; then its result is whole.
+// Trees and detectors with every allocation failing in turn: what is promised holds, nothing leaks
+// (which the address sanitizer sees), nothing crashes. If only one allocation fails, a call may
+// still succeed; then its result is complete.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <limits>
-#include <new>
 #include <optional>
 #include <vector>
 
 #include "search/point_tree.h"
+#include "support/failing_call.h"
 #include "support/memory_failure.h"
 #include "support/meshes.h"
 #include "support/random.h"
@@ -17,8 +17,10 @@
 
 using namespace kv7;
 using namespace kv7::tessmaker;
+using test::call_failing;
 using test::connectivity;
 using test::fail_each_allocation;
+using test::failing_call;
 using test::list;
 using test::memory_failure;
 using test::none;
@@ -31,8 +33,8 @@ using point2 = vector_fixed<double, 2>;
 
 constexpr double largest_double = std::numeric_limits<double>::max();
 
-// Nodes in a chain to the right, each with a leaf on its left: walks over all of it remember many
-// subtrees, and need memory for that.
+// A tree of these nodes is a chain to the right, with a leaf on the left of each node. A walk over
+// all of it must remember many subtrees, which takes memory.
 dense2D<double> comb(std::size_t nbr_teeth) {
     dense2D<double> pos(2, 2 * nbr_teeth);
     for (std::size_t k = 0; k < nbr_teeth; ++k) {
@@ -63,37 +65,20 @@ bool is_subsequence(const id_vector& part, const id_vector& whole) {
     return true;
 }
 
-// Runs a call with allocation `k` failing, and tells what became of it.
-struct outcome {
-    bool threw = false;
-    bool happened = false;
-};
-template <class Call> outcome run(std::size_t k, bool and_later, Call call) {
-    outcome result;
-    const memory_failure failure(k, and_later);
-    try {
-        call();
-    } catch (const std::bad_alloc&) {
-        result.threw = true;
-    }
-    result.happened = failure.happened();
-    return result;
-}
-
 TEST(point_tree_memory, build_makes_the_whole_tree_or_tells_that_it_did_not) {
     const dense2D<double> pos = comb(50);
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   point_tree<2> tree(pos);
                   id_vector nodes = all_of(pos);
                   std::size_t nbr_built = 0;
-                  const outcome o = run(
+                  const failing_call o = call_failing(
                       k, and_later, [&] { nbr_built = tree.build(nodes.data(), nodes.size()); });
-                  EXPECT_TRUE(o.happened || nbr_built == 100);
+                  EXPECT_TRUE(o.failed || nbr_built == 100);
                   EXPECT_EQ(tree.nbr_slots(), nbr_built);
-                  // It can be used on.
+                  // It can be used afterwards.
                   nodes = all_of(pos);
                   EXPECT_EQ(tree.build(nodes.data(), nodes.size()), 100U);
-                  return o.happened;
+                  return o.failed;
               }),
               1U);
 }
@@ -115,13 +100,14 @@ TEST(point_tree_memory, reserve_tells_its_failure_and_leaves_the_tree) {
                   id_vector nodes{1, 2, 3};
                   tree.build(nodes.data(), nodes.size());
                   bool reserved = false;
-                  const outcome o = run(k, and_later, [&] { reserved = tree.reserve(100000); });
-                  EXPECT_TRUE(reserved || o.happened);
-                  EXPECT_FALSE(reserved && o.happened && and_later);
+                  const failing_call o =
+                      call_failing(k, and_later, [&] { reserved = tree.reserve(100000); });
+                  EXPECT_TRUE(reserved || o.failed);
+                  EXPECT_FALSE(reserved && o.failed && and_later);
                   EXPECT_EQ(tree.nbr_slots(), 3U);
                   double dist2 = largest_double;
                   EXPECT_EQ(tree.find_closest(0U, dist2), 1U);
-                  return o.happened;
+                  return o.failed;
               }),
               1U);
 }
@@ -139,18 +125,18 @@ TEST(point_tree_memory, an_insertion_without_memory_is_counted_and_links_nothing
                   point_tree<2> tree(pos);
                   const id_vector nodes = all_of(pos);
                   unsigned int nbr_added = 0;
-                  const outcome o = run(k, and_later, [&] {
+                  const failing_call o = call_failing(k, and_later, [&] {
                       nbr_added = tree.insert(nodes.data(), nodes.data() + nodes.size());
                   });
                   EXPECT_EQ(nbr_added, 200U);
-                  EXPECT_FALSE(o.threw);
-                  EXPECT_TRUE(o.happened ? tree.nbr_slots() < 200 || !and_later
-                                         : tree.nbr_slots() == 200);
+                  EXPECT_FALSE(o.threw());
+                  EXPECT_TRUE(o.failed ? tree.nbr_slots() < 200 || !and_later
+                                       : tree.nbr_slots() == 200);
                   ids found;
                   const double box[] = {-1, -1, 200, 200};
                   if (tree.nbr_slots() != 0) tree.find_in_box(box, found);
                   EXPECT_EQ(found.size(), tree.nbr_slots());
-                  return o.happened;
+                  return o.failed;
               }),
               2U);
 }
@@ -166,11 +152,12 @@ TEST(point_tree_memory, a_box_walk_without_memory_loses_hits_and_subtrees_and_no
     ASSERT_EQ(all.size(), 600U);
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   ids found;
-                  const outcome o = run(k, and_later, [&] { tree.find_in_box(box, found); });
-                  EXPECT_FALSE(o.threw);
+                  const failing_call o =
+                      call_failing(k, and_later, [&] { tree.find_in_box(box, found); });
+                  EXPECT_FALSE(o.threw());
                   EXPECT_TRUE(is_subsequence(list(found), list(all)));
-                  EXPECT_TRUE(o.happened || found.size() == 600);
-                  return o.happened;
+                  EXPECT_TRUE(o.failed || found.size() == 600);
+                  return o.failed;
               }),
               4U);
 }
@@ -184,28 +171,28 @@ TEST(point_tree_memory, a_nearest_walk_without_memory_still_gives_a_node_at_its_
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   double dist2 = largest_double;
                   unsigned int found = none;
-                  const outcome o =
-                      run(k, and_later, [&] { found = tree.find_closest(point, dist2); });
-                  EXPECT_FALSE(o.threw);
+                  const failing_call o =
+                      call_failing(k, and_later, [&] { found = tree.find_closest(point, dist2); });
+                  EXPECT_FALSE(o.threw());
                   EXPECT_LT(found, 600U);
                   if (found < 600) {
                       const double dx = point[0] - pos(0, found);
                       const double dy = point[1] - pos(1, found);
                       EXPECT_EQ(dist2, dy * dy + dx * dx);
                   }
-                  return o.happened;
+                  return o.failed;
               }),
               1U);
 }
 
-// The ways of making a detector's tree anew.
-enum class way { coordinates, nodes, columns, range };
-int reinit(node_detector& detector, way by, const dense2D<double>& pos, const ids& nodes,
+// The overloads of reinit.
+enum class overload { coordinates, nodes, columns, range };
+int reinit(node_detector& detector, overload by, const dense2D<double>& pos, const ids& nodes,
            const dense2D<unsigned int>& connect) {
     switch (by) {
-    case way::coordinates: return detector.reinit(pos);
-    case way::nodes: return detector.reinit(pos, nodes);
-    case way::columns: return detector.reinit(pos, connect);
+    case overload::coordinates: return detector.reinit(pos);
+    case overload::nodes: return detector.reinit(pos, nodes);
+    case overload::columns: return detector.reinit(pos, connect);
     default: return detector.reinit(pos, &connect, &connect + 1);
     }
 }
@@ -217,31 +204,32 @@ TEST(node_detector_memory, reinit_keeps_the_old_tree_or_empties_or_has_the_whole
         const dense2D<double> pos = test::random_points(random, dim, 40, 0, 1);
         const ids nodes{3, 1, 4, 15, 9, 2, 6};
         const auto connect = connectivity({{3, 1, 4}, {1, 5, 9}, {2, 6, none}});
-        for (const way by : {way::coordinates, way::nodes, way::columns, way::range}) {
+        for (const overload by :
+             {overload::coordinates, overload::nodes, overload::columns, overload::range}) {
             node_detector whole;
             const int nbr_nodes = reinit(whole, by, pos, nodes, connect);
             EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                           node_detector detector(old_pos);
                           const id_vector before = hits(detector);
                           int code = 1000;
-                          const outcome o = run(k, and_later, [&] {
+                          const failing_call o = call_failing(k, and_later, [&] {
                               code = reinit(detector, by, pos, nodes, connect);
                           });
-                          if (o.threw) { // for the tree object: the old tree has gone
+                          if (o.threw()) { // no memory for the tree object: the old tree is gone
                               EXPECT_EQ(detector.size(), 0U);
                           } else if (code == -199) {
-                              EXPECT_TRUE(by == way::coordinates || by == way::nodes);
+                              EXPECT_TRUE(by == overload::coordinates || by == overload::nodes);
                               EXPECT_EQ(hits(detector), before);
                           } else if (code == -1 || code == -3) {
                               ADD_FAILURE() << code;
                           } else {
                               EXPECT_EQ(static_cast<int>(detector.size()), code);
                               EXPECT_LE(code, nbr_nodes);
-                              EXPECT_TRUE(o.happened || code == nbr_nodes);
+                              EXPECT_TRUE(o.failed || code == nbr_nodes);
                           }
-                          // It can be used on.
+                          // It can be used afterwards.
                           EXPECT_EQ(reinit(detector, by, pos, nodes, connect), nbr_nodes);
-                          return o.happened;
+                          return o.failed;
                       }),
                       3U);
         }
@@ -265,23 +253,26 @@ TEST(node_detector_memory, constructors_make_a_whole_detector_or_an_empty_one_or
     const dense2D<double> pos = comb(10);
     const ids nodes{3, 1, 4};
     const auto connect = connectivity({{3, 1, 4}, {1, 5, 9}});
-    for (const way by : {way::coordinates, way::nodes, way::columns, way::range}) {
+    for (const overload by :
+         {overload::coordinates, overload::nodes, overload::columns, overload::range}) {
         EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                       std::optional<node_detector> detector;
-                      const outcome o = run(k, and_later, [&] {
+                      const failing_call o = call_failing(k, and_later, [&] {
                           switch (by) {
-                          case way::coordinates: detector.emplace(pos); break;
-                          case way::nodes: detector.emplace(pos, nodes); break;
-                          case way::columns: detector.emplace(pos, connect); break;
-                          case way::range: detector.emplace(pos, &connect, &connect + 1); break;
+                          case overload::coordinates: detector.emplace(pos); break;
+                          case overload::nodes: detector.emplace(pos, nodes); break;
+                          case overload::columns: detector.emplace(pos, connect); break;
+                          case overload::range:
+                              detector.emplace(pos, &connect, &connect + 1);
+                              break;
                           }
                       });
-                      EXPECT_EQ(detector.has_value(), !o.threw);
+                      EXPECT_EQ(detector.has_value(), !o.threw());
                       if (detector) {
                           EXPECT_LE(detector->size(), 20U);
                           EXPECT_EQ(hits(*detector).size(), detector->size());
                       }
-                      return o.happened;
+                      return o.failed;
                   }),
                   3U);
     }
@@ -295,14 +286,14 @@ TEST(node_detector_memory, a_copy_is_whole_or_empty_or_throws_and_the_source_sta
     const id_vector expected = hits(source);
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   node_detector copy(old_pos);
-                  const outcome o = run(k, and_later, [&] { copy = source; });
+                  const failing_call o = call_failing(k, and_later, [&] { copy = source; });
                   EXPECT_TRUE(copy.size() == 0 || copy.size() == 21) << copy.size();
                   EXPECT_TRUE(copy.size() == 0 || hits(copy) == expected);
-                  EXPECT_TRUE(o.happened || copy.size() == 21);
+                  EXPECT_TRUE(o.failed || copy.size() == 21);
                   EXPECT_EQ(hits(source), expected);
                   copy = source;
                   EXPECT_EQ(hits(copy), expected);
-                  return o.happened;
+                  return o.failed;
               }),
               2U);
 }
@@ -315,17 +306,17 @@ TEST(node_detector_memory, insertion_without_memory_leaves_a_tree_that_answers) 
         EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                       node_detector detector(pos, ids{7, 8});
                       unsigned int nbr_added = 0;
-                      const outcome o = run(k, and_later, [&] {
+                      const failing_call o = call_failing(k, and_later, [&] {
                           nbr_added =
                               by_columns ? detector.insert(connect) : detector.insert(nodes);
                       });
-                      EXPECT_FALSE(o.threw);
+                      EXPECT_FALSE(o.threw());
                       EXPECT_LE(nbr_added, nodes.size());
                       EXPECT_LE(detector.size(), nodes.size() + 1);
                       EXPECT_TRUE(is_subsequence({7, 8}, hits(detector)) ||
                                   is_subsequence({8, 7}, hits(detector)));
                       EXPECT_LT(detector.find_closest(point2{1, 1}), nodes.size());
-                      return o.happened;
+                      return o.failed;
                   }),
                   2U);
     }
@@ -338,14 +329,14 @@ TEST(node_detector_memory, queries_without_memory_give_true_answers) {
     EXPECT_GE(fail_each_allocation([&](std::size_t k, bool and_later) {
                   ids found;
                   unsigned int nearest = none;
-                  const outcome o = run(k, and_later, [&] {
+                  const failing_call o = call_failing(k, and_later, [&] {
                       detector.find_in_box(point2{-1, -1}, point2{200, 200}, found);
                       nearest = detector.find_closest(point2{150, -30});
                   });
-                  EXPECT_FALSE(o.threw);
+                  EXPECT_FALSE(o.threw());
                   EXPECT_TRUE(is_subsequence(list(found), all));
                   EXPECT_LT(nearest, 200U);
-                  return o.happened;
+                  return o.failed;
               }),
               1U);
 }

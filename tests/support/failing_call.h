@@ -1,9 +1,10 @@
 // Calls with an allocation that fails.
-#ifndef TESSMAKER_TESTS_FORMATS_FAILING_CALLS_H
-#define TESSMAKER_TESTS_FORMATS_FAILING_CALLS_H
+#ifndef TESSMAKER_TESTS_SUPPORT_FAILING_CALL_H
+#define TESSMAKER_TESTS_SUPPORT_FAILING_CALL_H
 
 #include <cstddef>
 #include <new>
+#include <type_traits>
 
 #include "support/memory_failure.h"
 
@@ -12,16 +13,23 @@ namespace test {
 struct failing_call {
     static constexpr int thrown = -1000;
 
-    int code = thrown;   // what the call returned, unless an exception left it
+    int code = thrown;   // what the call returned (0 if it returns nothing), unless it threw
     bool failed = false; // whether the allocation was reached
+
+    bool threw() const { return code == thrown; }
 };
 
-// Calls with allocation `k` failing, see memory_failure.
+// Makes the call with allocation `k` failing, see memory_failure.
 template <class Call> failing_call call_failing(std::size_t k, bool and_later, Call call) {
     failing_call result;
     const memory_failure failure(k, and_later);
     try {
-        result.code = call();
+        if constexpr (std::is_void_v<decltype(call())>) {
+            call();
+            result.code = 0;
+        } else {
+            result.code = call();
+        }
     } catch (const std::bad_alloc&) {
     }
     result.failed = failure.happened();
