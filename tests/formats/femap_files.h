@@ -60,6 +60,19 @@ inline std::string femap_element(int pid, int topology, std::vector<int> slots) 
     return text + femap_four_lines;
 }
 
+// Blocks and elements with short names.
+namespace femap_parts {
+
+inline std::string nodes(const std::string& lines) { return femap_block("403", lines); }
+inline std::string elements(const std::string& lines) { return femap_block("404", lines); }
+
+inline const std::string bar = femap_element(4, 0, {1, 2});
+inline const std::string triangle = femap_element(5, 2, {1, 2, 3});
+inline const std::string quadrangle = femap_element(6, 4, {1, 2, 3, 4});
+inline const std::string unknown = femap_element(7, 11, {1, 2, 3});
+
+} // namespace femap_parts
+
 // ---- The plain ones
 
 struct femap_row {
