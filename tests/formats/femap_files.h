@@ -25,6 +25,7 @@
 namespace test {
 
 struct femap_functions {
+    static constexpr const char* name = "FEMAP";
     template <class... Arguments> static int input(Arguments&&... arguments) {
         return kv7::tessmaker::FEMAP_input(arguments...);
     }

@@ -65,16 +65,6 @@ TEST(femap_input, a_file_without_known_blocks_has_one_empty_run) {
     }
 }
 
-TEST(femap_input, an_empty_file_leaves_two_connectivities_untouched) {
-    const auto two = read_as<femap_two_connectivities>("");
-    EXPECT_EQ(two.code, 0);
-    EXPECT_TRUE(two.pos.empty());
-    EXPECT_EQ(list(two.connect1), (id_lists{{71}}));
-    EXPECT_EQ(list(two.connect2), (id_lists{{72}}));
-    EXPECT_EQ(two.type1, ET_QUAD9);
-    EXPECT_EQ(two.type2, ET_PYRA14);
-}
-
 TEST(femap_input, an_empty_file_makes_the_type_of_one_connectivity_unknown) {
     const auto one = read_as<femap_one_connectivity>("");
     EXPECT_EQ(one.code, 0);
@@ -167,16 +157,6 @@ TEST(femap_input, reading_starts_where_the_stream_stands) {
     EXPECT_EQ(list(result.pos), (number_lists{{5, 0, 0}}));
 }
 
-TEST(femap_input, a_stream_that_is_left_because_of_a_bad_node_stands_behind_it) {
-    const scratch_stream stream("403\n0,1\nthe rest");
-    femap_arrays result;
-    result.read(stream.get());
-    EXPECT_EQ(result.code, -102);
-    char line[100] = "";
-    ASSERT_NE(std::fgets(line, sizeof line, stream.get()), nullptr);
-    EXPECT_STREQ(line, "the rest");
-}
-
 TEST(femap_input, a_bad_slot_line_takes_four_more_lines_along) {
     for (const char* const slots : {"1,2\n", "1,2,3,4,5,6,7,8,9,10\n1,2\n"}) {
         const scratch_stream stream("404\n1,1,1,5,0\n" + std::string(slots) +
@@ -207,14 +187,6 @@ TEST(femap_input, a_pipe_is_left_behind_the_bad_line) {
     EXPECT_STREQ(line, "the rest");
 }
 
-TEST(femap_input, a_character_pushed_back_is_read_first) {
-    const scratch_stream stream("03\n" + femap_node("1", "5."));
-    ASSERT_EQ(std::ungetc('4', stream.get()), '4');
-    femap_arrays result;
-    result.read(stream.get());
-    EXPECT_EQ(list(result.pos), (number_lists{{5, 0, 0}}));
-}
-
 TEST(femap_input, a_stream_in_an_error_state_is_read_all_the_same) {
     const scratch_file file(nodes(femap_node("1", "5.")));
     std::FILE* const stream = std::fopen(file.name(), "r");
@@ -243,30 +215,6 @@ TEST(femap_input, no_stream_reads_as_an_empty_one) {
     EXPECT_EQ(two.code, 0);
 }
 
-TEST(femap_input, a_file_that_cant_be_opened_empties_arrays_and_leaves_types) {
-    const std::size_t nbr_open = nbr_open_files();
-    for (const char* const name :
-         {"/no/such/folder/mesh.neu", "", static_cast<const char*>(nullptr)}) {
-        femap_arrays full;
-        full.read(name);
-        EXPECT_EQ(full.code, -1);
-        EXPECT_TRUE(full.pos.empty() && full.connect.empty() && full.indices.empty() &&
-                    full.types.empty() && full.pids.empty());
-        femap_one_connectivity one;
-        one.read(name);
-        EXPECT_EQ(one.code, -1);
-        EXPECT_TRUE(one.pos.empty() && one.connect.empty());
-        EXPECT_EQ(one.type, ET_QUAD9);
-        femap_two_connectivities two;
-        two.read(name);
-        EXPECT_EQ(two.code, -1);
-        EXPECT_TRUE(two.pos.empty());
-        EXPECT_EQ(two.type1, ET_QUAD9);
-        EXPECT_EQ(two.type2, ET_PYRA14);
-    }
-    EXPECT_EQ(nbr_open_files(), nbr_open);
-}
-
 TEST(femap_input, the_stream_of_a_file_name_stays_open) {
     const scratch_file file(nodes(femap_node("1", "5.")) + elements(triangle + quadrangle));
     const std::size_t nbr_open = nbr_open_files();
@@ -289,17 +237,6 @@ TEST(femap_input, the_stream_of_a_file_name_stays_open) {
 }
 
 // ---- Nodes
-
-TEST(femap_input, a_node_stands_in_the_column_of_its_number_and_skipped_columns_are_zero) {
-    EXPECT_EQ(list(read_femap(nodes(femap_node("3", "3.") + femap_node("1", "1."))).pos),
-              (number_lists{{1, 0, 0}, {0, 0, 0}, {3, 0, 0}}));
-}
-
-TEST(femap_input, the_later_node_of_one_number_counts) {
-    EXPECT_EQ(
-        list(read_femap(nodes(femap_node("1", "1.", "2.", "3.") + femap_node("1", "4."))).pos),
-        (number_lists{{4, 0, 0}}));
-}
 
 TEST(femap_input, many_nodes_keep_their_places_as_the_array_grows) {
     std::string lines;
@@ -627,14 +564,6 @@ TEST(femap_input, two_connectivities_are_the_first_two_runs) {
                                             {0, 1, none, none, none, none, none, none}}));
     EXPECT_EQ(two.type2, ET_QUAD4);
     EXPECT_EQ(list(two.connect2), (id_lists{{0, 1, 2, 3}}));
-}
-
-TEST(femap_input, a_single_run_leaves_the_second_connectivity_untouched) {
-    const auto two = read_as<femap_two_connectivities>(elements(triangle));
-    EXPECT_EQ(two.type1, ET_TRIA3);
-    EXPECT_EQ(list(two.connect1), (id_lists{{0, 1, 2}}));
-    EXPECT_EQ(two.type2, ET_PYRA14);
-    EXPECT_EQ(list(two.connect2), (id_lists{{72}}));
 }
 
 TEST(femap_input, an_empty_first_run_leaves_the_first_connectivity_untouched) {

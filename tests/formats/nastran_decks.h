@@ -20,6 +20,7 @@
 namespace test {
 
 struct nastran_functions {
+    static constexpr const char* name = "NASTRAN";
     template <class... Arguments> static int input(Arguments&&... arguments) {
         return kv7::tessmaker::NASTRAN_input(arguments...);
     }

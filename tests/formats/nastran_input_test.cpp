@@ -20,26 +20,6 @@ namespace {
 
 // ---- Files as a whole
 
-TEST(nastran_input, an_empty_file_has_no_mesh_and_one_empty_run) {
-    const deck_arrays deck = read_deck("");
-    EXPECT_EQ(deck.code, 0);
-    EXPECT_TRUE(deck.pos.empty());
-    EXPECT_TRUE(deck.connect.empty());
-    EXPECT_EQ(list(deck.indices), (std::vector<unsigned int>{0, 0}));
-    EXPECT_TRUE(deck.types.empty());
-    EXPECT_TRUE(deck.pids.empty());
-}
-
-TEST(nastran_input, an_empty_file_leaves_two_connectivities_untouched) {
-    const auto two = read_as<two_connectivities>("");
-    EXPECT_EQ(two.code, 0);
-    EXPECT_TRUE(two.pos.empty());
-    EXPECT_EQ(list(two.connect1), (id_lists{{71}}));
-    EXPECT_EQ(list(two.connect2), (id_lists{{72}}));
-    EXPECT_EQ(two.type1, ET_QUAD9);
-    EXPECT_EQ(two.type2, ET_PYRA14);
-}
-
 TEST(nastran_input, an_empty_file_leaves_the_type_of_one_connectivity_untouched) {
     const auto one = read_as<one_connectivity>("");
     EXPECT_EQ(one.code, 0);
@@ -126,25 +106,6 @@ TEST(nastran_input, a_pipe_is_left_behind_enddata_too) {
     EXPECT_EQ(list(first.pos), (number_lists{{1, 2, 3}}));
     EXPECT_EQ(list(first.connect), (id_lists{{0, 1, 2}}));
     EXPECT_EQ(list(second.pos), (number_lists{{0, 0, 0}, {4, 5, 6}}));
-    EXPECT_STREQ(line, "the rest");
-}
-
-TEST(nastran_input, a_character_pushed_back_is_read_first) {
-    const scratch_stream stream("CTRIA3,1,1,1,2,3\n");
-    ASSERT_EQ(std::ungetc('$', stream.get()), '$');
-    deck_arrays deck;
-    deck.read(stream.get());
-    EXPECT_EQ(deck.code, 0);
-    EXPECT_TRUE(deck.connect.empty());
-}
-
-TEST(nastran_input, a_stream_that_is_left_because_of_a_bad_node_stands_behind_it) {
-    const scratch_stream stream("GRID,0,0,1.,1.,1.\nthe rest");
-    deck_arrays deck;
-    deck.read(stream.get());
-    EXPECT_EQ(deck.code, -1);
-    char line[100] = "";
-    ASSERT_NE(std::fgets(line, sizeof line, stream.get()), nullptr);
     EXPECT_STREQ(line, "the rest");
 }
 
@@ -251,14 +212,6 @@ TEST(nastran_input, two_connectivities_are_the_first_two_runs) {
     EXPECT_EQ(two.connect2.column(0), two.connect1.column(0) + 16);
 }
 
-TEST(nastran_input, one_run_leaves_the_second_connectivity_untouched) {
-    const auto two = read_as<two_connectivities>("CTRIA3,1,1,1,2,3\nCTRIA3,1,1,4,5,6\n");
-    EXPECT_EQ(two.type1, ET_TRIA3);
-    EXPECT_EQ(list(two.connect1), (id_lists{{0, 1, 2}, {3, 4, 5}}));
-    EXPECT_EQ(two.type2, ET_PYRA14);
-    EXPECT_EQ(list(two.connect2), (id_lists{{72}}));
-}
-
 TEST(nastran_input, by_name_what_the_file_lacks_is_emptied) {
     const scratch_file nothing("");
     one_connectivity one;
@@ -310,49 +263,6 @@ TEST(nastran_input, by_name_all_forms_read_what_the_stream_forms_read) {
     EXPECT_EQ(list(two.connect2), (id_lists{{0, 1, 2, 3}}));
     EXPECT_EQ(two.type1, ET_TRIA3);
     EXPECT_EQ(two.type2, ET_QUAD4);
-}
-
-TEST(nastran_input, by_name_the_stream_stays_open) {
-    const scratch_file good(one_node);
-    const scratch_file bad("GRID,0\n");
-    for (const scratch_file* const file : {&good, &bad}) {
-        std::size_t nbr_open = nbr_open_files();
-        deck_arrays full;
-        full.read(file->name());
-        EXPECT_EQ(nbr_open_files(), ++nbr_open);
-        one_connectivity one;
-        one.read(file->name());
-        EXPECT_EQ(nbr_open_files(), ++nbr_open);
-        two_connectivities two;
-        two.read(file->name());
-        EXPECT_EQ(nbr_open_files(), ++nbr_open);
-    }
-}
-
-TEST(nastran_input, a_file_that_cant_be_opened_empties_all_outputs) {
-    const scratch_file missing;
-    for (const char* const name : {missing.name(), "", static_cast<const char*>(nullptr)}) {
-        const std::size_t nbr_open = nbr_open_files();
-        deck_arrays full;
-        full.read(name);
-        EXPECT_EQ(full.code, -1);
-        EXPECT_TRUE(full.all_empty());
-
-        one_connectivity one;
-        one.read(name);
-        EXPECT_EQ(one.code, -1);
-        EXPECT_TRUE(one.pos.empty() && one.connect.empty());
-        EXPECT_EQ(one.type, ET_UNKNOWN);
-
-        two_connectivities two;
-        two.read(name);
-        EXPECT_EQ(two.code, -1);
-        EXPECT_TRUE(two.pos.empty() && two.connect1.empty() && two.connect2.empty());
-        EXPECT_EQ(two.type1, ET_UNKNOWN);
-        EXPECT_EQ(two.type2, ET_UNKNOWN);
-        EXPECT_EQ(nbr_open_files(), nbr_open);
-    }
-    EXPECT_FALSE(missing.exists());
 }
 
 // A stream with its error mark set.

@@ -29,11 +29,6 @@ TEST(nastran_input, a_node_stands_in_the_column_of_its_number_and_skipped_column
     EXPECT_EQ(list(deck.indices), (std::vector<unsigned int>{0, 0}));
 }
 
-TEST(nastran_input, nodes_come_in_any_order_and_the_later_of_one_number_counts) {
-    EXPECT_EQ(list(read_deck("GRID,3,,3.,0.,0.\nGRID,1,,1.,0.,0.\nGRID,3,,4.,5.,6.\n").pos),
-              (number_lists{{1, 0, 0}, {0, 0, 0}, {4, 5, 6}}));
-}
-
 TEST(nastran_input, many_nodes_far_beyond_the_first_reserve_keep_their_places) {
     std::string text;
     for (int id = 1000; id >= 1; --id) text += card("GRID", {std::to_string(id), "", "1.", "2."});

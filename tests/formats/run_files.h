@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <string>
@@ -18,6 +19,11 @@ namespace test {
 
 using id_lists = std::vector<std::vector<unsigned int>>;
 using number_lists = std::vector<std::vector<double>>;
+
+// Names the typed tests by their format.
+struct format_names {
+    template <class Functions> static std::string GetName(int) { return Functions::name; }
+};
 
 // The outputs of the full form. They hold something before they are read into.
 template <class Functions> struct run_arrays {
@@ -65,6 +71,21 @@ template <class Result> Result read_as(const std::string& text) {
     Result result;
     result.read(stream.get());
     return result;
+}
+
+// The `n` nodes from `first` on.
+inline std::vector<unsigned int> counted(unsigned int first, std::size_t n) {
+    std::vector<unsigned int> column(n);
+    for (std::size_t r = 0; r < n; ++r) column[r] = first + static_cast<unsigned int>(r);
+    return column;
+}
+// Elements as columns, filled up with absent IDs.
+inline dense2D<unsigned int> array_of(const id_lists& elements, std::size_t rows) {
+    dense2D<unsigned int> connect(rows, elements.size(), none);
+    for (std::size_t c = 0; c < elements.size(); ++c) {
+        std::copy(elements[c].begin(), elements[c].end(), connect.column(c));
+    }
+    return connect;
 }
 
 // What the stream and the file of one set of arguments hold. The file overload leaves its stream
