@@ -26,24 +26,30 @@ struct mesh {
     const int* types;
 };
 
-// Calls `work(smaller node, larger node)` for each edge of each element, shared ones repeatedly.
+// Calls `work(smaller node, larger node)` for each edge of one element.
+template <element_type SHAPE, class Work>
+void for_each_edge_of(const unsigned int* column, Work& work) {
+    constexpr local_edges edges = topology_of(SHAPE).edges;
+    for_each_constant<edges.count>([&](auto k) {
+        constexpr local_edge edge = edges.edge[k];
+        const unsigned int a = column[edge.a];
+        const unsigned int b = column[edge.b];
+        work(std::min(a, b), std::max(a, b));
+    });
+}
+
+// The same for each element; edges that elements share come repeatedly.
 template <class Work> void for_each_edge(const mesh& elements, Work work) {
     const int* type = elements.types;
     for (const dense2D<unsigned int>* connect = elements.begin; connect != elements.end;
          ++connect) {
         const element_type of = edge_type(connect->rows(), static_cast<element_type>(*type++));
         if (connect->empty()) continue;
-        with_linear_type(of, [&](auto of_type) {
-            for_each_column<decltype(of_type)::value>(
-                *connect, [&](auto shape, std::size_t, const unsigned int* column) {
-                    constexpr local_edges edges = topology_of(decltype(shape)::value).edges;
-                    for_each_constant<edges.count>([&](auto k) {
-                        constexpr local_edge edge = edges.edge[k];
-                        const unsigned int a = column[edge.a];
-                        const unsigned int b = column[edge.b];
-                        work(std::min(a, b), std::max(a, b));
-                    });
-                });
+        with_linear_type(of, [&](auto linear) {
+            for_each_column<linear()>(*connect,
+                                      [&](auto shape, std::size_t, const unsigned int* column) {
+                                          for_each_edge_of<shape()>(column, work);
+                                      });
         });
     }
 }
