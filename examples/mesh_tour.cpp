@@ -376,10 +376,11 @@ std::vector<std::string> write_all(const std::string& prefix, bool is_stl, const
 
 void print_elements(const mesh_data& m) {
     type_counts counts{};
-    for_each_element(m, [&](element_type type, unsigned int) { ++counts[type]; });
+    for_each_element(
+        m, [&](element_type type, unsigned int) { ++counts[static_cast<std::size_t>(type)]; });
     for (const type_row& row : type_rows()) {
-        if (counts[row.type] == 0) continue;
-        print_count((std::string("  ") + row.name).c_str(), counts[row.type]);
+        const std::size_t count = counts[static_cast<std::size_t>(row.type)];
+        if (count > 0) print_count((std::string("  ") + row.name).c_str(), count);
     }
 }
 
