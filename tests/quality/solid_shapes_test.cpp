@@ -23,7 +23,6 @@ using test::moved_ideal;
 using test::points;
 using test::quality_of;
 using test::reordered;
-using test::turned;
 namespace plain = test::plain;
 
 TEST(shape_qualities, gives_a_tetrahedron_the_sign_of_its_orientation) {
