@@ -19,7 +19,6 @@ using kv7::dense2D;
 using test::columns;
 using test::connectivity;
 using test::expect_near;
-using test::none;
 using test::plain_log_mean;
 using test::points;
 using test::recorder;
