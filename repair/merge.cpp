@@ -1,9 +1,9 @@
-#include "core/ids.h"
 #include "tessmaker/repair.h"
 
 #include <algorithm>
 
 #include "core/coordinates.h"
+#include "core/ids.h"
 #include "repair/element_merge.h"
 #include "repair/list_merge.h"
 #include "repair/node_map.h"

@@ -1,9 +1,9 @@
-#include "core/ids.h"
 #include "tessmaker/repair.h"
 
 #include <algorithm>
 
 #include "core/element_table.h"
+#include "core/ids.h"
 
 namespace kv7::tessmaker {
 

@@ -1,10 +1,10 @@
-#include "core/ids.h"
 #include "tessmaker/repair.h"
 
 #include <algorithm>
 
 #include "core/column_runs.h"
 #include "core/element_table.h"
+#include "core/ids.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/index_arrays.h"
 
