@@ -46,6 +46,17 @@ inline double log_uniform(random_source& random, double low, double high) {
     return std::exp(random.uniform(std::log(low), std::log(high)));
 }
 
+// Takes from v what it has along the first k columns of P, twice: once leaves a rounding error.
+template <std::size_t N> void make_orthogonal(double (&v)[N], const matrix<N>& P, std::size_t k) {
+    for (std::size_t twice = 0; twice < 2; ++twice) {
+        for (std::size_t j = 0; j < k; ++j) {
+            double along = 0.0;
+            for (std::size_t i = 0; i < N; ++i) along += v[i] * P(i, j);
+            for (std::size_t i = 0; i < N; ++i) v[i] -= along * P(i, j);
+        }
+    }
+}
+
 // An orthonormal basis, its vectors in the columns.
 template <std::size_t N> matrix<N> random_basis(random_source& random) {
     matrix<N> P{};
@@ -54,13 +65,7 @@ template <std::size_t N> matrix<N> random_basis(random_source& random) {
         while (length < 0.1) {
             double v[N];
             for (std::size_t i = 0; i < N; ++i) v[i] = random.uniform(-1.0, 1.0);
-            for (std::size_t twice = 0; twice < 2; ++twice) {
-                for (std::size_t j = 0; j < k; ++j) {
-                    double along = 0.0;
-                    for (std::size_t i = 0; i < N; ++i) along += v[i] * P(i, j);
-                    for (std::size_t i = 0; i < N; ++i) v[i] -= along * P(i, j);
-                }
-            }
+            make_orthogonal(v, P, k);
             length = 0.0;
             for (std::size_t i = 0; i < N; ++i) length += v[i] * v[i];
             length = std::sqrt(length);
