@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "core/element_table.h"
 #include "core/ids.h"
 #include "core/small_vectors.h"
 #include "geometry/motions.h"
@@ -11,7 +10,7 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// The side of a plane on which each node lies, found when first asked for.
+// The side of a plane on which each node lies, computed when it is first needed.
 class node_sides {
 public:
     node_sides(const dense2D<double>& pos, const vector<3>& point, const vector<3>& normal)
@@ -37,7 +36,7 @@ private:
     static constexpr short kept = 1;
     static constexpr short dropped = -1;
 
-    // In a row that `pos` lacks, the node takes the coordinate of the point.
+    // A coordinate that `pos` has no row for is taken to be that of the point.
     short classify(const double* p) const {
         vector<3> d{};
         for (std::size_t i = 0; i < rows_; ++i) d[i] = p[i] - point_[i];

@@ -1,6 +1,6 @@
-// When two nodes are close, as all merges take it: one lies in the box of the other, and the
-// squares of distance and tolerance compare (`squared_distance`). The box as rounded filters beside
-// the distance.
+// When two nodes are close, for all merges: the squared distance is at most the squared tolerance,
+// and one node lies in the box of half-width `tol` around the other. As rounded, either test can
+// refuse a pair that the other accepts.
 #ifndef TESSMAKER_REPAIR_CLOSENESS_H
 #define TESSMAKER_REPAIR_CLOSENESS_H
 

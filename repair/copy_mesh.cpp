@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "core/element_table.h"
 #include "core/ids.h"
 #include "core/small_vectors.h"
 #include "geometry/motions.h"
@@ -43,8 +42,8 @@ bool list_nodes(const id_matrix& connect, std::size_t nbr_nodes, id_list& nodes,
     return true;
 }
 
-// Makes the connectivity of one copy, whose nodes are the `nbr_new` from `first` on, that of the
-// next.
+// Turns the connectivity of one copy, whose nodes are the `nbr_new` from `first` on, into that of
+// the next copy.
 void advance(id_matrix& copy, std::size_t first, std::size_t nbr_new) {
     const std::size_t size = copy.rows() * copy.cols();
     unsigned int* const ids = copy.column(0);
@@ -53,7 +52,7 @@ void advance(id_matrix& copy, std::size_t first, std::size_t nbr_new) {
     for (std::size_t i = 0; i < size; ++i) ids[i] += ids[i] - begin < step ? step : 0;
 }
 
-// The copies stand one after another behind the nodes that `pos` holds, so each is moved as a run.
+// The nodes of a copy are appended to `pos` as one run of columns, which then moves as a whole.
 template <std::size_t N, class Rotation>
 int copy_pattern(dense2D<double>& pos, id_matrix& connect_out, const vector_fixed<double, N>& shift,
                  const vector_fixed<double, N>& center, const Rotation& rotation,
@@ -65,7 +64,7 @@ int copy_pattern(dense2D<double>& pos, id_matrix& connect_out, const vector_fixe
     if (!list_nodes(connect, pos.cols(), nodes, new_IDs) || !copy.copy(connect)) return -199;
     change_indices(copy, new_IDs);
 
-    // Only saves growing again and again: without the memory the copies go as far as they can.
+    // Reserves once for all copies. If that fails, as many copies are made as memory allows.
     pos.reserve(pos.rows(), pos.cols() + nbr_copies * nodes.size(), 1);
     connect_out.reserve(copy.rows(), connect_out.cols() + nbr_copies * copy.cols(), 1);
     for (unsigned int k = 0; k < nbr_copies; ++k) {
@@ -75,13 +74,14 @@ int copy_pattern(dense2D<double>& pos, id_matrix& connect_out, const vector_fixe
         const translation<N> move{scaled(k + 1.0, shift)};
         if (!nodes.empty() && !is_zero(turn)) move_from(pos, first, rotation_about(center, turn));
         if (!nodes.empty() && !is_zero(move.shift)) move_from(pos, first, move);
-        connect_out.append(copy); // kept: a copy that doesn't fit is left out
+        connect_out.append(copy); // kept: a copy for which memory fails is left out
         advance(copy, first, nodes.size());
     }
     return 0;
 }
 
-// In the line or plane through `point` across `normal`, whose squared length is not 0.
+// The reflection in the line (2D) or plane (3D) through `point` with this normal, whose squared
+// length must not be 0.
 template <std::size_t N> class reflection {
 public:
     static constexpr std::size_t dim = N;

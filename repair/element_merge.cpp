@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "core/element_table.h"
 #include "core/ids.h"
 #include "repair/closeness.h"
 #include "repair/node_map.h"
@@ -13,15 +12,15 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Squared distance, the surviving node, the node that merges away.
+// The squared distance of a pair, the node that survives, the node that merges away.
 using merge_record = triad<double, unsigned int, unsigned int>;
 
-// What a pass did to a node. In the next pass only columns with a survivor of a merge can hold a
-// new pair: all others are unchanged since no pair was found in them.
+// What a pass did to a node. In the next pass only a column with a survivor can hold a new pair:
+// every other column is as it was when no pair was found in it.
 enum node_state : signed char { unchanged, merged_away, survivor };
 
-// The lower ID of a pair survives. The higher one does only where, as rounded, just the higher
-// node has the lower one in its box.
+// The lower ID of a pair survives, unless rounding puts the lower node into the box of the higher
+// one but not the other way round; then the higher ID does.
 template <unsigned int DIM>
 void record_pair(const dense2D<double>& pos, unsigned int low, unsigned int high, double tol,
                  std::vector<merge_record>& records) {

@@ -1,6 +1,5 @@
 #include "repair/list_merge.h"
 
-#include "core/element_table.h"
 #include "core/ids.h"
 #include "repair/grid_weld.h"
 #include "repair/node_map.h"

@@ -14,8 +14,8 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// The overloads with one array less than the one that they rest on shift its codes blindly, -199
-// included. Kept: clients rely on -198 there.
+// An overload with one argument less than the one that it calls shifts all codes of that one by 1,
+// -199 included. Kept: clients rely on -198 there.
 int shifted(int code) { return code < -2 ? code + 1 : code; }
 
 // Any two nodes of the connectivities; the rank of a node is its place of first appearance.
@@ -110,7 +110,7 @@ int merge(const dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsi
     if (!(tol >= 0)) return -5;
     if (flag > 2) return -6;
 
-    // Kept: an ID that is no column of `pos` is found behind this, and leaves the identity.
+    // Kept: IDs are checked after this, so that a failed check leaves the identity in `new_IDs`.
     set_identity(new_IDs, pos.cols());
     if (flag == 0) return merge_all_nodes(pos, begin, end, new_IDs, tol);
     return merge_element_nodes(pos, begin, end, new_IDs, tol, flag == 2);

@@ -17,7 +17,7 @@ inline bool set_identity(id_list& map, std::size_t n) {
     return true;
 }
 
-// Follows `map` from `id` to the node that maps to itself, and sends every node on the way there.
+// Follows `map` from `id` to the node that maps to itself, and maps every node on that path to it.
 inline void resolve_chain(unsigned int* map, unsigned int id) {
     unsigned int last = map[id];
     while (map[last] != last) last = map[last];

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstddef>
 
-#include "core/element_table.h"
 #include "core/ids.h"
 #include "repair/closeness.h"
 #include "search/balanced_order.h"
@@ -15,9 +14,9 @@
 
 namespace kv7::tessmaker {
 
-// The same tree as a `point_tree` of the same nodes, and so with the same order of hits, but with
-// the coordinates in it, and the lowest rank of each subtree, so that those without a candidate are
-// passed over.
+// The same tree as a `point_tree` of the same nodes, so the order of hits is the same. It also
+// holds the coordinates, and the lowest rank in each subtree, by which subtrees without a candidate
+// are skipped.
 template <unsigned int DIM> class rank_tree {
 public:
     // The nodes of `list`; `ranks` has one entry for each column of `pos`. False when memory fails.
@@ -45,7 +44,7 @@ public:
     // none. Of several at the same distance it is the last in the order of the tree: each node
     // before its right subtree, and that before its left one.
     unsigned int find_nearest(const double* at, double tol, unsigned int rank) const {
-        // From infinity no distance is a number. Nodes there would all be asked, and by each other.
+        // From infinity no distance is a number, and each node there would visit all the others.
         if (!std::all_of(at, at + DIM, [](double x) { return std::isfinite(x); })) return no_id;
         query q{{}, tol, rank, tol * tol, false};
         std::copy_n(at, DIM, q.at.begin());
@@ -95,8 +94,8 @@ private:
         return e.at[axis] <= q.at[axis] + q.tol;
     }
 
-    // A point beyond the plane through `e` is no nearer than the plane, also as rounded: all steps
-    // to the squared distance keep order. Closer than this the subtrees needn't be looked at.
+    // The squared distance to the plane through `e` that splits the subtrees. A point beyond the
+    // plane is no nearer, also as rounded, since each step of the squared distance is monotone.
     static double dist2_of_plane(const entry& e, unsigned int axis, const query& q) {
         const double diff = q.at[axis] - e.at[axis];
         return diff * diff;
@@ -131,7 +130,7 @@ private:
         if (!has_candidates(in, q)) return no_id;
         const entry& e = entries_[in.slot];
         const bool reaches_over = !(dist2_of_plane(e, axis, q) > q.dist2);
-        // The box tells where the squares are too small or too large to.
+        // The box decides where squares underflow or overflow.
         if (box_reaches_left(e, axis, q) && (reaches_over || q.at[axis] < e.at[axis])) {
             const unsigned int id = last_at_distance(branches::left(in), next_axis<DIM>(axis), q);
             if (id != no_id) return id;

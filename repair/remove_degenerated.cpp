@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "core/element_table.h"
 #include "core/ids.h"
 
 namespace kv7::tessmaker {
@@ -20,7 +19,7 @@ bool repeats_a_node(const unsigned int* column, std::size_t rows, bool strict) {
     return false;
 }
 
-// `new_columns`, where given, has one entry per column, all the absent ID.
+// `new_columns` is null or has one entry per column, each the absent ID.
 int remove_columns(dense2D<unsigned int>& connect, unsigned int* new_columns, bool strict) {
     const std::size_t rows = connect.rows();
     const std::size_t cols = connect.cols();

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "core/column_runs.h"
-#include "core/element_table.h"
 #include "core/ids.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/index_arrays.h"
@@ -12,7 +11,7 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Gives the entry of each node that the connectivity uses its own ID.
+// Maps each node that the connectivity uses to itself.
 void mark_nodes(const dense2D<unsigned int>& connect, unsigned int* new_IDs) {
     for_each_run(connect, [new_IDs](const unsigned int* ids, std::size_t n) {
         for (std::size_t i = 0; i < n; ++i) {
@@ -21,7 +20,8 @@ void mark_nodes(const dense2D<unsigned int>& connect, unsigned int* new_IDs) {
     });
 }
 
-// Moves the marked columns from `first_node` on together, and returns how many columns are left.
+// Closes the gaps between the marked columns from `first_node` on. Returns the number of columns
+// that are left.
 std::size_t compact(dense2D<double>& pos, unsigned int* new_IDs, std::size_t first_node) {
     const std::size_t rows = pos.rows();
     std::size_t dest = first_node;

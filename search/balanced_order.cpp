@@ -1,6 +1,6 @@
 // Medians by C. A. R. Hoare, Algorithm 65: find, Communications of the ACM 4 (7), 1961, with a
-// partition that does not branch on the comparison (N. Lomuto's scheme; the idea to do without
-// branches is of S. Edelkamp and A. Weiss, BlockQuicksort, 2016).
+// partition that does not branch on the comparison (N. Lomuto's scheme; for the branches see S.
+// Edelkamp and A. Weiss, BlockQuicksort, 2016).
 #include "search/balanced_order.h"
 
 #include <algorithm>
@@ -12,8 +12,8 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Makes keys of the coordinates on one axis: the range of the finite ones is cut in 2^32 steps. The
-// infinite ones come to its ends, and what is not a number to the last step.
+// Makes integer keys of the coordinates on one axis: the range of the finite ones is cut into steps
+// numbered 0 to 2^32 - 2. Infinite coordinates get the first and the last of these, NaN 2^32 - 1.
 class key_scale {
 public:
     void include(double x) {
@@ -59,7 +59,7 @@ void set_keys(const unsigned int* ids, std::size_t n, coordinate_columns coordin
     }
 }
 
-// The order on an axis, which is total, so that the tree does not depend on how medians are found.
+// The order on an axis. It is total, so the tree does not depend on how medians are found.
 // Coordinates are looked up only where keys are equal.
 struct axis_order {
     coordinate_columns coordinates;
@@ -100,12 +100,12 @@ keyed_point* partition(keyed_point* first, keyed_point* last, Predicate goes_fir
     return middle;
 }
 
-// std::nth_element in `axis_order`, most of it done on keys alone. Whatever is set aside differs
-// from the rest by its key, so that points of one key stay together to the end.
+// std::nth_element in `axis_order`, most of it done on keys alone. Points that are set aside have
+// other keys than the rest, so points of equal key stay together to the end.
 void select(keyed_point* first, keyed_point* nth, keyed_point* last, unsigned int axis,
             coordinate_columns coordinates) {
     constexpr std::ptrdiff_t few = 4;
-    constexpr int patience = 64; // std::nth_element copes with what defeats the pivots
+    constexpr int patience = 64; // then std::nth_element, whatever the points
     for (int round = 0; round < patience && last - first > few; ++round) {
         const unsigned int pivot = pivot_key(first, static_cast<std::size_t>(last - first), axis);
         keyed_point* middle =

@@ -7,7 +7,7 @@
 
 namespace kv7::tessmaker {
 
-// A point as it is sorted: on each axis a number that never falls when the coordinate rises.
+// A point as it is sorted: on each axis a key that never decreases as the coordinate grows.
 struct keyed_point {
     std::array<unsigned int, 3> key;
     unsigned int id;
@@ -21,7 +21,7 @@ struct coordinate_columns {
     const double* of(unsigned int id) const { return first + id * ld; }
 };
 
-// A node with all that is below it: its slot and the number of nodes, 0 where there is none.
+// A node with all nodes below it: its slot and their number, itself included; 0 for no node.
 struct subtree {
     unsigned int slot;
     unsigned int size;
@@ -29,7 +29,7 @@ struct subtree {
     explicit operator bool() const { return size != 0; }
 };
 
-// The branches of a balanced tree whose nodes stand in pre-order in consecutive slots.
+// The branches of a balanced tree stored in pre-order in consecutive slots.
 struct balanced_branches {
     static subtree left(subtree at) { return {at.slot + 1, at.size / 2}; }
     static subtree right(subtree at) {

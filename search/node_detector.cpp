@@ -14,8 +14,8 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// The same shuffle in every call. The tree is not balanced again after insertions, and a sorted run
-// would become a chain in it.
+// The same shuffle in every call. Insertions do not balance the tree, so a sorted run of nodes
+// would become a chain.
 void shuffle(id_list& nodes) {
     std::mt19937 generator(1);
     for (std::size_t k = 1; k < nodes.size(); ++k) {
@@ -98,7 +98,8 @@ int node_detector::reinit(const dense2D<double>& pos, const dense2D<unsigned int
     return build(pos, nodes);
 }
 
-// Kept: clients rely on it that bad rows of `pos` pass here, and empty the detector.
+// Kept: clients rely on this overload to accept a `pos` of any rows, and to empty the detector
+// then.
 int node_detector::reinit(const dense2D<double>& pos, const dense2D<unsigned int>* begin,
                           const dense2D<unsigned int>* end) {
     id_list nodes;

@@ -257,8 +257,8 @@ public:
     quick_search(const tree_points<DIM>& tree, const double* point, unsigned int excluded_id,
                  double dist2)
         : tree_(tree), point_(point), excluded_id_(excluded_id), dist2_(dist2) {
-        // Far above 1.5e-154, the square root of the least normal double, below which squares lose
-        // digits.
+        // Squares lose digits below 1.5e-154, the square root of the smallest normal double; this
+        // keeps all that are compared far above it.
         double size = 1e-140;
         for (unsigned int axis = 0; axis < DIM; ++axis) size += std::fabs(point[axis]);
         margin_ = relative_margin * size;
@@ -308,8 +308,10 @@ private:
         std::array<double, DIM> offset;
     };
 
-    // A distance and the bounds of a search take some ten roundings of 1.1e-16 each, relative to
-    // the coordinates; this is a hundred times as much.
+    // With u = 1.1e-16: a squared distance in 3D is off by at most 5 u of itself (3 for each
+    // square, 2 for the sums), so its root by 3.5 u, and the bounds point -+ radius of
+    // `plain_search` by u of |point| + radius. Two distances and two bounds meet, which 10 u
+    // (|point| + radius) covers. This is ninety times as much.
     static constexpr double relative_margin = 1e-13;
 
     static double squared_length(const std::array<double, DIM>& v) {
