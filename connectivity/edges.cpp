@@ -28,7 +28,7 @@ struct mesh {
 
 // Calls `work(smaller node, larger node)` for each edge of one element.
 template <element_type SHAPE, class Work>
-void for_each_edge_of(const unsigned int* column, Work& work) {
+[[gnu::always_inline]] inline void for_each_edge_of(const unsigned int* column, Work& work) {
     constexpr local_edges edges = topology_of(SHAPE).edges;
     for_each_constant<edges.count>([&](auto k) {
         constexpr local_edge edge = edges.edge[k];

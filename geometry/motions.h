@@ -122,9 +122,10 @@ template <class Motion> void move_padded(double* p, std::size_t rows, const Moti
     std::copy_n(padded.data(), rows, p);
 }
 
-// Gives `pos` as many rows as the motion has dimensions, and moves the nodes from `first` on.
-template <class Motion>
-void move_from(dense2D<double>& pos, std::size_t first, const Motion& motion) {
+// Gives `pos` as many rows as the motion has dimensions, and moves the nodes from `first` on. The
+// motion comes by value: by reference it could be among the coordinates that are written, and would
+// be read again for each node.
+template <class Motion> void move_from(dense2D<double>& pos, std::size_t first, Motion motion) {
     constexpr std::size_t dim = Motion::dim;
     const std::size_t cols = pos.cols();
     if (pos.rows() < dim) pos.resize(dim, cols, 0.0); // kept: without memory the rest is moved
@@ -143,7 +144,7 @@ void move_from(dense2D<double>& pos, std::size_t first, const Motion& motion) {
 // The same for the nodes of a list, less the values that are no columns. Returns the number of
 // moves.
 template <class Motion>
-std::size_t move_listed(dense2D<double>& pos, const id_list& nodes, const Motion& motion) {
+std::size_t move_listed(dense2D<double>& pos, const id_list& nodes, Motion motion) {
     constexpr std::size_t dim = Motion::dim;
     const std::size_t cols = pos.cols();
     if (pos.rows() < dim) pos.resize(dim, cols, 0.0); // kept: likewise
