@@ -81,7 +81,7 @@ enum element_type : int {
 
 namespace tessmaker {
 
-// Look-ups for one of the 23 types; any other value is the caller's error. ET_FACE_MIX has the
+// Look-ups for one of these types; any other value is the caller's error. ET_FACE_MIX has the
 // values of ET_QUAD4, ET_SOLID_MIX those of ET_HEXA8, ET_BAR_MIX those of ET_BAR2.
 
 // 0 for a point, 1 for bars, 2 for faces, 3 for solids.

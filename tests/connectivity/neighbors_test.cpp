@@ -2,6 +2,7 @@
 
 #include "connectivity/facets.h"
 #include "connectivity/reference.h"
+#include "core/type_table.h"
 #include "support/memory_failure.h"
 #include "support/zoo.h"
 #include "tessmaker/connectivity.h"
@@ -84,8 +85,7 @@ TEST(neighbors, refuse_a_bad_connectivity_before_an_unserved_type) {
     EXPECT_EQ(code(connectivity({{0, 1, none}}), ET_TRIA3), -1);
     EXPECT_EQ(code(dense2D<unsigned int>(7, 1, 0), ET_SOLID_MIX), -1);
     EXPECT_EQ(code(connectivity({{0, 1, 2, 3, none, 5, none, none}}), ET_SOLID_MIX), -1);
-    for (int t = 0; t < 23; ++t) {
-        const auto type = static_cast<element_type>(t);
+    for (const element_type type : all_element_types) {
         if (type == ET_UNKNOWN) continue;
         const bool is_served =
             std::find(served_types.begin(), served_types.end(), type) != served_types.end();

@@ -5,6 +5,7 @@
 #include <set>
 #include <vector>
 
+#include "core/type_table.h"
 #include "support/meshes.h"
 #include "support/random.h"
 #include "tessmaker/index_arrays.h"
@@ -116,7 +117,7 @@ TEST(index_arrays_random, shift_indices) {
         ASSERT_EQ(list(nodes), shift == 0 ? values : shifted(values, shift, true));
         auto connect = any_columns(random);
         const id_vector before = flat(connect);
-        const auto type = static_cast<element_type>(random.below(23));
+        const element_type type = all_element_types[random.below(nbr_element_types)];
         ASSERT_EQ(shift_indices(connect, shift, type), 0);
         ASSERT_EQ(flat(connect),
                   shifted(before, shift, type == ET_FACE_MIX || type == ET_SOLID_MIX));
