@@ -410,7 +410,7 @@ class Build:
                 self.plain[source] = to.read_bytes()
 
 
-PROGRAMS = [*(f"test_{name}" for name in SHARES if name != "containers"), "test_lapack_failure"]
+PROGRAMS = [f"test_{name}" for name in SHARES if name != "containers"]
 
 
 # --- Results ---------------------------------------------------------------------------------

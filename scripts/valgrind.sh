@@ -11,7 +11,7 @@ cmake --build build/dev -j "$jobs"
 # `long double`, which has 64 bits there.
 left_out="*than_memory_can_hold*:*a_size_that_wraps*:rotate.in_space_is_exact_to_rounding*"
 suites=("$@")
-[ $# -gt 0 ] || suites=(core indices geometry search repair connectivity metrics lapack_failure quality formats threads)
+[ $# -gt 0 ] || suites=(core indices geometry search repair connectivity metrics quality formats threads)
 for suite in "${suites[@]}"; do
     # The tests' own `operator new`, which can be made to fail, stays in place.
     valgrind -q --soname-synonyms=somalloc=nouserintercepts --error-exitcode=1 --leak-check=full \
