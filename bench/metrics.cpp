@@ -17,6 +17,7 @@
 #include <benchmark/benchmark.h>
 
 #include "core/small_vectors.h"
+#include "metrics/dspev.h"
 #include "metrics/edge_bounding.h"
 #include "metrics/eigen3.h"
 #include "metrics/nodal_fields.h"
@@ -459,11 +460,54 @@ void valid_dspev(benchmark::State& state) {
             metric<3> M;
             std::copy_n(metrics.column(n), metric_size<3>, M.values);
             vector<3> l{};
-            eigen3(M, l);
+            test::dspev(M, l);
             if (!(l[0] > 0.0)) state.SkipWithError("not valid");
         }
     }
     report_each(state, nbr_metrics);
+}
+
+// The eigenvalues of each metric by `solve`, or its eigenvectors as well.
+template <class Solve> void solve_each(benchmark::State& state, Solve solve) {
+    const metric_values& metrics = million_metrics();
+    for ([[maybe_unused]] auto _ : state) {
+        for (std::size_t n = 0; n < nbr_metrics; ++n) {
+            metric<3> M;
+            std::copy_n(metrics.column(n), metric_size<3>, M.values);
+            benchmark::DoNotOptimize(solve(M));
+        }
+    }
+    report_each(state, nbr_metrics);
+}
+void values_ours(benchmark::State& state) {
+    solve_each(state, [](const metric<3>& M) {
+        vector<3> l{};
+        eigen3(M, l);
+        return l;
+    });
+}
+void values_dspev(benchmark::State& state) {
+    solve_each(state, [](const metric<3>& M) {
+        vector<3> l{};
+        test::dspev(M, l);
+        return l;
+    });
+}
+void pairs_ours(benchmark::State& state) {
+    solve_each(state, [](const metric<3>& M) {
+        vector<3> l{};
+        matrix<3> P{};
+        eigen3(M, l, P);
+        return P;
+    });
+}
+void pairs_dspev(benchmark::State& state) {
+    solve_each(state, [](const metric<3>& M) {
+        vector<3> l{};
+        matrix<3> P{};
+        test::dspev(M, l, &P);
+        return P;
+    });
 }
 
 template <std::size_t N, class Values> void add_form(const std::string& form) {
@@ -500,6 +544,10 @@ int main(int argc, char** argv) {
     add("metrics/shock_metrics_3d/ours", shock_ours<metric_values>);
     add("metrics/valid_3d/ours", valid_ours);
     add("metrics/valid_3d/dspev", valid_dspev);
+    add("metrics/eigen3/ours", values_ours);
+    add("metrics/eigen3/dspev", values_dspev);
+    add("metrics/eigen3_with_vectors/ours", pairs_ours);
+    add("metrics/eigen3_with_vectors/dspev", pairs_dspev);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

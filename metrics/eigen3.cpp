@@ -118,11 +118,12 @@ template <bool with_vectors>
 [[gnu::always_inline]] inline bool turn_planes(entries& A, double norm, three_vectors& v) {
     for (int sweep = 0; sweep < most_sweeps; ++sweep) {
         const double floor2 = sweep < nbr_relative_sweeps ? 0.0 : negligible_norm2 * norm * norm;
+        const bool is_first = sweep == 0; // it seldom is enough
         if (is_nearly_diagonal(A)) return true;
         bool has_turned = rotate<with_vectors>(A.d0, A.d1, A.e01, A.e02, A.e12, v.p0, v.p1, floor2);
-        if (is_nearly_diagonal(A)) return true;
+        if (!is_first && is_nearly_diagonal(A)) return true;
         has_turned |= rotate<with_vectors>(A.d0, A.d2, A.e02, A.e01, A.e12, v.p0, v.p2, floor2);
-        if (is_nearly_diagonal(A)) return true;
+        if (!is_first && is_nearly_diagonal(A)) return true;
         has_turned |= rotate<with_vectors>(A.d1, A.d2, A.e12, A.e01, A.e02, v.p1, v.p2, floor2);
         if (!has_turned) return false;
     }

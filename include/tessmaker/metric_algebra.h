@@ -12,9 +12,10 @@
 //   frame        two vectors in space, the axes of a plane, as the columns of a matrix
 //   no limit     1.7976931348623157e+308, the largest double
 //
-// Nothing here throws, keeps state or allocates. 2D has closed forms; 3D rests on LAPACK's dspev or
-// on a solver with its order and accuracy.
-//
+// Nothing here throws, keeps state or allocates. 2D has closed forms; 3D is solved by rotations,
+// which give the same bits on every machine. Their eigenvectors have a rule for signs: in the first
+// two the entry of largest magnitude (of several, the first) is positive, and the third is the
+// cross product of those.
 // Codes are listed in the order of the checks.
 #ifndef TESSMAKER_METRIC_ALGEBRA_H
 #define TESSMAKER_METRIC_ALGEBRA_H
@@ -51,13 +52,13 @@ TESSMAKER_API void metric_aniso3d_to_aniso2d(const symmetric_fixed<double, 3>& M
                                              const matrix_fixed<double, 3, 2>& frame,
                                              symmetric_fixed<double, 2>& M);
 
-// Eigenvalues, ascending.
+// Eigenvalues, ascending. In 3D nothing is written when an entry of M is not finite.
 TESSMAKER_API void eigen_values(const symmetric_fixed<double, 2>& M, vector_fixed<double, 2>& l);
 TESSMAKER_API void eigen_values(const symmetric_fixed<double, 3>& M, vector_fixed<double, 3>& l);
 
-// Eigenvalues, ascending, and unit eigenvectors in the columns of P, which is a rotation. False if
-// an eigenvalue is not finite (2D: the values are written, the vectors are not) or if dspev fails
-// (3D).
+// Eigenvalues, ascending, and unit eigenvectors in the columns of P, which is a rotation. False
+// when an eigenvalue (2D: the values are written, the vectors are not) or an entry of M (3D:
+// nothing is written) is not finite.
 TESSMAKER_API bool eigen_pairs(const symmetric_fixed<double, 2>& M, vector_fixed<double, 2>& l,
                                matrix_fixed<double, 2, 2>& P);
 TESSMAKER_API bool eigen_pairs(const symmetric_fixed<double, 3>& M, vector_fixed<double, 3>& l,

@@ -7,10 +7,11 @@
 #include <cmath>
 #include <limits>
 
-#include "metrics/metric_reduction.h"
 #include "metrics/dspev.h"
+#include "metrics/metric_reduction.h"
 #include "metrics/plain_reduction.h"
 #include "metrics/random_metrics.h"
+#include "metrics/same_bits/eigen3_hash.h"
 
 using namespace kv7::tessmaker;
 using namespace test;
@@ -235,6 +236,10 @@ TEST(eigen3, the_largest_entry_of_the_first_two_vectors_is_positive_and_of_sever
                       0.0);
         }
     }
+}
+
+TEST(eigen3, has_the_bits_that_it_has_on_every_machine) {
+    EXPECT_EQ(eigen3_hash(), expected_eigen3_hash);
 }
 
 // What both metrics become when they are built again from their values in the basis.

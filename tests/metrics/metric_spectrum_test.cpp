@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "metrics/dspev.h"
 #include "metrics/eigen2.h"
 #include "metrics/metric_dimensions.h"
 #include "metrics/plain_eigen.h"
-#include "metrics/dspev.h"
 #include "metrics/random_metrics.h"
 
 using namespace kv7;
@@ -152,7 +152,8 @@ bool valid_by_eigenvalues(const metric<3>& M) {
 }
 
 // LAPACK's verdict, unless its smallest eigenvalue is so near 0 that the rounding of either solver
-// may tell it from ours: 12 units in the last place of the largest. What is not finite is not valid.
+// may tell it from ours: 12 units in the last place of the largest. What is not finite is not
+// valid.
 void expect_verdict_of_lapack(const metric<3>& M) {
     const bool verdict = is_valid_metric(M);
     ASSERT_EQ(verdict, valid_by_eigenvalues(M)) << testing::PrintToString(M.values);

@@ -115,7 +115,6 @@ void add_results_of_a_file(const test::mesh& m, result_list& results) {
     results.add(connect);
 }
 
-// Eigenvalues in 3D may come from LAPACK.
 void add_results_of_metrics(result_list& results) {
     random_source random(7);
     const auto size = [&random] { return random.uniform(0.1, 1.0); };
