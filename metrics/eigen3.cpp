@@ -195,14 +195,15 @@ double sign_of(const vector<3>& p) {
     return 1.0;
 }
 
-// With its sign, and at unit length if it was so but for 2^-22: the series is cut at the third
-// order.
+// At unit length if it was so but for 2^-22 (the series is cut at the third order), and with its
+// sign, which is that of what comes out: rounding may make magnitudes equal.
 vector<3> oriented(const vector<3>& p) {
     const double excess = dot(p, p) - 1.0;
     const double share = excess * (0.5 - 0.375 * excess);
-    const double sign = sign_of(p);
     vector<3> q;
-    for (std::size_t i = 0; i < 3; ++i) q[i] = sign * (p[i] - share * p[i]);
+    for (std::size_t i = 0; i < 3; ++i) q[i] = p[i] - share * p[i];
+    const double sign = sign_of(q);
+    for (double& entry : q.values) entry *= sign;
     return q;
 }
 

@@ -21,10 +21,6 @@ bool eigen3(const symmetric_fixed<double, 3>& M, vector_fixed<double, 3>& l);
 // The same eigenvalues, with unit eigenvectors in the columns of P.
 bool eigen3(const symmetric_fixed<double, 3>& M, vector_fixed<double, 3>& l,
             matrix_fixed<double, 3, 3>& P);
-inline bool eigen3_by_rotations(const symmetric_fixed<double, 3>& M, vector_fixed<double, 3>& l,
-                                matrix_fixed<double, 3, 3>& P) {
-    return eigen3(M, l, P);
-}
 
 } // namespace kv7::tessmaker
 

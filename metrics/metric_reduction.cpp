@@ -84,7 +84,7 @@ bool generalized_pairs(const metric<3>& A, const metric<3>& B, vector<3>& l, mat
     W(2, 1) = -r12 * r00;
     W(2, 2) = r00 * r11;
     matrix<3> Z;
-    if (!eigen3_by_rotations(congruent(W, B), l, Z)) return false;
+    if (!eigen3(congruent(W, B), l, Z)) return false;
     for (std::size_t k = 0; k < 3; ++k) {
         l[k] /= delta * delta;
         const vector<3> z = column(Z, k);

@@ -13,7 +13,7 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// False if an eigenvalue is not finite (2D) or LAPACK fails (3D).
+// False if an eigenvalue (2D) or an entry of M (3D) is not finite.
 bool eigenpairs_of(const metric<2>& M, vector<2>& l, matrix<2>& P) {
     return eigen_pairs_closed(M[0], M[1], M[2], l[0], l[1], P.data(), P.data() + 2, true);
 }
@@ -69,7 +69,9 @@ bool bound_metric_core(symmetric_fixed<double, N>& M, double hmin, double hmax) 
     const double lmin = hmax > 0.0 ? inverse_square(hmax) : 0.0;
     vector<N> l{};
     matrix<N> P{};
-    eigenpairs_of(M, l, P); // kept: after a failure, what it has left in l and P is used
+    const bool is_solved = eigenpairs_of(M, l, P);
+    // Kept: in 2D what a failure has left in l and P is used. In 3D it leaves nothing.
+    if (N == 3 && !is_solved) return false;
     bool changed = false;
     for (std::size_t k = 0; k < N; ++k) {
         if (l[k] > lmax) {

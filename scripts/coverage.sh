@@ -3,7 +3,7 @@
 # reach: scripts/coverage.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-setup coverage
+setup tests coverage
 cmake --preset coverage
 cmake --build build/coverage -j "$jobs"
 find build/coverage -name '*.gcda' -delete

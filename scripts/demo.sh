@@ -18,7 +18,7 @@ case $# in
     ;;
 esac
 
-setup
+setup build
 quietly cmake --preset release
 quietly cmake --build build/release -j "$jobs" --target mesh_tour
 

@@ -3,7 +3,7 @@
 # Arguments go to ctest.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-setup interop
+setup tests interop
 cmake --preset dev -DTESSMAKER_INTEROP=ON
 cmake --build build/dev -j "$jobs"
 ctest --preset dev -L interop "$@"

@@ -3,7 +3,7 @@
 # Arguments go to ctest.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-setup
+setup tests
 cmake --preset dev -DTESSMAKER_LARGE=ON
 cmake --build build/dev -j "$jobs" --target test_large
 ctest --preset dev -L large "$@"

@@ -5,5 +5,5 @@
 # stopped goes on where it stopped; --again tries once more what no test has noticed.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-setup mutate
+setup tests mutate
 exec nice -n 19 /usr/bin/python3 scripts/mutate.py "$@"

@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing: scripts/setup.sh [GROUP...]. Building and testing
-# need small packages only; a group adds those of one more script, `locale` what a few tests are
-# skipped without. Where nothing is missing it does nothing, and needs neither root nor network.
+# Installs the Debian packages that are missing: scripts/setup.sh [GROUP...]. Without a group these
+# are what building and testing need, small packages only. With groups they are what building needs
+# and each group adds: `tests`, those of one more script, `locale` what a few tests are skipped
+# without. Where nothing is missing it does nothing, and needs neither root nor network.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 # "package=tool" and "package=name.pc" let a tool or library count that came by another way.
 declare -A packages=(
-    [build]="g++ cmake ninja-build=ninja pkg-config libgtest-dev=gtest.pc liblapack-dev=lapack.pc liblapacke-dev=lapacke.pc libmpfr-dev=mpfr.pc"
+    [build]="g++ cmake ninja-build=ninja pkg-config"
+    [tests]="libgtest-dev=gtest.pc liblapack-dev=lapack.pc liblapacke-dev=lapacke.pc libmpfr-dev=mpfr.pc"
     [format]="clang-format"
     [tidy]="clang=clang++ clang-tidy"
     [fuzz]="clang=clang++ libclang-rt-14-dev"
@@ -17,7 +19,7 @@ declare -A packages=(
     [mutate]="python3"
     [pictures]="python3-matplotlib"
     [interop]="python3 gmsh admesh openscad libmetis-dev python3-vtk9 python3-meshio assimp-utils=assimp"
-    [bench]="python3 libbenchmark-dev libnanoflann-dev libcgal-dev libmetis-dev libvtk9-dev libgmsh-dev libtinyobjloader-dev libopenmesh-dev"
+    [bench]="python3 libbenchmark-dev liblapack-dev=lapack.pc liblapacke-dev=lapacke.pc libnanoflann-dev libcgal-dev libmetis-dev libvtk9-dev libgmsh-dev libtinyobjloader-dev libopenmesh-dev"
 )
 
 present() {
@@ -29,10 +31,12 @@ present() {
     [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ]
 }
 
+groups=(build "$@")
+[ $# -gt 0 ] || groups+=(tests)
 missing=()
-for group in build "$@"; do
+for group in "${groups[@]}"; do
     if [ -z "${packages[$group]:-}" ]; then
-        echo "usage: scripts/setup.sh [format] [tidy] [fuzz] [coverage] [valgrind] [docs] [locale] [mutate] [pictures] [interop] [bench]" >&2
+        echo "usage: scripts/setup.sh [build] [tests] [format] [tidy] [fuzz] [coverage] [valgrind] [docs] [locale] [mutate] [pictures] [interop] [bench]" >&2
         exit 2
     fi
     for entry in ${packages[$group]}; do

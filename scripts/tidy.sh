@@ -3,7 +3,7 @@
 # what benches and interoperability tests include.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-setup tidy interop bench
+setup tests tidy interop bench
 # Never built: only its list of compile commands is used, which clang-tidy can follow where they are
 # clang's and without precompiled headers.
 quietly cmake -S . -B build/tidy -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_COMPILER_LAUNCHER= \

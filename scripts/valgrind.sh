@@ -3,7 +3,7 @@
 # scripts/valgrind.sh [SUBSYSTEM...]
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-setup valgrind
+setup tests valgrind
 cmake --preset dev
 cmake --build build/dev -j "$jobs"
 

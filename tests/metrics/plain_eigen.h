@@ -7,8 +7,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include <lapack.h>
-
+#include "metrics/dspev.h"
 #include "metrics/random_metrics.h"
 
 namespace test {
@@ -50,20 +49,8 @@ inline bool plain_eigen_pairs(const metric<2>& M, vector<2>& l, matrix<2>& P, bo
     return true;
 }
 
-// LAPACK's dspev; with null vectors it gives eigenvalues only.
-inline bool plain_dspev(const metric<3>& M, double* values, double* vectors) {
-    metric<3> packed_copy = M; // destroyed by the call
-    double work[9] = {};
-    const lapack_int n = 3;
-    const lapack_int ldz = vectors ? 3 : 1;
-    lapack_int info = 0;
-    LAPACK_dspev(vectors ? "V" : "N", "U", &n, packed_copy.values, values, vectors, &ldz, work,
-                 &info);
-    return info == 0;
-}
-
 inline bool plain_eigen_pairs(const metric<3>& M, vector<3>& l, matrix<3>& P) {
-    if (!plain_dspev(M, l.values, P.values)) return false;
+    if (!dspev(M, l, &P)) return false;
     for (std::size_t i = 0; i < 3; ++i) {
         const std::size_t j = (i + 1) % 3;
         const std::size_t k = (i + 2) % 3;
@@ -79,7 +66,7 @@ inline bool plain_is_valid(const metric<2>& M) {
 }
 inline bool plain_is_valid(const metric<3>& M) {
     vector<3> l{};
-    plain_dspev(M, l.values, nullptr);
+    dspev(M, l);
     return l[0] > 0.0;
 }
 
