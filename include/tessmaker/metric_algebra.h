@@ -96,7 +96,12 @@ TESSMAKER_API int bound_metric(symmetric_fixed<double, 3>& M, double hmin, doubl
 // Combines two metrics: along each direction of the basis in which both are diagonal, M has the
 // larger (`maximum_metric`) or the smaller (`minimum_metric`, the intersection) size of the two. If
 // one metric contains the other, M is a copy of it, bit for bit. M may be the same object as M1 or
-// M2. False if M1 is not positive definite or the result is zero; M is then a copy of M1.
+// M2. False if M1 is not positive definite, if the result is zero, or if products of entries
+// overflow; M is then a copy of M1.
+//
+// An entry that is the largest double mostly overflows so. Where it does not, and neither metric
+// contains the other, `minimum_metric` has no finite result: it leaves M as it was, and is true.
+// `bound_metric` keeps metrics away from both.
 //
 // Based on: F. Alauzet, P. J. Frey, Estimateur d'erreur geometrique et metriques anisotropes pour
 // l'adaptation de maillage, 2003 (simultaneous reduction of two metrics).

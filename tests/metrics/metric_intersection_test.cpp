@@ -168,4 +168,40 @@ TEST(intersection, values_beyond_the_doubles_leave_the_output_and_are_true) {
     EXPECT_TRUE(same_bits(M, metric<2>{7.0, 8.0, 9.0}));
 }
 
+TEST(intersection, an_entry_that_is_the_largest_double_is_copied_or_leaves_the_output) {
+    const metric<3> unit = isotropic<3>(1.0);
+    const metric<3> inside{largest, 0.0, 1.0, 0.0, 0.0, 1.0}; // sizes at most those of `unit`
+    metric<3> M = full<3>(7.0);
+    EXPECT_TRUE(minimum_metric(unit, inside, M));
+    EXPECT_TRUE(same_bits(M, inside));
+    EXPECT_TRUE(maximum_metric(inside, unit, M));
+    EXPECT_TRUE(same_bits(M, unit));
+    const metric<3> across{largest, 0.0, 0.5, 0.0, 0.0, 0.5};
+    M = full<3>(7.0);
+    EXPECT_TRUE(minimum_metric(unit, across, M));
+    EXPECT_TRUE(same_bits(M, full<3>(7.0)));
+    EXPECT_TRUE(maximum_metric(unit, across, M));
+    EXPECT_TRUE(same_bits(M, metric<3>{1.0, 0.0, 0.5, 0.0, 0.0, 0.5}));
+}
+
+template <std::size_t N> void expect_overflow(const metric<N>& M1, const metric<N>& M2) {
+    metric<N> M = full<N>(7.0);
+    EXPECT_FALSE(minimum_metric(M1, M2, M));
+    EXPECT_TRUE(same_bits(M, M1));
+    M = full<N>(7.0);
+    EXPECT_FALSE(maximum_metric(M1, M2, M));
+    EXPECT_TRUE(same_bits(M, M1));
+}
+
+TEST(intersection, of_an_entry_that_is_the_largest_double_is_the_first_where_products_overflow) {
+    const metric<2> thin{largest, 0.0, 1.0};
+    expect_overflow<2>(isotropic<2>(1.0), thin);
+    expect_overflow<2>(thin, metric<2>{2.0, 0.25, 1.0});
+    const metric<3> thin3{largest, 0.0, 1.0, 0.0, 0.0, 1.0};
+    const metric<3> other{2.0, 0.25, 1.0, 0.125, 0.25, 3.0};
+    expect_overflow<3>(thin3, other);
+    expect_overflow<3>(other, thin3);
+    expect_overflow<3>(isotropic<3>(largest), isotropic<3>(largest / 2.0));
+}
+
 } // namespace
