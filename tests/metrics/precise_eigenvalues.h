@@ -5,6 +5,7 @@
 #include <mpfr.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 
 #include "tessmaker/containers.h"
@@ -62,7 +63,7 @@ private:
 };
 
 struct precise_spectrum {
-    precise values[3]; // ascending
+    std::array<precise, 3> values; // ascending
 };
 
 // Rotations, until every entry is below 1e-110 of the geometric mean of its diagonal entries.
@@ -98,7 +99,7 @@ inline precise_spectrum precise_eigenvalues(const kv7::symmetric_fixed<double, 3
         has_turned |= rotate(1, 2);
     }
     precise_spectrum spectrum{{a[0][0], a[1][1], a[2][2]}};
-    std::sort(spectrum.values, spectrum.values + 3);
+    std::sort(spectrum.values.begin(), spectrum.values.end());
     return spectrum;
 }
 
