@@ -4,6 +4,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "support/memory_failure.h"
 #include "support/meshes.h"
 
 using namespace kv7;
@@ -484,6 +485,85 @@ TEST(dense2D, append_of_itself_or_of_an_own_part_works) {
     EXPECT_EQ(a.cols(), 11U);
     EXPECT_EQ(list(a.sub_matrix(0, 5, 2, 6)),
               (column_list{{10, 11}, {10, 11}, {0, 1}, {10, 11}, {0, 1}, {10, 11}}));
+}
+
+// Columns 0 to 2 of a block of seven: what is appended comes over the columns behind.
+TEST(dense2D, append_of_columns_of_the_same_block_behind_the_array_works) {
+    const matrix full = counted(2, 7);
+    for (const bool has_room : {false, true}) {
+        for (const std::size_t from : {1U, 2U, 3U, 4U}) {
+            SCOPED_TRACE(from);
+            matrix block = counted(2, 7);
+            EXPECT_TRUE(block.reserve(2, has_room ? 20 : 7, 1));
+            matrix a = block.sub_matrix(0, 0, 2, 3);
+            EXPECT_TRUE(a.append(block.sub_matrix(0, from, 2, 3)));
+            column_list expected = list(full.sub_matrix(0, 0, 2, 3));
+            for (const auto& column : list(full.sub_matrix(0, from, 2, 3))) {
+                expected.push_back(column);
+            }
+            EXPECT_EQ(list(a), expected);
+
+            block = counted(2, 7);
+            EXPECT_TRUE(block.reserve(2, has_room ? 20 : 7, 1));
+            a = block.sub_matrix(0, 0, 2, 3);
+            EXPECT_TRUE(a.append(block, dense1D<unsigned int>{6, 3, 5, 4, 0, 6}));
+            expected = list(full.sub_matrix(0, 0, 2, 3));
+            for (const unsigned int c : {6U, 3U, 5U, 4U, 0U, 6U}) expected.push_back(list(full)[c]);
+            EXPECT_EQ(list(a), expected);
+        }
+    }
+}
+
+TEST(dense2D, append_of_rows_of_the_same_block_with_another_ld_works) {
+    matrix block = counted(3, 6);
+    const matrix lower = block.sub_matrix(1, 0, 2, 6);
+    const column_list expected = list(lower);
+    matrix cleared = block;
+    cleared.clear();
+    EXPECT_TRUE(cleared.append(lower));
+    EXPECT_EQ(list(cleared), expected);
+    expect_shape(cleared, 2, 6, 2);
+}
+
+TEST(dense2D, append_of_all_columns_to_some_amid_them_works) {
+    matrix block = counted(3, 6);
+    EXPECT_TRUE(block.reserve(3, 40, 1));
+    const matrix all = block.sub_matrix(0, 0, 2, 6);
+    matrix part = block.sub_matrix(0, 2, 2, 2);
+    column_list expected = list(part);
+    for (const auto& column : list(all)) expected.push_back(column);
+    EXPECT_TRUE(part.append(all));
+    EXPECT_EQ(list(part), expected);
+}
+
+// The list ends behind the array; with five columns the block has to grow as well.
+TEST(dense2D, append_by_a_list_on_the_same_block_works) {
+    const dense2D<unsigned int> other = test::connectivity({{10}, {11}, {12}});
+    for (const std::size_t cols : {4U, 5U}) {
+        SCOPED_TRACE(cols);
+        dense2D<unsigned int> block = test::connectivity({{5}, {6}, {7}, {1}, {2}, {0}});
+        std::vector<unsigned int> expected = list(block.as_vector().sub_vector(0, cols));
+        expected.insert(expected.end(), {11, 12, 10});
+        dense2D<unsigned int> a = block.sub_matrix(0, 0, 1, cols);
+        EXPECT_TRUE(a.append(other, block.as_vector().sub_vector(3, 3)));
+        EXPECT_EQ(list(a.as_vector()), expected);
+    }
+}
+
+TEST(dense2D, append_from_the_same_block_changes_nothing_when_memory_fails) {
+    for (const bool by_list : {false, true}) {
+        EXPECT_GT(test::fail_each_allocation([&](std::size_t k, bool and_later) {
+                      matrix block = counted(2, 5);
+                      matrix a = block.sub_matrix(0, 0, 2, 2);
+                      const dense1D<unsigned int> columns{4, 3, 2, 4, 3, 2};
+                      const test::memory_failure failure(k, and_later);
+                      const bool done = by_list ? a.append(block, columns) : a.append(block);
+                      EXPECT_EQ(a.cols(), done ? (by_list ? 8U : 7U) : 2U);
+                      EXPECT_EQ(a(1, 1), 11);
+                      return failure.happened();
+                  }),
+                  2U);
+    }
 }
 
 TEST(dense2D, append_of_listed_columns_follows_the_list) {

@@ -56,6 +56,9 @@ public:
         return storage_ && storage_->capacity_ > first_ ? storage_->capacity_ - first_ : 0;
     }
 
+    // The block: views that see each other's writes have the same one.
+    const block_type* block() const noexcept { return storage_.get(); }
+
     // The first element, and the position behind the last; null without memory.
     T* data() noexcept { return origin(); }
     const T* data() const noexcept { return origin(); }
@@ -130,7 +133,7 @@ public:
         return n <= static_cast<std::size_t>(-1) - size_ && resize(size_ + n, std::move(v));
     }
 
-    // Appends the elements of `other`, which may be this view or a part of it.
+    // Appends the elements of `other`, which may be any view, also one on the same block.
     bool append(const dense1D& other) noexcept {
         const dense1D source(other);
         const std::size_t nbr_added = source.size_;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <type_traits>
 
 #include "tessmaker/api.h"
 #include "tessmaker/containers/dense1D.h"
@@ -56,6 +57,9 @@ public:
     std::size_t capacity() const noexcept {
         return storage_ && storage_->capacity_ > first_ ? storage_->capacity_ - first_ : 0;
     }
+
+    // The block: views that see each other's writes have the same one.
+    const block_type* block() const noexcept { return storage_.get(); }
 
     // The element in row `r` of column `c`, which must exist.
     T& operator()(std::size_t r, std::size_t c) noexcept {
@@ -138,10 +142,11 @@ public:
     // Becomes a view on the block of `other`, of the same shape.
     void shallow_copy(const dense2D& other) noexcept { *this = other; }
 
-    // Appends all columns of `other`, which may be this array or a part of it. False, with nothing
-    // changed, if both hold something and differ in rows, or if memory fails.
+    // Appends all columns of `other`, which may be any array, also one on the same block. False,
+    // with nothing changed, if both hold something and differ in rows, or if memory fails.
     bool append(const dense2D& other) noexcept {
-        const dense2D source(other);
+        dense2D source(other);
+        if (may_overwrite(source) && !source.copy(other)) return false;
         const std::size_t old = cols_;
         if (!append_room(source, source.cols_)) return false;
         copy_columns(source, old, source.cols_);
@@ -150,14 +155,20 @@ public:
     // Appends the listed columns of `other`, in the order of the list. False also if one of them
     // does not exist.
     bool append(const dense2D& other, const dense1D<unsigned int, 8>& columns) noexcept {
-        const dense2D source(other);
-        for (const unsigned int c : columns) {
+        dense2D source(other);
+        dense1D<unsigned int, 8> list(columns);
+        for (const unsigned int c : list) {
             if (c >= source.cols_) return false;
         }
+        if (may_overwrite(source) && !source.copy(other)) return false;
+        if constexpr (std::is_same_v<T, unsigned int>) {
+            const bool is_safe = !may_overwrite(list.storage_, list.first_ + list.size_);
+            if (!is_safe && !list.copy(columns)) return false;
+        }
         const std::size_t old = cols_;
-        if (!append_room(source, columns.size())) return false;
+        if (!append_room(source, list.size())) return false;
         T* to = column(old);
-        for (const unsigned int c : columns) {
+        for (const unsigned int c : list) {
             copy_column(source.column(c), rows_, to);
             to += ld_;
         }
@@ -207,6 +218,17 @@ private:
         if (!storage_) storage_ = new block_type;
         return storage_ && n <= static_cast<std::size_t>(-1) - first_ &&
                storage_->__grow(first_ + n, first_ + total_, factor);
+    }
+
+    // Whether columns that are appended may come over elements that end at index `end` of a block,
+    // or growth may lose these. What ends with the last column, or before it, stays.
+    bool may_overwrite(const Ptr<block_type>& storage, std::size_t end) const noexcept {
+        return storage == storage_ && end > first_ + total_;
+    }
+    bool may_overwrite(const dense2D& source) const noexcept {
+        if (source.cols_ == 0) return false;
+        const std::size_t size = source.ld_ * (source.cols_ - 1) + source.rows_;
+        return may_overwrite(source.storage_, source.first_ + size);
     }
 
     // Adds `nbr_added` columns for the rows of `source`, not initialised.
