@@ -4,6 +4,7 @@
 #include "connectivity/facets.h"
 #include "core/element_walk.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "tessmaker/connectivity.h"
 
 namespace kv7::tessmaker {
@@ -100,6 +101,7 @@ int get_element_boundaries(const dense2D<unsigned int>& connect, element_type ty
     if (!check_IDs(connect, type, no_id)) return -1;
     if (!has_height(boundaries, type)) return -2;
     if (!is_linear_type(type)) return -2;
+    if (!keep_apart(boundaries, inputs{connect})) return -199;
     return append_facets(
         connect, type, [](std::size_t, std::size_t) { return true; }, boundaries);
 }
@@ -113,6 +115,7 @@ int get_mesh_boundaries(const dense2D<unsigned int>& connect,
     if (!are_neighbors(neighbors, connect, type)) return -2;
     if (!has_height(boundaries, type)) return -4;
     if (!is_linear_type(type)) return -3;
+    if (!keep_apart(boundaries, inputs{connect, neighbors})) return -199;
     return append_facets(connect, type, is_free_facet(neighbors), boundaries);
 }
 
@@ -127,6 +130,7 @@ int get_colors_boundaries(const dense2D<unsigned int>& connect,
     if (colors.size() != connect.cols()) return -3;
     if (!has_height(boundaries, type)) return -5;
     if (!is_linear_type(type)) return -4;
+    if (!keep_apart(boundaries, inputs{connect, neighbors, colors})) return -199;
     const unsigned int* const across = neighbors.column(0);
     const unsigned int* const color = colors.data();
     const std::size_t ld = neighbors.ld();
@@ -149,6 +153,7 @@ int get_mesh_bounding_elements(const dense2D<unsigned int>& connect,
     if (!check_IDs(connect, type, no_id)) return -1;
     if (!has_shape(neighbors, connect, type)) return -2;
     if (!is_linear_type(type)) return -2;
+    if (!keep_apart(handles, inputs{connect, neighbors})) return -199;
     bool done = false;
     with_linear_type(type, [&](auto of_type) {
         done = append_handles<decltype(of_type)::value>(connect, is_free_facet(neighbors), handles);

@@ -6,6 +6,7 @@
 #include "core/element_table.h"
 #include "core/element_walk.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "indices/id_hash.h"
 #include "tessmaker/connectivity.h"
 
@@ -199,7 +200,7 @@ int get_elements_on_boundaries(const dense2D<unsigned int>& boundaries,
                                const dense2D<unsigned int>& neighbors, const id_list& ancestors,
                                element_type type, int side, id_list& handles,
                                unsigned int& stride) {
-    handles.clear();
+    clear_outputs(outputs{handles}, inputs{boundaries, connect, neighbors, ancestors});
     stride = 0;
     if (boundaries.empty()) return 0;
     if (!handles.reserve(boundaries.cols(), 1)) return -199;

@@ -10,6 +10,7 @@
 #include "connectivity/facets.h"
 #include "core/element_walk.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "core/prefetch.h"
 #include "tessmaker/connectivity.h"
 #include "tessmaker/index_arrays.h"
@@ -208,7 +209,7 @@ bool link_facets(const dense2D<unsigned int>& connect, bool link_non_manifold,
 
 int get_neighbors(const dense2D<unsigned int>& connect, element_type type, bool link_non_manifold,
                   dense2D<unsigned int>& neighbors) {
-    neighbors.clear();
+    clear_outputs(outputs{neighbors}, inputs{connect});
     if (connect.empty()) return 0;
     type = resolve_mixed_type(connect.rows(), type);
     if (!check_IDs(connect, type, no_id)) return -1;

@@ -8,6 +8,7 @@
 
 #include "core/element_walk.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "core/prefetch.h"
 #include "tessmaker/connectivity.h"
 #include "tessmaker/index_arrays.h"
@@ -322,8 +323,7 @@ int node_graph_of_cliques(const dense2D<unsigned int>& connect, id_list& first, 
 
 int get_node_graph(const dense2D<unsigned int>& connect, id_list& first, id_list& list,
                    element_type type) {
-    first.clear();
-    list.clear();
+    clear_outputs(outputs{first, list}, inputs{connect});
     if (connect.empty()) return 0;
     if (type == ET_UNKNOWN) return node_graph_of_cliques(connect, first, list);
     if (connect.rows() != nbr_nodes(type)) return -2;
@@ -342,8 +342,7 @@ int get_node_graph(const dense2D<unsigned int>& connect, id_list& first, id_list
 }
 
 int get_connected_elements(const dense2D<unsigned int>& connect, id_list& first, id_list& list) {
-    first.clear();
-    list.clear();
+    clear_outputs(outputs{first, list}, inputs{connect});
     if (connect.empty()) return report(first.push_back(0), first, list);
     return with_cliques(connect.rows(), [&](const auto& joined) {
         return report(invert_columns(connect, joined, first, list), first, list);

@@ -7,6 +7,7 @@
 
 #include "core/element_table.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "tessmaker/connectivity.h"
 #include "tessmaker/index_arrays.h"
 
@@ -89,7 +90,7 @@ int sort_elfes(dense2D<unsigned int>& connect, dense2D<unsigned int>& neighbors,
                id_list& node_counts, id_list& group_ends, id_list& old_to_new) {
     const std::size_t cols = connect.cols();
     if (!neighbors.empty() && neighbors.cols() != cols) return -1;
-    old_to_new.clear();
+    clear_outputs(outputs{node_counts, group_ends, old_to_new}, inputs{connect, neighbors});
     id_list order;
     id_list new_to_old;
     if (!order_by_nbr_nodes(connect, order, node_counts, group_ends)) return 0;

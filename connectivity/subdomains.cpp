@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "tessmaker/connectivity.h"
 #include "tessmaker/index_arrays.h"
 
@@ -93,8 +94,7 @@ bool reorder_columns(const id_list& list, dense2D<unsigned int>& connect,
 } // namespace
 
 int get_subdomains(const dense2D<unsigned int>& neighbors, id_list& list, id_list& first) {
-    list.clear();
-    first.clear();
+    clear_outputs(outputs{list, first}, inputs{neighbors});
     if (list_subdomains(neighbors, list, first)) return 0;
     list.clear();
     first.clear();
@@ -103,7 +103,7 @@ int get_subdomains(const dense2D<unsigned int>& neighbors, id_list& list, id_lis
 
 int get_subdomains(dense2D<unsigned int>& connect, dense2D<unsigned int>& neighbors,
                    id_list& first) {
-    first.clear();
+    clear_outputs(outputs{first}, inputs{connect, neighbors});
     if (connect.cols() != neighbors.cols()) return -2;
     id_list list;
     const int result = get_subdomains(neighbors, list, first);

@@ -5,6 +5,7 @@
 #include "core/coordinates.h"
 #include "core/element_table.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 
 namespace kv7::tessmaker {
 
@@ -30,11 +31,7 @@ bool is_valid_run(const id_matrix& connect, std::size_t begin, std::size_t end, 
 } // namespace
 
 void clear_all(const mesh_to_read& mesh) {
-    mesh.pos.clear();
-    mesh.connect.clear();
-    mesh.indices.clear();
-    mesh.types.clear();
-    mesh.pids.clear();
+    clear_outputs(outputs{mesh.pos, mesh.connect, mesh.indices, mesh.types, mesh.pids}, inputs{});
 }
 
 int check_runs(const mesh_to_write& mesh) {

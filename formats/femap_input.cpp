@@ -6,6 +6,7 @@
 
 #include "core/element_table.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "formats/element_runs.h"
 #include "formats/femap_table.h"
 #include "formats/growing_arrays.h"
@@ -161,8 +162,7 @@ int FEMAP_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect, id_li
 }
 
 int FEMAP_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect, element_type& type) {
-    pos.clear();
-    connect.clear();
+    clear_outputs(outputs{pos, connect}, inputs{});
     type = ET_UNKNOWN;
     element_runs runs;
     const int result = read_blocks(file, {pos, connect, runs.indices, runs.types, runs.pids});
@@ -172,7 +172,7 @@ int FEMAP_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect, eleme
 
 int FEMAP_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect1, id_matrix& connect2,
                 element_type& type1, element_type& type2) {
-    pos.clear();
+    clear_outputs(outputs{pos}, inputs{});
     id_matrix connect;
     element_runs runs;
     const int result = read_blocks(file, {pos, connect, runs.indices, runs.types, runs.pids});
@@ -197,15 +197,14 @@ int FEMAP_input(const char* filename, dense2D<double>& pos, id_matrix& connect, 
 
 int FEMAP_input(const char* filename, dense2D<double>& pos, id_matrix& connect,
                 element_type& type) {
-    pos.clear();
-    connect.clear();
+    clear_outputs(outputs{pos, connect}, inputs{});
     std::FILE* const file = open_without_closing(filename, "rt");
     return file ? FEMAP_input(file, pos, connect, type) : -1;
 }
 
 int FEMAP_input(const char* filename, dense2D<double>& pos, id_matrix& connect1,
                 id_matrix& connect2, element_type& type1, element_type& type2) {
-    pos.clear();
+    clear_outputs(outputs{pos}, inputs{});
     std::FILE* const file = open_without_closing(filename, "rt");
     return file ? FEMAP_input(file, pos, connect1, connect2, type1, type2) : -1;
 }

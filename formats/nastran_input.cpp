@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "formats/element_runs.h"
 #include "formats/growing_arrays.h"
 #include "formats/line_reader.h"
@@ -377,8 +378,7 @@ int NASTRAN_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect, id_
 }
 
 int NASTRAN_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect, element_type& type) {
-    pos.clear();
-    connect.clear();
+    clear_outputs(outputs{pos, connect}, inputs{});
     element_runs runs;
     const int result = read_deck(file, {pos, connect, runs.indices, runs.types, runs.pids});
     if (result == 0 && !runs.types.empty()) type = mixed_type_of(runs.types);
@@ -387,7 +387,7 @@ int NASTRAN_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect, ele
 
 int NASTRAN_input(std::FILE* file, dense2D<double>& pos, id_matrix& connect1, id_matrix& connect2,
                   element_type& type1, element_type& type2) {
-    pos.clear();
+    clear_outputs(outputs{pos}, inputs{});
     id_matrix connect;
     element_runs runs;
     const int result = read_deck(file, {pos, connect, runs.indices, runs.types, runs.pids});
@@ -410,8 +410,7 @@ int NASTRAN_input(const char* filename, dense2D<double>& pos, id_matrix& connect
 
 int NASTRAN_input(const char* filename, dense2D<double>& pos, id_matrix& connect1,
                   id_matrix& connect2, element_type& type1, element_type& type2) {
-    connect1.clear();
-    connect2.clear();
+    clear_outputs(outputs{connect1, connect2}, inputs{});
     type1 = ET_UNKNOWN;
     type2 = ET_UNKNOWN;
     return NASTRAN_input(open_without_closing(filename, "rt"), pos, connect1, connect2, type1,

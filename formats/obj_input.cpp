@@ -6,6 +6,7 @@
 #include <limits>
 #include <vector>
 
+#include "core/outputs.h"
 #include "formats/characters.h"
 #include "formats/growing_arrays.h"
 #include "formats/numbers.h"
@@ -254,11 +255,7 @@ int WavefrontOBJ_input(const char* filename, dense2D<double>& pos, dense2D<doubl
                        dense2D<double>& textures, dense2D<unsigned int>& connect_tri,
                        dense2D<unsigned int>& connect_quad) {
     const opened_file file{filename, "rt"};
-    pos.clear();
-    normals.clear();
-    textures.clear();
-    connect_tri.clear();
-    connect_quad.clear();
+    clear_outputs(outputs{pos, normals, textures, connect_tri, connect_quad}, inputs{});
     if (!file) return -1;
     return obj_reader(pos, normals, textures, connect_tri, connect_quad).read(file.get());
 }

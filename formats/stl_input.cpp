@@ -9,6 +9,7 @@
 
 #include "core/element_table.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "core/small_vectors.h"
 #include "formats/line_reader.h"
 #include "formats/numbers.h"
@@ -258,8 +259,7 @@ bool may_be_binary(int text_result) { return text_result >= merge_failed && text
 } // namespace
 
 int STL_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect) {
-    pos.clear();
-    connect.clear();
+    clear_outputs(outputs{pos, connect}, inputs{});
     if (!is_usable(file)) return bad_stream;
     std::fpos_t start;
     const bool can_return = std::fgetpos(file, &start) == 0;
@@ -270,8 +270,7 @@ int STL_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& conn
 }
 
 int STL_input(const char* filename, dense2D<double>& pos, dense2D<unsigned int>& connect) {
-    pos.clear();
-    connect.clear();
+    clear_outputs(outputs{pos, connect}, inputs{});
     int result = bad_stream;
     if (const opened_file file{filename, "rt"}) {
         result = read_text(file.get(), pos, connect);

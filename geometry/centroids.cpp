@@ -3,6 +3,7 @@
 #include "core/element_table.h"
 #include "core/element_walk.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "core/small_vectors.h"
 #include "tessmaker/geometry.h"
 
@@ -36,7 +37,7 @@ void means_of_nodes(const dense2D<double>& pos, const id_matrix& connect, double
 
 int centroids(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
               dense2D<double>& centers, element_type type) {
-    centers.clear();
+    clear_outputs(outputs{centers}, inputs{pos, connect});
     const std::size_t rows = pos.rows();
     const std::size_t cols = connect.cols();
     if (rows < 1 || rows > 3 || element_dim(type) > rows) return -1;

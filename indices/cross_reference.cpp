@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "core/slot_table.h"
 #include "indices/id_hash.h"
 #include "tessmaker/index_arrays.h"
@@ -141,8 +142,7 @@ private:
 } // namespace
 
 int get_IDs(const id_list& list_a, const id_list& list_b, id_list& a_of_b, id_list& b_of_a) {
-    a_of_b.clear();
-    b_of_a.clear();
+    clear_outputs(outputs{a_of_b, b_of_a}, inputs{list_a, list_b});
     a_of_b.resize(list_b.size(), no_id);
     b_of_a.resize(list_a.size(), no_id);
     if (list_a.empty() || list_b.empty()) return 0;
@@ -157,8 +157,7 @@ int get_IDs(const id_list& list_a, const id_list& list_b, id_list& a_of_b, id_li
 
 int get_IDs(const dense2D<unsigned int>& connect_a, const dense2D<unsigned int>& connect_b,
             id_list& a_of_b, id_list& b_of_a, bool strict) {
-    a_of_b.clear();
-    b_of_a.clear();
+    clear_outputs(outputs{a_of_b, b_of_a}, inputs{connect_a, connect_b});
     const std::size_t nbr_a = connect_a.cols();
     const std::size_t nbr_b = connect_b.cols();
     if (!a_of_b.resize(nbr_b, no_id) || !b_of_a.resize(nbr_a, no_id)) return -199;

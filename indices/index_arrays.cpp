@@ -4,6 +4,7 @@
 
 #include "core/column_runs.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 
 namespace kv7::tessmaker {
 
@@ -96,8 +97,7 @@ int permutation(id_list& values, const id_list& perm) { return permute(values, p
 int permutation(dense1D<double, 8>& values, const id_list& perm) { return permute(values, perm); }
 
 int get_sorted_order(const id_list& values, id_list& order, id_list& addresses) {
-    order.clear();
-    addresses.clear();
+    clear_outputs(outputs{order, addresses}, inputs{values});
     if (values.empty()) return addresses.push_back(0) ? 0 : -199;
 
     const std::size_t n = values.size();

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "core/small_vectors.h"
 #include "metrics/metric_spectrum.h"
 #include "metrics/sizes.h"
@@ -127,7 +128,7 @@ template <class Field> int clamp_and_count(Field& field, double hmin, double hma
 
 template <class Field>
 int clamp_and_list(Field& field, double hmin, double hmax, id_list& modified) {
-    modified.clear();
+    clear_outputs(outputs{modified}, inputs{field});
     const int fault =
         clamp_field(field, hmin, hmax, [&modified](unsigned int i) { modified.push_back(i); });
     return fault < 0 ? fault : static_cast<int>(modified.size());

@@ -12,6 +12,7 @@
 
 #include "core/element_walk.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "core/small_vectors.h"
 #include "quality/corners.h"
 #include "quality/lanes.h"
@@ -110,7 +111,7 @@ bool for_each_rating(const dense2D<double>& pos, const dense2D<unsigned int>& co
 template <class Measure>
 int list_ratings(const dense2D<double>& pos, const dense2D<unsigned int>& connect,
                  element_type type, const Measure& measure, dense1D<double, 8>& values) {
-    values.clear();
+    clear_outputs(outputs{values}, inputs{pos, connect});
     if (connect.empty()) return 0;
     type = resolve_mixed_type(connect.rows(), type);
     if (!check_IDs(connect, type, id_limit(pos))) return -2;

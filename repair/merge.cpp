@@ -4,6 +4,7 @@
 
 #include "core/coordinates.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "repair/element_merge.h"
 #include "repair/list_merge.h"
 #include "repair/node_map.h"
@@ -60,7 +61,7 @@ void move_to_survivors(dense2D<double>& pos, const id_list& new_IDs) {
 
 int merge(const dense2D<double>& pos, const id_list& nodes1, const id_list& nodes2,
           id_list& new_IDs, double tol) {
-    new_IDs.clear();
+    clear_outputs(outputs{new_IDs}, inputs{nodes1, nodes2});
     if (pos.empty()) return 0;
     if (!is_2d_or_3d(pos)) return -1;
     if (!check_IDs(nodes1, id_limit(pos))) return -2;
@@ -82,7 +83,7 @@ int merge(const dense2D<double>& pos, const id_list& nodes, id_list& new_IDs, do
 // All nodes of `pos`.
 
 int merge(dense2D<double>& pos, id_list& new_IDs, double tol) {
-    new_IDs.clear();
+    clear_outputs(outputs{new_IDs}, inputs{pos});
     if (pos.empty()) return 0;
     if (!is_2d_or_3d(pos)) return -1;
     if (!(tol >= 0)) return -3;
@@ -103,7 +104,7 @@ int merge(dense2D<double>& pos, double tol) {
 
 int merge(const dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsigned int>* end,
           id_list& new_IDs, double tol, unsigned int flag) {
-    new_IDs.clear();
+    clear_outputs(outputs{new_IDs}, inputs{pos, connectivities{begin, end}});
     if (pos.empty() || begin == end) return 0;
     if (!is_2d_or_3d(pos)) return -1;
     if (end < begin) return -3;

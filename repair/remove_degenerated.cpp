@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/ids.h"
+#include "core/outputs.h"
 
 namespace kv7::tessmaker {
 
@@ -38,7 +39,7 @@ int remove_columns(dense2D<unsigned int>& connect, unsigned int* new_columns, bo
 } // namespace
 
 int remove_degenerated(dense2D<unsigned int>& connect, id_list& new_IDs, bool strict) {
-    new_IDs.clear();
+    clear_outputs(outputs{new_IDs}, inputs{connect});
     if (!new_IDs.resize(connect.cols(), no_id)) return -199;
     return remove_columns(connect, new_IDs.data(), strict);
 }

@@ -4,6 +4,7 @@
 
 #include "core/column_runs.h"
 #include "core/ids.h"
+#include "core/outputs.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/index_arrays.h"
 
@@ -38,7 +39,7 @@ std::size_t compact(dense2D<double>& pos, unsigned int* new_IDs, std::size_t fir
 
 int simplify(dense2D<double>& pos, dense2D<unsigned int>* begin, dense2D<unsigned int>* end,
              id_list& new_IDs, unsigned int first_node) {
-    new_IDs.clear();
+    clear_outputs(outputs{new_IDs}, inputs{pos, connectivities{begin, end}});
     if (begin == end) return 0;
     if (end < begin) return -3;
     const std::size_t nbr_nodes = pos.cols();

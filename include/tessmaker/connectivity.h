@@ -13,7 +13,9 @@
 //                  f of element e, or the absent ID
 //   handle         of a facet: element * K + local facet
 //   free facet     a facet without a neighbour
-//   boundaries     facets as columns of node IDs
+//   boundaries     facets as columns of node IDs. A function that appends to `boundaries` or
+//                  `handles` first moves the array, with what it holds, to a block of its own if it
+//                  stands on that of an input
 //   compressed     of a relation: what belongs to item n is `list` from first[n] up to, not
 //                  including, first[n + 1]
 //

@@ -13,6 +13,11 @@
 // and a constructor leaves an empty array. A size whose product or sum does not fit in
 // `std::size_t` fails in the same way.
 //
+// Arguments of one call may share a block. An output that a function clears first gives up a block
+// that is also that of an input or of another output: it gets one of its own, and the inputs come
+// out whole. An array that a function changes in place or appends to stays where it is, and so does
+// what it shares, unless the function says otherwise. Two outputs must be two objects.
+//
 // Elements that `resize` adds are not initialised unless a value is given. Element access is not
 // checked. The reference count is atomic; nothing else is synchronised.
 #ifndef TESSMAKER_CONTAINERS_H
