@@ -25,7 +25,13 @@ template <unsigned DIM> class point_tree;
 // 1975.
 //
 // The coordinates stay the caller's: the detector keeps a pointer to the array `pos`, which must
-// exist and stay unchanged as long as the detector is used. Coordinates are read at each query.
+// exist and stay unchanged as long as the detector is used. Coordinates are read at each query. A
+// temporary array does not compile in its place.
+//
+// `pos` must be packed. Two rows of columns that have three, as `sub_matrix` gives them and
+// `resize(2, n)` leaves them, are not: the tree is then built on wrong coordinates, and a query
+// finds nodes that exist but are not the right ones, without a sign. So it is, too, where `pos`
+// gains or loses a row after the tree was built: `reinit` makes a new one.
 //
 // The root of a subtree of n nodes is the node of rank n / 2 by its coordinate on the axis of the
 // level (x for the root, then y, in 3D z, then x again); equal coordinates are ranked by ID. The
@@ -44,6 +50,12 @@ public:
     node_detector(const dense2D<double>& pos, const dense2D<unsigned int>& connect);
     node_detector(const dense2D<double>& pos, const dense2D<unsigned int>* begin,
                   const dense2D<unsigned int>* end);
+    // Not on a temporary array.
+    explicit node_detector(const dense2D<double>&& pos) = delete;
+    node_detector(const dense2D<double>&& pos, const dense1D<unsigned int, 8>& nodes) = delete;
+    node_detector(const dense2D<double>&& pos, const dense2D<unsigned int>& connect) = delete;
+    node_detector(const dense2D<double>&& pos, const dense2D<unsigned int>* begin,
+                  const dense2D<unsigned int>* end) = delete;
     // Copies the tree; the coordinates are shared.
     node_detector(const node_detector& other);
     node_detector& operator=(const node_detector& other);
@@ -80,6 +92,12 @@ public:
     //   -3    `end` lies before `begin`
     int reinit(const dense2D<double>& pos, const dense2D<unsigned int>* begin,
                const dense2D<unsigned int>* end);
+    // Not on a temporary array; there is no result.
+    void reinit(const dense2D<double>&& pos) = delete;
+    void reinit(const dense2D<double>&& pos, const dense1D<unsigned int, 8>& nodes) = delete;
+    void reinit(const dense2D<double>&& pos, const dense2D<unsigned int>& connect) = delete;
+    void reinit(const dense2D<double>&& pos, const dense2D<unsigned int>* begin,
+                const dense2D<unsigned int>* end) = delete;
 
     // Adds nodes to the tree without balancing it again, in an order that is shuffled but the same
     // in every call. An ID is not added if it is no column of `pos`, or if it is met on its way

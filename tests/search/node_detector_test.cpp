@@ -5,6 +5,7 @@
 #include <random>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "search/recursive_tree.h"
@@ -82,6 +83,49 @@ TEST(node_detector, without_arguments_is_empty) {
     expect_empty(detector);
     detector.clear();
     expect_empty(detector);
+}
+
+// It would look at coordinates that are gone.
+TEST(node_detector, on_a_temporary_array_does_not_compile) {
+    using points = dense2D<double>;
+    using columns = dense2D<unsigned int>;
+    const auto is_made_of = []<class... Arguments>(std::type_identity<Arguments>...) {
+        return std::is_constructible_v<node_detector, Arguments...>;
+    };
+    const auto is_made_on = [&]<class Pos>(std::type_identity<Pos> pos) {
+        const bool of_all = is_made_of(pos);
+        EXPECT_EQ(is_made_of(pos, std::type_identity<const ids&>{}), of_all);
+        EXPECT_EQ(is_made_of(pos, std::type_identity<ids>{}), of_all);
+        EXPECT_EQ(is_made_of(pos, std::type_identity<const columns&>{}), of_all);
+        EXPECT_EQ(is_made_of(pos, std::type_identity<columns>{}), of_all);
+        EXPECT_EQ(
+            is_made_of(pos, std::type_identity<const columns*>{}, std::type_identity<columns*>{}),
+            of_all);
+        return of_all;
+    };
+    EXPECT_TRUE(is_made_on(std::type_identity<points&>{}));
+    EXPECT_TRUE(is_made_on(std::type_identity<const points&>{}));
+    EXPECT_FALSE(is_made_on(std::type_identity<points>{}));
+    EXPECT_FALSE(is_made_on(std::type_identity<const points>{}));
+    EXPECT_FALSE((std::is_convertible_v<const points&, node_detector>));
+    EXPECT_TRUE((std::is_constructible_v<node_detector, node_detector>));
+
+    const auto can_reinit = []<class Pos>(std::type_identity<Pos>) {
+        return requires(node_detector & d, Pos && pos) { d.reinit(std::forward<Pos>(pos)); }
+        || requires(node_detector & d, Pos && pos, const ids& n) {
+            d.reinit(std::forward<Pos>(pos), n);
+        }
+        || requires(node_detector & d, Pos && pos, const columns& c) {
+            d.reinit(std::forward<Pos>(pos), c);
+        }
+        || requires(node_detector & d, Pos && pos, const columns& c) {
+            d.reinit(std::forward<Pos>(pos), &c, &c + 1);
+        };
+    };
+    EXPECT_TRUE(can_reinit(std::type_identity<points&>{}));
+    EXPECT_TRUE(can_reinit(std::type_identity<const points&>{}));
+    EXPECT_FALSE(can_reinit(std::type_identity<points>{}));
+    EXPECT_FALSE(can_reinit(std::type_identity<const points>{}));
 }
 
 TEST(node_detector, of_coordinates_holds_all_columns) {
@@ -504,6 +548,32 @@ TEST(node_detector_random, answers_like_the_recursive_tree_of_its_dimension) {
     for (std::uint64_t seed = 0; seed < test::nbr_runs(150); ++seed) {
         ASSERT_NO_FATAL_FAILURE(expect_the_trees_answers<2>(seed));
         ASSERT_NO_FATAL_FAILURE(expect_the_trees_answers<3>(seed + 1000000));
+    }
+}
+
+// Two rows of columns that have three: its answers may be wrong, but are always nodes of the tree.
+TEST(node_detector, on_columns_of_more_rows_finds_nodes_of_the_tree) {
+    for (std::uint64_t seed = 0; seed < test::nbr_runs(20); ++seed) {
+        SCOPED_TRACE(seed);
+        random_source random(seed);
+        const std::size_t n = random.between(1, 60);
+        dense2D<double> solid = test::grid_points(random, 3, n, 6);
+        const dense2D<double> lower = solid.sub_matrix(1, 0, 2, n);
+        dense2D<double> shrunk = solid;
+        ASSERT_TRUE(shrunk.resize(2, n));
+        for (const dense2D<double>* const pos :
+             {&lower, static_cast<const dense2D<double>*>(&shrunk)}) {
+            const node_detector detector(*pos);
+            ASSERT_EQ(detector.size(), n);
+            for (unsigned int node = 0; node < n; ++node) {
+                const unsigned int other = detector.find_closest(node);
+                ASSERT_TRUE(other == none || (other < n && other != node));
+                const double* const p = pos->column(node);
+                ASSERT_LT(detector.find_closest(point2{p[0], p[1]}), n);
+                for (const unsigned int hit : hits(detector, point2{p[0], p[1]}, point2{6, 6}))
+                    ASSERT_LT(hit, n);
+            }
+        }
     }
 }
 
