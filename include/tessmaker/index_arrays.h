@@ -109,16 +109,17 @@ TESSMAKER_API int unique_indices(dense1D<unsigned int, 8>& nodes,
                                  const dense2D<unsigned int>* begin,
                                  const dense2D<unsigned int>* end, dense1D<unsigned int, 8> skip);
 
-// Counts the distinct IDs of a connectivity, without the absent ID.
+// Counts the distinct IDs of a connectivity, without the absent ID. If memory fails on the way, an
+// ID for which there is no room is not counted: the number is too small, and nothing tells.
 //
 // Returns their number, or
-//   -1    out of memory
+//   -1    out of memory before any ID could be counted
 TESSMAKER_API int count_unique_indices(const dense2D<unsigned int>& connect);
 // The same for a range.
 //
 // Returns the number of distinct IDs, or
 //   -2    `end` lies before `begin`
-//   -1    out of memory
+//   -1    out of memory before any ID could be counted
 TESSMAKER_API int count_unique_indices(const dense2D<unsigned int>* begin,
                                        const dense2D<unsigned int>* end);
 

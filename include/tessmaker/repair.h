@@ -32,6 +32,12 @@ namespace kv7::tessmaker {
 //   tol      a distance, 0 or more, infinity included; 0 merges only nodes that coincide exactly.
 //            Nodes with coordinates that are not finite merge with nothing, unless `tol` is
 //            infinite
+//
+// A list, or a connectivity with flag 0, is first reduced to its distinct nodes. A node for which
+// memory fails there is left out: it merges with nothing, and nothing merges with it. No code tells
+// this. Where all memory fails, no node is merged and the result is 0. The codes for out of memory
+// stand for all other memory; with flags 1 and 2 std::bad_alloc can be thrown as well, and the
+// connectivities are then as the last full pass left them.
 
 // All nodes of `pos`. The rank is the ID, so the node with the lowest ID of a cluster survives.
 // Merged nodes keep their columns and take the coordinates of the survivor.
@@ -51,7 +57,7 @@ TESSMAKER_API int merge(dense2D<double>& pos, double tol);
 //   -2    `nodes1` holds an ID that is no column of `pos`
 //   -3    `nodes2` holds an ID that is no column of `pos`
 //   -4    `tol` is negative or not a number
-//   -199  out of memory
+//   -199  out of memory, but not while nodes are listed
 TESSMAKER_API int merge(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes1,
                         const dense1D<unsigned int, 8>& nodes2, dense1D<unsigned int, 8>& new_IDs,
                         double tol);
@@ -61,7 +67,7 @@ TESSMAKER_API int merge(const dense2D<double>& pos, const dense1D<unsigned int, 
 //   -1    `pos` has neither 2 nor 3 rows
 //   -2    `nodes` holds an ID that is no column of `pos`
 //   -3    `tol` is negative or not a number
-//   -198  out of memory
+//   -198  out of memory, but not while nodes are listed
 TESSMAKER_API int merge(const dense2D<double>& pos, const dense1D<unsigned int, 8>& nodes,
                         dense1D<unsigned int, 8>& new_IDs, double tol);
 
@@ -79,7 +85,7 @@ TESSMAKER_API int merge(const dense2D<double>& pos, const dense1D<unsigned int, 
 //   -5    `tol` is negative or not a number
 //   -6    `flag` is above 2
 //   -2    an ID that is no column of `pos`; each entry of `new_IDs` is then the node itself
-//   -199  out of memory
+//   -199  out of memory; with flag 0 not while nodes are listed
 TESSMAKER_API int merge(const dense2D<double>& pos, dense2D<unsigned int>* begin,
                         dense2D<unsigned int>* end, dense1D<unsigned int, 8>& new_IDs, double tol,
                         unsigned int flag);
@@ -97,7 +103,7 @@ TESSMAKER_API int merge(const dense2D<double>& pos, dense2D<unsigned int>& conne
 //   -4    `tol` is negative or not a number
 //   -5    `flag` is above 2
 //   -2    an ID that is no column of `pos`; each entry of `new_IDs` is then the node itself
-//   -198  out of memory
+//   -198  out of memory; with flag 0 not while nodes are listed
 TESSMAKER_API int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect,
                         dense1D<unsigned int, 8>& new_IDs, double tol, unsigned int flag);
 TESSMAKER_API int merge(const dense2D<double>& pos, dense2D<unsigned int>& connect, double tol,
