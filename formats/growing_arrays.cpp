@@ -23,19 +23,25 @@ std::uint64_t physical_memory() {
 
 } // namespace
 
-bool append_element(const unsigned int* nodes, std::size_t n, id_matrix& connect) {
-    const std::size_t cols = connect.cols();
-    const std::size_t rows = std::max(connect.rows(), n);
-    const std::size_t ld = connect.empty() ? rows : connect.ld();
-    if (connect.capacity() / ld <= cols && !connect.reserve(rows, std::bit_ceil(cols + 1), 1)) {
-        return false;
+unsigned int* element_columns::append_and_grow(std::size_t n) {
+    give_back();
+    const std::size_t rows = std::max(rows_, n);
+    const std::size_t old_ld = connect_.empty() ? rows : connect_.ld();
+    if (connect_.capacity() / old_ld <= cols_ &&
+        !connect_.reserve(rows, std::bit_ceil(cols_ + 1), 1)) {
+        return nullptr;
     }
-    const bool fits = rows == connect.rows() ? connect.resize(rows, cols + 1)
-                                             : connect.resize(rows, cols + 1, no_id);
-    if (!fits) return false;
-    unsigned int* const column = connect.column(cols);
-    std::fill(std::copy_n(nodes, n, column), column + rows, no_id);
-    return true;
+    const bool fits = rows == rows_ ? connect_.resize(rows, cols_ + 1)
+                                    : connect_.resize(rows, cols_ + 1, no_id);
+    if (!fits) return nullptr;
+    const std::size_t added = cols_++;
+    rows_ = rows;
+    ld_ = connect_.ld();
+    held_ = connect_.capacity() / ld_;
+    connect_.resize(rows, held_);
+    first_ = connect_.column(0);
+    std::fill(first_ + added * ld_ + n, first_ + added * ld_ + rows, no_id);
+    return first_ + added * ld_;
 }
 
 bool place_by_id(dense2D<double>& pos, unsigned int id) {

@@ -28,9 +28,42 @@ template <class T> bool append_column(const T* column, std::size_t rows, dense2D
     return true;
 }
 
-// Appends an element of `n` nodes. The array gets more rows if the element needs them; entries
-// beyond the nodes of an element are absent IDs. False when memory fails.
-bool append_element(const unsigned int* nodes, std::size_t n, id_matrix& connect);
+// Appends elements to a connectivity, which nobody else may use until the end of its life. Between
+// its calls the array has all columns that its block can hold, so that most elements need no change
+// of its shape.
+class element_columns {
+public:
+    explicit element_columns(id_matrix& connect)
+        : connect_(connect), rows_(connect.rows()), cols_(connect.cols()), held_(cols_) {}
+    ~element_columns() { give_back(); }
+    element_columns(const element_columns&) = delete;
+    element_columns& operator=(const element_columns&) = delete;
+
+    // The number of elements.
+    std::size_t size() const { return cols_; }
+
+    // Appends an element of `n` nodes, at least 1, and returns its column, whose first `n` entries
+    // are to be set. The array gets more rows if the element needs them; entries beyond the nodes
+    // of an element are absent IDs. Null when memory fails.
+    unsigned int* append(std::size_t n) {
+        if (n > rows_ || cols_ == held_) return append_and_grow(n);
+        unsigned int* const column = first_ + cols_++ * ld_;
+        for (std::size_t r = n; r < rows_; ++r) column[r] = no_id;
+        return column;
+    }
+
+private:
+    unsigned int* append_and_grow(std::size_t n);
+    // Columns that the block holds, and that are not taken, leave the array.
+    void give_back() { connect_.resize(rows_, cols_); }
+
+    id_matrix& connect_;
+    unsigned int* first_ = nullptr;
+    std::size_t rows_;
+    std::size_t cols_;
+    std::size_t ld_ = 0;
+    std::size_t held_;
+};
 
 // Makes sure that column `id - 1` of 3-row coordinates exists, for files that number their nodes
 // from 1, in any order. `id` is at least 1. Skipped columns hold zeros. False when memory fails, or

@@ -1,19 +1,21 @@
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 
 #include "core/ids.h"
 #include "core/outputs.h"
 #include "formats/element_runs.h"
 #include "formats/growing_arrays.h"
-#include "formats/line_reader.h"
+#include "formats/nastran_fields.h"
 #include "formats/nastran_tables.h"
 #include "formats/numbers.h"
 #include "formats/streams.h"
+#include "formats/text_lines.h"
+#include "formats/words.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -32,7 +34,7 @@ public:
     bool next() {
         const bool found = lines_.next();
         text_ = lines_.line();
-        has_comma_ = text_.find(',') != std::string_view::npos;
+        has_comma_ = std::memchr(text_.data(), ',', text_.size()) != nullptr;
         return found;
     }
     bool next_begins_blank() { return lines_.next_begins_with(' '); }
@@ -48,11 +50,23 @@ public:
     }
 
 private:
-    line_reader lines_;
+    text_lines lines_;
     std::string_view text_;
     bool has_comma_ = false;
 };
 
+// Whether the line may hold ENDDATA or BEGIN BULK. The T of the one is at least the sixth character
+// of the line, the U of the other the eighth. In both letters the bits 0x50 are set, as in few
+// characters of a card.
+bool may_hold_mark(const deck_reader& deck) {
+    constexpr std::size_t first = 5;
+    std::uint64_t bits = 0;
+    for (std::size_t i = first; i < deck.text().size(); i += word_size) {
+        const std::uint64_t word = field_word(deck.text().substr(i));
+        bits |= word & word << 2;
+    }
+    return (bits & word_of('\x40')) != 0;
+}
 bool is_comment(const deck_reader& deck) { return deck.text().starts_with('$'); }
 bool begins_bulk(const deck_reader& deck) {
     return deck.text().find("BEGIN BULK") != std::string_view::npos;
@@ -72,24 +86,6 @@ bool is_marked(const deck_reader& deck, const nastran_layout& layout) {
     return deck.columns(nastran_mark_column, 1) == std::string_view(&layout.mark, 1);
 }
 
-// A real number with or without a letter before its exponent: `1.5+3` is 1500. Blanks are ignored.
-double to_nastran_real(std::string_view text) {
-    char stripped[nastran_large_fields.field_width + 1];
-    std::size_t size = 0;
-    std::size_t sign = 0;
-    for (const char c : text) {
-        if (is_space(c)) continue;
-        if (c == '+' || c == '-') sign = size;
-        stripped[size++] = c;
-    }
-    stripped[size] = '\0';
-    if (sign == 0 || to_lower(stripped[sign - 1]) == 'e') return to_real(stripped);
-    const int exponent = static_cast<int>(to_integer({stripped + sign, size - sign}));
-    stripped[sign] = '\0';
-    const double value = to_real(stripped);
-    return exponent == 0 ? value : std::pow(10.0, exponent) * value;
-}
-
 struct node {
     unsigned int id = 0;
     double xyz[3] = {0.0, 0.0, 0.0};
@@ -98,9 +94,9 @@ struct node {
 // Fixed fields hold the ID, the coordinate system and the coordinates.
 node small_node(const deck_reader& deck) {
     node result;
-    result.id = to_integer(field(deck, nastran_small_fields, 0));
+    result.id = field_integer(field(deck, nastran_small_fields, 0));
     for (std::size_t i = 0; i < 3; ++i) {
-        result.xyz[i] = to_nastran_real(field(deck, nastran_small_fields, 2 + i));
+        result.xyz[i] = field_real(field(deck, nastran_small_fields, 2 + i));
     }
     return result;
 }
@@ -108,11 +104,11 @@ node small_node(const deck_reader& deck) {
 // z stands on the next line, which becomes the current one.
 node large_node(deck_reader& deck) {
     node result;
-    result.id = to_integer(field(deck, nastran_large_fields, 0));
-    result.xyz[0] = to_nastran_real(field(deck, nastran_large_fields, 2));
-    result.xyz[1] = to_nastran_real(field(deck, nastran_large_fields, 3));
+    result.id = field_integer(field(deck, nastran_large_fields, 0));
+    result.xyz[0] = field_real(field(deck, nastran_large_fields, 2));
+    result.xyz[1] = field_real(field(deck, nastran_large_fields, 3));
     deck.next();
-    result.xyz[2] = to_nastran_real(field(deck, nastran_large_fields, 0));
+    result.xyz[2] = field_real(field(deck, nastran_large_fields, 0));
     return result;
 }
 
@@ -206,7 +202,7 @@ std::size_t add_integers(const deck_reader& deck, const nastran_layout& layout, 
     for (std::size_t i = 0; i < layout.nbr_fields; ++i) {
         const std::string_view text = field(deck, layout, i);
         unsigned int value = 0;
-        if (!scan_integer(text.data(), text.data() + text.size(), value)) return i;
+        if (!scan_field(text, value)) return i;
         c.add(value);
     }
     return layout.nbr_fields;
@@ -238,12 +234,29 @@ std::string_view next_token(std::string_view& line, bool& is_last) {
     return whole.substr(0, nastran_token_size);
 }
 
+// Takes the next token off the line if it is a number of up to 8 digits and nothing else.
+bool take_number(std::string_view& line, bool& is_last, unsigned int& value) {
+    const std::uint64_t word = load_word(line.data());
+    const std::size_t nbr_digits = nbr_leading_digits(word);
+    const char behind = line.data()[nbr_digits];
+    if (nbr_digits == 0 || (behind != ',' && behind != '\n')) return false;
+    value = value_of_digits(word, nbr_digits);
+    is_last = behind == '\n';
+    line.remove_prefix(nbr_digits + 1);
+    return true;
+}
+
 card_line add_free_fields(const deck_reader& deck, card& c) {
     card_line result{{}, 0, false};
     std::string_view rest = deck.text();
     for (bool is_last = false; !is_last;) {
-        const std::string_view token = next_token(rest, is_last);
         ++result.nbr_fields;
+        unsigned int value = 0;
+        if (result.nbr_fields > 1 && take_number(rest, is_last, value)) {
+            c.add(value);
+            continue;
+        }
+        const std::string_view token = next_token(rest, is_last);
         if (is_last && (token.starts_with('+') || token.starts_with('*'))) {
             result.is_continued = true;
         } else if (result.nbr_fields == 1) {
@@ -267,7 +280,7 @@ void read_card(deck_reader& deck, card& c) {
         const card_line added = add_line(deck, c);
         // A line of fewer than three fields ends the card; if it is the first, there is no card.
         if (added.nbr_fields < 3) return;
-        if (c.nbr_fields == 0) c.keyword = nastran_packed(added.keyword);
+        if (c.nbr_fields == 0) c.keyword = packed_keyword(added.keyword);
         c.nbr_fields += added.nbr_fields;
         if (!added.is_continued || deck.has_met_end()) return;
         deck.next();
@@ -289,17 +302,18 @@ element_type refined(element_type type, std::size_t nbr_nodes) {
     return type;
 }
 
-bool store_element(const card& c, element_type type, id_matrix& connect) {
+bool store_element(const card& c, element_type type, element_columns& elements) {
     const nastran_order& order = nastran_input_order(type);
-    unsigned int nodes[nastran_max_nodes];
-    for (std::size_t i = 0; i < c.nbr_nodes(); ++i) nodes[i] = c.nodes()[order[i]] - 1;
-    return append_element(nodes, c.nbr_nodes(), connect);
+    unsigned int* const column = elements.append(c.nbr_nodes());
+    if (!column) return false;
+    for (std::size_t i = 0; i < c.nbr_nodes(); ++i) column[i] = c.nodes()[order[i]] - 1;
+    return true;
 }
 
 // Appends elements in file order.
 class element_reader {
 public:
-    explicit element_reader(const mesh_to_read& mesh) : mesh_(mesh) {}
+    explicit element_reader(const mesh_to_read& mesh) : mesh_(mesh), elements_(mesh.connect) {}
 
     // Reads a card and stores it if it is a complete element of a known type.
     int read(deck_reader& deck) {
@@ -308,16 +322,32 @@ public:
         if (c.nbr_fields == 0) return 0;
         const element_type type = refined(type_of(c.keyword), c.nbr_nodes());
         if (type == ET_UNKNOWN || c.nbr_nodes() != nbr_nodes(type)) return 0;
-        if (!store_element(c, type, mesh_.connect)) return out_of_memory;
+        if (!store_element(c, type, elements_)) return out_of_memory;
         mesh_.pids.push_back(c.pid());
-        add_to_runs(type, static_cast<unsigned int>(mesh_.connect.cols() - 1), last_, mesh_);
+        add_to_runs(type, static_cast<unsigned int>(elements_.size() - 1), last_, mesh_);
         return 0;
     }
 
 private:
     mesh_to_read mesh_;
+    element_columns elements_;
     element_type last_ = ET_UNKNOWN;
 };
+
+int read_cards(std::FILE* file, const mesh_to_read& mesh) {
+    element_reader elements(mesh);
+    deck_reader deck(file);
+    int result = 0;
+    while (result == 0 && deck.next()) {
+        if (is_comment(deck)) continue;
+        if (may_hold_mark(deck)) {
+            if (begins_bulk(deck)) continue;
+            if (ends_data(deck)) break;
+        }
+        result = is_node(deck) ? read_node(deck, mesh.pos) : elements.read(deck);
+    }
+    return result;
+}
 
 // Reads into empty arrays.
 int read_deck(std::FILE* file, const mesh_to_read& mesh) {
@@ -325,15 +355,7 @@ int read_deck(std::FILE* file, const mesh_to_read& mesh) {
     mesh.pos.reserve(3, 256, 1);
     mesh.connect.reserve(8, 256, 1);
     mesh.indices.push_back(0);
-
-    element_reader elements(mesh);
-    deck_reader deck(file);
-    int result = 0;
-    while (result == 0 && deck.next()) {
-        if (is_comment(deck) || begins_bulk(deck)) continue;
-        if (ends_data(deck)) break;
-        result = is_node(deck) ? read_node(deck, mesh.pos) : elements.read(deck);
-    }
+    const int result = read_cards(file, mesh);
     mesh.indices.push_back(static_cast<unsigned int>(mesh.connect.cols()));
     return result;
 }

@@ -39,19 +39,23 @@ void put_number(unsigned int number, output_buffer& output) {
     output.put_signed(static_cast<int>(number));
 }
 
+void put_number_right(std::size_t width, unsigned int number, output_buffer& output) {
+    output.put_right(width, [&] { put_number(number, output); });
+}
+
 void put_coordinate(double x, output_buffer& output) {
-    output.put_right(16, [&] { output.put_capital_scientific(x); });
+    output.put_capital_scientific_right(16, x);
 }
 
 void put_node(unsigned int id, double x, double y, double z, output_buffer& output) {
     output.put("GRID*   ");
-    output.put_right(16, [&] { put_number(id, output); });
+    put_number_right(16, id, output);
     output.put("                "); // coordinate system
     put_coordinate(x, output);
     put_coordinate(y, output);
     output.put("*C\n*C      ");
     put_coordinate(z, output);
-    output.put("\n");
+    output.put('\n');
 }
 
 void put_nodes(const dense2D<double>& pos, output_buffer& output) {
@@ -76,9 +80,9 @@ void put_element(const nastran_card& card, unsigned int id, unsigned int pid,
                  const node_list& nodes, output_buffer& output) {
     constexpr std::size_t fields_per_line = 9; // the tenth is the mark of the continuation
     output.put(card.keyword);
-    output.put(",");
+    output.put(',');
     put_number(id, output);
-    output.put(",");
+    output.put(',');
     put_number(pid, output);
     std::size_t nbr_fields = 3;
     for (std::size_t i = 0; i < card.nbr_nodes; ++i) {
@@ -86,11 +90,11 @@ void put_element(const nastran_card& card, unsigned int id, unsigned int pid,
             output.put(",+C\n+C");
             nbr_fields = 1;
         }
-        output.put(",");
+        output.put(',');
         put_number(nodes[i] + 1, output);
         ++nbr_fields;
     }
-    output.put("\n");
+    output.put('\n');
 }
 
 void put_elements(const mesh_to_write& mesh, output_buffer& output) {

@@ -11,70 +11,47 @@
 #include <system_error>
 
 #include "formats/characters.h"
+#include "formats/decimal.h"
 
 namespace kv7::tessmaker {
 
 namespace {
 
-// The value is digits * 10 ^ exponent.
-struct decimal {
-    bool negative = false;
-    std::uint64_t digits = 0;
-    std::ptrdiff_t nbr_digits = 0;
-    std::ptrdiff_t exponent = 0;
-
-    // Reads digits up to the first other character. Keeps the first 19: 10 ^ 19 is below 2 ^ 64.
-    const char* read_digits(const char* text) {
-        for (; is_digit(*text); ++text) {
-            if (nbr_digits < 19) digits = 10 * digits + static_cast<std::uint64_t>(*text - '0');
-            ++nbr_digits;
-        }
-        return text;
-    }
-    const char* read_fraction(const char* text) {
-        const std::ptrdiff_t before = nbr_digits;
-        text = read_digits(text);
-        exponent -= nbr_digits - before;
-        return text;
-    }
-    // Null if no digit follows. Stops counting at 10000, far beyond what `is_exact` accepts.
-    const char* read_exponent(const char* text) {
-        const bool is_negative = *text == '-';
-        if (*text == '-' || *text == '+') ++text;
-        if (!is_digit(*text)) return nullptr;
-        int value = 0;
-        for (; is_digit(*text); ++text) {
-            if (value < 10000) value = 10 * value + (*text - '0');
-        }
-        exponent += is_negative ? -value : value;
-        return text;
-    }
-
-    // Whether the digits (up to 2 ^ 53) and the power of ten (up to 10 ^ 22) are exact as doubles:
-    // their product or quotient is then rounded once, and correctly.
-    bool is_exact() const {
-        return nbr_digits <= 19 && digits <= std::uint64_t{1} << 53 && exponent >= -22 &&
-               exponent <= 22;
-    }
-    double exact_value() const {
-        static constexpr double powers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                            1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                            1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-        const double magnitude = static_cast<double>(digits);
-        const double value = negative ? -magnitude : magnitude;
-        return exponent < 0 ? value / powers[-exponent] : value * powers[exponent];
-    }
-};
-
-const char* scan_decimal(const char* text, double& value) {
-    const char* const end = scan_number(skip_spaces(text), value);
-    return end && (*end == '\0' || is_space(*end)) ? end : nullptr;
-}
-
 // The value of `strtod` in the C locale.
 double real_of_library(const char* text) {
     const c_locale_scope point_is_decimal;
     return std::strtod(text, nullptr);
+}
+
+// The value of a number whose digits or power of ten are no doubles. False if it is out of range:
+// too large, while below the smallest double there is a nearest one.
+bool round_decimal(const char* begin, const char* end, double& value) {
+    if (std::from_chars(begin, end, value).ec == std::errc()) return true;
+    value = real_of_library(begin);
+    return std::isfinite(value);
+}
+
+template <class Digits> const char* scan_number_by(const char* text, double& value) {
+    decimal number;
+    number.negative = *text == '-';
+    if (*text == '+') ++text;
+    const char* const begin = text;
+    if (number.negative) ++text;
+    text = read_magnitude<Digits>(text, nullptr, number);
+    if (!text) return nullptr;
+    if (number.is_exact()) {
+        value = number.exact_value();
+        return text;
+    }
+    return round_decimal(begin, text, value) ? text : nullptr;
+}
+
+template <class Digits> const char* scan_decimals_by(const char* text, double* values, int n) {
+    for (int i = 0; i < n; ++i) {
+        text = scan_number_by<Digits>(skip_spaces(text), values[i]);
+        if (!text || !(*text == '\0' || is_space(*text))) return nullptr;
+    }
+    return text;
 }
 
 } // namespace
@@ -96,32 +73,19 @@ c_locale_scope::~c_locale_scope() {
 }
 
 const char* scan_number(const char* text, double& value) {
-    decimal number;
-    number.negative = *text == '-';
-    if (*text == '+') ++text;
-    const char* const begin = text;
-    if (number.negative) ++text;
-    text = number.read_digits(text);
-    if (*text == '.') text = number.read_fraction(text + 1);
-    if (number.nbr_digits == 0) return nullptr;
-    if (*text == 'e' || *text == 'E') {
-        text = number.read_exponent(text + 1);
-        if (!text) return nullptr;
-    }
-    if (number.is_exact()) {
-        value = number.exact_value();
-        return text;
-    }
-    const auto [end, error] = std::from_chars(begin, text, value);
-    if (error == std::errc()) return text;
-    // Out of range: too large, or below the smallest double.
-    value = real_of_library(begin);
-    return std::isfinite(value) ? text : nullptr;
+    return scan_number_by<digits_by_character>(text, value);
+}
+
+const char* scan_number_in_words(const char* text, double& value) {
+    return scan_number_by<digits_by_word>(text, value);
 }
 
 const char* scan_decimals(const char* text, double* values, int n) {
-    for (int i = 0; text && i < n; ++i) text = scan_decimal(text, values[i]);
-    return text;
+    return scan_decimals_by<digits_by_character>(text, values, n);
+}
+
+const char* scan_decimals_in_words(const char* text, double* values, int n) {
+    return scan_decimals_by<digits_by_word>(text, values, n);
 }
 
 const char* scan_real(const char* text, double& value) {

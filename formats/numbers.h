@@ -30,12 +30,16 @@ private:
 // the range of double. Below that range the value is the nearest double. A hexadecimal number ends
 // at its `x`; words such as `inf` are not numbers.
 const char* scan_number(const char* text, double& value);
+// The same, for a text behind each of whose characters a word can be read (words.h).
+const char* scan_number_in_words(const char* text, double& value);
 
 // Reads `n` decimal numbers, each after white space, if any, and followed by white space or the end
 // of the text. Returns the end of the last, or null if there is anything else (also where
 // `scan_text` would go on, as with hexadecimal numbers or `nan`) or a number is beyond the range of
 // double. The values are those of `scan_text`, at a fraction of its cost.
 const char* scan_decimals(const char* text, double* values, int n);
+// The same, for a text behind each of whose characters a word can be read.
+const char* scan_decimals_in_words(const char* text, double* values, int n);
 
 // Reads the number at the start of the text as `%lf` of `scan_text` does. Returns its end, or null
 // if there is none.

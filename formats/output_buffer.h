@@ -5,11 +5,15 @@
 #include <algorithm>
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+
+#include "formats/scientific.h"
+#include "formats/words.h"
 
 namespace kv7::tessmaker {
 
@@ -28,22 +32,57 @@ public:
         std::memcpy(data_ + size_, text.data(), text.size());
         size_ += text.size();
     }
-    void put_unsigned(std::uint64_t value) { take(std::to_chars(end(), limit(), value)); }
-    void put_signed(std::int64_t value) { take(std::to_chars(end(), limit(), value)); }
+    void put(char c) { data_[size_++] = c; }
+    void put_unsigned(std::uint64_t value) {
+        if (value >= powers_of_ten[word_size]) {
+            take(std::to_chars(end(), limit(), value));
+            return;
+        }
+        const std::uint64_t digits = digits_of(static_cast<std::uint32_t>(value));
+        // The last digit counts, also where it is a zero.
+        const auto nbr_zeros =
+            static_cast<std::size_t>(std::countr_zero(digits | std::uint64_t{1} << 56)) / 8;
+        store_word((digits | zero_word) >> 8 * nbr_zeros, end());
+        size_ += word_size - nbr_zeros;
+    }
+    void put_signed(std::int64_t value) {
+        if (value < 0) {
+            take(std::to_chars(end(), limit(), value));
+        } else {
+            put_unsigned(static_cast<std::uint64_t>(value));
+        }
+    }
     // As `%.<precision>f` in the C locale, at most `fixed_size + precision` characters.
     void put_fixed(double value, int precision) {
         take(std::to_chars(end(), limit(), value, std::chars_format::fixed, precision));
     }
     // As `%.<precision>e` in the C locale, at most `scientific_size + precision` characters.
     void put_scientific(double value, int precision = 6) {
-        take(std::to_chars(end(), limit(), value, std::chars_format::scientific, precision));
+        if (!put_few_digits(value, precision, 'e')) put_any_scientific(value, precision);
     }
     // As `%.<precision>E`.
     void put_capital_scientific(double value, int precision = 6) {
+        if (put_few_digits(value, precision, 'E')) return;
         char* const begin = end();
-        put_scientific(value, precision);
+        put_any_scientific(value, precision);
         std::transform(begin, end(), begin,
                        [](char c) { return c >= 'a' ? static_cast<char>(c - 'a' + 'A') : c; });
+    }
+    // As `%<width>.<precision>E`.
+    void put_capital_scientific_right(std::size_t width, double value, int precision = 6) {
+        char* const begin = end();
+        std::fill_n(begin, width, ' ');
+        scientific number;
+        // Most numbers have this length.
+        const std::size_t length = static_cast<std::size_t>(precision) + 6;
+        if (length < width && is_short(value, precision, number)) {
+            char* const text = begin + (width - length);
+            if (std::signbit(value)) text[-1] = '-';
+            put_number(number, precision, 'E', text);
+            size_ += width;
+            return;
+        }
+        put_right(width, [&] { put_capital_scientific(value, precision); });
     }
     // Calls `put` and fills what it has put up to `width` characters, with blanks on the left.
     template <class Put> void put_right(std::size_t width, const Put& put) {
@@ -94,6 +133,23 @@ public:
 private:
     char* end() { return data_ + size_; }
     char* limit() { return data_ + capacity; }
+    void put_any_scientific(double value, int precision) {
+        take(std::to_chars(end(), limit(), value, std::chars_format::scientific, precision));
+    }
+    static bool is_short(double value, int precision, scientific& number) {
+        return precision >= 1 && precision <= 7 && round_to_digits(value, precision, number);
+    }
+    // False for numbers that are left to the library.
+    bool put_few_digits(double value, int precision, char letter) {
+        scientific number;
+        if (!is_short(value, precision, number)) return false;
+        char* text = end();
+        *text = '-';
+        if (std::signbit(value)) ++text;
+        text = put_number(number, precision, letter, text);
+        size_ = static_cast<std::size_t>(text - data_);
+        return true;
+    }
     void take(std::to_chars_result result) {
         // Always true, since there is room; without the test compilers warn of writes beyond the
         // end.
@@ -102,7 +158,8 @@ private:
 
     std::FILE* file_;
     std::size_t size_ = 0;
-    char data_[capacity];
+    // Words may be written that reach beyond what counts.
+    char data_[capacity + word_size];
 };
 
 } // namespace kv7::tessmaker
