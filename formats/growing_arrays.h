@@ -47,22 +47,20 @@ public:
     // of an element are absent IDs. Null when memory fails.
     unsigned int* append(std::size_t n) {
         if (n > rows_ || cols_ == held_) return append_and_grow(n);
-        unsigned int* const column = first_ + cols_++ * ld_;
+        unsigned int* const column = connect_.column(cols_++);
         for (std::size_t r = n; r < rows_; ++r) column[r] = no_id;
         return column;
     }
 
 private:
     unsigned int* append_and_grow(std::size_t n);
-    // Columns that the block holds, and that are not taken, leave the array.
+    // Columns that no element has taken leave the array.
     void give_back() { connect_.resize(rows_, cols_); }
 
     id_matrix& connect_;
-    unsigned int* first_ = nullptr;
     std::size_t rows_;
     std::size_t cols_;
-    std::size_t ld_ = 0;
-    std::size_t held_;
+    std::size_t held_; // columns of the array
 };
 
 // Makes sure that column `id - 1` of 3-row coordinates exists, for files that number their nodes

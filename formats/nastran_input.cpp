@@ -34,7 +34,7 @@ public:
     bool next() {
         const bool found = lines_.next();
         text_ = lines_.line();
-        has_comma_ = std::memchr(text_.data(), ',', text_.size()) != nullptr;
+        comma_ = static_cast<const char*>(std::memchr(text_.data(), ',', text_.size()));
         return found;
     }
     bool next_begins_blank() { return lines_.next_begins_with(' '); }
@@ -42,7 +42,11 @@ public:
 
     // With the line ending.
     std::string_view text() const { return text_; }
-    bool has_comma() const { return has_comma_; }
+    bool has_comma() const { return comma_ != nullptr; }
+    // Up to the first comma, which must exist.
+    std::string_view first_token() const {
+        return {text_.data(), static_cast<std::size_t>(comma_ - text_.data())};
+    }
     bool has_star() const { return text_.find('*') != std::string_view::npos; }
     // Shorter, or empty, where the line ends earlier.
     std::string_view columns(std::size_t begin, std::size_t width) const {
@@ -52,17 +56,22 @@ public:
 private:
     text_lines lines_;
     std::string_view text_;
-    bool has_comma_ = false;
+    const char* comma_ = nullptr; // the first of the line
 };
 
 // Whether the line may hold ENDDATA or BEGIN BULK. The T of the one is at least the sixth character
 // of the line, the U of the other the eighth. In both letters the bits 0x50 are set, as in few
 // characters of a card.
 bool may_hold_mark(const deck_reader& deck) {
-    constexpr std::size_t first = 5;
+    const char* text = deck.text().data() + 5;
+    const char* const end = deck.text().data() + deck.text().size();
     std::uint64_t bits = 0;
-    for (std::size_t i = first; i < deck.text().size(); i += word_size) {
-        const std::uint64_t word = field_word(deck.text().substr(i));
+    for (; end - text >= static_cast<std::ptrdiff_t>(word_size); text += word_size) {
+        const std::uint64_t word = load_word(text);
+        bits |= word & word << 2;
+    }
+    if (text < end) {
+        const std::uint64_t word = field_word({text, static_cast<std::size_t>(end - text)});
         bits |= word & word << 2;
     }
     return (bits & word_of('\x40')) != 0;
@@ -234,33 +243,37 @@ std::string_view next_token(std::string_view& line, bool& is_last) {
     return whole.substr(0, nastran_token_size);
 }
 
-// Takes the next token off the line if it is a number of up to 8 digits and nothing else.
-bool take_number(std::string_view& line, bool& is_last, unsigned int& value) {
-    const std::uint64_t word = load_word(line.data());
-    const std::size_t nbr_digits = nbr_leading_digits(word);
-    const char behind = line.data()[nbr_digits];
-    if (nbr_digits == 0 || (behind != ',' && behind != '\n')) return false;
-    value = value_of_digits(word, nbr_digits);
-    is_last = behind == '\n';
-    line.remove_prefix(nbr_digits + 1);
-    return true;
+// Takes tokens off the line as long as each is a number of up to 8 digits and nothing else. Returns
+// how many they are.
+std::size_t take_numbers(std::string_view& line, bool& is_last, card& c) {
+    const char* text = line.data();
+    std::size_t n = 0;
+    for (; !is_last; ++n) {
+        const std::uint64_t word = load_word(text);
+        const std::size_t nbr_digits = nbr_leading_digits(word);
+        const char behind = text[nbr_digits];
+        if (nbr_digits == 0 || (behind != ',' && behind != '\n')) break;
+        c.add(value_of_digits(word, nbr_digits));
+        is_last = behind == '\n';
+        text += nbr_digits + 1;
+    }
+    line.remove_prefix(static_cast<std::size_t>(text - line.data()));
+    return n;
 }
 
+// The keyword is the first token, untrimmed.
 card_line add_free_fields(const deck_reader& deck, card& c) {
-    card_line result{{}, 0, false};
-    std::string_view rest = deck.text();
-    for (bool is_last = false; !is_last;) {
-        ++result.nbr_fields;
-        unsigned int value = 0;
-        if (result.nbr_fields > 1 && take_number(rest, is_last, value)) {
-            c.add(value);
-            continue;
-        }
+    const std::string_view keyword = deck.first_token();
+    card_line result{keyword.substr(0, nastran_token_size), 1, false};
+    bool is_last = keyword.size() > nastran_token_size;
+    std::string_view rest = deck.text().substr(keyword.size() + 1);
+    while (!is_last) {
+        result.nbr_fields += take_numbers(rest, is_last, c);
+        if (is_last) break;
         const std::string_view token = next_token(rest, is_last);
+        ++result.nbr_fields;
         if (is_last && (token.starts_with('+') || token.starts_with('*'))) {
             result.is_continued = true;
-        } else if (result.nbr_fields == 1) {
-            result.keyword = token;
         } else {
             c.add(to_integer(token));
         }

@@ -11,6 +11,7 @@
 #include "formats/growing_arrays.h"
 #include "formats/numbers.h"
 #include "formats/streams.h"
+#include "formats/words.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -19,10 +20,11 @@ namespace {
 
 constexpr int bad_line = -2;
 
-// Reads a file in blocks of whole lines, each line ending in '\n'. Lines may have any length.
+// Reads a file in blocks of whole lines, each line ending in '\n'. Lines may have any length. Behind
+// each character of a block a word can be read.
 class line_blocks {
 public:
-    explicit line_blocks(std::FILE* file) : file_(file), text_(block_size) {}
+    explicit line_blocks(std::FILE* file) : file_(file), text_(block_size + room_behind) {}
 
     // Reads the next block. False when no lines are left.
     bool next() {
@@ -45,10 +47,12 @@ public:
 
 private:
     static constexpr std::size_t block_size = std::size_t{1} << 18;
+    // For a line ending and a word.
+    static constexpr std::size_t room_behind = 1 + word_size;
 
-    // Fills the block but for one character. False at the end of the file.
+    // Fills the block. False at the end of the file.
     bool read_more() {
-        const std::size_t room = text_.size() - 1 - size_;
+        const std::size_t room = text_.size() - room_behind - size_;
         const std::size_t nbr_read = std::fread(text_.data() + size_, 1, room, file_);
         size_ += nbr_read;
         return nbr_read == room;
@@ -91,7 +95,7 @@ const char* skip_rest_of_word(const char* text) {
 // Reads up to `most` numbers, with or without blanks between them, and returns how many there are.
 std::size_t read_numbers(const char*& text, double* values, std::size_t most) {
     for (std::size_t n = 0; n < most; ++n) {
-        const char* const end = scan_number(skip_blanks(text), values[n]);
+        const char* const end = scan_number_in_words(skip_blanks(text), values[n]);
         if (!end) return n;
         text = end;
     }
@@ -102,6 +106,13 @@ std::size_t read_numbers(const char*& text, double* values, std::size_t most) {
 const char* scan_int(const char* text, int& value) {
     const bool is_negative = *text == '-';
     if (*text == '-' || *text == '+') ++text;
+    const std::uint64_t word = load_word(text);
+    const std::size_t nbr_digits = nbr_leading_digits(word);
+    if (nbr_digits != 0 && nbr_digits != word_size) {
+        const auto magnitude = static_cast<int>(value_of_digits(word, nbr_digits));
+        value = is_negative ? -magnitude : magnitude;
+        return text + nbr_digits;
+    }
     const char* const digits = text;
     const std::int64_t limit =
         std::int64_t{std::numeric_limits<int>::max()} + (is_negative ? 1 : 0);

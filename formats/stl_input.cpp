@@ -11,10 +11,10 @@
 #include "core/ids.h"
 #include "core/outputs.h"
 #include "core/small_vectors.h"
-#include "formats/line_reader.h"
 #include "formats/numbers.h"
 #include "formats/stl_weld.h"
 #include "formats/streams.h"
+#include "formats/text_lines.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -128,7 +128,7 @@ public:
         const char* end = skip_word(skip_spaces(lines_.text()), "facet");
         if (end) end = skip_word(skip_spaces(end), "normal");
         double normal[3];
-        if (end) end = scan_decimals(end, normal, 3);
+        if (end) end = scan_decimals_in_words(end, normal, 3);
         return end && *skip_spaces(end) == '\0';
     }
     bool is_facet() {
@@ -143,7 +143,7 @@ public:
     bool next_vertex(double* corner) {
         if (!next()) return false;
         const char* const numbers = skip_word(skip_spaces(lines_.text()), "vertex");
-        if (numbers && scan_decimals(numbers, corner, 3)) return true;
+        if (numbers && scan_decimals_in_words(numbers, corner, 3)) return true;
         make_lower();
         const c_locale_scope point_is_decimal;
         return scan_text(lines_.text(), " vertex %lg %lg %lg\n", corner, corner + 1, corner + 2) ==
@@ -156,7 +156,7 @@ private:
         is_lower_ = true;
     }
 
-    line_reader lines_;
+    text_lines lines_;
     bool is_lower_ = false;
 };
 

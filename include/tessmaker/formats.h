@@ -98,9 +98,16 @@ TESSMAKER_API int STL_output(const char* filename, const dense2D<double>& pos,
 // Returns 0, or
 //   -1    a bad file or stream; a GRID card with ID 0; a GRID card in free fields that can't be
 //         read
-//   -199  out of memory, also for an ID that is beyond the memory of the machine
+//   -199  out of memory for `pos` or `connect`, also for a node ID whose columns are beyond the
+//         memory of the machine or of its container
 // On failure the arrays hold what was read before; `type` and the outputs of two connectivities are
 // not set.
+//
+// Memory failure for `indices`, `types` or `pids` is not reported: the result may be 0, `pos` and
+// `connect` are whole, and of these lists the entries for which memory failed are missing, so that
+// later entries stand too early. Lists that fit together have one entry more in `indices` than in
+// `types`, the number of columns as the last entry of `indices`, and an entry in `pids` per column.
+// In the short forms `type` and the two connectivities follow from such lists.
 TESSMAKER_API int NASTRAN_input(std::FILE* file, dense2D<double>& pos,
                                 dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& indices,
                                 dense1D<int, 8>& types, dense1D<unsigned int, 8>& pids);
@@ -186,7 +193,8 @@ TESSMAKER_API int NASTRAN_output(const char* filename, const dense2D<double>& po
 // Returns 0, or
 //   -1    the file can't be opened
 //   -102  a line with too few fields, or a node with ID 0
-//   -199  out of memory for a node, also for an ID far beyond the number of nodes
+//   -199  out of memory for a node, also for an ID whose columns are beyond the memory of the
+//         machine or of its container
 // On failure the arrays hold what was read before, and the element that was being read. Streams are
 // not checked: one in an error state is read as far as it goes, a null stream reads as an empty
 // one.
