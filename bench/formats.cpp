@@ -1,4 +1,4 @@
-// STL and Wavefront OBJ from and to files, on a torus of a million facets, against VTK,
+// Reads and writes STL and Wavefront OBJ files of a torus of a million facets, beside VTK,
 // tinyobjloader and OpenMesh.
 #include <benchmark/benchmark.h>
 
@@ -12,7 +12,7 @@
 
 #ifdef TESSMAKER_HAVE_OPENMESH
 #include <OpenMesh/Core/IO/MeshIO.hh>
-// The part above comes first.
+// The header above must come first.
 #include <OpenMesh/Core/Mesh/TriMesh_ArrayKernelT.hh>
 #endif
 #ifdef TESSMAKER_HAVE_TINYOBJLOADER
@@ -59,7 +59,7 @@ mesh torus(unsigned int nbr_around, unsigned int nbr_across) {
     return m;
 }
 
-// The torus in all variants.
+// Files of the torus: text and binary STL, and OBJ.
 class surface_files : public bench::work_folder {
 public:
     surface_files() {
@@ -101,7 +101,7 @@ void write_ours(benchmark::State& state, bool text) {
 }
 
 #ifdef TESSMAKER_HAVE_VTK
-// The peer merges exact coincidence only.
+// VTK merges only nodes at exactly equal positions.
 void read_vtk(benchmark::State& state, const char* name) {
     const std::string path = files().path(name);
     while (state.KeepRunning()) {
@@ -166,7 +166,7 @@ void write_obj_ours(benchmark::State& state) {
 }
 
 #ifdef TESSMAKER_HAVE_TINYOBJLOADER
-// In double precision.
+// tinyobjloader is built for double precision.
 void read_obj_tinyobjloader(benchmark::State& state) {
     const std::string path = files().path("surface.obj");
     while (state.KeepRunning()) {
@@ -186,7 +186,7 @@ void read_obj_tinyobjloader(benchmark::State& state) {
 #endif
 
 #ifdef TESSMAKER_HAVE_OPENMESH
-// As many digits as ours.
+// OpenMesh writes as many digits as we do.
 void write_obj_openmesh(benchmark::State& state) {
     struct traits : OpenMesh::DefaultTraits {
         using Point = OpenMesh::Vec3d;

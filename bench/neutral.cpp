@@ -1,5 +1,5 @@
-// NASTRAN files of a block of a million tetrahedra, against gmsh. Each reads what either wrote.
-// FEMAP files of the same, byte by byte against our NASTRAN files.
+// Reads and writes NASTRAN files of a block of a million tetrahedra, beside gmsh: each program reads
+// files of both. FEMAP files of the same block are compared with our NASTRAN files, per byte.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -32,7 +32,7 @@ struct file_format {
 constexpr file_format nastran{"ours.bdf", NASTRAN_input, NASTRAN_output};
 constexpr file_format femap{"ours.neu", FEMAP_input, FEMAP_output};
 
-// With streams of our own, which are closed.
+// The bench opens and closes the streams: the functions that take a name leave theirs open.
 bool read(const file_format& f, const std::string& path, mesh& m) {
     std::FILE* const file = std::fopen(path.c_str(), "r");
     element_type type = ET_UNKNOWN;
@@ -78,7 +78,7 @@ void read_our_own(benchmark::State& state, const file_format& f) {
     read_ours(state, f, files().path(f.file));
 }
 
-// The time that a NASTRAN file as long as the FEMAP file would take.
+// Measures the work on a NASTRAN file, scaled to the length of the FEMAP file.
 template <class Work> void run_per_byte(benchmark::State& state, const Work& work) {
     write(femap);
     write(nastran);
@@ -148,7 +148,7 @@ void read_of_gmsh(benchmark::State& state, field_format format) {
 
 void read_gmsh(benchmark::State& state, const std::string& path) {
     while (state.KeepRunning()) {
-        gmsh::open(path); // a model of its own
+        gmsh::open(path); // makes a new model
         double nbr_nodes_read = 0.0;
         gmsh::option::getNumber("Mesh.NbNodes", nbr_nodes_read);
         if (nbr_nodes_read != static_cast<double>(files().volume.pos.cols())) {

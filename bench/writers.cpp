@@ -1,4 +1,4 @@
-// MEDIT, EnSight and VTK files of a block of a million tetrahedra, against gmsh and VTK.
+// Writes MEDIT, EnSight and VTK files of a block of a million tetrahedra, beside gmsh and VTK.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -26,7 +26,7 @@ using namespace kv7::tessmaker;
 using bench::files;
 using bench::mesh;
 
-// One of our writers in its short form.
+// A writer of ours, in the form for one connectivity.
 using our_writer = int (*)(const char*, const dense2D<double>&, const dense2D<unsigned int>&,
                            element_type);
 
@@ -43,7 +43,7 @@ void write_ours(benchmark::State& state, our_writer write, const char* name) {
                             static_cast<std::int64_t>(std::filesystem::file_size(path)));
 }
 
-// The time that a MEDIT file as long as the EnSight file would take.
+// Measures the writing of a MEDIT file, scaled to the length of the EnSight file.
 void write_medit_per_byte(benchmark::State& state) {
     const mesh& m = files().volume;
     const std::string ensight = files().path("ours.geo");
