@@ -1,5 +1,5 @@
-// Reads and writes NASTRAN files of a block of a million tetrahedra, beside gmsh: each program reads
-// files of both. FEMAP files of the same block are compared with our NASTRAN files, per byte.
+// Reads and writes NASTRAN files of a block of a million tetrahedra, beside gmsh: each program
+// reads files of both. FEMAP files of the same block are compared with our NASTRAN files, per byte.
 #include <benchmark/benchmark.h>
 
 #include <chrono>

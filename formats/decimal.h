@@ -53,8 +53,8 @@ struct digits_by_character {
 // Behind each character a word can be read.
 struct digits_by_word {
     static const char* read(const char* text, const char* end, decimal& number) {
-        static constexpr std::uint64_t powers[] = {
-            1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+        static constexpr std::uint64_t powers[] = {1,      10,      100,      1000,     10000,
+                                                   100000, 1000000, 10000000, 100000000};
         for (std::size_t n = word_size; n == word_size; text += n) {
             std::uint64_t word = load_word(text);
             if (end) word = first_characters(word, static_cast<std::size_t>(end - text));
@@ -75,8 +75,8 @@ const char* read_fraction(const char* text, const char* end, decimal& number) {
     return text;
 }
 
-// Reads an exponent behind its letter. Null if no digit follows. Stops counting at 10000, far beyond
-// what `is_exact` accepts.
+// Reads an exponent behind its letter. Null if no digit follows. Stops counting at 10000, far
+// beyond what `is_exact` accepts.
 inline const char* read_exponent(const char* text, const char* end, decimal& number) {
     const bool is_negative = text != end && *text == '-';
     if (text != end && (*text == '-' || *text == '+')) ++text;

@@ -17,8 +17,8 @@ unsigned int* element_columns::append_and_grow(std::size_t n) {
         !connect_.reserve(rows, std::bit_ceil(cols_ + 1), 1)) {
         return nullptr;
     }
-    const bool fits = rows == rows_ ? connect_.resize(rows, cols_ + 1)
-                                    : connect_.resize(rows, cols_ + 1, no_id);
+    const bool fits =
+        rows == rows_ ? connect_.resize(rows, cols_ + 1) : connect_.resize(rows, cols_ + 1, no_id);
     if (!fits) return nullptr;
     rows_ = rows;
     held_ = connect_.capacity() / connect_.ld();

@@ -1,5 +1,5 @@
-// Numbers in the fields of a NASTRAN card. A field is part of a line of `text_lines`: behind each of
-// its characters a word can be read.
+// Numbers in the fields of a NASTRAN card. A field is part of a line of `text_lines`: behind each
+// of its characters a word can be read.
 #ifndef TESSMAKER_FORMATS_NASTRAN_FIELDS_H
 #define TESSMAKER_FORMATS_NASTRAN_FIELDS_H
 

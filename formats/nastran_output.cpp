@@ -43,9 +43,7 @@ void put_number_right(std::size_t width, unsigned int number, output_buffer& out
     output.put_right(width, [&] { put_number(number, output); });
 }
 
-void put_coordinate(double x, output_buffer& output) {
-    output.put_capital_scientific_right(16, x);
-}
+void put_coordinate(double x, output_buffer& output) { output.put_capital_scientific_right(16, x); }
 
 void put_node(unsigned int id, double x, double y, double z, output_buffer& output) {
     output.put("GRID*   ");

@@ -20,8 +20,8 @@ namespace {
 
 constexpr int bad_line = -2;
 
-// Reads a file in blocks of whole lines, each line ending in '\n'. Lines may have any length. Behind
-// each character of a block a word can be read.
+// Reads a file in blocks of whole lines, each line ending in '\n'. Lines may have any length.
+// Behind each character of a block a word can be read.
 class line_blocks {
 public:
     explicit line_blocks(std::FILE* file) : file_(file), text_(block_size + room_behind) {}

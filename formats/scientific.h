@@ -40,7 +40,8 @@ inline bool round_to_digits(double x, int precision, scientific& result) {
         result = {};
         return true;
     }
-    // |x| is significand * 2 ^ (power - 52). Numbers without the hidden bit are far below the range.
+    // |x| is significand * 2 ^ (power - 52). Numbers without the hidden bit are far below the
+    // range.
     const std::uint64_t significand = (bits & (hidden_bit - 1)) | hidden_bit;
     const int power = static_cast<int>(bits >> fraction_bits) - 1023;
     // The exponent of 2 ^ power, which is that of |x| or one less: 78913 / 2^18 is log10(2).
@@ -50,7 +51,8 @@ inline bool round_to_digits(double x, int precision, scientific& result) {
         const int shift = fraction_bits - power - scale;
         if (scale < 0 || scale >= static_cast<int>(powers_of_five.size())) return false;
         if (shift < 1 || shift > 127) return false;
-        const uint128 product = uint128{significand} * powers_of_five[static_cast<std::size_t>(scale)];
+        const uint128 product =
+            uint128{significand} * powers_of_five[static_cast<std::size_t>(scale)];
         const auto whole = static_cast<std::uint64_t>(product >> shift);
         if (whole >= powers_of_ten[static_cast<std::size_t>(precision) + 1]) continue;
 
@@ -70,8 +72,7 @@ inline bool round_to_digits(double x, int precision, scientific& result) {
 // `precision` is from 1 to 7.
 inline char* put_number(const scientific& number, int precision, char letter, char* text) {
     const auto size = static_cast<std::size_t>(precision) + 1;
-    const std::uint64_t digits =
-        (digits_of(number.digits) | zero_word) >> 8 * (word_size - size);
+    const std::uint64_t digits = (digits_of(number.digits) | zero_word) >> 8 * (word_size - size);
     text[0] = static_cast<char>(digits & 0xFF);
     text[1] = '.';
     store_word(digits >> 8, text + 2);

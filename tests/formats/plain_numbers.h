@@ -22,8 +22,8 @@ inline plain_integer plain_integer_of(const std::string& text) {
     return {end != text.c_str(), value};
 }
 
-// A real number of a NASTRAN field: blanks are dropped, a last sign that follows neither nothing nor
-// the letter e begins an exponent.
+// A real number of a NASTRAN field: blanks are dropped, a last sign that follows neither nothing
+// nor the letter e begins an exponent.
 inline double plain_field_real(const std::string& field) {
     std::string text;
     for (const char c : field) {

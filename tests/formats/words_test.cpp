@@ -179,12 +179,11 @@ TEST(words, numbers_in_scientific_notation_are_printed_as_by_the_C_library) {
     random_source random(94);
     scientific_check check;
     for (int precision = 0; precision <= 9; ++precision) {
-        for (const double value : {0.0, -0.0, 1.0, -1.0, 0.5, 9.9999995, 9.99999949, 999999.95,
-                                   1e22, 1e23, 5e-324, 2.2250738585072014e-308,
-                                   std::numeric_limits<double>::max(),
-                                   std::numeric_limits<double>::infinity(),
-                                   -std::numeric_limits<double>::infinity(),
-                                   std::numeric_limits<double>::quiet_NaN()}) {
+        for (const double value :
+             {0.0, -0.0, 1.0, -1.0, 0.5, 9.9999995, 9.99999949, 999999.95, 1e22, 1e23, 5e-324,
+              2.2250738585072014e-308, std::numeric_limits<double>::max(),
+              std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+              std::numeric_limits<double>::quiet_NaN()}) {
             check(value, precision);
         }
         // Where the number of digits changes: powers of two and ten, and their neighbours.
@@ -208,8 +207,8 @@ TEST(words, numbers_in_scientific_notation_are_printed_as_by_the_C_library) {
     for (int k = 0; k < 300000; ++k) {
         const std::uint64_t bits = random.draw();
         check(std::bit_cast<double>(bits), 1 + static_cast<int>(random.below(7)));
-        const double fraction = std::bit_cast<double>(
-            (bits >> 12) | std::bit_cast<std::uint64_t>(1.0));
+        const double fraction =
+            std::bit_cast<double>((bits >> 12) | std::bit_cast<std::uint64_t>(1.0));
         check(std::ldexp(random.one_in(2) ? -fraction : fraction,
                          static_cast<int>(random.below(120)) - 90));
     }
