@@ -8,6 +8,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "growth.h"
+#include "indices/colliding.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/index_arrays.h"
 
@@ -147,6 +149,59 @@ void change_std(benchmark::State& state) {
     }
 }
 
+// IDs and columns that were chosen to collide.
+
+void unique_of_colliding(benchmark::State& state) {
+    bench::report_growth(state, 6151, [](std::size_t n) {
+        return [ids = to_list(test::colliding_ids(n, n))] {
+            id_list nodes;
+            unique_indices(nodes, ids, id_list());
+            benchmark::DoNotOptimize(nodes.data());
+        };
+    });
+}
+
+void count_of_colliding(benchmark::State& state) {
+    bench::report_growth(state, 6151, [](std::size_t n) {
+        dense2D<unsigned int> connect(1, n);
+        const std::vector<unsigned int> ids = test::colliding_ids(n, n);
+        std::copy(ids.begin(), ids.end(), connect.column(0));
+        return [connect] { benchmark::DoNotOptimize(count_unique_indices(connect)); };
+    });
+}
+
+void places_of_colliding(benchmark::State& state) {
+    bench::report_growth(state, 6151, [](std::size_t n) {
+        return [ids = to_list(test::colliding_ids(n, n))] {
+            id_list a_of_b;
+            id_list b_of_a;
+            get_IDs(ids, ids, a_of_b, b_of_a);
+            benchmark::DoNotOptimize(a_of_b.data());
+        };
+    });
+}
+
+void columns_of_colliding(benchmark::State& state) {
+    bench::report_growth(state, 2048, [](std::size_t n) {
+        dense2D<unsigned int> connect(2, n, 1);
+        const std::vector<unsigned int> second = test::colliding_columns(n);
+        for (std::size_t c = 0; c < n; ++c) connect(1, c) = second[c];
+        return [connect] {
+            id_list a_of_b;
+            id_list b_of_a;
+            get_IDs(connect, connect, a_of_b, b_of_a, true);
+            benchmark::DoNotOptimize(a_of_b.data());
+        };
+    });
+}
+
+void add_growth(const char* name, void (*run)(benchmark::State&)) {
+    benchmark::RegisterBenchmark(name, run)
+        ->UseManualTime()
+        ->Iterations(1)
+        ->Unit(benchmark::kMillisecond);
+}
+
 BENCHMARK_CAPTURE(unique_ours, natural, grid_corners, false)
     ->Name("core/unique_indices_natural/ours");
 BENCHMARK_CAPTURE(unique_std, natural, grid_corners, false)
@@ -169,4 +224,12 @@ BENCHMARK(change_std)->Name("core/change_indices/std");
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    add_growth("core/unique_indices_colliding/ours", unique_of_colliding);
+    add_growth("core/count_unique_indices_colliding/ours", count_of_colliding);
+    add_growth("core/get_IDs_colliding/ours", places_of_colliding);
+    add_growth("core/get_IDs_of_columns_colliding/ours", columns_of_colliding);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

@@ -43,14 +43,31 @@ public:
 
     // The ID with the upper half of `hash` for which `is_same(id)` is true, or the absent ID.
     template <class Same> unsigned int find(std::uint64_t hash, Same is_same) const {
-        return id_in(slots_[slot_of(hash, is_same)]);
+        std::size_t nbr_passed = 0;
+        return find(hash, is_same, nbr_passed);
+    }
+    // The same; adds the number of entries passed, including those of other hashes.
+    template <class Same>
+    unsigned int find(std::uint64_t hash, Same is_same, std::size_t& nbr_passed) const {
+        const std::size_t s = slot_of(hash, is_same);
+        nbr_passed += (s - first_slot(hash)) & mask_;
+        return id_in(slots_[s]);
     }
 
     // The same, but inserts and returns `id` if there is none. Never grows: for tables made by
     // `init_for`.
     template <class Same>
     unsigned int find_or_insert(std::uint64_t hash, unsigned int id, Same is_same) {
-        std::uint64_t& slot = slots_[slot_of(hash, is_same)];
+        std::size_t nbr_passed = 0;
+        return find_or_insert(hash, id, is_same, nbr_passed);
+    }
+    // The same; adds the number of entries passed, including those of other hashes.
+    template <class Same>
+    unsigned int find_or_insert(std::uint64_t hash, unsigned int id, Same is_same,
+                                std::size_t& nbr_passed) {
+        const std::size_t s = slot_of(hash, is_same);
+        nbr_passed += (s - first_slot(hash)) & mask_;
+        std::uint64_t& slot = slots_[s];
         if (slot == free_slot) {
             slot = (hash & upper_half) | id;
             ++nbr_ids_;

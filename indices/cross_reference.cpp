@@ -6,7 +6,9 @@
 #include "core/ids.h"
 #include "core/outputs.h"
 #include "core/slot_table.h"
+#include "indices/form_hash.h"
 #include "indices/id_hash.h"
+#include "indices/radix_sort.h"
 #include "tessmaker/index_arrays.h"
 
 namespace kv7::tessmaker {
@@ -31,6 +33,8 @@ public:
         return value < places_.size() ? places_[value] : no_id;
     }
 
+    static bool is_slow() { return false; }
+
 private:
     id_list places_;
 };
@@ -38,35 +42,75 @@ private:
 // The same as a hash map.
 class place_map {
 public:
-    bool init(const id_list& list) {
+    // For `nbr_values` look-ups. False when memory fails.
+    bool init(const id_list& list, std::size_t nbr_values) {
         if (!places_.init(list.size(), list.size())) return false;
-        for (std::size_t i = list.size(); i-- > 0;) {
+        most_steps_ = most_steps_per_key * list.size();
+        for (std::size_t i = list.size(); i-- > 0 && !is_slow();) {
             if (list[i] == no_id) continue;
             const std::pair<unsigned int, unsigned int> held(list[i], static_cast<unsigned int>(i));
             const auto entry = places_.insert(held);
             if (entry.place) *entry.place = held;
+            nbr_steps_ = places_.nbr_steps();
         }
+        if (!is_slow()) most_steps_ += most_steps_per_key * nbr_values;
         return true;
     }
 
-    unsigned int find(unsigned int value) const {
-        const std::pair<unsigned int, unsigned int>* const held = places_.find(value);
+    unsigned int find(unsigned int value) {
+        const std::pair<unsigned int, unsigned int>* const held = places_.find(value, nbr_steps_);
         return held ? held->second : no_id;
     }
 
+    // Whether the values collide as if chosen to. The map may then be incomplete.
+    bool is_slow() const { return nbr_steps_ > most_steps_; }
+
 private:
     id_hash_map places_;
+    std::uint64_t nbr_steps_ = 0;
+    std::uint64_t most_steps_ = 0;
 };
 
+// False if `places` turns out to be slow: the outputs are then incomplete.
 template <class Places>
-void cross_reference(const Places& places, const id_list& list_b, id_list& a_of_b,
-                     id_list& b_of_a) {
+bool cross_reference(Places& places, const id_list& list_b, id_list& a_of_b, id_list& b_of_a) {
     for (std::size_t j = list_b.size(); j-- > 0;) {
         const unsigned int i = places.find(list_b[j]);
+        if (places.is_slow()) return false;
         if (i == no_id) continue;
         // An output is empty if there was no memory for it.
         if (j < a_of_b.size()) a_of_b[j] = i;
         if (i < b_of_a.size()) b_of_a[i] = static_cast<unsigned int>(j);
+    }
+    return true;
+}
+
+// The values of a list with their places, ascending. False when memory fails.
+bool sort_values(const id_list& list, placed_ids& entries) {
+    placed_ids scratch;
+    if (!entries.reserve(list.size(), 1) || !scratch.resize(list.size())) return false;
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        if (list[i] != no_id) entries.push_back(placed_id(list[i], i));
+    }
+    sort_by_id(entries, scratch, entries.size());
+    return true;
+}
+
+// The same by sorting both lists. Without memory for it, nothing is found.
+void cross_reference_by_sorting(const id_list& list_a, const id_list& list_b, id_list& a_of_b,
+                                id_list& b_of_a) {
+    placed_ids entries_a;
+    placed_ids entries_b;
+    if (!sort_values(list_a, entries_a) || !sort_values(list_b, entries_b)) return;
+    const std::uint64_t* a = entries_a.begin();
+    for (const std::uint64_t b : entries_b) {
+        while (a != entries_a.end() && id_of(*a) < id_of(b)) ++a;
+        if (a == entries_a.end()) return;
+        if (id_of(*a) != id_of(b)) continue;
+        const unsigned int i = place_of(*a);
+        const unsigned int j = place_of(b);
+        if (j < a_of_b.size()) a_of_b[j] = i;
+        if (i < b_of_a.size()) b_of_a[i] = std::min(b_of_a[i], j);
     }
 }
 
@@ -90,54 +134,132 @@ void write_form(const unsigned int* column, std::size_t rows, bool strict, unsig
     if (i < k && form[k] < form[i]) std::reverse(form + 1, form + rows);
 }
 
-std::uint64_t hash_of_form(const unsigned int* form, std::size_t rows) {
-    std::uint64_t hash = rows;
-    for (std::size_t r = 0; r < rows; ++r) {
-        hash = (hash ^ form[r]) * 0x9E3779B97F4A7C15U;
-        hash ^= hash >> 32;
-    }
-    return hash;
-}
-
-// The columns of a connectivity by form.
-class form_index {
+// The forms of the columns of a connectivity, and of one more column that is looked up.
+class column_forms {
 public:
-    // Makes room for the columns of `connect`.
+    // False when memory fails.
     bool init(const id_matrix& connect, bool strict) {
         if (connect.cols() >= no_id) return false;
         rows_ = connect.rows();
         strict_ = strict;
-        return forms_.resize(rows_, connect.cols() + 1) && columns_.init_for(connect.cols());
+        return forms_.resize(rows_, connect.cols() + 1);
     }
 
-    // Inserts column `c` unless one of its form is there. Returns the column with this form.
-    unsigned int insert(const unsigned int* column, unsigned int c) {
+    std::size_t rows() const { return rows_; }
+    unsigned int nbr_columns() const { return static_cast<unsigned int>(forms_.cols() - 1); }
+    const unsigned int* of(unsigned int c) const { return forms_.column(c); }
+    // Writes the form of column `c`, or of the one to look up, whose number is `nbr_columns`.
+    const unsigned int* write(const unsigned int* column, unsigned int c) {
         unsigned int* const form = forms_.column(c);
         write_form(column, rows_, strict_, form);
-        return columns_.find_or_insert(
-            hash_of_form(form, rows_), c,
-            [this, form](unsigned int other) { return has_form(other, form); });
+        return form;
     }
-
-    // The column with the form of `column`, or the absent ID.
-    unsigned int find(const unsigned int* column) {
-        unsigned int* const form = forms_.column(forms_.cols() - 1);
-        write_form(column, rows_, strict_, form);
-        return columns_.find(hash_of_form(form, rows_),
-                             [this, form](unsigned int c) { return has_form(c, form); });
+    bool has_form(unsigned int c, const unsigned int* form) const {
+        return std::equal(form, form + rows_, of(c));
+    }
+    bool is_below(const unsigned int* a, const unsigned int* b) const {
+        return std::lexicographical_compare(a, a + rows_, b, b + rows_);
     }
 
 private:
-    bool has_form(unsigned int c, const unsigned int* form) const {
-        const unsigned int* const other = forms_.column(c);
-        return std::equal(other, other + rows_, form);
-    }
-
     std::size_t rows_ = 0;
     bool strict_ = false;
-    id_matrix forms_; // by column; the last one is room for a form that is looked up
-    slot_table columns_;
+    id_matrix forms_;
 };
+
+// The columns of a connectivity by form: a hash table.
+class hashed_forms {
+public:
+    // Makes room for all columns and `nbr_others` look-ups. False when memory fails.
+    bool init(const column_forms& forms, std::size_t nbr_others) {
+        most_passed_ = most_passed_per_column * (forms.nbr_columns() + nbr_others);
+        return columns_.init_for(forms.nbr_columns());
+    }
+
+    // Writes, for each column, the first one of its form.
+    void find_first(column_forms& forms, const id_matrix& connect, unsigned int* first) {
+        for (unsigned int c = 0; c < forms.nbr_columns() && !is_slow(); ++c) {
+            const unsigned int* const form = forms.write(connect.column(c), c);
+            first[c] = columns_.find_or_insert(
+                hash_of_form(form, forms.rows()), c,
+                [&forms, form](unsigned int other) { return forms.has_form(other, form); },
+                nbr_passed_);
+        }
+    }
+
+    // The first column with this form, or the absent ID.
+    unsigned int find(const column_forms& forms, const unsigned int* form) {
+        return columns_.find(
+            hash_of_form(form, forms.rows()),
+            [&forms, form](unsigned int c) { return forms.has_form(c, form); }, nbr_passed_);
+    }
+
+    // Whether the forms collide as if chosen to.
+    bool is_slow() const { return nbr_passed_ > most_passed_; }
+
+private:
+    // A table that is half full lets pass less than two entries on average; sorting takes about as
+    // long as this many.
+    static constexpr std::size_t most_passed_per_column = 8;
+
+    slot_table columns_;
+    std::size_t nbr_passed_ = 0;
+    std::size_t most_passed_ = 0;
+};
+
+// The same as a sorted list.
+class sorted_forms {
+public:
+    // False when memory fails.
+    bool init(const column_forms& forms) { return order_.resize(forms.nbr_columns()); }
+
+    void find_first(column_forms& forms, const id_matrix& connect, unsigned int* first) {
+        for (unsigned int c = 0; c < forms.nbr_columns(); ++c) {
+            forms.write(connect.column(c), c);
+            order_[c] = c;
+        }
+        std::sort(order_.begin(), order_.end(), [&forms](unsigned int a, unsigned int b) {
+            if (forms.is_below(forms.of(a), forms.of(b))) return true;
+            return a < b && !forms.is_below(forms.of(b), forms.of(a));
+        });
+        unsigned int current = order_[0];
+        for (const unsigned int c : order_) {
+            if (!forms.has_form(c, forms.of(current))) current = c;
+            first[c] = current;
+        }
+    }
+
+    unsigned int find(const column_forms& forms, const unsigned int* form) const {
+        const unsigned int* const c =
+            std::lower_bound(order_.begin(), order_.end(), form,
+                             [&forms](unsigned int other, const unsigned int* wanted) {
+                                 return forms.is_below(forms.of(other), wanted);
+                             });
+        return c != order_.end() && forms.has_form(*c, form) ? *c : no_id;
+    }
+
+    static bool is_slow() { return false; }
+
+private:
+    id_list order_; // columns by form, then number
+};
+
+// False if `index` turns out to be slow: the outputs are then incomplete.
+template <class Index>
+bool match_columns(Index& index, column_forms& forms, const id_matrix& connect_a,
+                   const id_matrix& connect_b, unsigned int* first_a, id_list& a_of_b,
+                   id_list& b_of_a) {
+    index.find_first(forms, connect_a, first_a);
+    for (std::size_t j = connect_b.cols(); j-- > 0;) {
+        if (index.is_slow()) return false;
+        const unsigned int u =
+            index.find(forms, forms.write(connect_b.column(j), forms.nbr_columns()));
+        a_of_b[j] = u;
+        if (u != no_id) b_of_a[u] = static_cast<unsigned int>(j);
+    }
+    for (std::size_t u = 0; u < connect_a.cols(); ++u) b_of_a[u] = b_of_a[first_a[u]];
+    return true;
+}
 
 } // namespace
 
@@ -149,9 +271,15 @@ int get_IDs(const id_list& list_a, const id_list& list_b, id_list& a_of_b, id_li
 
     if (place_array by_value; by_value.init(list_a)) {
         cross_reference(by_value, list_b, a_of_b, b_of_a);
-    } else if (place_map by_hash; by_hash.init(list_a)) {
-        cross_reference(by_hash, list_b, a_of_b, b_of_a);
+        return 0;
     }
+    place_map by_hash;
+    if (!by_hash.init(list_a, list_b.size())) return 0;
+    if (cross_reference(by_hash, list_b, a_of_b, b_of_a)) return 0;
+
+    a_of_b = no_id;
+    b_of_a = no_id;
+    cross_reference_by_sorting(list_a, list_b, a_of_b, b_of_a);
     return 0;
 }
 
@@ -164,18 +292,19 @@ int get_IDs(const dense2D<unsigned int>& connect_a, const dense2D<unsigned int>&
     if (connect_a.empty() || connect_b.empty()) return 0;
     if (connect_a.rows() != connect_b.rows()) return -2;
 
-    form_index forms;
+    column_forms forms;
+    hashed_forms by_hash;
     id_list first_a; // by column of a, the first one of its form
-    if (!forms.init(connect_a, strict) || !first_a.resize(nbr_a)) return -199;
-    for (std::size_t u = 0; u < nbr_a; ++u) {
-        first_a[u] = forms.insert(connect_a.column(u), static_cast<unsigned int>(u));
-    }
-    for (std::size_t j = nbr_b; j-- > 0;) {
-        const unsigned int u = forms.find(connect_b.column(j));
-        a_of_b[j] = u;
-        if (u != no_id) b_of_a[u] = static_cast<unsigned int>(j);
-    }
-    for (std::size_t u = 0; u < nbr_a; ++u) b_of_a[u] = b_of_a[first_a[u]];
+    if (!forms.init(connect_a, strict) || !by_hash.init(forms, nbr_b) || !first_a.resize(nbr_a))
+        return -199;
+    if (match_columns(by_hash, forms, connect_a, connect_b, first_a.data(), a_of_b, b_of_a))
+        return 0;
+
+    a_of_b = no_id;
+    b_of_a = no_id;
+    sorted_forms by_order;
+    if (!by_order.init(forms)) return -199;
+    match_columns(by_order, forms, connect_a, connect_b, first_a.data(), a_of_b, b_of_a);
     return 0;
 }
 

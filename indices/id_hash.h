@@ -34,6 +34,11 @@ inline std::uint64_t next_prime(std::uint64_t n) {
     return prime == bucket_primes.end() ? bucket_primes.back() : *prime;
 }
 
+// Steps along chains per key beyond which keys do not collide by chance. With as many buckets as
+// keys, a key that is looked for passes less than one other on average; sorting takes about as long
+// as this many steps.
+inline constexpr std::uint64_t most_steps_per_key = 8;
+
 template <class Held> class id_hash_table {
 public:
     using content = typename Held::content;
@@ -58,6 +63,7 @@ public:
         nbr_buckets_ = next_prime(std::max<std::uint64_t>(min_buckets, 23));
         stamp_ = 1;
         count_ = 0;
+        nbr_steps_ = 0;
         entries_.clear();
         // How many entries are expected to find their bucket taken.
         const auto n = static_cast<double>(nbr_entries);
@@ -76,6 +82,8 @@ public:
     std::uint64_t nbr_buckets() const { return nbr_buckets_; }
     // Live entries.
     std::uint64_t count() const { return count_; }
+    // Steps along chains in all insertions since `init`.
+    std::uint64_t nbr_steps() const { return nbr_steps_; }
 
     // Inserts a content. An existing key is left unchanged; `added` is then false. Invalidates
     // pointers to entries.
@@ -86,10 +94,23 @@ public:
 
     // The content under a key, or null.
     const content* find(unsigned int key) const {
+        std::uint64_t nbr_steps = 0;
+        return find(key, nbr_steps);
+    }
+    // The same; adds the steps along the chain to `nbr_steps`.
+    const content* find(unsigned int key, std::uint64_t& nbr_steps) const {
         if (entries_.empty()) return nullptr;
         for (const entry* e = entries_.data() + bucket_of(key);; e += e->third) {
             if (is_live(*e) && Held::key(e->first) == key) return &e->first;
             if (e->third == 0) return nullptr;
+            ++nbr_steps;
+        }
+    }
+
+    // Calls `work(content)` for each live entry.
+    template <class Work> void for_each(Work work) const {
+        for (const entry& e : entries_) {
+            if (is_live(e)) work(e.first);
         }
     }
 
@@ -117,6 +138,7 @@ private:
             }
             if (e->third == 0) break;
             e += e->third;
+            ++nbr_steps_;
         }
         if (free) {
             free->first = held;
@@ -147,6 +169,7 @@ private:
         entries_ = larger.entries_;
         nbr_buckets_ = larger.nbr_buckets_;
         stamp_ = larger.stamp_;
+        nbr_steps_ += larger.nbr_steps_;
         return true;
     }
 
@@ -154,6 +177,7 @@ private:
     std::uint64_t nbr_buckets_ = 23;
     std::uint64_t stamp_ = 1;
     std::uint64_t count_ = 0;
+    std::uint64_t nbr_steps_ = 0;
 };
 
 struct held_id {

@@ -7,6 +7,7 @@
 
 #include "core/ids.h"
 #include "indices/id_hash.h"
+#include "indices/sorted_ids.h"
 #include "tessmaker/index_arrays.h"
 
 namespace kv7::tessmaker {
@@ -90,8 +91,9 @@ public:
         return true;
     }
 
-    // Adds IDs of the source and writes those that are new. Returns their number.
-    std::size_t add(const unsigned int* ids, std::size_t n, unsigned int* added) {
+    // Adds IDs of the source, 512 at most, and calls `sink(ids, n)` with those that are new.
+    template <class Sink> void add(const unsigned int* ids, std::size_t n, Sink sink) {
+        std::array<unsigned int, chunk_size> added;
         std::uint64_t* const words = words_.data();
         std::size_t nbr_added = 0;
         for (std::size_t i = 0; i < n; ++i) {
@@ -102,8 +104,10 @@ public:
             nbr_added += (word >> (bit % 64) & 1U) == 0 ? 1 : 0;
             word |= one << (bit % 64);
         }
-        return nbr_added;
+        sink(added.data(), nbr_added);
     }
+
+    template <class Sink> void finish(Sink) {}
 
 private:
     static constexpr std::uint64_t one = 1;
@@ -112,32 +116,65 @@ private:
     unsigned int mask_ = 0; // ones up to the highest bit of ID + 1
 };
 
-// The same as a hash set. An ID for which there is no memory is not added.
+// The same as a hash set, which goes on by sorting where IDs collide as if chosen to. An ID for
+// which there is no memory is not added.
 class id_set {
 public:
     bool init(std::size_t nbr_ids) {
         if (!ids_.init(nbr_ids, nbr_ids) && !ids_.init(0, 0)) return false;
+        nbr_ids_ = nbr_ids;
+        most_steps_ = std::min(nbr_ids, no_limit / most_steps_per_key) * most_steps_per_key;
         ids_.insert(no_id);
         return true;
     }
 
-    // Whether all have been added.
+    // Whether all have been added. Comes before any `add`.
     bool add_all(const id_list& ids) {
-        return std::all_of(ids.begin(), ids.end(),
-                           [this](unsigned int id) { return ids_.insert(id).place != nullptr; });
+        std::size_t i = 0;
+        for (; i < ids.size() && !is_sorting_; ++i) {
+            if (!ids_.insert(ids[i]).place) return false;
+            if (ids_.nbr_steps() > most_steps_) sort_from_now_on();
+        }
+        return i == ids.size() || sorted_.add_seen(ids.data() + i, ids.size() - i);
     }
 
-    std::size_t add(const unsigned int* ids, std::size_t n, unsigned int* added) {
+    // As of `id_bits`, but some of the IDs that are new are told later, `finish` at the latest.
+    template <class Sink> void add(const unsigned int* ids, std::size_t n, Sink sink) {
+        if (is_sorting_) {
+            sorted_.add(ids, n, sink);
+            return;
+        }
+        std::array<unsigned int, chunk_size> added;
         std::size_t nbr_added = 0;
         for (std::size_t i = 0; i < n; ++i) {
             added[nbr_added] = ids[i];
             nbr_added += ids_.insert(ids[i]).added ? 1 : 0;
         }
-        return nbr_added;
+        sink(added.data(), nbr_added);
+        if (ids_.nbr_steps() > most_steps_) sort_from_now_on();
+    }
+
+    template <class Sink> void finish(Sink sink) {
+        if (is_sorting_) sorted_.finish(sink);
     }
 
 private:
+    // Without memory for it, hashing goes on.
+    void sort_from_now_on() {
+        most_steps_ = no_limit;
+        id_list seen;
+        if (!seen.reserve(ids_.count(), 1)) return;
+        ids_.for_each([&seen](unsigned int id) { seen.push_back(id); });
+        is_sorting_ = sorted_.init(seen, nbr_ids_);
+    }
+
+    static constexpr std::uint64_t no_limit = static_cast<std::uint64_t>(-1);
+
     id_hash_set ids_;
+    std::size_t nbr_ids_ = 0;
+    std::uint64_t most_steps_ = no_limit;
+    bool is_sorting_ = false;
+    sorted_ids sorted_;
 };
 
 // Runs `work(seen)` with an empty set for the IDs of `source` and `nbr_more` others. False if there
@@ -170,10 +207,12 @@ void append_unique(id_list& nodes, const Source& source, const id_list& skip) {
     with_set_for(source, skip.size(), [&](auto& seen) {
         // Without memory for all of `skip` it is unknown what to leave out.
         if (!seen.add_all(skip)) return;
-        source.for_each_chunk([&](const unsigned int* ids, std::size_t n) {
-            std::array<unsigned int, chunk_size> added;
-            append(nodes, added.data(), seen.add(ids, n, added.data()));
-        });
+        const auto append_new = [&nodes](const unsigned int* ids, std::size_t n) {
+            append(nodes, ids, n);
+        };
+        source.for_each_chunk(
+            [&](const unsigned int* ids, std::size_t n) { seen.add(ids, n, append_new); });
+        seen.finish(append_new);
     });
 }
 
@@ -181,10 +220,10 @@ void append_unique(id_list& nodes, const Source& source, const id_list& skip) {
 template <class Source> int count_unique(const Source& source) {
     std::size_t count = 0;
     const bool counted = with_set_for(source, 0, [&](auto& seen) {
-        source.for_each_chunk([&](const unsigned int* ids, std::size_t n) {
-            std::array<unsigned int, chunk_size> added;
-            count += seen.add(ids, n, added.data());
-        });
+        const auto count_new = [&count](const unsigned int*, std::size_t n) { count += n; };
+        source.for_each_chunk(
+            [&](const unsigned int* ids, std::size_t n) { seen.add(ids, n, count_new); });
+        seen.finish(count_new);
     });
     return counted ? static_cast<int>(count) : -1;
 }
