@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "growth.h"
 #include "tessmaker/connectivity.h"
 #include "tessmaker/repair.h"
 #include "typed_mesh.h"
@@ -205,6 +206,54 @@ void edges_vtk(benchmark::State& state, const std::string& name) {
 }
 #endif
 
+// Tetrahedra in a ring around the edge of nodes 0 and 1.
+dense2D<unsigned int> ring_of_tetrahedra(std::size_t n) {
+    dense2D<unsigned int> connect(4, n);
+    for (std::size_t e = 0; e < n; ++e) {
+        const auto rim = static_cast<unsigned int>(2 + e);
+        const unsigned int nodes[] = {0, 1, rim, e + 1 == n ? 2 : rim + 1};
+        std::copy(nodes, nodes + 4, connect.column(e));
+    }
+    return connect;
+}
+
+// The facets that look for their elements begin at node 0, or at 0 and 1 by turns.
+void facets_on_few_nodes(benchmark::State& state, unsigned int nbr_hubs) {
+    bench::report_growth(state, 2000, [nbr_hubs](std::size_t n) {
+        const dense2D<unsigned int> connect = ring_of_tetrahedra(n);
+        dense2D<unsigned int> neighbors;
+        dense1D<unsigned int> ancestors;
+        tm::get_neighbors(connect, kv7::ET_TETRA4, false, neighbors);
+        tm::get_ancestors(connect, ancestors);
+        dense2D<unsigned int> boundaries(3, n);
+        for (std::size_t b = 0; b < n; ++b) {
+            boundaries(0, b) = static_cast<unsigned int>(b % nbr_hubs);
+            boundaries(1, b) = connect(3, b);
+            boundaries(2, b) = connect(2, b);
+        }
+        return [connect, neighbors, ancestors, boundaries] {
+            dense1D<unsigned int> handles;
+            unsigned int stride = 0;
+            tm::get_elements_on_boundaries(boundaries, connect, neighbors, ancestors,
+                                           kv7::ET_TETRA4, 1, handles, stride);
+            benchmark::DoNotOptimize(handles.data());
+        };
+    });
+}
+
+void add_growth() {
+    for (const unsigned int nbr_hubs : {1U, 2U}) {
+        const std::string name = nbr_hubs == 1 ? "one_node" : "two_nodes";
+        benchmark::RegisterBenchmark(("connectivity/elements_on_boundaries_" + name + "/ours").c_str(),
+                                     [=](benchmark::State& state) {
+                                         facets_on_few_nodes(state, nbr_hubs);
+                                     })
+            ->UseManualTime()
+            ->Iterations(1)
+            ->Unit(benchmark::kMillisecond);
+    }
+}
+
 using task = void (*)(benchmark::State&, const std::string&);
 
 void add(const std::string& name, const std::string& mesh_name, const char* who, task run) {
@@ -242,6 +291,7 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     add_all();
+    add_growth();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;

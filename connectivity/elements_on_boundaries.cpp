@@ -2,21 +2,23 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "connectivity/facet_index.h"
 #include "connectivity/facets.h"
 #include "core/element_table.h"
 #include "core/element_walk.h"
 #include "core/ids.h"
 #include "core/outputs.h"
-#include "indices/id_hash.h"
 #include "tessmaker/connectivity.h"
 
 namespace kv7::tessmaker {
 
 namespace {
 
-// A set of elements for frequent reuse: a plain list while it is small, then a hash table.
+// A set of elements for frequent reuse: a plain list while it is small, then a mark on each of them.
 class element_set {
 public:
+    explicit element_set(std::size_t nbr_elements) : nbr_elements_(nbr_elements) {}
+
     void clear() { few_.clear(); }
 
     // Inserts an element; `added` tells whether it is new. Returns false if memory fails.
@@ -27,26 +29,28 @@ public:
             added = std::find(few_.begin(), few_.end(), element) == few_.end();
             if (!added) return true;
             if (!few_.push_back(element)) return false;
-            return few_.size() < most_few || move_to_table();
+            return few_.size() < most_few || move_to_marks();
         }
-        const auto insertion = many_.insert(element);
-        added = insertion.added;
-        return insertion.place != nullptr;
+        added = marks_[element] != mark_;
+        marks_[element] = mark_;
+        return true;
     }
 
 private:
-    bool move_to_table() {
-        many_.clear();
-        if (!has_table_ && !many_.init(0, 0)) return false;
-        has_table_ = true;
-        return std::all_of(few_.begin(), few_.end(), [this](unsigned int element) {
-            return many_.insert(element).place != nullptr;
-        });
+    bool move_to_marks() {
+        if (marks_.empty() && !marks_.resize(nbr_elements_, 0)) return false;
+        if (++mark_ == 0) {
+            marks_ = 0;
+            mark_ = 1;
+        }
+        for (const unsigned int element : few_) marks_[element] = mark_;
+        return true;
     }
 
+    std::size_t nbr_elements_;
     id_list few_;
-    id_hash_set many_;
-    bool has_table_ = false;
+    id_list marks_; // by element; those of former balls are lower
+    unsigned int mark_ = 0;
 };
 
 // The local facets through which a walk around `node` leaves an element, in order. If the element
@@ -80,7 +84,7 @@ class node_ball {
 public:
     node_ball(const dense2D<unsigned int>& connect, const dense2D<unsigned int>& neighbors,
               element_type type)
-        : connect_(connect), neighbors_(neighbors), type_(type) {}
+        : connect_(connect), neighbors_(neighbors), type_(type), reached_(connect.cols()) {}
 
     const id_list& elements() const { return elements_; }
 
@@ -160,28 +164,112 @@ unsigned int select_handle(const facet_nodes& wanted, const id_list& elements,
     return opposite != no_id ? opposite : same;
 }
 
-// Writes the handles of the facets that are found; `handles` is filled with `no_id` on entry.
-// Returns 0 or the code of `node_ball::walk`.
-int find_handles(const dense2D<unsigned int>& boundaries, const dense2D<unsigned int>& connect,
-                 const dense2D<unsigned int>& neighbors, const id_list& ancestors,
-                 element_type type, int side, id_list& handles) {
-    const auto height = static_cast<unsigned int>(boundaries.rows());
-    node_ball ball(connect, neighbors, type);
-    std::size_t center = ancestors.size(); // the node of the ball; at first no node has that ID
-    for (std::size_t b = 0; b < boundaries.cols(); ++b) {
-        const unsigned int* const boundary = boundaries.column(b);
-        const unsigned int node = boundary[0];
-        if (node >= ancestors.size() || ancestors[node] == no_id) continue;
-        if (node != center) {
-            const int result = ball.walk(node, ancestors[node]);
-            if (result != 0) return result;
-            center = node;
-        }
-        handles[b] =
-            select_handle(facet_of(boundary, height), ball.elements(), connect, type, side);
-    }
-    return 0;
+// The same from the facets with the wanted nodes in the same and in the opposite direction.
+unsigned int select_handle(const facet_ends& same, const facet_ends& opposite, int side) {
+    if (side >= 2) return same.first;
+    if (side <= -2) return opposite.first;
+    if (side >= 0) return same.last != no_id ? same.last : opposite.last;
+    return opposite.last != no_id ? opposite.last : same.last;
 }
+
+// Finds the handles of facets.
+class handle_search {
+public:
+    handle_search(const dense2D<unsigned int>& boundaries, const dense2D<unsigned int>& connect,
+                  const dense2D<unsigned int>& neighbors, const id_list& ancestors,
+                  element_type type, int side)
+        : boundaries_(boundaries), connect_(connect), ancestors_(ancestors), type_(type),
+          side_(side), ball_(connect, neighbors, type) {}
+
+    // Writes the handles of the facets that are found; `handles` is filled with `no_id` on entry.
+    // Returns 0 or the code of `node_ball::walk`.
+    int run(id_list& handles) {
+        std::size_t work = 0; // elements looked at
+        const std::size_t most_work = 64 * (boundaries_.cols() + connect_.cols());
+        std::size_t center = no_node();
+        for (std::size_t b = 0; b < boundaries_.cols(); ++b) {
+            const unsigned int node = first_node(b);
+            if (!has_ancestor(node)) continue;
+            if (work > most_work) return run_by_node(b, handles);
+            if (node != center) {
+                const int result = ball_.walk(node, ancestors_[node]);
+                if (result != 0) return result;
+                center = node;
+                work += ball_.elements().size();
+            }
+            handles[b] = select_handle(facet(b), ball_.elements(), connect_, type_, side_);
+            work += ball_.elements().size();
+        }
+        return 0;
+    }
+
+private:
+    // No node has this ID.
+    std::size_t no_node() const { return ancestors_.size(); }
+    unsigned int first_node(std::size_t b) const { return boundaries_(0, b); }
+    bool has_ancestor(unsigned int node) const {
+        return node < ancestors_.size() && ancestors_[node] != no_id;
+    }
+    facet_nodes facet(std::size_t b) const {
+        return facet_of(boundaries_.column(b), static_cast<unsigned int>(boundaries_.rows()));
+    }
+
+    // The same from facet `begin` on, for facets that share few nodes with many elements: all
+    // facets of a node at a time.
+    int run_by_node(std::size_t begin, id_list& handles) {
+        dense1D<std::size_t, 8> order;
+        for (std::size_t b = begin; b < boundaries_.cols(); ++b) {
+            if (has_ancestor(first_node(b)) && !order.push_back(b)) return -199;
+        }
+        std::sort(order.begin(), order.end(), [this](std::size_t a, std::size_t b) {
+            return first_node(a) != first_node(b) ? first_node(a) < first_node(b) : a < b;
+        });
+
+        int result = 0;
+        std::size_t end = boundaries_.cols(); // the first facet whose ball fails
+        const std::size_t* next = order.begin();
+        while (next != order.end()) {
+            const std::size_t* const group = next;
+            while (next != order.end() && first_node(*next) == first_node(*group)) ++next;
+            const int code = find_around_node(group, next, handles);
+            if (code == -199) return code;
+            if (code != 0 && *group < end) {
+                result = code;
+                end = *group;
+            }
+        }
+        // What comes behind it has not been looked for.
+        for (std::size_t b = end; b < boundaries_.cols(); ++b) handles[b] = no_id;
+        return result;
+    }
+
+    // For facets with the same first node.
+    int find_around_node(const std::size_t* begin, const std::size_t* end, id_list& handles) {
+        constexpr std::ptrdiff_t few = 8;
+        const unsigned int node = first_node(*begin);
+        const int code = ball_.walk(node, ancestors_[node]);
+        if (code != 0) return code;
+        const bool has_many = end - begin > few;
+        if (has_many && !index_.init(node, ball_.elements(), connect_, type_)) return -199;
+        for (const std::size_t* b = begin; b != end; ++b) {
+            if (has_many) {
+                const auto [same, opposite] = index_.find(facet(*b));
+                handles[*b] = select_handle(same, opposite, side_);
+            } else {
+                handles[*b] = select_handle(facet(*b), ball_.elements(), connect_, type_, side_);
+            }
+        }
+        return 0;
+    }
+
+    const dense2D<unsigned int>& boundaries_;
+    const dense2D<unsigned int>& connect_;
+    const id_list& ancestors_;
+    element_type type_;
+    int side_;
+    node_ball ball_;
+    facet_index index_;
+};
 
 int check_arguments(const dense2D<unsigned int>& boundaries, const dense2D<unsigned int>& connect,
                     const dense2D<unsigned int>& neighbors, const id_list& ancestors,
@@ -210,7 +298,8 @@ int get_elements_on_boundaries(const dense2D<unsigned int>& boundaries,
 
     handles.resize(boundaries.cols(), no_id);
     stride = boundary_stride(type);
-    const int result = find_handles(boundaries, connect, neighbors, ancestors, type, side, handles);
+    const int result =
+        handle_search(boundaries, connect, neighbors, ancestors, type, side).run(handles);
     if (result == -199) {
         handles.clear();
         stride = 0;

@@ -233,6 +233,21 @@ TEST(elements_on_boundaries, are_reached_through_both_ends_of_a_bar_that_repeats
     EXPECT_EQ(out.handles, ids{3});
 }
 
+// Facets of the elements, some reversed, some rotated, some that no element has.
+matrix wanted_facets(random_source& random, const matrix& connect, element_type type) {
+    matrix boundaries;
+    EXPECT_EQ(get_element_boundaries(connect, type, boundaries), 0);
+    const std::size_t rows = boundaries.rows();
+    for (std::size_t b = 0; b < boundaries.cols(); ++b) {
+        unsigned int* const column = boundaries.column(b);
+        const std::size_t used = rows == 4 && column[3] == none ? 3 : rows;
+        if (random.one_in(2)) std::reverse(column, column + used);
+        if (random.one_in(2)) std::rotate(column, column + 1, column + used);
+        if (random.one_in(6)) column[random.below(used)] = random.id_below(15);
+    }
+    return boundaries;
+}
+
 TEST(elements_on_boundaries, equal_a_plain_search_on_random_meshes_types_and_sides) {
     for (std::uint64_t seed = 0; seed < nbr_runs(250); ++seed) {
         for (const element_type type : served_types) {
@@ -240,17 +255,7 @@ TEST(elements_on_boundaries, equal_a_plain_search_on_random_meshes_types_and_sid
             const matrix connect = random_mesh(random, type);
             matrix neighbors = neighbors_of(connect, type, random.one_in(2));
             dense1D<unsigned int> ancestors = ancestors_of(connect);
-            matrix boundaries;
-            ASSERT_EQ(get_element_boundaries(connect, type, boundaries), 0);
-            // Some reversed, some rotated, some that no element has.
-            const std::size_t rows = boundaries.rows();
-            for (std::size_t b = 0; b < boundaries.cols(); ++b) {
-                unsigned int* const column = boundaries.column(b);
-                const std::size_t used = rows == 4 && column[3] == none ? 3 : rows;
-                if (random.one_in(2)) std::reverse(column, column + used);
-                if (random.one_in(2)) std::rotate(column, column + 1, column + used);
-                if (random.one_in(6)) column[random.below(used)] = random.id_below(15);
-            }
+            const matrix boundaries = wanted_facets(random, connect, type);
             if (random.one_in(4)) {
                 // Some ancestors and neighbours are wrong.
                 for (unsigned int& a : ancestors) {
@@ -270,6 +275,50 @@ TEST(elements_on_boundaries, equal_a_plain_search_on_random_meshes_types_and_sid
             ASSERT_EQ(out.stride, plain.stride);
         }
     }
+}
+
+TEST(elements_on_boundaries, equal_a_plain_search_where_many_elements_share_few_nodes) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(6); ++seed) {
+        for (const element_type type : served_types) {
+            random_source random(seed * 1000 + static_cast<std::uint64_t>(type));
+            const matrix connect =
+                random_connectivity(random, type, random.between(200, 300), random.between(2, 9));
+            matrix neighbors = neighbors_of(connect, type, true);
+            dense1D<unsigned int> ancestors = ancestors_of(connect);
+            const matrix boundaries = wanted_facets(random, connect, type);
+            if (random.one_in(3)) ancestors[random.below(ancestors.size())] = none;
+            if (random.one_in(3)) neighbors(0, random.below(connect.cols())) = 0;
+            const int side = static_cast<int>(random.below(7)) - 3;
+            const located plain =
+                plain_locate(boundaries, connect, neighbors, ancestors, type, side);
+            const located out = locate(boundaries, connect, neighbors, ancestors, type, side);
+            ASSERT_EQ(out.result, plain.result) << "seed " << seed << " type " << type;
+            ASSERT_EQ(out.handles, plain.handles) << "seed " << seed << " type " << type;
+        }
+    }
+}
+
+// Triangles in a closed fan around node 0, whose spokes and rims are looked for; the spokes alone
+// begin at the hub.
+TEST(elements_on_boundaries, end_at_the_first_facet_whose_walk_fails_whatever_the_number_of_others) {
+    constexpr unsigned int nbr_triangles = 400;
+    std::vector<ids> triangles;
+    for (unsigned int i = 0; i < nbr_triangles; ++i)
+        triangles.push_back({0, 1 + i, 1 + (i + 1) % nbr_triangles});
+    const matrix connect = matrix_of(triangles);
+    const matrix neighbors = neighbors_of(connect, ET_TRIA3);
+    dense1D<unsigned int> ancestors = ancestors_of(connect);
+    ancestors[300] = 20; // neither of them has the node
+    ancestors[100] = 30;
+    std::vector<ids> facets;
+    for (unsigned int i = 0; i < nbr_triangles; ++i) facets.push_back({0, 1 + i});
+    for (const unsigned int node : {200U, 300U, 0U, 100U, 50U}) facets.push_back({node, node + 1});
+    const matrix boundaries = matrix_of(facets);
+    const located plain = plain_locate(boundaries, connect, neighbors, ancestors, ET_TRIA3, 0);
+    const located out = locate(boundaries, connect, neighbors, ancestors, ET_TRIA3, 0);
+    EXPECT_EQ(out.result, -4);
+    EXPECT_EQ(out.result, plain.result);
+    EXPECT_EQ(out.handles, plain.handles);
 }
 
 // Closed fans of triangles around nodes 0, 1, 2, in random order.
@@ -310,7 +359,8 @@ TEST(elements_on_boundaries, fail_by_their_code_when_memory_does) {
     random_source random(1);
     const matrix fans = three_fans(random, 40);
     for (const auto& mesh :
-         {std::pair{mixed_solids().connect, ET_SOLID_MIX}, std::pair{fans, ET_TRIA3}}) {
+         {std::pair{mixed_solids().connect, ET_SOLID_MIX}, std::pair{fans, ET_TRIA3},
+          std::pair{three_fans(random, 500), ET_TRIA3}}) {
         const matrix& connect = mesh.first;
         const element_type type = mesh.second;
         const matrix neighbors = neighbors_of(connect, type);
