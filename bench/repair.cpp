@@ -11,6 +11,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "growth.h"
 #include "tessmaker/repair.h"
 
 #ifdef TESSMAKER_HAVE_VTK
@@ -271,6 +272,104 @@ void weld_tolerance_vtk(benchmark::State& state, order facet_order) {
 }
 #endif
 
+// What once grew like the square of the input.
+
+// Nodes at random on a line, in a plane or in space, ten of them or so within the tolerance along
+// each axis.
+struct cloud {
+    dense2D<double> pos;
+    double tol;
+};
+
+cloud random_cloud(unsigned int dim, std::size_t n) {
+    cloud c{dense2D<double>(3, n, 0.0), 10 / std::pow(static_cast<double>(n), 1.0 / dim)};
+    std::mt19937_64 random(1);
+    for (std::size_t k = 0; k < n; ++k) {
+        for (std::size_t axis = 0; axis < dim; ++axis)
+            c.pos(axis, k) = static_cast<double>(random() >> 11) * 0x1p-53;
+    }
+    return c;
+}
+
+void merge_one_list(benchmark::State& state, unsigned int dim) {
+    bench::report_growth(state, 8000, [dim](std::size_t n) {
+        return [c = random_cloud(dim, n)]() mutable {
+            dense1D<unsigned int> new_IDs;
+            benchmark::DoNotOptimize(kv7::tessmaker::merge(c.pos, new_IDs, c.tol));
+        };
+    });
+}
+
+void merge_two_lists(benchmark::State& state, unsigned int dim) {
+    bench::report_growth(state, 8000, [dim](std::size_t n) {
+        std::array<dense1D<unsigned int>, 2> nodes;
+        for (unsigned int k = 0; k < n; ++k) nodes[k % 2].push_back(k);
+        return [c = random_cloud(dim, n), nodes] {
+            dense1D<unsigned int> new_IDs;
+            benchmark::DoNotOptimize(
+                kv7::tessmaker::merge(c.pos, nodes[0], nodes[1], new_IDs, c.tol));
+        };
+    });
+}
+
+// Bars from side to side of node 0, which takes the next node in each pass.
+void merge_one_pair_a_pass(benchmark::State& state) {
+    bench::report_growth(state, 2000, [](std::size_t n) {
+        dense2D<double> pos(2, n + 1, 0.0);
+        dense2D<unsigned int> connect(2, n);
+        for (unsigned int k = 1; k <= n; ++k) {
+            pos(0, k) = k % 2 == 0 ? 1 : -1;
+            connect(0, k - 1) = k - 1;
+            connect(1, k - 1) = k;
+        }
+        return [pos, connect]() mutable {
+            benchmark::DoNotOptimize(kv7::tessmaker::merge(pos, connect, 1.25, 2));
+        };
+    });
+}
+
+void merge_one_column(benchmark::State& state) {
+    bench::report_growth(state, 4000, [](std::size_t n) {
+        const cloud c = random_cloud(3, n);
+        dense2D<unsigned int> connect(n, 1);
+        for (unsigned int k = 0; k < n; ++k) connect(k, 0) = k;
+        return [c, connect]() mutable {
+            benchmark::DoNotOptimize(kv7::tessmaker::merge(c.pos, connect, c.tol / 10, 1));
+        };
+    });
+}
+
+void degenerated_column(benchmark::State& state) {
+    bench::report_growth(state, 4000, [](std::size_t n) {
+        dense2D<unsigned int> connect(n, 1);
+        for (unsigned int k = 0; k < n; ++k) connect(k, 0) = k * 7919;
+        return [connect]() mutable {
+            benchmark::DoNotOptimize(kv7::tessmaker::remove_degenerated(connect, true));
+        };
+    });
+}
+
+template <class... Arguments>
+void add_growth(const char* name, void (*run)(benchmark::State&, Arguments...),
+                Arguments... arguments) {
+    benchmark::RegisterBenchmark(name, [=](benchmark::State& state) { run(state, arguments...); })
+        ->UseManualTime()
+        ->Iterations(1)
+        ->Unit(benchmark::kMillisecond);
+}
+
+void add_all_growth() {
+    add_growth("repair/merge_line/ours", merge_one_list, 1U);
+    add_growth("repair/merge_plane/ours", merge_one_list, 2U);
+    add_growth("repair/merge_space/ours", merge_one_list, 3U);
+    add_growth("repair/merge_two_lists_line/ours", merge_two_lists, 1U);
+    add_growth("repair/merge_two_lists_plane/ours", merge_two_lists, 2U);
+    add_growth("repair/merge_two_lists_space/ours", merge_two_lists, 3U);
+    add_growth("repair/merge_one_pair_a_pass/ours", merge_one_pair_a_pass);
+    add_growth("repair/merge_one_column/ours", merge_one_column);
+    add_growth("repair/remove_degenerated_one_column/ours", degenerated_column);
+}
+
 } // namespace
 
 BENCHMARK_CAPTURE(weld_ours, exact, 0.0, order::as_written)
@@ -308,6 +407,7 @@ BENCHMARK(clip_vtk)->Name("repair/clip/vtk")->Unit(benchmark::kMillisecond);
 int main(int argc, char** argv) {
     setenv("VTK_SMP_BACKEND_IN_USE", "Sequential", 1); // one thread, as ours
     benchmark::Initialize(&argc, argv);
+    add_all_growth();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

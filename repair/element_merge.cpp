@@ -5,6 +5,7 @@
 
 #include "core/ids.h"
 #include "repair/closeness.h"
+#include "repair/columns_by_node.h"
 #include "repair/node_map.h"
 #include "tessmaker/index_arrays.h"
 
@@ -16,7 +17,8 @@ namespace {
 using merge_record = triad<double, unsigned int, unsigned int>;
 
 // What a pass did to a node. In the next pass only a column with a survivor can hold a new pair:
-// every other column is as it was when no pair was found in it.
+// every other column is as it was when no pair was found in it. Of these, it must have held a node
+// that merged away: of every pair that a pass finds one node does.
 enum node_state : signed char { unchanged, merged_away, survivor };
 
 // The lower ID of a pair survives, unless rounding puts the lower node into the box of the higher
@@ -71,12 +73,15 @@ void record_close_pairs(const dense2D<double>& pos, const dense2D<unsigned int>*
     }
 }
 
-// Closest pairs first. A node that merged away takes no others; a survivor can still merge away.
+void resolve_chains(id_list& map) {
+    unsigned int* const to = map.data();
+    for (std::size_t i = 0; i < map.size(); ++i) resolve_chain(to, static_cast<unsigned int>(i));
+}
+
+// `state` is `unchanged` for all nodes. Closest pairs first. A node that merged away takes no others; a survivor can still merge away.
 std::size_t apply_records(std::vector<merge_record>& records, unsigned int* to,
-                          dense1D<signed char, 8>& states) {
+                          signed char* state) {
     std::sort(records.begin(), records.end());
-    states = unchanged;
-    signed char* const state = states.data();
     std::size_t nbr_merged = 0;
     for (const auto& [dist2, keep, drop] : records) {
         if (state[keep] == merged_away || state[drop] == merged_away) continue;
@@ -96,13 +101,91 @@ std::size_t merge_pass(const dense2D<double>& pos, dense2D<unsigned int>* begin,
     record_close_pairs<DIM>(pos, begin, end, tol, states.data(), records);
     if (records.empty()) return 0;
     unsigned int* const to = new_IDs.data();
-    const std::size_t nbr_merged = apply_records(records, to, states);
-    for (std::size_t i = 0; i < new_IDs.size(); ++i)
-        resolve_chain(to, static_cast<unsigned int>(i));
+    states = unchanged;
+    const std::size_t nbr_merged = apply_records(records, to, states.data());
+    resolve_chains(new_IDs);
     for (dense2D<unsigned int>* connect = begin; connect != end; ++connect)
         change_indices(*connect, new_IDs);
     return nbr_merged;
 }
+
+// Passes that look at no column but those that the pass before has changed. For all others the
+// arrays and maps stay untouched, so that a pass costs what it changes.
+template <unsigned int DIM> class changed_columns {
+public:
+    changed_columns(const dense2D<double>& pos, unsigned int* to, double tol)
+        : pos_(pos), to_(to), tol_(tol) {}
+
+    // Starts with the columns that hold a survivor of `states`, which are then reset. False when
+    // memory fails.
+    bool init(dense2D<unsigned int>* begin, dense2D<unsigned int>* end,
+              dense1D<signed char, 8>& states) {
+        if (!columns_.init(begin, end, pos_.cols())) return false;
+        if (!listed_.resize(columns_.size(), 0) || !changed_.reserve(columns_.size(), 1))
+            return false;
+        for (std::size_t c = 0; c < columns_.size(); ++c) {
+            if (has_survivor(columns_.ids(c), columns_.rows(c), states.data())) list(c);
+        }
+        states = unchanged;
+        state_ = states.data();
+        return true;
+    }
+
+    // Returns the number of nodes merged away.
+    std::size_t pass(std::vector<merge_record>& records) {
+        records.clear();
+        for (const unsigned int c : changed_)
+            record_close_pairs<DIM>(pos_, columns_.ids(c), columns_.rows(c), tol_, records);
+        const std::size_t nbr_merged = apply_records(records, to_, state_);
+        for (const unsigned int c : changed_) listed_[c] = 0;
+        changed_.clear();
+        for (const merge_record& record : records) relabel(record.third);
+        for (const merge_record& record : records)
+            state_[record.second] = state_[record.third] = unchanged;
+        return nbr_merged;
+    }
+
+private:
+    void list(std::size_t c) {
+        if (listed_[c] != 0) return;
+        listed_[c] = 1;
+        changed_.push_back(static_cast<unsigned int>(c)); // there is room for all
+    }
+
+    // Replaces a node in all columns if it has merged away.
+    void relabel(unsigned int node) {
+        if (state_[node] != merged_away) return;
+        resolve_chain(to_, node);
+        columns_.for_each_of(node, [this](std::size_t c) {
+            unsigned int* const ids = columns_.ids(c);
+            for (std::size_t r = 0; r < columns_.rows(c); ++r) {
+                if (ids[r] == no_id || state_[ids[r]] != merged_away) continue;
+                resolve_chain(to_, ids[r]);
+                ids[r] = to_[ids[r]];
+            }
+            list(c);
+        });
+        columns_.append(node, to_[node]);
+    }
+
+    const dense2D<double>& pos_;
+    unsigned int* to_;
+    double tol_;
+    signed char* state_ = nullptr;
+    columns_by_node columns_;
+    id_list changed_;
+    dense1D<signed char, 8> listed_; // by column: whether it is among the changed ones
+};
+
+// Follows all chains of a map to their ends when it is left, also by an exception.
+struct chains_to_resolve {
+    id_list& map;
+
+    explicit chains_to_resolve(id_list& of) : map(of) {}
+    chains_to_resolve(const chains_to_resolve&) = delete;
+    chains_to_resolve& operator=(const chains_to_resolve&) = delete;
+    ~chains_to_resolve() { resolve_chains(map); }
+};
 
 template <unsigned int DIM>
 int merge_in_elements_dim(const dense2D<double>& pos, dense2D<unsigned int>* begin,
@@ -112,12 +195,23 @@ int merge_in_elements_dim(const dense2D<double>& pos, dense2D<unsigned int>* beg
         new_IDs.clear();
         return -199;
     }
+    constexpr unsigned int few = 4; // passes that cost less than listing columns by node
     std::vector<merge_record> records;
     std::size_t total = 0;
     std::size_t nbr_merged = 0;
+    unsigned int nbr_passes = 0;
     do {
+        if (nbr_passes == few) {
+            const chains_to_resolve chains(new_IDs);
+            changed_columns<DIM> changed(pos, new_IDs.data(), tol);
+            if (changed.init(begin, end, states)) {
+                while ((nbr_merged = changed.pass(records)) != 0) total += nbr_merged;
+                break;
+            }
+        }
         nbr_merged = merge_pass<DIM>(pos, begin, end, new_IDs, tol, states, records);
         total += nbr_merged;
+        ++nbr_passes;
     } while (repeated && nbr_merged != 0);
     return static_cast<int>(total);
 }

@@ -1,6 +1,7 @@
 #include "repair/list_merge.h"
 
 #include "core/ids.h"
+#include "repair/box_tree.h"
 #include "repair/grid_weld.h"
 #include "repair/node_map.h"
 #include "repair/rank_tree.h"
@@ -8,6 +9,9 @@
 namespace kv7::tessmaker {
 
 namespace {
+
+// More than are visited where nodes fill the plane or space.
+constexpr std::size_t most_visited_per_node = 64;
 
 template <unsigned int DIM>
 int merge_by_tree(const dense2D<double>& pos, const id_list& list1, const id_list& list2,
@@ -18,10 +22,28 @@ int merge_by_tree(const dense2D<double>& pos, const id_list& list1, const id_lis
     rank_tree<DIM> tree;
     if (!tree.build(pos, list2, ranks.data())) return -199;
 
+    // Answers a query at once where the first tree visits many nodes: where coordinates are equal,
+    // which it splits by ID.
+    box_tree<DIM> other;
+    bool has_other = false;
+    std::size_t nbr_visited = 0;
+    std::size_t most_visited = 1024;
+
     unsigned int* const to = new_IDs.data();
     std::size_t nbr_merged = 0;
     for (const unsigned int p : list1) {
-        const unsigned int nearest = tree.find_nearest(pos.column(p), tol, ranks[p]);
+        unsigned int nearest = no_id;
+        if (has_other) {
+            nearest = other.find_nearest(pos.column(p), tol, ranks[p]);
+        } else {
+            nearest = tree.find_nearest(pos.column(p), tol, ranks[p], nbr_visited);
+            most_visited += most_visited_per_node;
+            if (nbr_visited > most_visited) {
+                has_other = tree.copy_to(other);
+                // Without memory for it, this one goes on.
+                if (!has_other) nbr_visited = 0;
+            }
+        }
         to[p] = nearest == no_id ? p : nearest;
         nbr_merged += nearest == no_id ? 0 : 1;
     }

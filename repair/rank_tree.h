@@ -8,6 +8,7 @@
 #include <cstddef>
 
 #include "core/ids.h"
+#include "repair/box_tree.h"
 #include "repair/closeness.h"
 #include "search/balanced_order.h"
 #include "tessmaker/containers.h"
@@ -42,14 +43,26 @@ public:
 
     // The node nearest to `at`, close to it, of a rank below `rank`; the absent ID if there is
     // none. Of several at the same distance it is the last in the order of the tree: each node
-    // before its right subtree, and that before its left one.
-    unsigned int find_nearest(const double* at, double tol, unsigned int rank) const {
+    // before its right subtree, and that before its left one. Adds the nodes visited to
+    // `nbr_visited`.
+    unsigned int find_nearest(const double* at, double tol, unsigned int rank,
+                              std::size_t& nbr_visited) const {
         // From infinity no distance is a number, and each node there would visit all the others.
         if (!std::all_of(at, at + DIM, [](double x) { return std::isfinite(x); })) return no_id;
-        query q{{}, tol, rank, tol * tol, false};
+        query q{{}, tol, rank, tol * tol, false, 0};
         std::copy_n(at, DIM, q.at.begin());
         approach(root(), 0, q);
-        return q.found ? last_at_distance(root(), 0, q) : no_id;
+        const unsigned int nearest = q.found ? last_at_distance(root(), 0, q) : no_id;
+        nbr_visited += q.nbr_visited;
+        return nearest;
+    }
+
+    // Makes another tree of the same nodes, with the same answers. False when memory fails.
+    bool copy_to(box_tree<DIM>& other) const {
+        if (!other.reserve(entries_.size())) return false;
+        add_in_order(root(), other);
+        other.finish();
+        return true;
     }
 
 private:
@@ -67,6 +80,7 @@ private:
         unsigned int rank;
         double dist2; // the smallest found, the largest allowed before
         bool found;
+        std::size_t nbr_visited;
     };
 
     subtree root() const { return {0, static_cast<unsigned int>(entries_.size())}; }
@@ -77,6 +91,14 @@ private:
         e.lowest_rank = std::min({find_lowest_ranks(branches::left(of)), e.rank,
                                   find_lowest_ranks(branches::right(of))});
         return e.lowest_rank;
+    }
+
+    void add_in_order(subtree of, box_tree<DIM>& other) const {
+        if (!of) return;
+        const entry& e = entries_[of.slot];
+        other.add(e.at.data(), ids_[of.slot], e.rank);
+        add_in_order(branches::right(of), other);
+        add_in_order(branches::left(of), other);
     }
 
     bool has_candidates(subtree in, const query& q) const {
@@ -104,6 +126,7 @@ private:
     // Finds the smallest squared distance, the nearer subtree first.
     void approach(subtree in, unsigned int axis, query& q) const {
         if (!has_candidates(in, q)) return;
+        ++q.nbr_visited;
         const entry& e = entries_[in.slot];
         if (is_candidate(e, q)) {
             const double dist2 = squared_distance<DIM>(q.at.data(), e.at.data());
@@ -126,8 +149,9 @@ private:
     }
 
     // The last node at the smallest distance: the walk in the order of the tree, run backwards.
-    unsigned int last_at_distance(subtree in, unsigned int axis, const query& q) const {
+    unsigned int last_at_distance(subtree in, unsigned int axis, query& q) const {
         if (!has_candidates(in, q)) return no_id;
+        ++q.nbr_visited;
         const entry& e = entries_[in.slot];
         const bool reaches_over = !(dist2_of_plane(e, axis, q) > q.dist2);
         // The box decides where squares underflow or overflow.

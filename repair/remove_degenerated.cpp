@@ -9,8 +9,8 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// Elements have few nodes, so comparing all pairs is faster than sorting.
-bool repeats_a_node(const unsigned int* column, std::size_t rows, bool strict) {
+// For columns of few rows comparing all pairs is faster than sorting.
+bool has_equal_pair(const unsigned int* column, std::size_t rows, bool strict) {
     for (std::size_t i = 1; i < rows; ++i) {
         if (column[i] == no_id && !strict) continue;
         for (std::size_t j = 0; j < i; ++j) {
@@ -20,14 +20,28 @@ bool repeats_a_node(const unsigned int* column, std::size_t rows, bool strict) {
     return false;
 }
 
+// `sorted` has room for a column.
+bool has_equal_neighbors(const unsigned int* column, std::size_t rows, bool strict,
+                         unsigned int* sorted) {
+    unsigned int* const end = strict ? std::copy_n(column, rows, sorted)
+                                     : std::remove_copy(column, column + rows, sorted, no_id);
+    std::sort(sorted, end);
+    return std::adjacent_find(sorted, end) != end;
+}
+
 // `new_columns` is null or has one entry per column, each the absent ID.
 int remove_columns(dense2D<unsigned int>& connect, unsigned int* new_columns, bool strict) {
     const std::size_t rows = connect.rows();
     const std::size_t cols = connect.cols();
+    // Without memory, long columns are compared like short ones.
+    id_list sorted;
+    const bool is_long = rows > 64 && sorted.resize(rows);
     std::size_t dest = 0;
     for (std::size_t c = 0; c < cols; ++c) {
         const unsigned int* const column = connect.column(c);
-        if (repeats_a_node(column, rows, strict)) continue;
+        if (is_long ? has_equal_neighbors(column, rows, strict, sorted.data())
+                    : has_equal_pair(column, rows, strict))
+            continue;
         if (dest < c) std::copy_n(column, rows, connect.column(dest));
         if (new_columns) new_columns[c] = static_cast<unsigned int>(dest);
         ++dest;
