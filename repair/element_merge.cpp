@@ -1,9 +1,11 @@
 #include "repair/element_merge.h"
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "core/ids.h"
+#include "repair/box_tree.h"
 #include "repair/closeness.h"
 #include "repair/columns_by_node.h"
 #include "repair/node_map.h"
@@ -38,8 +40,8 @@ void record_pair(const dense2D<double>& pos, unsigned int low, unsigned int high
 }
 
 template <unsigned int DIM>
-void record_close_pairs(const dense2D<double>& pos, const unsigned int* column, std::size_t rows,
-                        double tol, std::vector<merge_record>& records) {
+void record_pairs_of_few(const dense2D<double>& pos, const unsigned int* column, std::size_t rows,
+                         double tol, std::vector<merge_record>& records) {
     for (std::size_t i = 1; i < rows; ++i) {
         const unsigned int a = column[i];
         if (a == no_id) continue;
@@ -49,6 +51,40 @@ void record_close_pairs(const dense2D<double>& pos, const unsigned int* column, 
                 record_pair<DIM>(pos, std::min(a, b), std::max(a, b), tol, records);
         }
     }
+}
+
+// The same with a tree of the nodes. False, with nothing recorded, when memory fails for it.
+template <unsigned int DIM>
+bool record_pairs_of_many(const dense2D<double>& pos, const unsigned int* column, std::size_t rows,
+                          double tol, std::vector<merge_record>& records) {
+    id_list nodes;
+    box_tree<DIM> tree;
+    if (!nodes.resize(rows) || !tree.reserve(rows)) return false;
+    // Nothing is near a position that is not a number.
+    const auto has_no_place = [&pos](unsigned int id) {
+        return id == no_id || std::any_of(pos.column(id), pos.column(id) + DIM,
+                                          [](double x) { return std::isnan(x); });
+    };
+    unsigned int* end = std::remove_copy_if(column, column + rows, nodes.begin(), has_no_place);
+    std::sort(nodes.begin(), end);
+    end = std::unique(nodes.begin(), end);
+    nodes.resize(static_cast<std::size_t>(end - nodes.begin()));
+    for (const unsigned int id : nodes) tree.add(pos.column(id), id, 0);
+    tree.finish();
+    for (const unsigned int high : nodes) {
+        tree.for_each_near(pos.column(high), tol, [&](unsigned int low) {
+            if (low < high) record_pair<DIM>(pos, low, high, tol, records);
+        });
+    }
+    return true;
+}
+
+template <unsigned int DIM>
+void record_close_pairs(const dense2D<double>& pos, const unsigned int* column, std::size_t rows,
+                        double tol, std::vector<merge_record>& records) {
+    constexpr std::size_t few = 64; // more than any element has
+    if (rows <= few || !record_pairs_of_many<DIM>(pos, column, rows, tol, records))
+        record_pairs_of_few<DIM>(pos, column, rows, tol, records);
 }
 
 bool has_survivor(const unsigned int* column, std::size_t rows, const signed char* state) {

@@ -136,4 +136,32 @@ TEST(remove_degenerated, agrees_with_a_plain_scan_on_random_arrays) {
     }
 }
 
+TEST(remove_degenerated, agrees_with_a_plain_scan_on_columns_of_many_rows) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(300); ++seed) {
+        random_source rng(seed);
+        column_list columns;
+        const std::size_t rows = 60 + rng.id_below(60);
+        for (std::size_t c = 1 + rng.id_below(8); c > 0; --c) {
+            id_vector column(rows);
+            for (std::size_t r = 0; r < rows; ++r) column[r] = static_cast<unsigned int>(r * 3);
+            rng.shuffle(column);
+            if (rng.one_in(2)) column[rng.below(rows)] = column[rng.below(rows)];
+            if (rng.one_in(2)) column[rng.below(rows)] = none;
+            if (rng.one_in(2)) column[rng.below(rows)] = none;
+            columns.push_back(column);
+        }
+        window<unsigned int> connect(rng, columns, 77U);
+        const bool strict = rng.one_in(2);
+        const std::size_t before = columns.size();
+        const id_vector map = plain_remove_degenerated(columns, strict);
+        ids new_IDs;
+        ASSERT_EQ(remove_degenerated(connect.view, new_IDs, strict),
+                  static_cast<int>(before - columns.size()))
+            << seed;
+        ASSERT_EQ(list(new_IDs), map) << seed;
+        ASSERT_EQ(list(connect.view), columns) << seed;
+        ASSERT_TRUE(connect.surroundings_untouched()) << seed;
+    }
+}
+
 } // namespace

@@ -37,6 +37,13 @@ struct random_case {
     std::string what;
 };
 
+dense2D<unsigned int> matrix_from(const column_list& columns) {
+    dense2D<unsigned int> result(columns[0].size(), columns.size());
+    for (std::size_t c = 0; c < columns.size(); ++c)
+        std::copy(columns[c].begin(), columns[c].end(), result.column(c));
+    return result;
+}
+
 ids stale(random_source& rng) { return ids(rng.id_below(50), 3U); }
 
 // Some nodes, some of them more than once, and some sentinels, or nothing at all.
@@ -185,6 +192,83 @@ TEST(merge_reference, nodes_of_one_element_until_nothing_merges_in_random_connec
         random_case c(seed + 5000000);
         compare_connectivities(c, 2, 12);
         if (HasFatalFailure()) return;
+    }
+}
+
+// Chains of bars between nodes of few places, so that a pass merges few pairs: each survivor comes
+// near to the next node only as the chain shortens.
+TEST(merge_reference, nodes_of_one_element_that_merge_in_many_passes) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(300); ++seed) {
+        random_source rng(seed);
+        const std::size_t n = 3 + rng.id_below(60);
+        dense2D<double> pos(2, n, 0.0);
+        for (std::size_t k = 1; k < n; ++k) {
+            pos(0, k) = rng.one_in(8) ? rng.uniform(-2, 2) : k % 2 == 0 ? 1 : -1;
+            pos(1, k) = rng.one_in(4) ? rng.uniform(0, 0.5) : 0;
+        }
+        id_vector label = identity(n);
+        if (rng.one_in(3)) rng.shuffle(label);
+        std::vector<column_list> arrays(1 + rng.id_below(2));
+        for (std::size_t k = 1; k < n; ++k)
+            arrays[rng.below(arrays.size())].push_back({label[k - 1], label[k]});
+        std::vector<dense2D<unsigned int>> views;
+        for (column_list& array : arrays) {
+            rng.shuffle(array);
+            if (array.empty()) array.push_back({label[0], label[0]});
+            views.push_back(matrix_from(array));
+        }
+        const merge_result result = plain_merge(pos, arrays, 1.25, 2);
+        ids new_IDs;
+        ASSERT_EQ(merge(pos, views.data(), views.data() + views.size(), new_IDs, 1.25, 2),
+                  result.count)
+            << seed;
+        ASSERT_EQ(list(new_IDs), result.new_IDs) << seed;
+        for (std::size_t k = 0; k < arrays.size(); ++k)
+            ASSERT_EQ(list(views[k]), arrays[k]) << seed << ", array " << k;
+    }
+}
+
+TEST(merge_reference, nodes_of_columns_of_many_rows) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(300); ++seed) {
+        random_case c(seed + 6000000, 100 + random_source(seed).id_below(150));
+        std::vector<column_list> arrays(1);
+        const std::size_t rows = 65 + c.rng.id_below(100);
+        arrays[0] = random_columns(c.rng, rows, 1 + c.rng.id_below(3), c.pos.cols());
+        dense2D<unsigned int> connect = matrix_from(arrays[0]);
+        const unsigned int flag = 1 + c.rng.id_below(2);
+        const merge_result result = plain_merge(c.pos, arrays, c.tol, flag);
+        ids new_IDs;
+        ASSERT_EQ(merge(c.pos, &connect, &connect + 1, new_IDs, c.tol, flag), result.count)
+            << c.what;
+        ASSERT_EQ(list(new_IDs), result.new_IDs) << c.what;
+        ASSERT_EQ(list(connect), arrays[0]) << c.what;
+    }
+}
+
+// Lists of nodes of a plane or a line in space, so many that the merge changes to its second tree.
+TEST(merge_reference, lists_of_nodes_in_planes_and_on_lines) {
+    for (std::uint64_t seed = 0; seed < nbr_runs(12); ++seed) {
+        random_source rng(seed);
+        const std::size_t n = 800 + rng.id_below(1200);
+        const std::size_t dim = 1 + rng.id_below(2);
+        dense2D<double> pos(3, n, 0.0);
+        const bool on_grid = rng.one_in(2); // with ties
+        for (std::size_t k = 0; k < n; ++k) {
+            for (std::size_t axis = 0; axis < dim; ++axis)
+                pos(axis, k) = on_grid ? static_cast<double>(rng.below(dim == 1 ? n : 40))
+                                       : rng.uniform(0, 40);
+        }
+        const double tol = rng.one_of(std::vector<double>{1, 3, 20});
+        id_vector nodes1 = identity(n);
+        rng.shuffle(nodes1);
+        id_vector nodes2 = nodes1;
+        if (rng.one_in(2)) rng.shuffle(nodes2);
+        if (rng.one_in(2)) nodes1.resize(n / 2);
+        const merge_result result = plain_merge(pos, nodes1, nodes2, tol);
+        ids new_IDs;
+        ASSERT_EQ(merge(pos, vector_of(nodes1), vector_of(nodes2), new_IDs, tol), result.count)
+            << seed;
+        ASSERT_EQ(list(new_IDs), result.new_IDs) << seed;
     }
 }
 
