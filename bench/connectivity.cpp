@@ -244,10 +244,9 @@ void facets_on_few_nodes(benchmark::State& state, unsigned int nbr_hubs) {
 void add_growth() {
     for (const unsigned int nbr_hubs : {1U, 2U}) {
         const std::string name = nbr_hubs == 1 ? "one_node" : "two_nodes";
-        benchmark::RegisterBenchmark(("connectivity/elements_on_boundaries_" + name + "/ours").c_str(),
-                                     [=](benchmark::State& state) {
-                                         facets_on_few_nodes(state, nbr_hubs);
-                                     })
+        benchmark::RegisterBenchmark(
+            ("connectivity/elements_on_boundaries_" + name + "/ours").c_str(),
+            [=](benchmark::State& state) { facets_on_few_nodes(state, nbr_hubs); })
             ->UseManualTime()
             ->Iterations(1)
             ->Unit(benchmark::kMillisecond);

@@ -196,10 +196,8 @@ void columns_of_colliding(benchmark::State& state) {
 }
 
 void add_growth(const char* name, void (*run)(benchmark::State&)) {
-    benchmark::RegisterBenchmark(name, run)
-        ->UseManualTime()
-        ->Iterations(1)
-        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(name, run)->UseManualTime()->Iterations(1)->Unit(
+        benchmark::kMillisecond);
 }
 
 BENCHMARK_CAPTURE(unique_ours, natural, grid_corners, false)

@@ -14,7 +14,8 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// A set of elements for frequent reuse: a plain list while it is small, then a mark on each of them.
+// A set of elements for frequent reuse: a plain list while it is small, then a mark on each of
+// them.
 class element_set {
 public:
     explicit element_set(std::size_t nbr_elements) : nbr_elements_(nbr_elements) {}

@@ -31,7 +31,9 @@ inline facet_form form_of(const facet_nodes& facet) {
     if (size == 4) form.key[4] = p[2];
     // Both directions of an edge begin with its smaller node.
     if (size == 2) {
-        form.direction = facet.node[0] == facet.node[1] ? 0 : facet.node[0] < facet.node[1] ? 1 : -1;
+        form.direction = facet.node[0] == facet.node[1]  ? 0
+                         : facet.node[0] < facet.node[1] ? 1
+                                                         : -1;
     } else {
         form.direction = next == last ? 0 : next < last ? 1 : -1;
     }

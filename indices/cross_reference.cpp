@@ -15,6 +15,9 @@ namespace kv7::tessmaker {
 
 namespace {
 
+// After how many IDs it is checked whether a hash table is slow.
+constexpr std::size_t ids_per_check = 256;
+
 // Where each value occurs first in a list: an array indexed by value.
 class place_array {
 public:
@@ -46,12 +49,12 @@ public:
     bool init(const id_list& list, std::size_t nbr_values) {
         if (!places_.init(list.size(), list.size())) return false;
         most_steps_ = most_steps_per_key * list.size();
-        for (std::size_t i = list.size(); i-- > 0 && !is_slow();) {
+        for (std::size_t i = list.size(); i-- > 0;) {
+            if (i % ids_per_check == 0 && is_slow()) break;
             if (list[i] == no_id) continue;
             const std::pair<unsigned int, unsigned int> held(list[i], static_cast<unsigned int>(i));
             const auto entry = places_.insert(held);
             if (entry.place) *entry.place = held;
-            nbr_steps_ = places_.nbr_steps();
         }
         if (!is_slow()) most_steps_ += most_steps_per_key * nbr_values;
         return true;
@@ -63,11 +66,11 @@ public:
     }
 
     // Whether the values collide as if chosen to. The map may then be incomplete.
-    bool is_slow() const { return nbr_steps_ > most_steps_; }
+    bool is_slow() const { return places_.nbr_steps() + nbr_steps_ > most_steps_; }
 
 private:
     id_hash_map places_;
-    std::uint64_t nbr_steps_ = 0;
+    std::uint64_t nbr_steps_ = 0; // of look-ups
     std::uint64_t most_steps_ = 0;
 };
 
@@ -75,8 +78,8 @@ private:
 template <class Places>
 bool cross_reference(Places& places, const id_list& list_b, id_list& a_of_b, id_list& b_of_a) {
     for (std::size_t j = list_b.size(); j-- > 0;) {
+        if (j % ids_per_check == 0 && places.is_slow()) return false;
         const unsigned int i = places.find(list_b[j]);
-        if (places.is_slow()) return false;
         if (i == no_id) continue;
         // An output is empty if there was no memory for it.
         if (j < a_of_b.size()) a_of_b[j] = i;

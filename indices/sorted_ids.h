@@ -65,8 +65,7 @@ private:
     std::size_t find_new() {
         std::uint64_t* const entries = entries_.data();
         unsigned int* const gathered = gathered_.data();
-        for (std::size_t k = 0; k < nbr_gathered_; ++k)
-            entries[k] = placed_id(gathered[k], k);
+        for (std::size_t k = 0; k < nbr_gathered_; ++k) entries[k] = placed_id(gathered[k], k);
         sort_by_id(entries_, scratch_, nbr_gathered_);
 
         const unsigned int* seen = seen_.begin();
@@ -101,8 +100,7 @@ private:
 
     template <class Sink> void tell(Sink sink) {
         unsigned int* const gathered = gathered_.data();
-        const unsigned int* const end =
-            std::remove(gathered, gathered + nbr_gathered_, no_id);
+        const unsigned int* const end = std::remove(gathered, gathered + nbr_gathered_, no_id);
         sink(gathered, static_cast<std::size_t>(end - gathered));
     }
 

@@ -53,10 +53,16 @@ public:
         return q.id;
     }
 
-    // Calls `work(id)` for all points p with p - tol <= at <= p + tol or at - tol <= p <= at + tol
-    // on each axis, and perhaps for some others.
-    template <class Work> void for_each_near(const double* at, double tol, Work work) const {
-        list({0, entries_.size()}, at, tol, work);
+    // Calls `work(low, high)` for all pairs of IDs, the lower one first, of points p and q with
+    // p - tol <= q <= p + tol or q - tol <= p <= q + tol on each axis, and perhaps for some others.
+    // No ID has been added twice.
+    template <class Work> void for_each_near_pair(double tol, Work work) const {
+        for (const entry& e : entries_) { // in the order of the tree, where neighbours are close
+            const auto with = [&](unsigned int id) {
+                if (id < e.id) work(id, e.id);
+            };
+            list({0, entries_.size()}, e.at.data(), tol, with);
+        }
     }
 
 private:
@@ -192,7 +198,7 @@ private:
     }
 
     template <class Work>
-    void list(range in, const double* at, double tol, Work& work) const {
+    void list(range in, const double* at, double tol, const Work& work) const {
         if (in.size() == 0) return;
         const entry& e = root_of(in);
         if (!is_reached(e, at, tol) && !reaches(e, at, tol)) return;

@@ -71,11 +71,9 @@ bool record_pairs_of_many(const dense2D<double>& pos, const unsigned int* column
     nodes.resize(static_cast<std::size_t>(end - nodes.begin()));
     for (const unsigned int id : nodes) tree.add(pos.column(id), id, 0);
     tree.finish();
-    for (const unsigned int high : nodes) {
-        tree.for_each_near(pos.column(high), tol, [&](unsigned int low) {
-            if (low < high) record_pair<DIM>(pos, low, high, tol, records);
-        });
-    }
+    tree.for_each_near_pair(tol, [&](unsigned int low, unsigned int high) {
+        record_pair<DIM>(pos, low, high, tol, records);
+    });
     return true;
 }
 
@@ -114,7 +112,8 @@ void resolve_chains(id_list& map) {
     for (std::size_t i = 0; i < map.size(); ++i) resolve_chain(to, static_cast<unsigned int>(i));
 }
 
-// `state` is `unchanged` for all nodes. Closest pairs first. A node that merged away takes no others; a survivor can still merge away.
+// `state` is `unchanged` for all nodes. Closest pairs first. A node that merged away takes no
+// others; a survivor can still merge away.
 std::size_t apply_records(std::vector<merge_record>& records, unsigned int* to,
                           signed char* state) {
     std::sort(records.begin(), records.end());

@@ -300,7 +300,8 @@ TEST(elements_on_boundaries, equal_a_plain_search_where_many_elements_share_few_
 
 // Triangles in a closed fan around node 0, whose spokes and rims are looked for; the spokes alone
 // begin at the hub.
-TEST(elements_on_boundaries, end_at_the_first_facet_whose_walk_fails_whatever_the_number_of_others) {
+TEST(elements_on_boundaries,
+     end_at_the_first_facet_whose_walk_fails_whatever_the_number_of_others) {
     constexpr unsigned int nbr_triangles = 400;
     std::vector<ids> triangles;
     for (unsigned int i = 0; i < nbr_triangles; ++i)

@@ -51,8 +51,10 @@ id_vector drawn_from(random_source& random, const id_vector& pool, std::size_t n
 TEST(sorted_ids, tell_what_is_new_in_the_order_of_the_source_whatever_the_portion) {
     random_source random(1);
     for (std::uint64_t run = 0; run < test::nbr_runs(2000); ++run) {
-        const id_vector values = test::random_ids(random, random.below(80), 1 + random.below(60), 9);
-        const id_vector before = test::random_ids(random, random.below(20), 1 + random.below(60), 0);
+        const id_vector values =
+            test::random_ids(random, random.below(80), 1 + random.below(60), 9);
+        const id_vector before =
+            test::random_ids(random, random.below(20), 1 + random.below(60), 0);
         ids seen = vector_of(before);
         seen.push_back(none);
         sorted_ids set;
@@ -79,7 +81,8 @@ TEST(id_hash_set, counts_the_steps_by_which_colliding_keys_are_passed) {
     id_hash_set set;
     ASSERT_TRUE(set.init(100, 100));
     for (const unsigned int id : colliding_ids(100, 100)) set.insert(id);
-    EXPECT_EQ(set.nbr_steps(), 98U * 99 / 2); // to the end of the chain, on which nothing stands yet
+    EXPECT_EQ(set.nbr_steps(),
+              98U * 99 / 2); // to the end of the chain, on which nothing stands yet
     ASSERT_TRUE(set.init(100, 100));
     for (unsigned int id = 0; id < 100; ++id) set.insert(id);
     EXPECT_EQ(set.nbr_steps(), 0U);
@@ -90,8 +93,7 @@ TEST(unique_indices, of_colliding_IDs_are_those_of_a_plain_set) {
     for (std::uint64_t run = 0; run < test::nbr_runs(300); ++run) {
         const std::size_t n = 40 + random.below(random.one_in(10) ? 6000 : 900);
         const std::size_t nbr_skipped = random.one_in(2) ? random.below(2 * n) : 0;
-        const id_vector pool =
-            colliding_ids(1 + random.below(n + nbr_skipped), n + nbr_skipped);
+        const id_vector pool = colliding_ids(1 + random.below(n + nbr_skipped), n + nbr_skipped);
         const id_vector values = drawn_from(random, pool, n);
         const id_vector skip =
             nbr_skipped == 0 ? id_vector() : drawn_from(random, pool, nbr_skipped);
