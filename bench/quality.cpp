@@ -1,7 +1,8 @@
 // Qualities of elements and edges, on regular meshes of about a million elements with randomly
-// moved nodes. The peers are Verdict, the functions behind VTK's filter, called on gathered points;
-// VTK's filter vtkMeshQuality; and, for edges, an eigenvalue computation for the metrics at both
-// ends of each. `shuffled` means nodes and elements in random order.
+// moved nodes; triangles and quadrangles in space, and as `_2d` in the plane. The peers are
+// Verdict, the functions behind VTK's filter, called on gathered points; VTK's filter
+// vtkMeshQuality; and, for edges, an eigenvalue computation for the metrics at both ends of each.
+// `shuffled` means nodes and elements in random order.
 #include <benchmark/benchmark.h>
 #include <lapack.h>
 
@@ -32,6 +33,7 @@
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier)
 double vtkverdict__v_tri_shape(int nbr_nodes, double coordinates[][3]);
+double vtkverdict__v_quad_shape(int nbr_nodes, double coordinates[][3]);
 double vtkverdict__v_tet_shape(int nbr_nodes, double coordinates[][3]);
 double vtkverdict__v_pyramid_volume(int nbr_nodes, double coordinates[][3]);
 double vtkverdict__v_wedge_volume(int nbr_nodes, double coordinates[][3]);
@@ -50,6 +52,21 @@ using bench::block;
 using bench::mesh_of;
 using mesh = bench::typed_mesh;
 
+// The same mesh with two coordinates. The mesh of the last call is kept.
+const mesh& plane_mesh_of(const std::string& name) {
+    static std::string kept_name;
+    static mesh kept;
+    if (name == kept_name) return kept;
+    const mesh& source = mesh_of(name);
+    kept = {dense2D<double>(2, source.pos.cols()), source.connect, source.type};
+    for (std::size_t n = 0; n < source.pos.cols(); ++n)
+        std::copy_n(source.pos.column(n), 2, kept.pos.column(n));
+    kept_name = name;
+    return kept;
+}
+
+using mesh_source = const mesh& (*)(const std::string& name);
+
 void report_worst(benchmark::State& state, const double* values, std::size_t n) {
     const double worst = *std::min_element(values, values + n);
     state.counters["worst"] = worst;
@@ -59,8 +76,9 @@ void report_worst(benchmark::State& state, const double* values, std::size_t n) 
 using rate = int (*)(const dense2D<double>&, const dense2D<unsigned int>&, element_type,
                      dense1D<double, 8>&);
 
-void rate_ours(benchmark::State& state, const std::string& name, rate function) {
-    const mesh& m = mesh_of(name);
+void rate_ours(benchmark::State& state, mesh_source source, const std::string& name,
+               rate function) {
+    const mesh& m = source(name);
     dense1D<double> values;
     for ([[maybe_unused]] auto _ : state) {
         values.clear_hard();
@@ -77,10 +95,10 @@ void copy_in_vtk_order(element_type type, const unsigned int* column, std::size_
     if (type == kv7::ET_TETRA4) std::swap(ids[0], ids[1]);
 }
 
-template <std::size_t N>
-void rate_verdict(benchmark::State& state, const std::string& name,
+template <std::size_t N, std::size_t ROWS>
+void rate_verdict(benchmark::State& state, mesh_source source, const std::string& name,
                   double (*function)(int, double[][3])) {
-    const mesh& m = mesh_of(name);
+    const mesh& m = source(name);
     std::vector<double> values;
     for ([[maybe_unused]] auto _ : state) {
         values = std::vector<double>(m.connect.cols());
@@ -88,7 +106,10 @@ void rate_verdict(benchmark::State& state, const std::string& name,
             unsigned int ids[N];
             copy_in_vtk_order(m.type, m.connect.column(c), N, ids);
             double points[N][3];
-            for (std::size_t r = 0; r < N; ++r) std::copy_n(m.pos.column(ids[r]), 3, points[r]);
+            for (std::size_t r = 0; r < N; ++r) {
+                points[r][2] = 0.0;
+                std::copy_n(m.pos.column(ids[r]), ROWS, points[r]);
+            }
             values[c] = function(static_cast<int>(N), points);
         }
         benchmark::DoNotOptimize(values.data());
@@ -238,30 +259,48 @@ void add(const std::string& task, const char* who, Function function, Arguments.
         ->Unit(benchmark::kMillisecond);
 }
 
+void add_plane_shapes(const block& b, const std::string& numbering) {
+    const std::string name = b.name + numbering;
+    const std::string task = std::string("shapes_") + b.name + "_2d" + numbering;
+    add(task, "ours", rate_ours, plane_mesh_of, name, tm::shape_qualities);
+#ifdef TESSMAKER_HAVE_VTK
+    if (b.type == kv7::ET_TRIA3) {
+        add(task, "verdict", rate_verdict<3, 2>, plane_mesh_of, name, vtkverdict__v_tri_shape);
+    } else {
+        add(task, "verdict", rate_verdict<4, 2>, plane_mesh_of, name, vtkverdict__v_quad_shape);
+    }
+#endif
+}
+
 void add_benchmarks(const block& b, const std::string& numbering) {
     const std::string name = b.name + numbering;
     const bool has_shapes =
         b.type == kv7::ET_TRIA3 || b.type == kv7::ET_TETRA4 || b.type == kv7::ET_HEXA8;
-    if (has_shapes) add("shapes_" + name, "ours", rate_ours, name, tm::shape_qualities);
+    if (has_shapes) add("shapes_" + name, "ours", rate_ours, mesh_of, name, tm::shape_qualities);
 #ifdef TESSMAKER_HAVE_VTK
     if (b.type == kv7::ET_TRIA3) {
-        add("shapes_" + name, "verdict", rate_verdict<3>, name, vtkverdict__v_tri_shape);
+        add("shapes_" + name, "verdict", rate_verdict<3, 3>, mesh_of, name,
+            vtkverdict__v_tri_shape);
     } else if (b.type == kv7::ET_TETRA4) {
-        add("shapes_" + name, "verdict", rate_verdict<4>, name, vtkverdict__v_tet_shape);
+        add("shapes_" + name, "verdict", rate_verdict<4, 3>, mesh_of, name,
+            vtkverdict__v_tet_shape);
     } else if (b.type == kv7::ET_HEXA8) {
         add("shapes_" + name, "vtk", rate_vtk, name, choose_shape);
     }
 #endif
-    add("jacobians_" + name, "ours", rate_ours, name, tm::jacobians);
+    add("jacobians_" + name, "ours", rate_ours, mesh_of, name, tm::jacobians);
 #ifdef TESSMAKER_HAVE_VTK
     if (b.type == kv7::ET_PYRA5) {
-        add("jacobians_" + name, "verdict", rate_verdict<5>, name, vtkverdict__v_pyramid_volume);
+        add("jacobians_" + name, "verdict", rate_verdict<5, 3>, mesh_of, name,
+            vtkverdict__v_pyramid_volume);
     } else if (b.type == kv7::ET_PENTA6) {
-        add("jacobians_" + name, "verdict", rate_verdict<6>, name, vtkverdict__v_wedge_volume);
+        add("jacobians_" + name, "verdict", rate_verdict<6, 3>, mesh_of, name,
+            vtkverdict__v_wedge_volume);
     } else {
         add("jacobians_" + name, "vtk", rate_vtk, name, choose_jacobian);
     }
 #endif
+    if (b.type == kv7::ET_TRIA3 || b.type == kv7::ET_QUAD4) add_plane_shapes(b, numbering);
     if (b.type == kv7::ET_TETRA4) {
         add("edges_" + name, "ours", edges_ours, name);
         add("edges_" + name, "dspev", edges_dspev, name);

@@ -2,7 +2,6 @@
 #ifndef TESSMAKER_QUALITY_CORNERS_H
 #define TESSMAKER_QUALITY_CORNERS_H
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -15,30 +14,30 @@ namespace kv7::tessmaker {
 // How many columns ahead of the walk nodes are prefetched.
 inline constexpr std::size_t columns_ahead = 16;
 
-// Reads nodes of `pos`. `IN_SPACE`: it has three coordinates at least. Rows behind the third are
-// ignored, and missing ones read as 0.
-template <bool IN_SPACE> class node_reader {
+// Reads the first `ROWS` coordinates of nodes of `pos`, up to three. Those that it does not read
+// count as 0. `IS_FLAT`: there are no gaps between the columns of `pos`, and no more rows.
+template <std::size_t ROWS, bool IS_FLAT> class node_reader {
 public:
-    static constexpr bool in_space = IN_SPACE;
+    static_assert(ROWS >= 1 && ROWS <= 3);
+    static constexpr std::size_t rows = ROWS;
 
-    explicit node_reader(const dense2D<double>& pos)
-        : first_(pos.column(0)), ld_(pos.ld()), rows_(std::min<std::size_t>(pos.rows(), 3)) {}
+    explicit node_reader(const dense2D<double>& pos) : first_(pos.column(0)), ld_(pos.ld()) {}
+
+    const double* at(unsigned int node) const { return first_ + stride() * node; }
 
     vector<3> operator()(unsigned int node) const {
-        const double* const p = first_ + ld_ * node;
-        if constexpr (IN_SPACE) return {p[0], p[1], p[2]};
-        vector<3> v{};
-        std::copy_n(p, rows_, v.values);
-        return v;
+        const double* const p = at(node);
+        if constexpr (ROWS == 3) return {p[0], p[1], p[2]};
+        if constexpr (ROWS == 2) return {p[0], p[1], 0.0};
+        return {p[0], 0.0, 0.0};
     }
     // The vector from node a to node b.
     vector<3> edge(unsigned int a, unsigned int b) const {
-        const double* const from = first_ + ld_ * a;
-        const double* const to = first_ + ld_ * b;
-        if constexpr (IN_SPACE) return {to[0] - from[0], to[1] - from[1], to[2] - from[2]};
-        vector<3> v{};
-        for (std::size_t r = 0; r < rows_; ++r) v[r] = to[r] - from[r];
-        return v;
+        const double* const from = at(a);
+        const double* const to = at(b);
+        if constexpr (ROWS == 3) return {to[0] - from[0], to[1] - from[1], to[2] - from[2]};
+        if constexpr (ROWS == 2) return {to[0] - from[0], to[1] - from[1], 0.0};
+        return {to[0] - from[0], 0.0, 0.0};
     }
 
     template <std::size_t N> std::array<vector<3>, N> corners(const unsigned int* column) const {
@@ -47,29 +46,35 @@ public:
         return p;
     }
 
-    // Prefetches the nodes of the column `columns_ahead` further on, unless fewer than that are
-    // `left` from `column` on. Columns of mixed types may end in absent IDs, and are left out.
-    template <element_type TYPE>
+    // Prefetches the nodes of N columns, `columns_ahead` further on, if there are that many `left`
+    // from `column` on. Columns of mixed types may end in absent IDs, and are left out.
+    template <element_type TYPE, std::size_t N>
     [[gnu::always_inline]] void prefetch_later(const unsigned int* column, std::size_t ld,
                                                std::size_t left) const {
         if constexpr (TYPE != ET_FACE_MIX && TYPE != ET_SOLID_MIX) {
-            if (left <= columns_ahead) return;
-            const unsigned int* const later = column + columns_ahead * ld;
-            for (std::size_t i = 0; i < shape_of(TYPE).nbr_nodes; ++i) {
-                prefetch(first_, ld_ * later[i]);
+            if (left < columns_ahead + N) return;
+            for (std::size_t k = 0; k < N; ++k) {
+                const unsigned int* const later = column + (columns_ahead + k) * ld;
+                for (std::size_t i = 0; i < shape_of(TYPE).nbr_nodes; ++i)
+                    prefetch(first_, stride() * later[i]);
             }
         }
     }
 
 private:
+    std::size_t stride() const { return IS_FLAT ? ROWS : ld_; }
+
     const double* first_;
     std::size_t ld_;
-    std::size_t rows_;
 };
 
-// Calls `work` with a reader of `pos`.
+// Calls `work` with a reader of `pos`, which is not empty.
 template <class Work> decltype(auto) with_reader(const dense2D<double>& pos, Work work) {
-    return pos.rows() >= 3 ? work(node_reader<true>(pos)) : work(node_reader<false>(pos));
+    if (pos.ld() == 2 && pos.rows() == 2) return work(node_reader<2, true>(pos));
+    if (pos.ld() == 3 && pos.rows() == 3) return work(node_reader<3, true>(pos));
+    if (pos.rows() >= 3) return work(node_reader<3, false>(pos));
+    if (pos.rows() == 2) return work(node_reader<2, false>(pos));
+    return work(node_reader<1, false>(pos));
 }
 
 } // namespace kv7::tessmaker

@@ -2,8 +2,9 @@
 //
 // A measure is a function object that is called as `measure(shape, element)` and returns a double.
 // `shape` is a `type_constant` of one of the seven linear shapes, `element` an `element_view`. A
-// measure may also have members `rate_group(shape, corners)`, which rate a `lane_corners` group of
-// elements at once; in space, the walk uses them for the shapes that have one.
+// measure may also have members `rate_group(shape, corners, values)`, which rate a `lane_corners`
+// group of elements at once, and return false if an element of it must be rated alone. The walk
+// uses them for the shapes and dimensions that have one.
 #ifndef TESSMAKER_QUALITY_ELEMENT_RATING_H
 #define TESSMAKER_QUALITY_ELEMENT_RATING_H
 
@@ -43,26 +44,29 @@ private:
 
 template <element_type SHAPE> inline constexpr std::size_t nbr_corners = shape_of(SHAPE).nbr_nodes;
 
-// The corners of `nbr_lanes` elements of one shape: one lane for each element.
-template <element_type SHAPE> using lane_corners = std::array<lane_point, nbr_corners<SHAPE>>;
+// The corners of `nbr_lanes` elements of one shape, in a plane or in space: one lane for each
+// element.
+template <element_type SHAPE, std::size_t DIM>
+using lane_corners = std::array<lane_vector<DIM>, nbr_corners<SHAPE>>;
 
-template <element_type TYPE>
-lane_corners<TYPE> corners_of_group(const node_reader<true>& reader, const unsigned int* column,
-                                    std::size_t ld) {
-    lane_corners<TYPE> p;
+template <element_type TYPE, std::size_t DIM, bool IS_FLAT>
+lane_corners<TYPE, DIM> corners_of_group(const node_reader<DIM, IS_FLAT>& reader,
+                                         const unsigned int* column, std::size_t ld) {
+    lane_corners<TYPE, DIM> p;
     for (std::size_t i = 0; i < p.size(); ++i) {
-        const vector<3> first = reader(column[i]);
-        const vector<3> second = reader(column[ld + i]);
-        for (std::size_t k = 0; k < 3; ++k) p[i][k] = lanes{first[k], second[k]};
+        const double* const first = reader.at(column[i]);
+        const double* const second = reader.at(column[ld + i]);
+        for (std::size_t k = 0; k < DIM; ++k) p[i][k] = lanes{first[k], second[k]};
     }
     return p;
 }
 
-// Whether a measure rates groups of elements of that type.
-template <element_type TYPE, class Measure>
+// Whether a measure rates groups of elements of that type, with so many coordinates.
+template <element_type TYPE, std::size_t DIM, class Measure>
 inline constexpr bool rates_groups = requires(const Measure& measure,
-                                              const lane_corners<TYPE>& corners) {
-    measure.rate_group(type_constant<TYPE>{}, corners);
+                                              const lane_corners<TYPE, DIM>& corners,
+                                              lanes& values) {
+    measure.rate_group(type_constant<TYPE>{}, corners, values);
 };
 
 // Calls `visit(c, value of column c)` for each column, ascending, until it returns false.
@@ -72,25 +76,28 @@ void rate_columns(const Reader& reader, const dense2D<unsigned int>& connect,
     const std::size_t cols = connect.cols();
     const std::size_t ld = connect.ld();
     const unsigned int* column = connect.column(0);
+    const auto rate_alone = [&](const unsigned int* of) {
+        return with_shape<TYPE>(
+            of, [&](auto shape) { return measure(shape, element_view<Reader>(reader, of)); });
+    };
     std::size_t c = 0;
-    if constexpr (Reader::in_space && rates_groups<TYPE, Measure>) {
+    if constexpr (rates_groups<TYPE, Reader::rows, Measure>) {
         for (; c + nbr_lanes <= cols; c += nbr_lanes, column += nbr_lanes * ld) {
-            for (std::size_t lane = 0; lane < nbr_lanes; ++lane) {
-                reader.template prefetch_later<TYPE>(column + lane * ld, ld, cols - c - lane);
+            reader.template prefetch_later<TYPE, nbr_lanes>(column, ld, cols - c);
+            lanes values;
+            if (!measure.rate_group(type_constant<TYPE>{},
+                                    corners_of_group<TYPE>(reader, column, ld), values)) {
+                for (std::size_t lane = 0; lane < nbr_lanes; ++lane)
+                    values[lane] = rate_alone(column + lane * ld);
             }
-            const lanes values = measure.rate_group(type_constant<TYPE>{},
-                                                    corners_of_group<TYPE>(reader, column, ld));
             for (std::size_t lane = 0; lane < nbr_lanes; ++lane) {
                 if (!visit(c + lane, values[lane])) return;
             }
         }
     }
     for (; c < cols; ++c, column += ld) {
-        reader.template prefetch_later<TYPE>(column, ld, cols - c);
-        const double value = with_shape<TYPE>(column, [&](auto shape) {
-            return measure(shape, element_view<Reader>(reader, column));
-        });
-        if (!visit(c, value)) return;
+        reader.template prefetch_later<TYPE, 1>(column, ld, cols - c);
+        if (!visit(c, rate_alone(column))) return;
     }
 }
 

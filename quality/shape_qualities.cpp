@@ -4,6 +4,7 @@
 #include "quality/element_rating.h"
 #include "quality/lanes.h"
 #include "quality/shapes.h"
+#include "quality/surface_lanes.h"
 #include "tessmaker/quality.h"
 
 namespace kv7::tessmaker {
@@ -32,14 +33,21 @@ struct shape_measure {
         }
     }
 
-    static lanes rate_group(type_constant<ET_TRIA3>, const lane_corners<ET_TRIA3>& p) {
-        return tria_qualities_3d(p);
+    static bool rate_group(type_constant<ET_TRIA3>, const lane_corners<ET_TRIA3, 2>& p, lanes& q) {
+        return tria_qualities_2d(p, q);
     }
-    static lanes rate_group(type_constant<ET_TETRA4>, const lane_corners<ET_TETRA4>& p) {
-        return tetra_qualities(p);
+    static bool rate_group(type_constant<ET_TRIA3>, const lane_corners<ET_TRIA3, 3>& p, lanes& q) {
+        return tria_qualities_3d(p, q);
     }
-    static lanes rate_group(type_constant<ET_HEXA8>, const lane_corners<ET_HEXA8>& p) {
-        return hexa_qualities(p);
+    static bool rate_group(type_constant<ET_QUAD4>, const lane_corners<ET_QUAD4, 2>& p, lanes& q) {
+        return quad_qualities_2d(p, q);
+    }
+    static bool rate_group(type_constant<ET_TETRA4>, const lane_corners<ET_TETRA4, 3>& p,
+                           lanes& q) {
+        return tetra_qualities(p, q);
+    }
+    static bool rate_group(type_constant<ET_HEXA8>, const lane_corners<ET_HEXA8, 3>& p, lanes& q) {
+        return hexa_qualities(p, q);
     }
 };
 

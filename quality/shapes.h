@@ -36,6 +36,7 @@ inline double clamped(double q) {
     if (q < -1.0) return -1.0;
     return q > 1.0 ? 1.0 : q;
 }
+inline lanes clamped(lanes q) { return lesser(greater(q, lane_minus_ones), lane_ones); }
 
 // The formulas have no unit, but they contain powers of lengths, up to the 16th. In this range of
 // squared lengths these lie between 1e-240 and 1e240, within the range of a double. Other elements
@@ -74,10 +75,10 @@ double pyramid_quality(const std::array<point, 5>& p, bool base_is_warped);
 double wedge_quality(const std::array<point, 6>& p);
 double hexa_quality(const std::array<point, 8>& p);
 
-// The same for a group of elements, with the same bits.
-lanes tria_qualities_3d(const std::array<lane_point, 3>& p);
-lanes tetra_qualities(const std::array<lane_point, 4>& p);
-lanes hexa_qualities(const std::array<lane_point, 8>& p);
+// The same for a group of elements, with the same bits. False if an element must be rated alone.
+// For triangles and quadrangles see surface_lanes.h.
+bool tetra_qualities(const std::array<lane_point, 4>& p, lanes& q);
+bool hexa_qualities(const std::array<lane_point, 8>& p, lanes& q);
 
 } // namespace kv7::tessmaker
 

@@ -134,7 +134,6 @@ facet_values check_quadrangle(const std::array<point, 5>& p) {
 }
 
 // Stops at the first facet whose value counts as zero.
-
 template <std::size_t N>
 facet_values centroid_check(const std::array<point, N>& corners, const local_facets& facets,
                             double one_over_n) {
@@ -296,7 +295,7 @@ double tetra_quality(const std::array<point, 4>& p) {
     return is_clear ? first.q : smallest_tetra_value(p, first.q);
 }
 
-lanes tetra_qualities(const std::array<lane_point, 4>& p) {
+bool tetra_qualities(const std::array<lane_point, 4>& p, lanes& q) {
     const lane_point a = p[0] - p[3];
     const lane_point b = p[1] - p[3];
     const lane_point c = p[2] - p[3];
@@ -305,15 +304,14 @@ lanes tetra_qualities(const std::array<lane_point, 4>& p) {
     const lanes L2 = greater(length2, greater(greater(m.ed_ac, m.ed_ab), m.ed_bc));
     const lanes S =
         (root(L2 * m.g_4) + root(L2 * m.g_ab)) + (root(L2 * m.g_ac) + root(L2 * m.g_bc));
-    lanes q = (dot(a, cross(b, c)) / S) * tetra_scale;
+    const lanes value = (dot(a, cross(b, c)) / S) * tetra_scale;
     const lane_mask is_clear = is_safe(length2) & (m.ed_ab > 0.0) & (m.ed_ac > 0.0) &
                                (m.ed_bc > 0.0) & (m.g_bc >= m.cc * m.bb * q_zero) &
                                (m.g_ac >= m.aa * m.cc * q_zero) & (m.g_ab >= m.aa * m.bb * q_zero) &
                                (m.g_4 >= m.ed_ac * m.ed_ab * q_zero) & (S > 0.0) &
-                               (magnitude(q) >= q_doubtful);
-    q = q < -1.0 ? lanes{} - 1.0 : q;
-    q = q > 1.0 ? lanes{} + 1.0 : q;
-    return where_clear(is_clear, q, p, tetra_quality);
+                               (magnitude(value) >= q_doubtful);
+    q = clamped(value);
+    return all(is_clear);
 }
 
 double pyramid_quality(const std::array<point, 5>& p, bool base_is_warped) {
@@ -335,7 +333,7 @@ double hexa_quality(const std::array<point, 8>& p) {
     return corner_quality(p, hexa_corners, topology_of(ET_HEXA8), hexa_scale, 0.125);
 }
 
-lanes hexa_qualities(const std::array<lane_point, 8>& p) {
+bool hexa_qualities(const std::array<lane_point, 8>& p, lanes& q) {
     const hexa_edges e(p);
     const hexa_squares e2(e);
     const facet_normals bottom(e.x[0], e.x[1], e.y[0], e.y[1]);
@@ -350,7 +348,7 @@ lanes hexa_qualities(const std::array<lane_point, 8>& p) {
     D = lesser(D, dot(top.d, e.z[3]));
     const lanes S = e2.sum();
     const lanes volume = S * root(S);
-    const lanes q = (hexa_scale / volume) * D;
+    const lanes value = (hexa_scale / volume) * D;
 
     lane_point centroid = p[0];
     for (std::size_t i = 1; i < 8; ++i) {
@@ -374,9 +372,10 @@ lanes hexa_qualities(const std::array<lane_point, 8>& p) {
     facets.add({e.z[3], e.z[2], e.x[1], e.x[3]}, r[3], r[7], r[6], r[2], outward,
                e2.z[3] + e2.z[2] + e2.x[1] + e2.x[3]);
 
-    const lane_mask is_clear =
-        (q > q_zero) & (e2.least() > safe_length2[0]) & (S < safe_length2[1]) & facets.are_clear();
-    return where_clear(is_clear, lesser(q, lanes{} + 1.0) * facets.warp(), p, hexa_quality);
+    const lane_mask is_clear = (value > q_zero) & (e2.least() > safe_length2[0]) &
+                               (S < safe_length2[1]) & facets.are_clear();
+    q = lesser(value, lane_ones) * facets.warp();
+    return all(is_clear);
 }
 
 } // namespace kv7::tessmaker

@@ -1,15 +1,11 @@
 #include <algorithm>
 
 #include "quality/shapes.h"
+#include "quality/surface_lanes.h"
 
 namespace kv7::tessmaker {
 
 namespace {
-
-constexpr double tria_scale = 3.4641016151377544; // 2 sqrt(3)
-constexpr double quad_scale = 5.656854249492381;  // 4 sqrt(2)
-
-double cross_2d(const point& a, const point& b) { return a[0] * b[1] - a[1] * b[0]; }
 
 // Keeps both values even if one is NaN.
 void put_in_order(double& a, double& b) {
@@ -43,11 +39,6 @@ double perimeter_product(const tria_sides& s) {
 double clamped_or_worst(double q) {
     if (!(q >= -1.0)) return -1.0;
     return q > 1.0 ? 1.0 : q;
-}
-
-// The sides of a quadrangle, as vectors from each corner to the next.
-std::array<point, 4> sides_of(const std::array<point, 4>& p) {
-    return {p[1] - p[0], p[2] - p[1], p[3] - p[2], p[0] - p[3]};
 }
 
 // The warp factor of two corner normals: 1 if they are parallel, 0 if they oppose. c is their
@@ -103,26 +94,6 @@ double tria_quality_3d(const std::array<point, 3>& p) {
     if (needs_scaling(d)) return tria_quality_3d(at_unit_scale(p, d));
     const double c = std::sqrt(square(cross(s.a, s.lc < std::min(s.la, s.lb) ? s.c : s.b)));
     return clamped_or_worst(d > 0.0 ? (tria_scale / d) * c : 0.0);
-}
-
-lanes tria_qualities_3d(const std::array<lane_point, 3>& p) {
-    const lane_point a = p[0] - p[2];
-    const lane_point b = p[1] - p[2];
-    const lane_point side = b - a;
-    const lanes la = root(square(a));
-    const lanes lb = root(square(b));
-    const lanes l_side = root(square(side));
-    const lanes l_min = lesser(lesser(la, lb), l_side);
-    const lanes l_max = greater(greater(la, lb), l_side);
-    const lanes l_mid = greater(lesser(la, lb), lesser(greater(la, lb), l_side));
-    const lanes d = (l_mid + l_min + l_max) * l_max;
-    // Sorting may lose a side that is NaN.
-    const lane_mask is_clear = is_safe(d) & (la + lb + l_side > 0.0);
-    const lane_mask is_short = l_side < lesser(la, lb);
-    const lane_point second{is_short ? side[0] : b[0], is_short ? side[1] : b[1],
-                            is_short ? side[2] : b[2]};
-    const lanes q = (tria_scale / d) * root(square(cross(a, second)));
-    return where_clear(is_clear, q > 1.0 ? lanes{} + 1.0 : q, p, tria_quality_3d);
 }
 
 double quad_quality_2d(const std::array<point, 4>& p) {

@@ -148,20 +148,21 @@ TEST(shape_qualities, takes_coordinates_of_any_number_of_rows) {
 // An element of any kind: good, flat, inverted, degenerate, not finite, of any size.
 dense2D<double> any_corners(test::random_source& random, const element& ideal) {
     const std::size_t n = ideal.pos.cols();
+    const std::size_t rows = ideal.pos.rows();
     switch (random.below(8)) {
     case 0: return moved_ideal(random, ideal, random.uniform(0, 1)).pos;
-    case 1: return test::grid_points(random, 3, n, random.between(1, 4));
+    case 1: return test::grid_points(random, rows, n, random.between(1, 4));
     case 2: {
         dense2D<double> pos = moved_ideal(random, ideal, 0.1).pos;
         const double height = std::pow(10.0, random.uniform(-14, 0));
-        for (std::size_t c = 0; c < n; ++c) pos(2, c) *= height;
+        for (std::size_t c = 0; c < n; ++c) pos(rows - 1, c) *= height;
         return pos;
     }
     case 3: return turned(random, ideal.pos, std::pow(10.0, random.uniform(-100, 100)));
     case 4: {
         dense2D<double> pos = moved_ideal(random, ideal, 0.2).pos;
         const std::vector<double> wild = {nan_value, infinite, 1e300, 1e-300, -0.0};
-        pos(random.below(3), random.below(n)) = random.one_of(wild);
+        pos(random.below(rows), random.below(n)) = random.one_of(wild);
         return pos;
     }
     case 5: {
@@ -170,7 +171,7 @@ dense2D<double> any_corners(test::random_source& random, const element& ideal) {
         const std::size_t a = random.below(n);
         const std::size_t b = random.below(n);
         const double way = random.uniform(0, 1.5);
-        for (std::size_t r = 0; r < 3; ++r) pos(r, a) += way * (pos(r, b) - pos(r, a));
+        for (std::size_t r = 0; r < rows; ++r) pos(r, a) += way * (pos(r, b) - pos(r, a));
         return pos;
     }
     case 6: {
@@ -186,10 +187,10 @@ dense2D<double> any_corners(test::random_source& random, const element& ideal) {
 TEST(shape_qualities, gives_an_element_the_same_bits_beside_any_other) {
     test::random_source random(62018);
     for (const element& ideal : ideal_elements()) {
-        if (ideal.pos.rows() == 2) continue;
         const std::size_t nbr_elements = 2 * test::nbr_runs(1500) + 1;
         const std::size_t n = ideal.pos.cols();
-        dense2D<double> pos(3, n * nbr_elements);
+        const std::size_t rows = ideal.pos.rows();
+        dense2D<double> pos(rows, n * nbr_elements);
         dense2D<unsigned int> connect(n, nbr_elements);
         std::vector<double> alone;
         for (std::size_t c = 0; c < nbr_elements; ++c) {
@@ -197,7 +198,7 @@ TEST(shape_qualities, gives_an_element_the_same_bits_beside_any_other) {
             alone.push_back(quality_of(e));
             for (std::size_t r = 0; r < n; ++r) {
                 connect(r, c) = static_cast<unsigned int>(c * n + r);
-                std::copy_n(e.pos.column(r), 3, pos.column(c * n + r));
+                std::copy_n(e.pos.column(r), rows, pos.column(c * n + r));
             }
         }
         dense1D<double, 8> qualities;
@@ -206,8 +207,8 @@ TEST(shape_qualities, gives_an_element_the_same_bits_beside_any_other) {
         for (std::size_t c = 0; c < nbr_elements; ++c) {
             EXPECT_EQ(std::bit_cast<std::uint64_t>(qualities[c]),
                       std::bit_cast<std::uint64_t>(alone[c]))
-                << "type " << ideal.type << ": " << qualities[c] << " beside " << qualities[c ^ 1U]
-                << ", " << alone[c] << " alone";
+                << "type " << ideal.type << ", rows " << rows << ": " << qualities[c] << " beside "
+                << qualities[c ^ 1U] << ", " << alone[c] << " alone";
             nbr_good += qualities[c] > 1e-3;
         }
         EXPECT_GT(nbr_good, nbr_elements / 4);
