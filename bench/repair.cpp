@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <numbers>
 #include <random>
+#include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -42,10 +43,16 @@ constexpr std::size_t around = 1000; // quadrangles along the large circle
 constexpr std::size_t across = 500;  // along the small one
 constexpr std::size_t nbr_facets = 2 * around * across;
 constexpr std::size_t nbr_distinct = around * across;
-// A twentieth of the smallest height or so, as a reader of such a soup would choose.
-constexpr double tolerance = 1e-4;
-
 enum class order { as_written, shuffled };
+
+// Corners that belong together may be off by noise, along each axis. Nodes are 750 tolerances
+// apart with the slight noise, 20 with the coarse one.
+struct noise {
+    double size, tolerance;
+};
+constexpr noise no_noise{0, 1e-4};
+constexpr noise slight_noise{1e-6, 5e-6};
+constexpr noise coarse_noise{4e-5, 1.9e-4};
 
 point torus_point(std::size_t i, std::size_t j) {
     const double u = 2 * std::numbers::pi * static_cast<double>(i % around) / around;
@@ -54,7 +61,7 @@ point torus_point(std::size_t i, std::size_t j) {
     return {r * std::cos(u), r * std::sin(u), 0.4 * std::sin(v)};
 }
 
-std::vector<facet> torus_soup(order facet_order) {
+std::vector<facet> torus_soup(order facet_order, noise off) {
     std::vector<facet> soup;
     soup.reserve(nbr_facets);
     for (std::size_t i = 0; i < around; ++i) {
@@ -67,6 +74,13 @@ std::vector<facet> torus_soup(order facet_order) {
             soup.push_back({a, c, d});
         }
     }
+    std::mt19937_64 random(1);
+    std::uniform_real_distribution<double> move(-off.size / 2, off.size / 2);
+    for (facet& corners : soup) {
+        for (point& p : corners) {
+            for (double& x : p) x += off.size == 0 ? 0 : move(random);
+        }
+    }
     if (facet_order == order::shuffled) std::shuffle(soup.begin(), soup.end(), std::mt19937(1));
     return soup;
 }
@@ -76,11 +90,11 @@ void report_nodes(benchmark::State& state, std::size_t nbr_nodes) {
     if (nbr_nodes != nbr_distinct) state.SkipWithError("wrong number of nodes");
 }
 
-void weld_ours(benchmark::State& state, double tol, order facet_order) {
+void weld_ours(benchmark::State& state, order facet_order, noise off) {
     dense2D<double> soup(3, 3 * nbr_facets);
     dense2D<unsigned int> facets(3, nbr_facets);
     unsigned int node = 0;
-    for (const facet& corners : torus_soup(facet_order)) {
+    for (const facet& corners : torus_soup(facet_order, off)) {
         for (const point& p : corners) {
             std::copy(p.begin(), p.end(), soup.column(node));
             facets(node % 3, node / 3) = node;
@@ -96,7 +110,7 @@ void weld_ours(benchmark::State& state, double tol, order facet_order) {
         pos.copy(soup);
         connect.copy(facets);
         state.ResumeTiming();
-        kv7::tessmaker::merge(pos, connect, new_IDs, tol, 0);
+        kv7::tessmaker::merge(pos, connect, new_IDs, off.tolerance, 0);
         kv7::tessmaker::simplify(pos, connect, new_IDs, 0);
         nbr_nodes = pos.cols();
     }
@@ -223,7 +237,7 @@ void clip_vtk(benchmark::State& state) {
     report_kept(state, nbr_kept);
 }
 
-vtkSmartPointer<vtkPolyData> soup_as_poly_data(order facet_order) {
+vtkSmartPointer<vtkPolyData> soup_as_poly_data(order facet_order, noise off) {
     constexpr auto nbr_corners = vtkIdType{3} * vtkIdType{nbr_facets};
     vtkNew<vtkPoints> points;
     points->SetDataTypeToDouble();
@@ -231,7 +245,7 @@ vtkSmartPointer<vtkPolyData> soup_as_poly_data(order facet_order) {
     vtkNew<vtkCellArray> cells;
     cells->AllocateExact(nbr_corners / 3, nbr_corners);
     vtkIdType node = 0;
-    for (const facet& corners : torus_soup(facet_order)) {
+    for (const facet& corners : torus_soup(facet_order, off)) {
         const std::array<vtkIdType, 3> ids{node, node + 1, node + 2};
         cells->InsertNextCell(3, ids.data());
         for (const point& p : corners) points->SetPoint(node++, p.data());
@@ -242,9 +256,8 @@ vtkSmartPointer<vtkPolyData> soup_as_poly_data(order facet_order) {
     return soup;
 }
 
-template <class Filter>
-void run_vtk(benchmark::State& state, order facet_order, void (*set_up)(Filter&)) {
-    const vtkSmartPointer<vtkPolyData> soup = soup_as_poly_data(facet_order);
+template <class Filter, class SetUp>
+void run_vtk(benchmark::State& state, const vtkSmartPointer<vtkPolyData>& soup, SetUp set_up) {
     std::size_t nbr_nodes = 0;
     for ([[maybe_unused]] auto _ : state) {
         vtkNew<Filter> filter;
@@ -257,17 +270,19 @@ void run_vtk(benchmark::State& state, order facet_order, void (*set_up)(Filter&)
 }
 
 void weld_exact_vtk(benchmark::State& state) {
-    run_vtk<vtkCleanPolyData>(state, order::as_written, [](vtkCleanPolyData& filter) {
+    const auto soup = soup_as_poly_data(order::as_written, no_noise);
+    run_vtk<vtkCleanPolyData>(state, soup, [](vtkCleanPolyData& filter) {
         filter.PointMergingOn();
         filter.ToleranceIsAbsoluteOn();
         filter.SetAbsoluteTolerance(0);
     });
 }
 
-void weld_tolerance_vtk(benchmark::State& state, order facet_order) {
-    run_vtk<vtkStaticCleanPolyData>(state, facet_order, [](vtkStaticCleanPolyData& filter) {
+void weld_tolerance_vtk(benchmark::State& state, order facet_order, noise off) {
+    const auto soup = soup_as_poly_data(facet_order, off);
+    run_vtk<vtkStaticCleanPolyData>(state, soup, [off](vtkStaticCleanPolyData& filter) {
         filter.ToleranceIsAbsoluteOn();
-        filter.SetAbsoluteTolerance(tolerance);
+        filter.SetAbsoluteTolerance(off.tolerance);
     });
 }
 #endif
@@ -372,29 +387,6 @@ void add_all_growth() {
 
 } // namespace
 
-BENCHMARK_CAPTURE(weld_ours, exact, 0.0, order::as_written)
-    ->Name("repair/weld_exact/ours")
-    ->Unit(benchmark::kMillisecond);
-#ifdef TESSMAKER_HAVE_VTK
-BENCHMARK(weld_exact_vtk)->Name("repair/weld_exact/vtk")->Unit(benchmark::kMillisecond);
-#endif
-BENCHMARK_CAPTURE(weld_ours, in_order, tolerance, order::as_written)
-    ->Name("repair/weld_tolerance/ours")
-    ->Unit(benchmark::kMillisecond);
-#ifdef TESSMAKER_HAVE_VTK
-BENCHMARK_CAPTURE(weld_tolerance_vtk, in_order, order::as_written)
-    ->Name("repair/weld_tolerance/vtk")
-    ->Unit(benchmark::kMillisecond);
-#endif
-BENCHMARK_CAPTURE(weld_ours, shuffled, tolerance, order::shuffled)
-    ->Name("repair/weld_tolerance_shuffled/ours")
-    ->Unit(benchmark::kMillisecond);
-#ifdef TESSMAKER_HAVE_VTK
-BENCHMARK_CAPTURE(weld_tolerance_vtk, shuffled, order::shuffled)
-    ->Name("repair/weld_tolerance_shuffled/vtk")
-    ->Unit(benchmark::kMillisecond);
-#endif
-
 BENCHMARK(copy_pattern_ours)->Name("repair/copy_pattern/ours")->Unit(benchmark::kMillisecond);
 #ifdef TESSMAKER_HAVE_VTK
 BENCHMARK(copy_pattern_vtk)->Name("repair/copy_pattern/vtk")->Unit(benchmark::kMillisecond);
@@ -404,8 +396,35 @@ BENCHMARK(clip_ours)->Name("repair/clip/ours")->Unit(benchmark::kMillisecond);
 BENCHMARK(clip_vtk)->Name("repair/clip/vtk")->Unit(benchmark::kMillisecond);
 #endif
 
+namespace {
+
+void add_weld(const std::string& name, order facet_order, noise off) {
+    benchmark::RegisterBenchmark(("repair/" + name + "/ours").c_str(), weld_ours, facet_order, off)
+        ->Unit(benchmark::kMillisecond);
+#ifdef TESSMAKER_HAVE_VTK
+    benchmark::RegisterBenchmark(("repair/" + name + "/vtk").c_str(), weld_tolerance_vtk,
+                                 facet_order, off)
+        ->Unit(benchmark::kMillisecond);
+#endif
+}
+
+} // namespace
+
+BENCHMARK_CAPTURE(weld_ours, exact, order::as_written, noise{0, 0})
+    ->Name("repair/weld_exact/ours")
+    ->Unit(benchmark::kMillisecond);
+#ifdef TESSMAKER_HAVE_VTK
+BENCHMARK(weld_exact_vtk)->Name("repair/weld_exact/vtk")->Unit(benchmark::kMillisecond);
+#endif
+
 int main(int argc, char** argv) {
     setenv("VTK_SMP_BACKEND_IN_USE", "Sequential", 1); // one thread, as ours
+    add_weld("weld_tolerance", order::as_written, no_noise);
+    add_weld("weld_tolerance_shuffled", order::shuffled, no_noise);
+    add_weld("weld_noise", order::as_written, slight_noise);
+    add_weld("weld_noise_shuffled", order::shuffled, slight_noise);
+    add_weld("weld_noise_coarse", order::as_written, coarse_noise);
+    add_weld("weld_noise_coarse_shuffled", order::shuffled, coarse_noise);
     benchmark::Initialize(&argc, argv);
     add_all_growth();
     benchmark::RunSpecifiedBenchmarks();
