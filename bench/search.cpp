@@ -1,8 +1,13 @@
-// The spatial search beside nanoflann and CGAL, on uniform random points.
+// The spatial search beside nanoflann and CGAL: on uniform random points, and for the nearest node
+// on clouds that lie in a plane, on a line or on a surface, as those of shells do.
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <map>
+#include <numeric>
 #include <random>
 #include <string>
 #include <utility>
@@ -18,6 +23,7 @@
 #ifdef TESSMAKER_HAVE_CGAL
 #include <CGAL/Fuzzy_iso_box.h>
 #include <CGAL/Kd_tree.h>
+#include <CGAL/Orthogonal_k_neighbor_search.h>
 #include <CGAL/Search_traits_3.h>
 #include <CGAL/Search_traits_adapter.h>
 #include <CGAL/Simple_cartesian.h>
@@ -98,6 +104,175 @@ void nearest_ours(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * std::int64_t{nbr_queries});
 }
 
+// Clouds of a million nodes or fewer, and what is asked of them.
+enum class cloud { space, plane, tilted_plane, sphere, axis, space_grid, plane_grid, line_grid };
+
+std::array<double, 3> place(cloud kind, std::mt19937_64& generator) {
+    std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
+    std::array<double, 3> p{};
+    for (double& x : p) x = coordinate(generator);
+    switch (kind) {
+    case cloud::plane: return {p[0], p[1], 0.0};
+    case cloud::tilted_plane: return {p[0], p[1], 0.3 * p[0] + 0.7 * p[1]};
+    case cloud::axis: return {p[0], 0.0, 0.0};
+    case cloud::sphere: {
+        const double length = std::hypot(p[0], p[1], p[2]);
+        return {p[0] / length, p[1] / length, p[2] / length};
+    }
+    default: return p;
+    }
+}
+
+// The number of nodes along the edges of a grid.
+std::array<std::size_t, 3> sides(cloud kind, std::size_t n) {
+    const auto side = [n](double power) {
+        return static_cast<std::size_t>(std::lround(std::pow(static_cast<double>(n), power)));
+    };
+    switch (kind) {
+    case cloud::space_grid: return {side(1.0 / 3.0), side(1.0 / 3.0), side(1.0 / 3.0)};
+    case cloud::plane_grid: return {side(0.5), side(0.5), 1};
+    case cloud::line_grid: return {n, 1, 1};
+    default: return {};
+    }
+}
+bool is_grid(cloud kind) { return sides(kind, 8)[0] != 0; }
+
+// Cells have edges of 0.8, which are rounded; nodes are numbered at random.
+constexpr double cell_edge = 0.8;
+
+dense2D<double> make_cloud(cloud kind, std::size_t n) {
+    std::mt19937_64 generator(3);
+    const std::array<std::size_t, 3> side = sides(kind, n);
+    dense2D<double> points(3, is_grid(kind) ? side[0] * side[1] * side[2] : n);
+    std::vector<std::size_t> numbers(points.cols());
+    std::iota(numbers.begin(), numbers.end(), std::size_t{0});
+    std::shuffle(numbers.begin(), numbers.end(), generator);
+    for (std::size_t i = 0; i < points.cols(); ++i) {
+        std::array<double, 3> p = place(kind, generator);
+        if (is_grid(kind)) {
+            const std::size_t k = numbers[i];
+            const std::size_t step[] = {k % side[0], k / side[0] % side[1],
+                                        k / (side[0] * side[1])};
+            for (std::size_t r = 0; r < 3; ++r) p[r] = cell_edge * static_cast<double>(step[r]);
+        }
+        std::copy(p.begin(), p.end(), points.column(i));
+    }
+    return points;
+}
+
+const dense2D<double>& nodes_of(cloud kind, std::size_t n) {
+    static std::map<std::pair<cloud, std::size_t>, dense2D<double>> made;
+    const auto entry = made.try_emplace({kind, n});
+    if (entry.second) entry.first->second = make_cloud(kind, n);
+    return entry.first->second;
+}
+
+// Points of the cloud that are no nodes of it, or centres of the cells of a grid.
+dense2D<double> points_around(cloud kind, std::size_t n) {
+    std::mt19937_64 generator(4);
+    const std::array<std::size_t, 3> side = sides(kind, n);
+    dense2D<double> points(3, nbr_queries);
+    for (std::size_t i = 0; i < nbr_queries; ++i) {
+        std::array<double, 3> p = place(kind, generator);
+        for (std::size_t r = 0; is_grid(kind) && r < 3; ++r) {
+            const auto cell = static_cast<double>(generator() % side[r]);
+            p[r] = side[r] == 1 ? 0.0 : cell_edge * (cell + 0.5);
+        }
+        std::copy(p.begin(), p.end(), points.column(i));
+    }
+    return points;
+}
+
+// The nearest node to each query point; the nearest other node to each of some nodes.
+template <class Find>
+void find_nearest(benchmark::State& state, cloud kind, std::size_t n, const Find& find) {
+    const dense2D<double>& nodes = nodes_of(kind, n);
+    const dense2D<double> points = points_around(kind, n);
+    double sum = 0.0;
+    for ([[maybe_unused]] auto _ : state) {
+        sum = 0.0;
+        for (std::size_t q = 0; q < nbr_queries; ++q) {
+            const double* const point = points.column(q);
+            sum += std::sqrt(squared_distance(point, nodes.column(find(point))));
+        }
+    }
+    // Which of equally near nodes is found differs; the distance may by rounding.
+    expect_same(state, "nearest " + std::to_string(static_cast<int>(kind)) + std::to_string(n),
+                std::round(sum * 1e6));
+    state.SetItemsProcessed(state.iterations() * std::int64_t{nbr_queries});
+}
+template <class Find>
+void find_nearest_other(benchmark::State& state, cloud kind, std::size_t n, const Find& find) {
+    const dense2D<double>& nodes = nodes_of(kind, n);
+    double sum = 0.0;
+    for ([[maybe_unused]] auto _ : state) {
+        sum = 0.0;
+        for (std::size_t q = 0; q < nbr_queries; ++q) {
+            const auto node = static_cast<unsigned int>(q * 7919 % nodes.cols());
+            sum += std::sqrt(squared_distance(nodes.column(node), nodes.column(find(node))));
+        }
+    }
+    expect_same(state, "other " + std::to_string(static_cast<int>(kind)) + std::to_string(n),
+                std::round(sum * 1e6));
+    state.SetItemsProcessed(state.iterations() * std::int64_t{nbr_queries});
+}
+
+struct our_search {
+    node_detector tree;
+
+    explicit our_search(const dense2D<double>& nodes) : tree(nodes) {}
+    unsigned int nearest(const double* point) const {
+        return tree.find_closest(shifted(point, 0.0));
+    }
+    unsigned int nearest_other(unsigned int node) const { return tree.find_closest(node); }
+};
+
+// Registers the cases of one competitor.
+template <class Search> void add_clouds(const std::string& name) {
+    const std::pair<const char*, cloud> clouds[] = {{"space", cloud::space},
+                                                    {"plane", cloud::plane},
+                                                    {"tilted_plane", cloud::tilted_plane},
+                                                    {"sphere", cloud::sphere},
+                                                    {"axis", cloud::axis},
+                                                    {"space_grid", cloud::space_grid},
+                                                    {"plane_grid", cloud::plane_grid},
+                                                    {"line_grid", cloud::line_grid}};
+    for (const auto& [of, kind] : clouds) {
+        for (const std::size_t n : {std::size_t{100000}, nbr_points}) {
+            const std::string task = std::string(of) + '_' + std::to_string(n) + '/' + name;
+            const auto run = [kind = kind, n](auto ask) {
+                return [kind, n, ask](benchmark::State& state) {
+                    ask(state, kind, n, Search(nodes_of(kind, n)));
+                };
+            };
+            benchmark::RegisterBenchmark(
+                ("search/nearest_in_" + task).c_str(),
+                run([](auto& state, cloud k, std::size_t size, const Search& search) {
+                    find_nearest(state, k, size,
+                                 [&](const double* point) { return search.nearest(point); });
+                }))
+                ->Unit(benchmark::kMillisecond);
+            benchmark::RegisterBenchmark(
+                ("search/nearest_other_in_" + task).c_str(),
+                run([](auto& state, cloud k, std::size_t size, const Search& search) {
+                    find_nearest_other(state, k, size, [&](unsigned int node) {
+                        return search.nearest_other(node);
+                    });
+                }))
+                ->Unit(benchmark::kMillisecond);
+            benchmark::RegisterBenchmark(("search/build_of_" + task).c_str(),
+                                         [kind = kind, n](benchmark::State& state) {
+                                             const dense2D<double>& nodes = nodes_of(kind, n);
+                                             for ([[maybe_unused]] auto _ : state) {
+                                                 const Search search(nodes);
+                                                 benchmark::DoNotOptimize(&search);
+                                             }
+                                         })
+                ->Unit(benchmark::kMillisecond);
+        }
+    }
+}
+
 void box_ours(benchmark::State& state) {
     const node_detector tree(points<3>());
     double sum = 0.0;
@@ -124,8 +299,9 @@ BENCHMARK(box_ours)->Name("search/box_3d/ours")->Unit(benchmark::kMillisecond);
 struct point_cloud {
     const double* coordinates;
     std::size_t dim;
+    std::size_t size = nbr_points;
 
-    std::size_t kdtree_get_point_count() const { return nbr_points; }
+    std::size_t kdtree_get_point_count() const { return size; }
     double kdtree_get_pt(std::size_t i, std::size_t axis) const {
         return coordinates[i * dim + axis];
     }
@@ -162,6 +338,26 @@ void nearest_nanoflann(benchmark::State& state) {
     expect_same(state, "nearest", sum);
     state.SetItemsProcessed(state.iterations() * std::int64_t{nbr_queries});
 }
+
+struct nanoflann_search {
+    point_cloud cloud;
+    nanoflann_tree<3> tree;
+
+    explicit nanoflann_search(const dense2D<double>& nodes)
+        : cloud{nodes.column(0), 3, nodes.cols()}, tree(3, cloud) {}
+    unsigned int nearest(const double* point) const {
+        unsigned int id = 0;
+        double dist2 = 0.0;
+        tree.knnSearch(point, 1, &id, &dist2);
+        return id;
+    }
+    unsigned int nearest_other(unsigned int node) const {
+        std::array<unsigned int, 2> ids{};
+        std::array<double, 2> dist2{};
+        tree.knnSearch(cloud.coordinates + std::size_t{node} * 3, 2, ids.data(), dist2.data());
+        return ids[0] == node ? ids[1] : ids[0];
+    }
+};
 
 BENCHMARK(build_nanoflann<2>)->Name("search/build_2d/nanoflann")->Unit(benchmark::kMillisecond);
 BENCHMARK(build_nanoflann<3>)->Name("search/build_3d/nanoflann")->Unit(benchmark::kMillisecond);
@@ -202,9 +398,45 @@ void box_cgal(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * std::int64_t{nbr_queries});
 }
 
+struct cgal_search {
+    using neighbours = CGAL::Orthogonal_k_neighbor_search<cgal_traits>;
+
+    CGAL::Kd_tree<cgal_traits> tree;
+    const dense2D<double>& nodes;
+
+    explicit cgal_search(const dense2D<double>& of) : nodes(of) {
+        for (unsigned int i = 0; i < nodes.cols(); ++i) tree.insert({at(nodes.column(i)), i});
+        tree.build();
+    }
+    unsigned int nearest(const double* point) const {
+        return neighbours(tree, at(point), 1).begin()->first.second;
+    }
+    unsigned int nearest_other(unsigned int node) const {
+        const neighbours found(tree, at(nodes.column(node)), 2);
+        const unsigned int first = found.begin()->first.second;
+        return first == node ? std::next(found.begin())->first.second : first;
+    }
+
+private:
+    static cgal_kernel::Point_3 at(const double* p) {
+        return cgal_kernel::Point_3(p[0], p[1], p[2]);
+    }
+};
+
 BENCHMARK(box_cgal)->Name("search/box_3d/cgal")->Unit(benchmark::kMillisecond);
 #endif
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    add_clouds<our_search>("ours");
+#ifdef TESSMAKER_HAVE_NANOFLANN
+    add_clouds<nanoflann_search>("nanoflann");
+#endif
+#ifdef TESSMAKER_HAVE_CGAL
+    add_clouds<cgal_search>("cgal");
+#endif
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

@@ -29,6 +29,12 @@ unsigned int closest(const point_tree<DIM>& tree, const Place& place) {
     return tree.find_closest(place, dist2);
 }
 
+template <unsigned DIM> std::size_t build_tree(point_tree<DIM>& tree, const id_list& nodes) {
+    const std::size_t nbr_slots = tree.build(nodes.begin(), nodes.size());
+    if (nbr_slots != 0) tree.index_distances(nodes.begin(), nodes.size());
+    return nbr_slots;
+}
+
 } // namespace
 
 node_detector::node_detector(const dense2D<double>& pos) { reinit(pos); }
@@ -68,10 +74,10 @@ int node_detector::build(const dense2D<double>& pos, id_list& nodes) {
     std::size_t nbr_slots = 0;
     if (pos.rows() == 2) {
         tree2_ = new point_tree<2>(pos);
-        nbr_slots = tree2_->build(nodes.begin(), nodes.size());
+        nbr_slots = build_tree(*tree2_, nodes);
     } else if (pos.rows() == 3) {
         tree3_ = new point_tree<3>(pos);
-        nbr_slots = tree3_->build(nodes.begin(), nodes.size());
+        nbr_slots = build_tree(*tree3_, nodes);
     }
     return static_cast<int>(nbr_slots);
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/ids.h"
+#include "search/nearest_search.h"
 #include "search/tree_queries.h"
 
 namespace kv7::tessmaker {
@@ -68,12 +69,17 @@ landing find_landing(const tree_points<DIM>& tree, const Branches& branches, sub
 template <unsigned DIM>
 point_tree<DIM>::point_tree(const point_tree& other)
     : pos_(other.pos_), free_slot_(other.free_slot_) {
-    if (!ids_.copy(other.ids_) || !links_.copy(other.links_)) reset();
+    if (!ids_.copy(other.ids_) || !links_.copy(other.links_)) {
+        reset();
+    } else {
+        distances_.copy(other.distances_);
+    }
 }
 
 template <unsigned DIM> void point_tree<DIM>::reset() {
     ids_.clear();
     links_.clear();
+    distances_.clear();
     free_slot_ = no_slot;
 }
 
@@ -91,6 +97,15 @@ template <unsigned DIM> std::size_t point_tree<DIM>::build(const unsigned int* i
     balanced_order<DIM>(ids, n, {pos_->column(0), DIM}, scratch_->data(), ids_.data());
     scratch_.reset();
     return n;
+}
+
+// If columns are not packed, the tree was built on wrong coordinates.
+template <unsigned DIM>
+void point_tree<DIM>::index_distances(const unsigned int* ids, std::size_t n) {
+    distances_.clear();
+    if (pos_->ld() == DIM && n == ids_.size() && links_.empty()) {
+        distances_.build(ids, n, {pos_->column(0), DIM});
+    }
 }
 
 template <unsigned DIM>
@@ -124,13 +139,24 @@ unsigned int point_tree<DIM>::find_closest(const double* point, unsigned int exc
                                            double& dist2) const {
     if (ids_.empty()) return no_id;
     const tree_points<DIM> tree(ids_, *pos_);
+    if (!distances_.empty() && pos_->ld() == DIM) {
+        index_search<DIM> search(distances_, pos_->column(0), point, excluded_id);
+        if (search.run()) {
+            const near_nodes& near = search.nodes();
+            const near_node nearest = near.size() == 1
+                                          ? near[0]
+                                          : tie_search<DIM>(tree, point, near)
+                                                .run({0, static_cast<unsigned int>(ids_.size())});
+            dist2 = nearest.dist2;
+            return nearest.id;
+        }
+    }
     return on_branches([&](const auto& branches, subtree root) {
         const auto answer = [&](const auto& search) {
             dist2 = search.dist2();
             return search.id();
         };
-        // If columns are not packed, the tree was built on wrong coordinates.
-        if (pos_->ld() == DIM) {
+        if (pos_->ld() == DIM) { // as in `index_distances`
             quick_search<DIM> search(tree, point, excluded_id, dist2);
             search.run(branches, root);
             if (search.is_clear()) return answer(search);
@@ -155,6 +181,7 @@ auto point_tree<DIM>::on_branches(Action action) const {
 template <unsigned DIM> bool point_tree<DIM>::insert(unsigned int id) {
     if (id >= pos_->cols()) return false;
     const bool is_root = ids_.empty();
+    distances_.clear();
     const unsigned int slot = new_slot(id);
     if (is_root) return true;
 

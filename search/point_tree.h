@@ -8,6 +8,7 @@
 #include "core/element_table.h"
 #include "core/ids.h"
 #include "search/balanced_order.h"
+#include "search/distance_index.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
@@ -46,6 +47,11 @@ public:
     // becomes two nodes. Returns the number of slots: `n`, or 0 when memory fails, which a
     // successful `reserve` rules out.
     std::size_t build(const unsigned int* ids, std::size_t n);
+    // Makes an index that finds the nearest point sooner where coordinates are equal by the
+    // thousand, in the same nodes: IDs as given to the `build` before it. Answers stay the same.
+    // Without memory, or where it would not help, there is none; insertions give it up.
+    void index_distances(const unsigned int* ids, std::size_t n);
+    bool has_distance_index() const { return !distances_.empty(); }
     // Adds nodes one by one. Returns how many were added: an ID that is no column of `pos`, or is
     // met on its way down, is not. One for which memory fails is counted, though it is not there.
     unsigned int insert(const unsigned int* begin, const unsigned int* end);
@@ -84,6 +90,7 @@ private:
     // built, in pre-order: the children then follow from the number of nodes.
     dense1D<unsigned int> links_;
     std::optional<dense1D<keyed_point>> scratch_; // from `reserve` to the end of the build
+    distance_index<DIM> distances_;
     unsigned int free_slot_ = no_slot;
 };
 

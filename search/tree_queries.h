@@ -16,12 +16,10 @@
 #include "core/prefetch.h"
 #include "core/small_vectors.h"
 #include "search/balanced_order.h"
+#include "search/clear_distance.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
-
-// The squared distance before any point is found.
-inline constexpr double no_distance = std::numeric_limits<double>::max();
 
 // What a query reads of a tree.
 template <unsigned DIM> class tree_points {
@@ -256,14 +254,8 @@ template <unsigned DIM> class quick_search {
 public:
     quick_search(const tree_points<DIM>& tree, const double* point, unsigned int excluded_id,
                  double dist2)
-        : tree_(tree), point_(point), excluded_id_(excluded_id), dist2_(dist2) {
-        // Squares lose digits below 1.5e-154, the square root of the smallest normal double; this
-        // keeps all that are compared far above it.
-        double size = 1e-140;
-        for (unsigned int axis = 0; axis < DIM; ++axis) size += std::fabs(point[axis]);
-        margin_ = relative_margin * size;
-        limit_ = dist2 < no_distance ? limit_around(dist2) : no_distance;
-    }
+        : tree_(tree), point_(point), excluded_id_(excluded_id), clear_(point), dist2_(dist2),
+          limit_(dist2 < no_distance ? limit_around(dist2) : no_distance) {}
 
     template <class Branches> void run(const Branches& branches, subtree root) {
         walk_stack<region> pending;
@@ -308,12 +300,6 @@ private:
         std::array<double, DIM> offset;
     };
 
-    // With u = 1.1e-16: a squared distance in 3D is off by at most 5 u of itself (3 for each
-    // square, 2 for the sums), so its root by 3.5 u, and the bounds point -+ radius of
-    // `plain_search` by u of |point| + radius. Two distances and two bounds meet, which 10 u
-    // (|point| + radius) covers. This is ninety times as much.
-    static constexpr double relative_margin = 1e-13;
-
     static double squared_length(const std::array<double, DIM>& v) {
         double sum = 0.0;
         for (const double x : v) sum += x * x;
@@ -321,8 +307,7 @@ private:
     }
 
     double limit_around(double dist2) const {
-        const double radius = std::sqrt(dist2);
-        const double clear = radius + (margin_ + relative_margin * radius);
+        const double clear = clear_.beyond(dist2);
         return clear * clear;
     }
 
@@ -342,11 +327,11 @@ private:
     tree_points<DIM> tree_;
     const double* point_;
     unsigned int excluded_id_;
+    clear_distance<DIM> clear_;
     unsigned int id_ = no_id;
     double dist2_;
     double second_ = no_distance; // squared distance of the second nearest point
     double limit_; // a second nearest point at least this far leaves the answer clear
-    double margin_ = 0.0;
 };
 
 } // namespace kv7::tessmaker
