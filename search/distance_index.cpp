@@ -14,8 +14,6 @@ namespace kv7::tessmaker {
 
 namespace {
 
-constexpr std::size_t largest_bucket = 26;
-
 template <unsigned DIM> bool is_indexed(const double* p) {
     bool is_near = true; // NaN is not
     for (unsigned int axis = 0; axis < DIM; ++axis) {
@@ -65,7 +63,15 @@ public:
 
     // Whether boxes are as tight as they must be.
     bool run() {
-        add_node(0, 0, std::size_t{1} << 2 * index_.nbr_levels_);
+        const std::size_t nbr_buckets = std::size_t{1} << index_.log_buckets_;
+        if (index_.nbr_roots_ == 1) {
+            add_node(0, 0, nbr_buckets);
+        } else {
+            index_.root_axis_ = split(0, nbr_buckets);
+            add_node(0, 0, nbr_buckets / 2);
+            const bounds<DIM> second = add_node(1, nbr_buckets / 2, nbr_buckets / 2);
+            index_.root_plane_ = second.lower[index_.root_axis_];
+        }
         return nbr_coarse_ <= most_coarse;
     }
 
@@ -82,7 +88,8 @@ private:
         split(bucket + 2 * quarter, 2 * quarter);
         bounds<DIM> all;
         for (std::size_t k = 0; k < 4; ++k) {
-            const bounds<DIM> branch = add_node(4 * node + 1 + k, bucket + k * quarter, quarter);
+            const bounds<DIM> branch =
+                add_node(index_.first_branch(node) + k, bucket + k * quarter, quarter);
             set_box(node, k, branch);
             all.include(branch);
         }
@@ -99,12 +106,14 @@ private:
         return all;
     }
 
-    // Puts the lower half of the points in the first half of the buckets.
-    void split(std::size_t bucket, std::size_t nbr_buckets) {
+    // Puts the lower half of the points in the first half of the buckets. Returns on which axis.
+    unsigned int split(std::size_t bucket, std::size_t nbr_buckets) {
         keyed_point* const first = points_ + index_.begin_of(bucket);
         keyed_point* const middle = points_ + index_.begin_of(bucket + nbr_buckets / 2);
         keyed_point* const last = points_ + index_.begin_of(bucket + nbr_buckets);
-        select(first, middle, last, widest_axis(first, last), coordinates_);
+        const unsigned int axis = widest_axis(first, last);
+        select(first, middle, last, axis, coordinates_);
+        return axis;
     }
 
     // By a sample of the points.
@@ -139,20 +148,15 @@ private:
         return (x - index_.origin_[axis]) * index_.scale_;
     }
 
-    // The difference is off by 1.1e-16 of itself, and its float by half a step; the next float lies
-    // a step away, 6e-8 of it or more.
     void set_box(std::size_t node, std::size_t branch, const bounds<DIM>& points) {
-        constexpr float infinite = std::numeric_limits<float>::infinity();
         branch_boxes<DIM>& boxes = index_.boxes_[node];
         for (unsigned int axis = 0; axis < DIM; ++axis) {
-            const auto lower = static_cast<float>(in_units(points.lower[axis], axis));
-            const auto upper = static_cast<float>(in_units(points.upper[axis], axis));
-            boxes.lower[axis][branch] = std::nextafter(lower, -infinite);
-            boxes.upper[axis][branch] = std::nextafter(upper, infinite);
+            boxes.lower[axis][branch] = rounded_down(in_units(points.lower[axis], axis));
+            boxes.upper[axis][branch] = -rounded_down(-in_units(points.upper[axis], axis));
         }
     }
 
-    // Rounding moves a bound by up to 1.2e-7 of itself.
+    // Rounding moves a bound by up to 1.6e-7 of itself.
     bool is_coarse(const bounds<DIM>& points) const {
         const unsigned int widest = points.widest_axis();
         double largest = 1e-11; // squares of lengths far below are lost as float
@@ -195,12 +199,9 @@ bool distance_index<DIM>::list_nodes(const unsigned int* ids, std::size_t n,
         nbr_indexed += is_indexed<DIM>(coordinates.of(ids[i])) ? 1 : 0;
     }
     order_.resize(nbr_indexed);
-    std::size_t nbr_buckets = 1;
-    while (nbr_indexed > largest_bucket * nbr_buckets) {
-        first_bucket_ += nbr_buckets;
-        nbr_buckets *= 4;
-        ++nbr_levels_;
-    }
+    while (nbr_indexed > largest_bucket << log_buckets_) ++log_buckets_;
+    nbr_roots_ = 1 + log_buckets_ % 2;
+    first_bucket_ = ((std::size_t{1} << log_buckets_) - nbr_roots_) / 3;
     return first_bucket_ != 0 && boxes_.resize(first_bucket_);
 }
 
@@ -233,7 +234,10 @@ template <unsigned DIM> void distance_index<DIM>::copy(const distance_index& oth
         clear();
         return;
     }
-    nbr_levels_ = other.nbr_levels_;
+    nbr_roots_ = other.nbr_roots_;
+    root_axis_ = other.root_axis_;
+    root_plane_ = other.root_plane_;
+    log_buckets_ = other.log_buckets_;
     first_bucket_ = other.first_bucket_;
     origin_ = other.origin_;
     scale_ = other.scale_;
@@ -243,7 +247,7 @@ template <unsigned DIM> void distance_index<DIM>::copy(const distance_index& oth
 template <unsigned DIM> void distance_index<DIM>::clear() {
     if (order_.capacity() != 0) order_ = id_list();
     if (boxes_.capacity() != 0) boxes_ = dense1D<branch_boxes<DIM>, 16>();
-    nbr_levels_ = 0;
+    log_buckets_ = 0;
     first_bucket_ = 0;
 }
 

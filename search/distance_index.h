@@ -4,6 +4,7 @@
 #define TESSMAKER_SEARCH_DISTANCE_INDEX_H
 
 #include <array>
+#include <cmath>
 #include <cstddef>
 
 #include "core/ids.h"
@@ -20,9 +21,15 @@ template <unsigned DIM> struct branch_boxes {
     std::array<floats, DIM> upper;
 };
 
-// The nodes stand in buckets, 4^k of them, as equal in size as can be, in the order of the leaves.
-// Tree nodes are numbered by levels from 0, the root, so that the branches of `i` are 4 i + 1 to
-// 4 i + 4; the last 4^k numbers are buckets.
+// A float not above a coordinate in units of an index. The difference and the product that gave it
+// are off by 1.1e-16 of it, the float by 6.0e-8 or, where it is least, by 1e-45.
+inline float rounded_down(double x) {
+    return static_cast<float>(x - (std::fabs(x) * 1e-7 + 1e-44));
+}
+
+// The nodes stand in buckets as equal in size as can be, 4^k or 2 * 4^k of them, whichever keeps
+// them small. There is one tree over them or two. Tree nodes are numbered by levels, from the roots
+// on, so that the branches of each have consecutive numbers; the last numbers are the buckets.
 //
 // Boxes are in units of the index, (x - origin) * scale, rounded outwards. Left out are nodes with
 // a coordinate that is not finite or beyond `farthest`: a query within `farthest_query` that has
@@ -36,6 +43,8 @@ public:
 
     static constexpr double farthest = 1e100;
     static constexpr double farthest_query = 1e99;
+    // Half as many as here, and one, take 32 bytes of boxes: less than 6 a node.
+    static constexpr std::size_t largest_bucket = 11;
     // In units of the index: the largest coordinate lies between the half of the first and the
     // first. Squares of coordinates up to the second do not overflow as float.
     static constexpr double largest_unit = 0x1p50;
@@ -49,10 +58,16 @@ public:
     void clear();
 
     bool empty() const { return order_.empty(); }
+    unsigned int nbr_roots() const { return nbr_roots_; }
+    // The root whose half of the nodes is nearer to a point, all but always.
+    std::size_t near_root(const double* point) const {
+        return nbr_roots_ == 2 && point[root_axis_] > root_plane_ ? 1 : 0;
+    }
+    std::size_t first_branch(std::size_t node) const { return 4 * node + nbr_roots_; }
     std::size_t first_bucket() const { return first_bucket_; }
     // The place of the first node of a bucket among all.
     std::size_t begin_of(std::size_t bucket) const {
-        return order_.size() * bucket >> 2 * nbr_levels_;
+        return order_.size() * bucket >> log_buckets_;
     }
     const unsigned int* nodes() const { return order_.data(); }
     const branch_boxes<DIM>* boxes() const { return boxes_.data(); }
@@ -67,7 +82,10 @@ private:
 
     id_list order_;                        // by bucket
     dense1D<branch_boxes<DIM>, 16> boxes_; // by tree node
-    unsigned int nbr_levels_ = 0;          // of boxes
+    unsigned int nbr_roots_ = 1;
+    unsigned int root_axis_ = 0;   // between two roots
+    double root_plane_ = 0.0;      // between two roots
+    unsigned int log_buckets_ = 0; // of the number of buckets, to base 2
     std::size_t first_bucket_ = 0;
     std::array<double, DIM> origin_{};
     double scale_ = 1.0;

@@ -49,20 +49,27 @@ private:
     double factor_ = 0.0;
 };
 
-// Makes `n` points of the IDs. Returns the scales of their keys.
+// Makes points of `n` IDs, at least one. Returns the scales of their keys. Where all coordinates on
+// an axis are equal, the IDs are the keys, so that none is compared by its coordinate.
 template <unsigned DIM>
 std::array<key_scale, DIM> set_keys(const unsigned int* ids, std::size_t n,
                                     coordinate_columns coordinates, keyed_point* points) {
     std::array<key_scale, DIM> scales;
+    std::array<bool, DIM> is_constant;
+    is_constant.fill(true);
+    const double* const first = coordinates.of(ids[0]);
     for (std::size_t i = 0; i < n; ++i) {
         const double* const p = coordinates.of(ids[i]);
-        for (unsigned int axis = 0; axis < DIM; ++axis) scales[axis].include(p[axis]);
+        for (unsigned int axis = 0; axis < DIM; ++axis) {
+            scales[axis].include(p[axis]);
+            is_constant[axis] &= p[axis] == first[axis];
+        }
     }
     for (key_scale& scale : scales) scale.finish();
     for (std::size_t i = 0; i < n; ++i) {
         const double* const p = coordinates.of(ids[i]);
         for (unsigned int axis = 0; axis < DIM; ++axis) {
-            points[i].key[axis] = scales[axis].key(p[axis]);
+            points[i].key[axis] = is_constant[axis] ? ids[i] : scales[axis].key(p[axis]);
         }
         points[i].id = ids[i];
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <utility>
 
 #include "core/ids.h"
+#include "core/prefetch.h"
 #include "core/small_vectors.h"
 #include "search/balanced_order.h"
 #include "search/clear_distance.h"
@@ -67,8 +69,12 @@ template <unsigned DIM> class index_search {
 public:
     index_search(const distance_index<DIM>& index, const double* coordinates, const double* point,
                  unsigned int excluded_id)
-        : index_(index), coordinates_(coordinates), point_(point), excluded_id_(excluded_id),
-          clear_(point) {}
+        : index_(index), boxes_(index.boxes()), nodes_of_buckets_(index.nodes()),
+          first_bucket_(index.first_bucket()),
+          above_buckets_((first_bucket_ - index.nbr_roots()) / 4), coordinates_(coordinates),
+          excluded_id_(excluded_id), clear_(point) {
+        std::copy(point, point + DIM, point_.begin());
+    }
 
     // False, and no word on the nodes, if the tree must be searched: far from the nodes, with none
     // to be found, with too many equally near.
@@ -89,99 +95,126 @@ private:
 
     // A branch, its squared distance in the upper bits, which order like the number, and its number
     // among the four in the last two.
-    using branch_key = std::uint32_t;
+    using branch_key = std::int32_t;
     struct pending_branch {
         branch_key key;
         std::uint32_t first_branch;
     };
 
-    // The point in units of the index, rounded down and up. Like bounds of boxes, see
-    // `distance_index`.
+    // The point in units of the index, rounded down and up.
     bool set_query() {
-        constexpr float infinite = std::numeric_limits<float>::infinity();
         for (unsigned int axis = 0; axis < DIM; ++axis) {
             if (!(std::fabs(point_[axis]) <= distance_index<DIM>::farthest_query)) return false;
             const double x = (point_[axis] - index_.origin(axis)) * index_.scale();
             if (!(std::fabs(x) <= distance_index<DIM>::largest_query_unit)) return false;
-            const auto nearest = static_cast<float>(x);
-            lower_[axis] = std::nextafter(nearest, -infinite);
-            upper_[axis] = std::nextafter(nearest, infinite);
+            lower_[axis] = floats{} + rounded_down(x);
+            upper_[axis] = floats{} - rounded_down(-x);
         }
         return true;
     }
 
     void walk() {
-        std::array<pending_branch, 64> pending; // at most 3 on each of 15 levels
+        std::array<pending_branch, 64> pending; // at most 3 on each of 15 levels, and one beyond
         std::size_t nbr_pending = 0;
-        std::size_t at = 0;
+        std::size_t at = index_.near_root(point_.data());
+        if (index_.nbr_roots() == 2) {
+            pending[nbr_pending++] = {0, static_cast<std::uint32_t>(1 - at)};
+        }
         for (;;) {
             bool is_near = true;
-            while (is_near && at < index_.first_bucket()) {
-                std::array<branch_key, 4> keys;
-                sort_branches(index_.boxes()[at], keys);
-                const auto first_branch = static_cast<std::uint32_t>(4 * at + 1);
+            while (is_near && at < first_bucket_) {
+                const std::array<branch_key, 4> keys = sorted_branches(boxes_[at]);
+                const auto first_branch = static_cast<std::uint32_t>(index_.first_branch(at));
                 for (std::size_t k = 3; k > 0; --k) {
                     pending[nbr_pending] = {keys[k], first_branch};
                     nbr_pending += keys[k] <= limit_key_ ? 1 : 0;
                 }
                 is_near = keys[0] <= limit_key_;
-                at = first_branch + (keys[0] & 3U);
+                at = first_branch + branch_of(keys[0]);
+                if (at >= above_buckets_) prefetch_nodes(at);
             }
-            if (is_near) search_bucket(at - index_.first_bucket());
+            if (is_near) search_bucket(at - first_bucket_);
             if (gives_up_) return;
             do {
                 if (nbr_pending == 0) return;
                 --nbr_pending;
             } while (pending[nbr_pending].key > limit_key_);
-            at = pending[nbr_pending].first_branch + (pending[nbr_pending].key & 3U);
+            at = pending[nbr_pending].first_branch + branch_of(pending[nbr_pending].key);
         }
     }
 
+    // Those below a tree node whose branches are buckets, or in a bucket.
+    [[gnu::always_inline]] void prefetch_nodes(std::size_t at) const {
+        const std::size_t first =
+            at < first_bucket_ ? index_.first_branch(at) - first_bucket_ : at - first_bucket_;
+        prefetch(nodes_of_buckets_ + index_.begin_of(first));
+    }
+
+    static std::uint32_t branch_of(branch_key key) { return static_cast<std::uint32_t>(key) & 3U; }
+
     // Keys of the branches, the nearest first.
-    void sort_branches(const branch_boxes<DIM>& boxes, std::array<branch_key, 4>& keys) const {
-        floats sum{};
+    std::array<branch_key, 4> sorted_branches(const branch_boxes<DIM>& boxes) const {
+        std::array<floats, DIM> gap2;
         for (unsigned int axis = 0; axis < DIM; ++axis) {
             const floats below = boxes.lower[axis] - upper_[axis];
             const floats above = lower_[axis] - boxes.upper[axis];
             const floats outside = below > above ? below : above;
-            const floats gap = outside > floats{} ? outside : floats{};
-            sum += gap * gap;
+            const floats gap = outside > 0.0F ? outside : 0.0F;
+            gap2[axis] = gap * gap;
         }
+        floats sum = gap2[0] + gap2[1];
+        if constexpr (DIM == 3) sum += gap2[2];
+        std::array<branch_key, 4> keys;
         std::memcpy(keys.data(), &sum, sizeof keys);
-        for (branch_key k = 0; k < 4; ++k) keys[k] = (keys[k] & ~3U) | k;
-        const auto order = [&](std::size_t i, std::size_t j) {
-            const branch_key less = std::min(keys[i], keys[j]);
-            keys[j] = std::max(keys[i], keys[j]);
-            keys[i] = less;
-        };
-        order(0, 1);
-        order(2, 3);
-        order(0, 2);
-        order(1, 3);
-        order(1, 2);
+        keys = {keys[0] & ~3, (keys[1] & ~3) | 1, (keys[2] & ~3) | 2, keys[3] | 3};
+        sort(keys[0], keys[1]);
+        sort(keys[2], keys[3]);
+        sort(keys[0], keys[2]);
+        sort(keys[1], keys[3]);
+        sort(keys[1], keys[2]);
+        return keys;
     }
 
+    // Without a branch, which would be mispredicted every other time. Keys are not negative.
+    static void sort(branch_key& a, branch_key& b) {
+        const branch_key below = (a - b) & ((a - b) >> 31); // 0 if a is not below b
+        b = std::exchange(a, b + below) - below;
+    }
+
+    // Distances first, then what follows from them: tested one by one, every second outcome would
+    // be mispredicted.
     void search_bucket(std::size_t bucket) {
-        const unsigned int* const end = index_.nodes() + index_.begin_of(bucket + 1);
-        for (const unsigned int* id = index_.nodes() + index_.begin_of(bucket); id != end; ++id) {
-            const double d2 = squared_distance<DIM>(point_, coordinates_ + std::size_t{*id} * DIM);
-            if (d2 < limit_ && *id != excluded_id_) add(*id, d2);
+        const std::size_t begin = index_.begin_of(bucket);
+        const std::size_t size = index_.begin_of(bucket + 1) - begin;
+        const unsigned int* const ids = nodes_of_buckets_ + begin;
+        const std::array<double, DIM> point = point_;
+        std::array<double, distance_index<DIM>::largest_bucket> dist2;
+        double least = no_distance;
+        for (std::size_t i = 0; i < size; ++i) {
+            const double* const p = coordinates_ + std::size_t{ids[i]} * DIM;
+            const double d2 = squared_distance<DIM>(point.data(), p);
+            dist2[i] = ids[i] == excluded_id_ ? no_distance : d2;
+            least = dist2[i] < least ? dist2[i] : least;
         }
+        if (!(least < limit_)) return;
+        if (least < nodes_.least()) narrow(least);
+        for (std::size_t i = 0; i < size; ++i) {
+            if (dist2[i] < limit_) add(ids[i], dist2[i]);
+        }
+    }
+
+    // Nodes must now be near those at this distance.
+    void narrow(double least) {
+        const double radius = clear_.beyond(least);
+        limit_ = radius * radius;
+        set_limit_key(radius);
+        if (nodes_.least() >= limit_) nodes_.remove_all();
     }
 
     void add(unsigned int id, double d2) {
-        if (d2 < nodes_.least()) {
-            const double radius = clear_.beyond(d2);
-            limit_ = radius * radius;
-            set_limit_key(radius);
-            if (nodes_.least() >= limit_) nodes_.remove_all();
-        }
         if (nodes_.is_full()) nodes_.remove_beyond(limit_);
-        if (nodes_.is_full()) {
-            gives_up_ = true;
-        } else {
-            nodes_.add(id, d2);
-        }
+        gives_up_ = nodes_.is_full();
+        if (!gives_up_) nodes_.add(id, d2);
     }
 
     // The squared distance of a box, as float, exceeds that of each node in it by five roundings of
@@ -191,20 +224,24 @@ private:
         const double limit = in_units * in_units * (1 + 1e-6) + 1e-40;
         const float as_float = limit < largest_float ? static_cast<float>(limit) : largest_float;
         std::memcpy(&limit_key_, &as_float, sizeof limit_key_);
-        limit_key_ |= 3U;
+        limit_key_ |= 3;
     }
 
     static constexpr float largest_float = std::numeric_limits<float>::max();
 
     const distance_index<DIM>& index_;
+    const branch_boxes<DIM>* boxes_;
+    const unsigned int* nodes_of_buckets_;
+    std::size_t first_bucket_;
+    std::size_t above_buckets_; // the first tree node whose branches are buckets
     const double* coordinates_;
-    const double* point_;
+    std::array<double, DIM> point_;
     unsigned int excluded_id_;
     clear_distance<DIM> clear_;
-    std::array<float, DIM> lower_;
-    std::array<float, DIM> upper_;
+    std::array<floats, DIM> lower_;
+    std::array<floats, DIM> upper_;
     double limit_ = no_distance; // nodes at least this far are not near
-    branch_key limit_key_ = 0xFFFFFFFFU;
+    branch_key limit_key_ = 0x7FFFFFFF;
     bool gives_up_ = false;
     near_nodes nodes_;
 };
@@ -217,13 +254,27 @@ template <unsigned DIM> class tie_search {
 public:
     tie_search(const tree_points<DIM>& tree, const double* point, const near_nodes& nodes)
         : tree_(tree), point_(point), nodes_(nodes) {
-        for (std::size_t i = 0; i < nodes.size(); ++i) places_[i] = tree.point(nodes[i].id);
+        lower_.fill(no_distance);
+        upper_.fill(-no_distance);
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            places_[i] = tree.point(nodes[i].id);
+            for (unsigned int axis = 0; axis < DIM; ++axis) {
+                lower_[axis] = std::min(lower_[axis], places_[i][axis]);
+                upper_[axis] = std::max(upper_[axis], places_[i][axis]);
+            }
+        }
     }
 
     near_node run(subtree root) {
-        const node_set all = 0xFFFFFFFFU >> (near_nodes::most - nodes_.size());
-        descend(root, all);
-        if (!is_settled()) walk(root, all);
+        node_set all = 0xFFFFFFFFU >> (near_nodes::most - nodes_.size());
+        if (none_can_be_passed_over())
+            all = below(all, std::nextafter(nodes_.least(), no_distance));
+        const branch_with_all start = descend(root, all);
+        if (!is_found()) {
+            walk(start.at, all, start.axis);
+        } else if (!is_settled()) {
+            walk(root, below(all, best_.dist2), 0); // from the root on, a radius may count
+        }
         // None is met where nodes were moved.
         return is_found() ? best_ : nodes_[0];
     }
@@ -236,6 +287,11 @@ private:
         node_set left = 0;
         node_set right = 0;
     };
+    // The smallest subtree known to hold all near nodes.
+    struct branch_with_all {
+        subtree at;
+        unsigned int axis;
+    };
     struct pending_branch {
         double c;
         subtree left;
@@ -243,36 +299,68 @@ private:
         unsigned int axis;
     };
 
+    // The nodes of a set that are nearer than this.
+    node_set below(node_set nodes, double dist2) const {
+        node_set nearer = 0;
+        for (node_set rest = nodes; rest != 0; rest &= rest - 1) {
+            const auto i = static_cast<std::size_t>(std::countr_zero(rest));
+            if (nodes_[i].dist2 < dist2) nearer |= node_set{1} << i;
+        }
+        return nearer;
+    }
+
+    // Whether all are clearly inside the slabs around the point that the radius leaves, on each
+    // axis: what holds them is then searched, whatever the node found before, and only those at the
+    // least distance can be taken in the end.
+    bool none_can_be_passed_over() const {
+        const double radius = std::sqrt(nodes_.least());
+        const double inner = 0.99 * radius;
+        bool are_inside = 0.01 * radius > clear_distance<DIM>(point_).beyond(0.0);
+        for (unsigned int axis = 0; axis < DIM; ++axis) {
+            are_inside &= point_[axis] - lower_[axis] < inner;
+            are_inside &= upper_[axis] - point_[axis] < inner;
+        }
+        return are_inside;
+    }
+
     bool is_found() const { return best_.id != no_id; }
     // A node at the least distance is not replaced.
     bool is_settled() const { return is_found() && best_.dist2 == nodes_.least(); }
 
-    // The near nodes of a subtree by where they are in it.
+    // The near nodes of a subtree by where they are in it. Of a node that the tree holds several
+    // times, one may be above others, on both sides.
     node_sets divide(node_set nodes, unsigned int id, double c, unsigned int axis) const {
+        if (c < lower_[axis]) return {0, 0, nodes};
+        if (c > upper_[axis]) return {0, nodes, 0};
         node_sets sets;
-        for (std::size_t i = 0; nodes >> i != 0; ++i) {
-            const node_set node = nodes & (node_set{1} << i);
+        for (node_set rest = nodes; rest != 0; rest &= rest - 1) {
+            const auto i = static_cast<std::size_t>(std::countr_zero(rest));
+            const node_set node = node_set{1} << i;
             if (nodes_[i].id == id) {
                 sets.here |= node;
+                sets.left |= node;
+                sets.right |= node;
             } else if (ranks_before(places_[i][axis], nodes_[i].id, c, id)) {
                 sets.left |= node;
             } else {
                 sets.right |= node;
             }
-            if (i + 1 == near_nodes::most) break;
         }
         return sets;
     }
 
     void take_nearer(node_set here) {
-        for (std::size_t i = 0; i < nodes_.size(); ++i) {
-            const bool is_here = (here >> i & 1U) != 0;
-            if (is_here && nodes_[i].dist2 < best_.dist2) best_ = nodes_[i];
+        for (; here != 0; here &= here - 1) {
+            const near_node& node = nodes_[static_cast<std::size_t>(std::countr_zero(here))];
+            if (node.dist2 < best_.dist2) best_ = node;
         }
     }
 
-    void descend(subtree at, node_set nodes) {
+    branch_with_all descend(subtree at, node_set all) {
+        branch_with_all smallest{at, 0};
+        node_set nodes = all;
         for (unsigned int axis = 0; at && nodes != 0; axis = next_axis<DIM>(axis)) {
+            if (nodes == all) smallest = {at, axis};
             const subtree left = balanced_branches::left(at);
             const subtree right = balanced_branches::right(at);
             tree_.prefetch_children(left, right);
@@ -280,32 +368,38 @@ private:
             const double c = tree_.point(id)[axis];
             const node_sets sets = divide(nodes, id, c, axis);
             if (sets.here != 0) take_nearer(sets.here);
-            if (is_settled()) return;
+            if (is_settled()) break;
             const bool goes_left = point_[axis] - c < 0.0;
             at = goes_left ? left : right;
-            nodes = goes_left ? sets.left : sets.right;
+            nodes = (goes_left ? sets.left : sets.right) & ~sets.here;
         }
+        return smallest;
     }
 
-    void walk(subtree at, node_set nodes) {
+    void walk(subtree at, node_set nodes, unsigned int axis) {
         walk_stack<pending_branch> pending;
         double radius = is_found() ? std::sqrt(best_.dist2) : no_distance;
-        for (unsigned int axis = 0;; axis = next_axis<DIM>(axis)) {
+        for (;; axis = next_axis<DIM>(axis)) {
             if (!is_found() && is_last_word(nodes)) return;
             const subtree left = balanced_branches::left(at);
             const subtree right = balanced_branches::right(at);
             const unsigned int id = tree_.id(at);
             const double c = tree_.point(id)[axis];
-            const node_sets sets = divide(nodes, id, c, axis);
+            node_sets sets = divide(nodes, id, c, axis);
             at = left;
             nodes = sets.left;
             if (c <= point_[axis] - radius) {
                 at = right;
                 nodes = sets.right;
             } else if (c < point_[axis] + radius) {
-                if (sets.here != 0) take_nearer(sets.here);
-                if (is_settled()) return;
-                if (is_found()) radius = std::sqrt(best_.dist2);
+                if (sets.here != 0) {
+                    take_nearer(sets.here);
+                    if (is_settled()) return;
+                    radius = std::sqrt(best_.dist2);
+                    sets.left = below(sets.left, best_.dist2);
+                    sets.right = below(sets.right, best_.dist2);
+                    nodes = sets.left;
+                }
                 if (right) {
                     if (sets.left != 0) pending.push({c, left, sets.left, axis});
                     at = right;
@@ -318,6 +412,7 @@ private:
                 axis = branch.axis;
                 at = branch.left;
                 nodes = branch.c > point_[axis] - radius ? branch.nodes : 0;
+                if (is_found()) nodes = below(nodes, best_.dist2);
             }
         }
     }
@@ -325,16 +420,18 @@ private:
     // Takes the only node of a set if it is at the least distance: it is the next to be met.
     bool is_last_word(node_set nodes) {
         if ((nodes & (nodes - 1)) != 0) return false;
-        take_nearer(nodes);
-        if (is_settled()) return true;
-        best_ = {no_id, no_distance};
-        return false;
+        const near_node& node = nodes_[static_cast<std::size_t>(std::countr_zero(nodes))];
+        if (node.dist2 != nodes_.least()) return false;
+        best_ = node;
+        return true;
     }
 
     tree_points<DIM> tree_;
     const double* point_;
     const near_nodes& nodes_;
     std::array<const double*, near_nodes::most> places_;
+    std::array<double, DIM> lower_; // bounds of the near nodes
+    std::array<double, DIM> upper_;
     near_node best_{no_id, no_distance};
 };
 
