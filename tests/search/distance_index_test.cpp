@@ -205,4 +205,85 @@ TEST(distance_index, finds_what_the_plain_walk_finds_in_every_cloud_tie_for_tie)
     }
 }
 
+// Rounding may pass over one of the copies, and another one be met.
+TEST(distance_index, of_a_node_held_several_times_any_copy_may_be_met) {
+    random_source random(1);
+    const dense2D<double> pos = make_cloud(cloud::scaled_lattice, random, 3, 80);
+    for (int run = 0; run < 300; ++run) {
+        id_vector ids;
+        for (int k = 0; k < 300; ++k) ids.push_back(random.id_below(pos.cols()));
+        point_tree<3> tree(pos);
+        build_indexed(tree, ids);
+        ASSERT_TRUE(tree.has_distance_index());
+        test::recursive_tree<3> reference(pos);
+        reference.build(ids);
+        for (unsigned int id = 0; id < pos.cols(); ++id) {
+            ASSERT_EQ(closest_to(tree, id), reference.find_closest(pos.column(id), id));
+        }
+    }
+}
+
+TEST(distance_index, an_insertion_gives_it_up_and_answers_stay_those_of_the_tree) {
+    random_source random(2);
+    const dense2D<double> pos = make_cloud(cloud::plane_lattice, random, 3, 400);
+    const id_vector ids = all_of(pos);
+    const id_vector half(ids.begin(), ids.begin() + 200);
+    const id_vector rest(ids.begin() + 200, ids.end());
+    point_tree<3> tree(pos);
+    build_indexed(tree, half);
+    EXPECT_TRUE(tree.has_distance_index());
+    const point_tree<3> copy(tree);
+    test::recursive_tree<3> reference(pos);
+    reference.build(half);
+    for (const unsigned int id : ids) {
+        ASSERT_EQ(closest_to(copy, id), reference.find_closest(pos.column(id), id));
+    }
+    EXPECT_EQ(tree.insert(rest.data(), rest.data() + rest.size()), reference.insert(rest));
+    EXPECT_FALSE(tree.has_distance_index());
+    EXPECT_TRUE(copy.has_distance_index());
+    for (const unsigned int id : ids) {
+        ASSERT_EQ(closest_to(tree, id), reference.find_closest(pos.column(id), id));
+    }
+}
+
+TEST(distance_index, without_memory_the_tree_answers_alone) {
+    random_source random(3);
+    const dense2D<double> pos = make_cloud(cloud::plane, random, 3, 500);
+    const id_vector ids = all_of(pos);
+    EXPECT_GE(test::fail_each_allocation([&](std::size_t k, bool and_later) {
+                  point_tree<3> tree(pos);
+                  tree.build(ids.data(), ids.size());
+                  const test::failing_call o = test::call_failing(
+                      k, and_later, [&] { tree.index_distances(ids.data(), ids.size()); });
+                  EXPECT_FALSE(o.threw());
+                  EXPECT_TRUE(o.failed || tree.has_distance_index());
+                  for (unsigned int id = 0; id < 20; ++id) {
+                      EXPECT_LT(closest_to(tree, id).id, pos.cols());
+                  }
+                  return o.failed;
+              }),
+              3U);
+}
+
+TEST(distance_index, of_nodes_that_were_moved_still_gives_a_node_at_its_distance) {
+    random_source random(4);
+    dense2D<double> pos = make_cloud(cloud::scaled_lattice, random, 3, 2000);
+    point_tree<3> tree(pos);
+    build_indexed(tree, all_of(pos));
+    for (std::size_t c = 0; c < pos.cols(); ++c) {
+        for (std::size_t r = 0; r < 3; ++r) {
+            if (random.one_in(3)) pos(r, c) = random.one_in(9) ? nan : 0.8 * random.uniform(-9, 9);
+            if (random.one_in(3)) pos(r, c) = std::round(pos(r, c)) * 0.8;
+        }
+    }
+    for (int k = 0; k < 2000; ++k) {
+        double point[3];
+        make_query<3>(random, pos, point);
+        const nearest found = closest(tree, point);
+        ASSERT_TRUE(found.id == none
+                        ? found.dist2 == largest_double
+                        : found.dist2 == test::squared_distance<3>(point, pos.column(found.id)));
+    }
+}
+
 } // namespace
