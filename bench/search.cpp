@@ -227,7 +227,32 @@ struct our_search {
     unsigned int nearest_other(unsigned int node) const { return tree.find_closest(node); }
 };
 
-// Registers the cases of one competitor.
+// Registers the cases of one competitor on a cloud.
+template <class Search> void add_cloud(const std::string& task, cloud kind, std::size_t n) {
+    const auto nearest = [kind, n](benchmark::State& state) {
+        const Search search(nodes_of(kind, n));
+        find_nearest(state, kind, n, [&](const double* point) { return search.nearest(point); });
+    };
+    const auto nearest_other = [kind, n](benchmark::State& state) {
+        const Search search(nodes_of(kind, n));
+        find_nearest_other(state, kind, n,
+                           [&](unsigned int node) { return search.nearest_other(node); });
+    };
+    const auto build = [kind, n](benchmark::State& state) {
+        const dense2D<double>& nodes = nodes_of(kind, n);
+        for ([[maybe_unused]] auto _ : state) {
+            const Search search(nodes);
+            benchmark::DoNotOptimize(&search);
+        }
+    };
+    benchmark::RegisterBenchmark(("search/nearest_in_" + task).c_str(), nearest)
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("search/nearest_other_in_" + task).c_str(), nearest_other)
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("search/build_of_" + task).c_str(), build)
+        ->Unit(benchmark::kMillisecond);
+}
+
 template <class Search> void add_clouds(const std::string& name) {
     const std::pair<const char*, cloud> clouds[] = {{"space", cloud::space},
                                                     {"plane", cloud::plane},
@@ -239,36 +264,7 @@ template <class Search> void add_clouds(const std::string& name) {
                                                     {"line_grid", cloud::line_grid}};
     for (const auto& [of, kind] : clouds) {
         for (const std::size_t n : {std::size_t{100000}, nbr_points}) {
-            const std::string task = std::string(of) + '_' + std::to_string(n) + '/' + name;
-            const auto run = [kind = kind, n](auto ask) {
-                return [kind, n, ask](benchmark::State& state) {
-                    ask(state, kind, n, Search(nodes_of(kind, n)));
-                };
-            };
-            benchmark::RegisterBenchmark(
-                ("search/nearest_in_" + task).c_str(),
-                run([](auto& state, cloud k, std::size_t size, const Search& search) {
-                    find_nearest(state, k, size,
-                                 [&](const double* point) { return search.nearest(point); });
-                }))
-                ->Unit(benchmark::kMillisecond);
-            benchmark::RegisterBenchmark(
-                ("search/nearest_other_in_" + task).c_str(),
-                run([](auto& state, cloud k, std::size_t size, const Search& search) {
-                    find_nearest_other(state, k, size, [&](unsigned int node) {
-                        return search.nearest_other(node);
-                    });
-                }))
-                ->Unit(benchmark::kMillisecond);
-            benchmark::RegisterBenchmark(("search/build_of_" + task).c_str(),
-                                         [kind = kind, n](benchmark::State& state) {
-                                             const dense2D<double>& nodes = nodes_of(kind, n);
-                                             for ([[maybe_unused]] auto _ : state) {
-                                                 const Search search(nodes);
-                                                 benchmark::DoNotOptimize(&search);
-                                             }
-                                         })
-                ->Unit(benchmark::kMillisecond);
+            add_cloud<Search>(std::string(of) + '_' + std::to_string(n) + '/' + name, kind, n);
         }
     }
 }

@@ -273,7 +273,12 @@ public:
         if (!is_found()) {
             walk(start.at, all, start.axis);
         } else if (!is_settled()) {
-            walk(root, below(all, best_.dist2), 0); // from the root on, a radius may count
+            const node_set nearer = below(all, best_.dist2);
+            if (are_around()) {
+                walk(start.at, nearer, start.axis);
+            } else {
+                walk(root, nearer, 0);
+            }
         }
         // None is met where nodes were moved.
         return is_found() ? best_ : nodes_[0];
@@ -321,6 +326,18 @@ private:
             are_inside &= upper_[axis] - point_[axis] < inner;
         }
         return are_inside;
+    }
+
+    // Whether the point is amid the near nodes, and the radius no matter of rounding. A tree node
+    // that has all of them on one side is then beside the point on its other side, or level with
+    // it: whatever the radius, that side is searched.
+    bool are_around() const {
+        const double radius = std::sqrt(nodes_.least());
+        bool are_around = 0.01 * radius > clear_distance<DIM>(point_).beyond(0.0);
+        for (unsigned int axis = 0; axis < DIM; ++axis) {
+            are_around &= lower_[axis] <= point_[axis] && point_[axis] <= upper_[axis];
+        }
+        return are_around;
     }
 
     bool is_found() const { return best_.id != no_id; }
