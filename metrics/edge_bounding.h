@@ -9,6 +9,7 @@
 
 #include "connectivity/node_graph.h"
 #include "core/ids.h"
+#include "metrics/circle_proof.h"
 #include "metrics/edge_heap.h"
 #include "metrics/minimise_bracket.h"
 #include "metrics/nodal_fields.h"
@@ -23,12 +24,25 @@ namespace kv7::tessmaker {
 // has changed since it was queued.
 //
 // A run ends because of three rules, which belong together: only edges above the limit are queued,
-// a node keeps the direction of its first move, and small moves don't count. Where sizes are many
-// orders of magnitude apart, rounding can still move a metric to and fro. Such a run is stopped
-// after more moves than any other needs.
+// a node keeps the direction of its first move, and small moves don't count.
+//
+// So sizes can't go in circles, whatever the rounding. A size is compared with its old value before
+// it is written: in the direction of its node it only grows or only shrinks, by more than the
+// smallest change each time. Between the smallest double and the largest, whose logarithms are less
+// than 1500 apart, there is room for 1500 / 1e-12 such changes, and for one more if the size was 0
+// or infinite. Each queues a limited number of entries; all other entries leave the queue for good.
+//
+// Metrics keep their direction along each vector of the basis in which the old and the new one are
+// diagonal, and the basis changes from move to move. Where sizes are many orders of magnitude
+// apart, rounding can move a metric to and fro. Such a run is broken off once it is proved to go in
+// circles: field, directions and live entries are those that it had before.
 template <class Field, class Measure, class Queue = edge_heap> class edge_bounding {
 public:
-    edge_bounding(const Field& field, const Measure& measure) : field_(field), measure_(measure) {}
+    // Stamps are counted anew when they reach `last_stamp`, which must be at least 2 and below the
+    // stamp of fixed nodes.
+    edge_bounding(const Field& field, const Measure& measure,
+                  unsigned int last_stamp = fixed_stamp - 1)
+        : field_(field), measure_(measure), last_stamp_(last_stamp) {}
 
     // Returns the number of nodes that changed, or -199. `nodes` are the fixed nodes, or the free
     // ones; `direction` is +1, -1, or 0 for the direction of a node's first move.
@@ -36,11 +50,16 @@ public:
             bool nodes_fixed, signed char direction) {
         if (!set_up(connect, nbr_columns, nodes, nodes_fixed, direction)) return -199;
         if (!seed()) return -199;
-        const unsigned int max_moves = max_moves_of(stamps_.size());
-        while (!queue_.empty() && counter_ < max_moves) {
+        while (!queue_.empty()) {
             const edge_entry entry = queue_.pop();
-            if (is_stale(entry)) continue;
-            if (relax(entry.target, entry.source) && !requeue(entry.target)) return -199;
+            if (is_stale(entry) || !relax(entry.target, entry.source)) continue;
+            if (!requeue(entry.target)) return -199;
+            if constexpr (Field::can_circle) {
+                if (!circles_.seems_closed()) continue;
+                run_state<value> now;
+                if (!save(now)) return -199;
+                if (circles_.closes(now)) break;
+            }
         }
         return nbr_changed_;
     }
@@ -56,13 +75,6 @@ private:
     static constexpr int nbr_grid_intervals = 6;
     // The square root of the largest double: the square of anything larger is infinite.
     static constexpr double largest_excess = 1.3407807929942596e+154;
-
-    // Runs make a few moves per node, tens at a small limit, and a few thousand per node on a small
-    // mesh at worst. The counter must stay below the stamp of fixed nodes.
-    static unsigned int max_moves_of(std::size_t nbr_nodes) {
-        const std::size_t max_moves = 1000000 + 1000 * nbr_nodes;
-        return static_cast<unsigned int>(std::min<std::size_t>(max_moves, fixed_stamp - 1));
-    }
 
     bool set_up(const dense2D<unsigned int>& connect, std::size_t nbr_columns, const id_list& nodes,
                 bool nodes_fixed, signed char direction) {
@@ -167,9 +179,33 @@ private:
         if (!Field::is_change(Ma, moved)) return false;
 
         field_.write(a, moved);
+        if constexpr (Field::can_circle) circles_.add_move(a, Ma, moved);
         directions_[a] = sign; // only now: a step that is refused must not decide it
         if (stamps_[a] == 0) ++nbr_changed_;
+        if (counter_ == last_stamp_) renumber();
         stamps_[a] = ++counter_;
+        return true;
+    }
+
+    // Gives all nodes that have changed the stamp 1. Live entries get it too, stale ones get 0:
+    // what is live or stale stays so, for the end that made an entry stale has changed.
+    void renumber() {
+        for (edge_entry& entry : queue_) entry.stamp = is_stale(entry) ? 0 : 1;
+        for (unsigned int& stamp : stamps_) {
+            if (stamp != fixed_stamp) stamp = std::min(stamp, 1U);
+        }
+        counter_ = 1;
+    }
+
+    // Saves what decides how the run goes on. False if memory fails.
+    bool save(run_state<value>& state) {
+        const std::size_t nbr_nodes = stamps_.size();
+        if (!state.values.resize(nbr_nodes)) return false;
+        for (unsigned int n = 0; n < nbr_nodes; ++n) state.values[n] = field_.at(n);
+        for (const edge_entry& entry : queue_) {
+            if (!is_stale(entry) && !state.live.push_back(entry)) return false;
+        }
+        state.nbr_changed = nbr_changed_;
         return true;
     }
 
@@ -224,8 +260,10 @@ private:
     // +1: the node's size may only grow, -1: only shrink, 0: not decided.
     dense1D<signed char, 8> directions_;
     Queue queue_;
-    unsigned int counter_ = 0; // of all changes
+    unsigned int last_stamp_;
+    unsigned int counter_ = 0; // of all changes, since stamps were last counted anew
     int nbr_changed_ = 0;      // nodes
+    circle_proof<value> circles_;
 };
 
 } // namespace kv7::tessmaker

@@ -30,6 +30,9 @@ class edge_heap {
 public:
     bool empty() const { return size() == 0; }
     std::size_t size() const { return entries_.empty() ? 0 : entries_.size() - spare; }
+    // The entries, the top one first and the others in no particular order. Their keys must stay.
+    edge_entry* begin() { return heap_; }
+    edge_entry* end() { return heap_ + size(); }
 
     // False if memory fails; the entry is then not in the heap.
     bool push(const edge_entry& entry) {

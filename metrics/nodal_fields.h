@@ -50,6 +50,8 @@ private:
 template <std::size_t N> class metric_field {
 public:
     using value = metric<N>;
+    // Whether rounding can bring back a value that a node had before.
+    static constexpr bool can_circle = true;
 
     metric_field(const dense2D<double>& pos, dense2D<double>& metrics)
         : positions_(pos), first_(metrics.column(0)), ld_(metrics.ld()) {}
@@ -162,6 +164,7 @@ private:
 template <std::size_t N> class size_field {
 public:
     using value = double;
+    static constexpr bool can_circle = false;
 
     size_field(const dense2D<double>& pos, dense1D<double, 8>& sizes)
         : positions_(pos), first_(sizes.data()) {}

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "metrics/bounded_edges.h"
 #include "metrics/bounding_calls.h"
 #include "metrics/plain_bounding.h"
 #include "metrics/random_meshes.h"
@@ -22,26 +23,6 @@ namespace {
 using test::metric;
 using test::metric_field;
 using test::size_field;
-
-template <std::size_t N, class Plain>
-double largest_measure(measured what, const mesh& m, const Plain& field) {
-    double result = 0.0;
-    const std::vector<std::vector<unsigned int>> graph = plain_neighbours(m.connect);
-    for (unsigned int a = 0; a < graph.size(); ++a) {
-        for (const unsigned int b : graph[a]) {
-            vector_fixed<double, N> v{};
-            for (std::size_t r = 0; r < N; ++r) v[r] = m.pos(r, b) - m.pos(r, a);
-            result = std::max(result, Plain::measure(what, field.get(a), field.get(b), v));
-        }
-    }
-    return result;
-}
-
-// The limit plus what a refused step of a thousandth leaves.
-double limit_with_slack(measured what, double limit) {
-    const double steepest = slope(what, limit) / 0.999 * (1.0 + 1e-6);
-    return what == measured::gradation ? std::expm1(steepest) : steepest;
-}
 
 template <std::size_t N> void expect_bounded(unsigned int n) {
     random_source random(60 + N);
