@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "metrics/plain_heap.h"
 #include "support/memory_failure.h"
 #include "support/random.h"
@@ -75,6 +78,22 @@ TEST(edge_heap, the_largest_key_comes_first) {
         EXPECT_LE(key, last);
         last = key;
     }
+}
+
+TEST(edge_heap, shows_each_entry_once_the_top_one_first) {
+    edge_heap heap;
+    EXPECT_EQ(heap.begin(), heap.end());
+    random_source random(33);
+    for (unsigned int n = 0; n < 100; ++n) {
+        ASSERT_TRUE(heap.push({static_cast<float>(random.uniform(0.0, 1.0)), 0, n, 0}));
+    }
+    heap.pop();
+    std::vector<int> times(100, 0);
+    for (const edge_entry& entry : heap) ++times[entry.target];
+    EXPECT_EQ(std::count(times.begin(), times.end(), 1), 99);
+    EXPECT_EQ(std::count(times.begin(), times.end(), 0), 1);
+    const unsigned int top = heap.begin()->target;
+    EXPECT_EQ(heap.pop().target, top);
 }
 
 TEST(edge_heap, a_push_without_memory_is_false_and_keeps_the_heap) {
