@@ -1,7 +1,8 @@
 # Optimised builds of the library are hardened: overwritten return addresses and known buffers are
 # checked, and no table of function addresses can be written once the library is loaded. It costs
-# 0.3 % of the instructions of reading a NASTRAN file, none of writing one. All of it is private: programs that link the library keep the flags
-# that they have. Flags of the same kind that the builder sets count, and sanitizers do without.
+# 0.3 % of the instructions of reading a NASTRAN file, none of writing one. All of it is private:
+# programs that link the library keep the flags that they have. Flags of the same kind that the
+# builder sets count, and sanitizers do without.
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
 
