@@ -25,11 +25,11 @@ inline std::vector<unsigned int> colliding_ids(std::size_t n, std::size_t nbr_ke
 // `n` columns of two nodes, the first one smaller than the second, whose forms have the same slot
 // in a table made for as many columns: the second nodes. The first one is 1.
 inline std::vector<unsigned int> colliding_columns(std::size_t n) {
-    const auto shift = 64 - std::bit_width(std::bit_ceil(2 * n) - 1);
+    const std::uint64_t last_of_first_slot = ~std::uint64_t{0} / std::bit_ceil(2 * n);
     std::vector<unsigned int> second;
     for (unsigned int id = 2; second.size() < n; ++id) {
         const unsigned int form[] = {1, id};
-        if (kv7::tessmaker::hash_of_form(form, 2) >> shift == 0) second.push_back(id);
+        if (kv7::tessmaker::hash_of_form(form, 2) <= last_of_first_slot) second.push_back(id);
     }
     return second;
 }
