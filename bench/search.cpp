@@ -227,30 +227,32 @@ struct our_search {
     unsigned int nearest_other(unsigned int node) const { return tree.find_closest(node); }
 };
 
+template <class Search> void nearest(benchmark::State& state, cloud kind, std::size_t n) {
+    const Search search(nodes_of(kind, n));
+    find_nearest(state, kind, n, [&](const double* point) { return search.nearest(point); });
+}
+template <class Search> void nearest_other(benchmark::State& state, cloud kind, std::size_t n) {
+    const Search search(nodes_of(kind, n));
+    find_nearest_other(state, kind, n,
+                       [&](unsigned int node) { return search.nearest_other(node); });
+}
+template <class Search> void build(benchmark::State& state, cloud kind, std::size_t n) {
+    const dense2D<double>& nodes = nodes_of(kind, n);
+    for ([[maybe_unused]] auto _ : state) {
+        const Search search(nodes);
+        benchmark::DoNotOptimize(&search);
+    }
+}
+
 // Registers the cases of one competitor on a cloud.
 template <class Search> void add_cloud(const std::string& task, cloud kind, std::size_t n) {
-    const auto nearest = [kind, n](benchmark::State& state) {
-        const Search search(nodes_of(kind, n));
-        find_nearest(state, kind, n, [&](const double* point) { return search.nearest(point); });
+    const auto add = [&](const char* of, auto run) {
+        benchmark::RegisterBenchmark(("search/" + std::string(of) + task).c_str(), run, kind, n)
+            ->Unit(benchmark::kMillisecond);
     };
-    const auto nearest_other = [kind, n](benchmark::State& state) {
-        const Search search(nodes_of(kind, n));
-        find_nearest_other(state, kind, n,
-                           [&](unsigned int node) { return search.nearest_other(node); });
-    };
-    const auto build = [kind, n](benchmark::State& state) {
-        const dense2D<double>& nodes = nodes_of(kind, n);
-        for ([[maybe_unused]] auto _ : state) {
-            const Search search(nodes);
-            benchmark::DoNotOptimize(&search);
-        }
-    };
-    benchmark::RegisterBenchmark(("search/nearest_in_" + task).c_str(), nearest)
-        ->Unit(benchmark::kMillisecond);
-    benchmark::RegisterBenchmark(("search/nearest_other_in_" + task).c_str(), nearest_other)
-        ->Unit(benchmark::kMillisecond);
-    benchmark::RegisterBenchmark(("search/build_of_" + task).c_str(), build)
-        ->Unit(benchmark::kMillisecond);
+    add("nearest_in_", nearest<Search>);
+    add("nearest_other_in_", nearest_other<Search>);
+    add("build_of_", build<Search>);
 }
 
 template <class Search> void add_clouds(const std::string& name) {
