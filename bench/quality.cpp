@@ -4,7 +4,6 @@
 // vtkMeshQuality; and, for edges, an eigenvalue computation for the metrics at both ends of each.
 // `shuffled` means nodes and elements in random order.
 #include <benchmark/benchmark.h>
-#include <lapack.h>
 
 #include <algorithm>
 #include <array>
@@ -14,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "metrics/dspev.h"
 #include "tessmaker/quality.h"
 #include "tessmaker/repair.h"
 #include "typed_mesh.h"
@@ -209,17 +209,10 @@ void edges_ours(benchmark::State& state, const std::string& name) {
 }
 
 bool is_valid_by_dspev(const double* metric) {
-    std::array<double, 6> packed{};
-    std::copy_n(metric, 6, packed.begin());
-    std::array<double, 3> values{};
-    std::array<double, 9> work{};
-    const char job = 'N';
-    const char upper = 'U';
-    const lapack_int n = 3;
-    const lapack_int ld = 1;
-    lapack_int info = 0;
-    LAPACK_dspev(&job, &upper, &n, packed.data(), values.data(), nullptr, &ld, work.data(), &info);
-    return info == 0 && values[0] > 0.0;
+    kv7::symmetric_fixed<double, 3> M;
+    std::copy_n(metric, 6, M.data());
+    kv7::vector_fixed<double, 3> values{};
+    return test::dspev(M, values) && values[0] > 0.0;
 }
 
 double length2(const std::array<double, 3>& d, const double* m) {

@@ -53,15 +53,13 @@ struct digits_by_character {
 // Behind each character a word can be read.
 struct digits_by_word {
     static const char* read(const char* text, const char* end, decimal& number) {
-        static constexpr std::uint64_t powers[] = {1,      10,      100,      1000,     10000,
-                                                   100000, 1000000, 10000000, 100000000};
         for (std::size_t n = word_size; n == word_size; text += n) {
             std::uint64_t word = load_word(text);
             if (end) word = first_characters(word, static_cast<std::size_t>(end - text));
             n = nbr_leading_digits(word);
             if (n == 0) break;
             number.nbr_digits += static_cast<std::ptrdiff_t>(n);
-            number.digits = number.digits * powers[n] + value_of_digits(word, n);
+            number.digits = number.digits * powers_of_ten[n] + value_of_digits(word, n);
         }
         return text;
     }

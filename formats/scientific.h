@@ -26,8 +26,6 @@ inline constexpr auto powers_of_five = [] {
     for (std::size_t k = 1; k < powers.size(); ++k) powers[k] = 5 * powers[k - 1];
     return powers;
 }();
-inline constexpr std::array<std::uint32_t, 10> powers_of_ten{
-    1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
 
 // The magnitude of a number, rounded to `precision` + 1 digits, at most 8, as `%.<precision>e`
 // rounds it: exactly, and halves to even. False if that needs more than 128 bits, as beyond about

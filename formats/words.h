@@ -3,6 +3,7 @@
 #ifndef TESSMAKER_FORMATS_WORDS_H
 #define TESSMAKER_FORMATS_WORDS_H
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -24,6 +25,9 @@ constexpr std::uint64_t reversed_bytes(std::uint64_t word) {
     for (std::size_t i = 0; i < word_size; ++i) result = result << 8 | (word >> 8 * i & 0xFF);
     return result;
 }
+
+inline constexpr std::array<std::uint32_t, 10> powers_of_ten{
+    1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
 
 // Eight characters, all of which must be there.
 inline std::uint64_t load_word(const char* text) {

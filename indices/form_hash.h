@@ -5,14 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/hash_step.h"
+
 namespace kv7::tessmaker {
 
 inline std::uint64_t hash_of_form(const unsigned int* form, std::size_t rows) {
     std::uint64_t hash = rows;
-    for (std::size_t r = 0; r < rows; ++r) {
-        hash = (hash ^ form[r]) * 0x9E3779B97F4A7C15U;
-        hash ^= hash >> 32;
-    }
+    for (std::size_t r = 0; r < rows; ++r) hash = hash_step(hash, form[r]);
     return hash;
 }
 

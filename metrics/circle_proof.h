@@ -8,6 +8,7 @@
 #include <cstring>
 #include <tuple>
 
+#include "core/hash_step.h"
 #include "metrics/edge_heap.h"
 #include "tessmaker/containers.h"
 
@@ -59,18 +60,13 @@ private:
         is_saved_ = false;
     }
 
-    // Multiplication carries a bit into all higher ones, the shift back into the lower ones. The
-    // factor is 2^64 over the golden ratio, odd.
     static std::uint64_t hash_of(unsigned int node, const Value& value) {
         constexpr std::size_t nbr_words = sizeof(Value) / sizeof(std::uint64_t);
         static_assert(nbr_words * sizeof(std::uint64_t) == sizeof(Value));
         std::uint64_t words[nbr_words];
         std::memcpy(words, &value, sizeof(Value));
         std::uint64_t hash = node;
-        for (const std::uint64_t word : words) {
-            hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
-            hash ^= hash >> 32;
-        }
+        for (const std::uint64_t word : words) hash = hash_step(hash, word);
         return hash;
     }
 

@@ -248,6 +248,15 @@ matrix wanted_facets(random_source& random, const matrix& connect, element_type 
     return boundaries;
 }
 
+void expect_as_plain(const matrix& boundaries, const matrix& connect, const matrix& neighbors,
+                     const dense1D<unsigned int>& ancestors, element_type type, int side) {
+    const located plain = plain_locate(boundaries, connect, neighbors, ancestors, type, side);
+    const located out = locate(boundaries, connect, neighbors, ancestors, type, side);
+    ASSERT_EQ(out.result, plain.result);
+    ASSERT_EQ(out.handles, plain.handles);
+    ASSERT_EQ(out.stride, plain.stride);
+}
+
 TEST(elements_on_boundaries, equal_a_plain_search_on_random_meshes_types_and_sides) {
     for (std::uint64_t seed = 0; seed < nbr_runs(250); ++seed) {
         for (const element_type type : served_types) {
@@ -267,12 +276,9 @@ TEST(elements_on_boundaries, equal_a_plain_search_on_random_meshes_types_and_sid
                 }
             }
             const int side = static_cast<int>(random.below(7)) - 3;
-            const located plain =
-                plain_locate(boundaries, connect, neighbors, ancestors, type, side);
-            const located out = locate(boundaries, connect, neighbors, ancestors, type, side);
-            ASSERT_EQ(out.result, plain.result) << "seed " << seed << " type " << type;
-            ASSERT_EQ(out.handles, plain.handles) << "seed " << seed << " type " << type;
-            ASSERT_EQ(out.stride, plain.stride);
+            SCOPED_TRACE(testing::Message() << "seed " << seed << " type " << type);
+            ASSERT_NO_FATAL_FAILURE(
+                expect_as_plain(boundaries, connect, neighbors, ancestors, type, side));
         }
     }
 }
@@ -289,11 +295,9 @@ TEST(elements_on_boundaries, equal_a_plain_search_where_many_elements_share_few_
             if (random.one_in(3)) ancestors[random.below(ancestors.size())] = none;
             if (random.one_in(3)) neighbors(0, random.below(connect.cols())) = 0;
             const int side = static_cast<int>(random.below(7)) - 3;
-            const located plain =
-                plain_locate(boundaries, connect, neighbors, ancestors, type, side);
-            const located out = locate(boundaries, connect, neighbors, ancestors, type, side);
-            ASSERT_EQ(out.result, plain.result) << "seed " << seed << " type " << type;
-            ASSERT_EQ(out.handles, plain.handles) << "seed " << seed << " type " << type;
+            SCOPED_TRACE(testing::Message() << "seed " << seed << " type " << type);
+            ASSERT_NO_FATAL_FAILURE(
+                expect_as_plain(boundaries, connect, neighbors, ancestors, type, side));
         }
     }
 }

@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <map>
 #include <numeric>
-#include <set>
 #include <vector>
 
 #include "indices/colliding.h"
+#include "indices/plain_distinct.h"
 #include "indices/sorted_ids.h"
 #include "support/failing_call.h"
 #include "support/memory_failure.h"
@@ -20,6 +20,7 @@ using namespace kv7;
 using namespace kv7::tessmaker;
 using test::colliding_columns;
 using test::colliding_ids;
+using test::distinct;
 using test::list;
 using test::none;
 using test::random_source;
@@ -29,16 +30,6 @@ namespace {
 
 using ids = dense1D<unsigned int>;
 using id_vector = std::vector<unsigned int>;
-
-id_vector distinct(const id_vector& values, const id_vector& skip) {
-    std::set<unsigned int> seen(skip.begin(), skip.end());
-    seen.insert(none);
-    id_vector result;
-    for (const unsigned int id : values) {
-        if (seen.insert(id).second) result.push_back(id);
-    }
-    return result;
-}
 
 // `n` of the IDs, some repeatedly, some absent, in any order; at times ascending at first.
 id_vector drawn_from(random_source& random, const id_vector& pool, std::size_t n) {

@@ -2,16 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <set>
 #include <vector>
 
 #include "core/type_table.h"
+#include "indices/plain_distinct.h"
 #include "support/meshes.h"
 #include "support/random.h"
 #include "tessmaker/index_arrays.h"
 
 using namespace kv7;
 using namespace kv7::tessmaker;
+using test::distinct;
 using test::list;
 using test::none;
 using test::random_source;
@@ -240,15 +241,6 @@ TEST(index_arrays_random, get_IDs_of_columns) {
         ASSERT_EQ(list(a_of_b), expected_a);
         ASSERT_EQ(list(b_of_a), expected_b);
     }
-}
-
-id_vector distinct(const id_vector& values, const id_vector& skip, id_vector before) {
-    std::set<unsigned int> seen(skip.begin(), skip.end());
-    seen.insert(none);
-    for (const unsigned int v : values) {
-        if (seen.insert(v).second) before.push_back(v);
-    }
-    return before;
 }
 
 TEST(index_arrays_random, unique_indices) {

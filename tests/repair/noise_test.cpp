@@ -52,6 +52,18 @@ noisy_grid random_grid(random_source& rng) {
             rng.one_of(std::vector<double>{2, 8, 64, 1e6})};
 }
 
+// Merges all nodes as the plain routine does, and adds the number merged.
+void expect_plain_merge(dense2D<double>& pos, std::size_t& nbr_merged) {
+    dense2D<double> expected;
+    expected.copy(pos);
+    const merge_result result = plain_merge(expected, tol);
+    dense1D<unsigned int> new_IDs;
+    ASSERT_EQ(merge(pos, new_IDs, tol), result.count);
+    ASSERT_EQ(list(new_IDs), result.new_IDs);
+    ASSERT_TRUE(same_bits(pos, expected));
+    nbr_merged += static_cast<std::size_t>(result.count);
+}
+
 TEST(merge_noisy_nodes, gives_what_the_plain_routine_gives) {
     std::size_t nbr_merged = 0;
     for (std::uint64_t seed = 0; seed < nbr_runs(20); ++seed) {
@@ -59,14 +71,8 @@ TEST(merge_noisy_nodes, gives_what_the_plain_routine_gives) {
         const noisy_grid grid = random_grid(rng);
         dense2D<double> pos = grid.nodes(rng, 4097 + rng.below(12000));
         if (rng.one_in(3)) pos = with_gaps(pos, 1, 0.0);
-        dense2D<double> expected;
-        expected.copy(pos);
-        const merge_result result = plain_merge(expected, tol);
-        dense1D<unsigned int> new_IDs;
-        ASSERT_EQ(merge(pos, new_IDs, tol), result.count) << seed;
-        ASSERT_EQ(list(new_IDs), result.new_IDs) << seed;
-        ASSERT_TRUE(same_bits(pos, expected)) << seed;
-        nbr_merged += static_cast<std::size_t>(result.count);
+        SCOPED_TRACE(seed);
+        ASSERT_NO_FATAL_FAILURE(expect_plain_merge(pos, nbr_merged));
     }
     EXPECT_GT(nbr_merged, 30000U);
 }
@@ -92,12 +98,9 @@ TEST(merge_noisy_nodes, may_lie_far_from_each_other) {
         random_source rng(79000);
         dense2D<double> pos = noisy_grid{3, 20, 0.25, 1e6}.nodes(rng, 6000);
         for (std::size_t c = 0; c < pos.cols(); c += 7) pos(c % 3, c) = far;
-        dense2D<double> expected;
-        expected.copy(pos);
-        const merge_result result = plain_merge(expected, tol);
-        dense1D<unsigned int> new_IDs;
-        ASSERT_EQ(merge(pos, new_IDs, tol), result.count) << far;
-        ASSERT_EQ(list(new_IDs), result.new_IDs) << far;
+        SCOPED_TRACE(far);
+        std::size_t nbr_merged = 0;
+        ASSERT_NO_FATAL_FAILURE(expect_plain_merge(pos, nbr_merged));
     }
 }
 

@@ -8,12 +8,16 @@
 
 #include "search/point_tree.h"
 #include "search/recursive_tree.h"
+#include "search/tree_calls.h"
 #include "support/failing_call.h"
 #include "support/meshes.h"
 #include "support/random.h"
 
 using namespace kv7;
 using namespace kv7::tessmaker;
+using test::all_of;
+using test::closest;
+using test::closest_to;
 using test::largest_double;
 using test::nearest;
 using test::none;
@@ -26,25 +30,9 @@ using id_vector = std::vector<unsigned int>;
 constexpr double infinite = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-id_vector all_of(const dense2D<double>& pos) {
-    id_vector ids(pos.cols());
-    for (unsigned int i = 0; i < ids.size(); ++i) ids[i] = i;
-    return ids;
-}
-
 template <unsigned DIM> void build_indexed(point_tree<DIM>& tree, const id_vector& ids) {
     ASSERT_EQ(tree.build(ids.data(), ids.size()), ids.size());
     tree.index_distances(ids.data(), ids.size());
-}
-template <unsigned DIM> nearest closest(const point_tree<DIM>& tree, const double* point) {
-    nearest found;
-    found.id = tree.find_closest(point, found.dist2);
-    return found;
-}
-template <unsigned DIM> nearest closest_to(const point_tree<DIM>& tree, unsigned int id) {
-    nearest found;
-    found.id = tree.find_closest(id, found.dist2);
-    return found;
 }
 
 // Clouds with all kinds of ties, and with none.

@@ -9,12 +9,16 @@
 
 #include "search/point_tree.h"
 #include "search/recursive_tree.h"
+#include "search/tree_calls.h"
 #include "support/meshes.h"
 #include "support/random.h"
 #include "support/zoo.h"
 
 using namespace kv7;
 using namespace kv7::tessmaker;
+using test::all_of;
+using test::closest;
+using test::closest_to;
 using test::largest_double;
 using test::list;
 using test::nearest;
@@ -29,11 +33,6 @@ using id_vector = std::vector<unsigned int>;
 constexpr double infinite = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-id_vector all_of(const dense2D<double>& pos) {
-    id_vector ids(pos.cols());
-    for (unsigned int i = 0; i < ids.size(); ++i) ids[i] = i;
-    return ids;
-}
 // Points of which no two have a coordinate in common.
 dense2D<double> on_the_diagonal(std::size_t n) {
     dense2D<double> pos(2, n);
@@ -52,16 +51,6 @@ template <unsigned DIM> std::size_t build(point_tree<DIM>& tree, id_vector ids) 
 }
 template <unsigned DIM> unsigned int insert(point_tree<DIM>& tree, const id_vector& ids) {
     return tree.insert(ids.data(), ids.data() + ids.size());
-}
-template <unsigned DIM> nearest closest(const point_tree<DIM>& tree, const double* point) {
-    nearest found;
-    found.id = tree.find_closest(point, found.dist2);
-    return found;
-}
-template <unsigned DIM> nearest closest_to(const point_tree<DIM>& tree, unsigned int id) {
-    nearest found;
-    found.id = tree.find_closest(id, found.dist2);
-    return found;
 }
 template <unsigned DIM> id_vector hits(const point_tree<DIM>& tree, const double* box) {
     dense1D<unsigned int> found;
