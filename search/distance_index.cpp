@@ -64,14 +64,17 @@ public:
     // Whether boxes are as tight as they must be.
     bool run() {
         const std::size_t nbr_buckets = std::size_t{1} << index_.log_buckets_;
+        const point_range all{points_, points_ + index_.order_.size()};
         if (index_.nbr_roots_ == 1) {
-            add_node(0, 0, nbr_buckets);
+            add_node(0, {0, nbr_buckets}, all);
         } else {
-            index_.root_axis_ = split(0, nbr_buckets);
-            add_node(0, 0, nbr_buckets / 2);
-            const bounds<DIM> second = add_node(1, nbr_buckets / 2, nbr_buckets / 2);
+            index_.root_axis_ = widest_axis(all);
+            const halves of = split(all, nbr_buckets);
+            add_node(0, {0, nbr_buckets / 2}, of.lower);
+            const bounds<DIM> second = add_node(1, {nbr_buckets / 2, nbr_buckets / 2}, of.upper);
             index_.root_plane_ = second.lower[index_.root_axis_];
         }
+        index_.begin_[nbr_buckets] = static_cast<unsigned int>(index_.order_.size());
         return nbr_coarse_ <= most_coarse;
     }
 
@@ -79,17 +82,27 @@ private:
     // Boxes that rounding widens much do not keep queries from what they hold. Few are no harm.
     static constexpr unsigned int most_coarse = 16;
 
+    struct bucket_range {
+        std::size_t first;
+        std::size_t size;
+    };
+    struct halves {
+        point_range lower;
+        point_range upper;
+    };
+
     // A node with the buckets below it.
-    bounds<DIM> add_node(std::size_t node, std::size_t bucket, std::size_t nbr_buckets) {
-        if (nbr_buckets == 1) return add_bucket(bucket);
-        const std::size_t quarter = nbr_buckets / 4;
-        split(bucket, nbr_buckets);
-        split(bucket, 2 * quarter);
-        split(bucket + 2 * quarter, 2 * quarter);
+    bounds<DIM> add_node(std::size_t node, bucket_range buckets, point_range points) {
+        if (buckets.size == 1) return add_bucket(buckets.first, points);
+        const halves half = split(points, buckets.size);
+        const halves lower = split(half.lower, buckets.size / 2);
+        const halves upper = split(half.upper, buckets.size / 2);
+        const point_range branches[] = {lower.lower, lower.upper, upper.lower, upper.upper};
+        const std::size_t quarter = buckets.size / 4;
         bounds<DIM> all;
         for (std::size_t k = 0; k < 4; ++k) {
-            const bounds<DIM> branch =
-                add_node(index_.first_branch(node) + k, bucket + k * quarter, quarter);
+            const bounds<DIM> branch = add_node(
+                index_.first_branch(node) + k, {buckets.first + k * quarter, quarter}, branches[k]);
             set_box(node, k, branch);
             all.include(branch);
         }
@@ -97,29 +110,61 @@ private:
         return all;
     }
 
-    bounds<DIM> add_bucket(std::size_t bucket) {
+    bounds<DIM> add_bucket(std::size_t bucket, point_range points) {
         bounds<DIM> all;
-        for (std::size_t i = index_.begin_of(bucket); i < index_.begin_of(bucket + 1); ++i) {
-            index_.order_[i] = points_[i].id;
-            all.include(coordinates_.of(points_[i].id));
+        auto at = static_cast<std::size_t>(points.first - points_);
+        index_.begin_[bucket] = static_cast<unsigned int>(at);
+        for (const keyed_point* point = points.first; point != points.last; ++point) {
+            index_.order_[at++] = point->id;
+            all.include(coordinates_.of(point->id));
         }
         return all;
     }
 
-    // Puts the lower half of the points in the first half of the buckets. Returns on which axis.
-    unsigned int split(std::size_t bucket, std::size_t nbr_buckets) {
-        keyed_point* const first = points_ + index_.begin_of(bucket);
-        keyed_point* const middle = points_ + index_.begin_of(bucket + nbr_buckets / 2);
-        keyed_point* const last = points_ + index_.begin_of(bucket + nbr_buckets);
-        const unsigned int axis = widest_axis(first, last);
-        select(first, middle, last, axis, coordinates_);
-        return axis;
+    // Halves the points on their widest axis, for as many buckets each. Nodes of one coordinate
+    // stay together if the halves are still about equal: layers of a grid that are torn apart give
+    // boxes that overlap.
+    halves split(point_range points, std::size_t nbr_buckets) const {
+        const unsigned int axis = widest_axis(points);
+        keyed_point* const middle = points.first + points.size() / 2;
+        const point_range level = level_with(points, middle, axis);
+        keyed_point* const end =
+            middle - level.first < level.last - middle ? level.first : level.last;
+        if (middle == level.first || !are_about_equal(points, end, nbr_buckets / 2)) {
+            std::nth_element(level.first, middle, level.last, axis_order{coordinates_, axis});
+            return {{points.first, middle}, {middle, points.last}};
+        }
+        return {{points.first, end}, {end, points.last}};
+    }
+
+    // The points that have the key of the one in the middle, after those of lower ones and before
+    // those of higher ones.
+    static point_range level_with(point_range points, keyed_point* middle, unsigned int axis) {
+        point_range level = select_key(points.first, middle, points.last, axis);
+        if (level.size() > few_points) return level;
+        const auto is_less = [=](const keyed_point& a, const keyed_point& b) {
+            return a.key[axis] < b.key[axis];
+        };
+        std::sort(level.first, level.last, is_less);
+        const auto [first, last] = std::equal_range(level.first, level.last, *middle, is_less);
+        return {first, last};
+    }
+
+    // A grid of an odd number of layers, three or more, can be halved with an error of a sixth.
+    static bool are_about_equal(point_range points, const keyed_point* middle,
+                                std::size_t nbr_buckets) {
+        const auto size = static_cast<std::size_t>(points.size());
+        const auto lower = static_cast<std::size_t>(middle - points.first);
+        const std::size_t least = std::min(lower, size - lower);
+        return least >= nbr_buckets && size - least <= largest_bucket * nbr_buckets &&
+               least + size / 6 + 1 >= size / 2;
     }
 
     // By a sample of the points.
-    unsigned int widest_axis(const keyed_point* first, const keyed_point* last) const {
-        const auto n = static_cast<std::size_t>(last - first);
-        const std::size_t step = n / 256 + 1;
+    unsigned int widest_axis(point_range points) const {
+        const keyed_point* const first = points.first;
+        const auto n = static_cast<std::size_t>(points.size());
+        const std::size_t step = n / 64 + 1;
         std::array<unsigned int, DIM> lower, upper;
         for (unsigned int axis = 0; axis < DIM; ++axis) {
             lower[axis] = upper[axis] = first->key[axis];
@@ -192,17 +237,18 @@ void distance_index<DIM>::build(const unsigned int* ids, std::size_t n,
 template <unsigned DIM>
 bool distance_index<DIM>::list_nodes(const unsigned int* ids, std::size_t n,
                                      coordinate_columns coordinates) {
-    if (n <= largest_bucket || !order_.resize(n)) return false;
+    if (n <= mean_bucket || !order_.resize(n)) return false;
     std::size_t nbr_indexed = 0;
     for (std::size_t i = 0; i < n; ++i) {
         order_[nbr_indexed] = ids[i];
         nbr_indexed += is_indexed<DIM>(coordinates.of(ids[i])) ? 1 : 0;
     }
     order_.resize(nbr_indexed);
-    while (nbr_indexed > largest_bucket << log_buckets_) ++log_buckets_;
+    while (nbr_indexed > mean_bucket << log_buckets_) ++log_buckets_;
     nbr_roots_ = 1 + log_buckets_ % 2;
     first_bucket_ = ((std::size_t{1} << log_buckets_) - nbr_roots_) / 3;
-    return first_bucket_ != 0 && boxes_.resize(first_bucket_);
+    return first_bucket_ != 0 && boxes_.resize(first_bucket_) &&
+           begin_.resize((std::size_t{1} << log_buckets_) + 1);
 }
 
 // The origin is amid the nodes, by medians of a sample, rather than in the middle of their bounds:
@@ -230,7 +276,7 @@ template <unsigned DIM> void distance_index<DIM>::set_units(coordinate_columns c
 }
 
 template <unsigned DIM> void distance_index<DIM>::copy(const distance_index& other) {
-    if (!order_.copy(other.order_) || !boxes_.copy(other.boxes_)) {
+    if (!order_.copy(other.order_) || !begin_.copy(other.begin_) || !boxes_.copy(other.boxes_)) {
         clear();
         return;
     }
@@ -246,6 +292,7 @@ template <unsigned DIM> void distance_index<DIM>::copy(const distance_index& oth
 // Gives up the memory, too.
 template <unsigned DIM> void distance_index<DIM>::clear() {
     if (order_.capacity() != 0) order_ = id_list();
+    if (begin_.capacity() != 0) begin_ = id_list();
     if (boxes_.capacity() != 0) boxes_ = dense1D<branch_boxes<DIM>, 16>();
     log_buckets_ = 0;
     first_bucket_ = 0;

@@ -27,8 +27,8 @@ inline float rounded_down(double x) {
     return static_cast<float>(x - (std::fabs(x) * 1e-7 + 1e-44));
 }
 
-// The nodes stand in buckets as equal in size as can be, 4^k or 2 * 4^k of them, whichever keeps
-// them small. There is one tree over them or two. Tree nodes are numbered by levels, from the roots
+// The nodes stand in buckets of about equal size, 4^k or 2 * 4^k of them, whichever keeps them
+// small. There is one tree over them or two. Tree nodes are numbered by levels, from the roots
 // on, so that the branches of each have consecutive numbers; the last numbers are the buckets.
 //
 // Boxes are in units of the index, (x - origin) * scale, rounded outwards. Left out are nodes with
@@ -43,8 +43,9 @@ public:
 
     static constexpr double farthest = 1e100;
     static constexpr double farthest_query = 1e99;
-    // Half as many as here, and one, take 32 bytes of boxes: less than 6 a node.
-    static constexpr std::size_t largest_bucket = 11;
+    // Mean sizes lie between the half of this and this: 36 bytes a bucket are less than 6 a node.
+    static constexpr std::size_t mean_bucket = 13;
+    static constexpr std::size_t largest_bucket = 24;
     // In units of the index: the largest coordinate lies between the half of the first and the
     // first. Squares of coordinates up to the second do not overflow as float.
     static constexpr double largest_unit = 0x1p50;
@@ -66,9 +67,7 @@ public:
     std::size_t first_branch(std::size_t node) const { return 4 * node + nbr_roots_; }
     std::size_t first_bucket() const { return first_bucket_; }
     // The place of the first node of a bucket among all.
-    std::size_t begin_of(std::size_t bucket) const {
-        return order_.size() * bucket >> log_buckets_;
-    }
+    std::size_t begin_of(std::size_t bucket) const { return begin_[bucket]; }
     const unsigned int* nodes() const { return order_.data(); }
     const branch_boxes<DIM>* boxes() const { return boxes_.data(); }
     double origin(unsigned int axis) const { return origin_[axis]; }
@@ -81,6 +80,7 @@ private:
     void set_units(coordinate_columns coordinates);
 
     id_list order_;                        // by bucket
+    id_list begin_;                        // by bucket, and the end of the last one
     dense1D<branch_boxes<DIM>, 16> boxes_; // by tree node
     unsigned int nbr_roots_ = 1;
     unsigned int root_axis_ = 0;   // between two roots

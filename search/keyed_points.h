@@ -1,8 +1,9 @@
 // Points with integer keys for their coordinates, and their medians.
 //
-// Medians by C. A. R. Hoare, Algorithm 65: find, Communications of the ACM 4 (7), 1961, with a
-// partition that does not branch on the comparison (N. Lomuto's scheme; for the branches see S.
-// Edelkamp and A. Weiss, BlockQuicksort, 2016).
+// Medians by C. A. R. Hoare, Algorithm 65: find, Communications of the ACM 4 (7), 1961, with pivots
+// by a sample (R. W. Floyd and R. L. Rivest, Algorithm 489: select, 18 (3), 1975) and a partition
+// that does not branch on the comparison (N. Lomuto's scheme; for the branches see S. Edelkamp and
+// A. Weiss, BlockQuicksort, 2016).
 #ifndef TESSMAKER_SEARCH_KEYED_POINTS_H
 #define TESSMAKER_SEARCH_KEYED_POINTS_H
 
@@ -97,14 +98,30 @@ inline unsigned int median(unsigned int a, unsigned int b, unsigned int c) {
     return std::max(std::min(a, b), std::min(std::max(a, b), c));
 }
 
-inline unsigned int pivot_key(const keyed_point* points, std::size_t n, unsigned int axis) {
+// A key to part points by that leaves few around the one of this rank: of many points, one that all
+// but always lies on its farther side, by a sample.
+inline unsigned int pivot_key(const keyed_point* points, std::size_t n, std::size_t rank,
+                              unsigned int axis) {
     const auto median_around = [=](std::size_t at, std::size_t step) {
         return median(points[at - step].key[axis], points[at].key[axis],
                       points[at + step].key[axis]);
     };
     if (n < 64) return median_around(n / 2, n / 4);
-    return median(median_around(n / 8, n / 8), median_around(n / 2, n / 8),
-                  median_around(n - 1 - n / 8, n / 8));
+    if (n < 1024) {
+        return median(median_around(n / 8, n / 8), median_around(n / 2, n / 8),
+                      median_around(n - 1 - n / 8, n / 8));
+    }
+    constexpr std::size_t sample_size = 63;
+    constexpr std::size_t margin = 6; // 1.5 standard deviations of a median
+    std::array<unsigned int, sample_size> sample;
+    for (std::size_t i = 0; i < sample_size; ++i) {
+        sample[i] = points[n / sample_size * i].key[axis];
+    }
+    const std::size_t at = rank * sample_size / n;
+    const std::size_t other_side =
+        rank < n / 2 ? std::min(at + margin, sample_size - 1) : at - std::min(at, margin);
+    std::nth_element(sample.begin(), sample.begin() + other_side, sample.end());
+    return sample[other_side];
 }
 
 // Brings the points for which `goes_first` holds to the front. Returns where the others begin.
@@ -120,29 +137,47 @@ keyed_point* partition(keyed_point* first, keyed_point* last, Predicate goes_fir
     return middle;
 }
 
-// std::nth_element in `axis_order`, most of it done on keys alone. Points that are set aside have
-// other keys than the rest, so points of equal key stay together to the end.
-inline void select(keyed_point* first, keyed_point* nth, keyed_point* last, unsigned int axis,
-                   coordinate_columns coordinates) {
-    constexpr std::ptrdiff_t few = 4;
-    constexpr int patience = 64; // then std::nth_element, whatever the points
-    for (int round = 0; round < patience && last - first > few; ++round) {
-        const unsigned int pivot = pivot_key(first, static_cast<std::size_t>(last - first), axis);
+// Points in a row.
+struct point_range {
+    keyed_point* first;
+    keyed_point* last;
+
+    std::ptrdiff_t size() const { return last - first; }
+};
+
+inline constexpr std::ptrdiff_t few_points = 4;
+
+// Brings all points whose key is less than that of the nth before it, and all whose key is greater
+// behind it. Returns where it stopped: the points of equal key are all in that range, and if it
+// holds more than `few_points`, there is no other in it, unless patience ended first.
+inline point_range select_key(keyed_point* first, keyed_point* nth, keyed_point* last,
+                              unsigned int axis) {
+    constexpr int patience = 64;
+    for (int round = 0; round < patience && last - first > few_points; ++round) {
+        const unsigned int pivot = pivot_key(first, static_cast<std::size_t>(last - first),
+                                             static_cast<std::size_t>(nth - first), axis);
         keyed_point* middle =
             partition(first, last, [=](const keyed_point& p) { return p.key[axis] < pivot; });
         if (nth < middle) {
             last = middle;
             continue;
         }
-        first = middle;
-        middle = partition(first, last, [=](const keyed_point& p) { return p.key[axis] == pivot; });
-        if (nth < middle) {
-            last = middle;
-            break;
+        if (middle == first) { // none is less
+            middle =
+                partition(first, last, [=](const keyed_point& p) { return p.key[axis] == pivot; });
+            if (nth < middle) return {first, middle};
         }
         first = middle;
     }
-    std::nth_element(first, nth, last, axis_order{coordinates, axis});
+    return {first, last};
+}
+
+// std::nth_element in `axis_order`, most of it done on keys alone. Points that are set aside have
+// other keys than the rest, so points of equal key stay together to the end.
+inline void select(keyed_point* first, keyed_point* nth, keyed_point* last, unsigned int axis,
+                   coordinate_columns coordinates) {
+    const point_range rest = select_key(first, nth, last, axis);
+    std::nth_element(rest.first, nth, rest.last, axis_order{coordinates, axis});
 }
 
 } // namespace kv7::tessmaker

@@ -73,6 +73,7 @@ point_tree<DIM>::point_tree(const point_tree& other)
         reset();
     } else {
         distances_.copy(other.distances_);
+        planes_.copy(other.planes_);
     }
 }
 
@@ -80,6 +81,7 @@ template <unsigned DIM> void point_tree<DIM>::reset() {
     ids_.clear();
     links_.clear();
     distances_.clear();
+    planes_.clear();
     free_slot_ = no_slot;
 }
 
@@ -103,8 +105,10 @@ template <unsigned DIM> std::size_t point_tree<DIM>::build(const unsigned int* i
 template <unsigned DIM>
 void point_tree<DIM>::index_distances(const unsigned int* ids, std::size_t n) {
     distances_.clear();
+    planes_.clear();
     if (pos_->ld() == DIM && n == ids_.size() && links_.empty()) {
         distances_.build(ids, n, {pos_->column(0), DIM});
+        if (!distances_.empty()) planes_.build(ids_.data(), n, {pos_->column(0), DIM});
     }
 }
 
@@ -143,10 +147,9 @@ unsigned int point_tree<DIM>::find_closest(const double* point, unsigned int exc
         index_search<DIM> search(distances_, pos_->column(0), point, excluded_id);
         if (search.run()) {
             const near_nodes& near = search.nodes();
-            const near_node nearest = near.size() == 1
-                                          ? near[0]
-                                          : tie_search<DIM>(tree, point, near)
-                                                .run({0, static_cast<unsigned int>(ids_.size())});
+            const near_node nearest =
+                near.size() == 1 ? near[0]
+                                 : tie_search<DIM>(tree, planes_, point, near).run(ids_.size());
             dist2 = nearest.dist2;
             return nearest.id;
         }
@@ -182,6 +185,7 @@ template <unsigned DIM> bool point_tree<DIM>::insert(unsigned int id) {
     if (id >= pos_->cols()) return false;
     const bool is_root = ids_.empty();
     distances_.clear();
+    planes_.clear();
     const unsigned int slot = new_slot(id);
     if (is_root) return true;
 

@@ -9,6 +9,7 @@
 #include "core/ids.h"
 #include "search/balanced_order.h"
 #include "search/distance_index.h"
+#include "search/split_planes.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
@@ -91,6 +92,7 @@ private:
     dense1D<unsigned int> links_;
     std::optional<dense1D<keyed_point>> scratch_; // from `reserve` to the end of the build
     distance_index<DIM> distances_;
+    split_planes<DIM> planes_; // none without `distances_`
     unsigned int free_slot_ = no_slot;
 };
 
