@@ -8,6 +8,7 @@
 #include "repair/box_tree.h"
 #include "repair/closeness.h"
 #include "repair/columns_by_node.h"
+#include "repair/few_rows.h"
 #include "repair/node_map.h"
 #include "tessmaker/index_arrays.h"
 
@@ -80,8 +81,7 @@ bool record_pairs_of_many(const dense2D<double>& pos, const unsigned int* column
 template <unsigned int DIM>
 void record_close_pairs(const dense2D<double>& pos, const unsigned int* column, std::size_t rows,
                         double tol, std::vector<merge_record>& records) {
-    constexpr std::size_t few = 64; // more than any element has
-    if (rows <= few || !record_pairs_of_many<DIM>(pos, column, rows, tol, records))
+    if (rows <= few_rows || !record_pairs_of_many<DIM>(pos, column, rows, tol, records))
         record_pairs_of_few<DIM>(pos, column, rows, tol, records);
 }
 

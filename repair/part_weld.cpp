@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "core/ids.h"
 #include "core/prefetch.h"
@@ -31,14 +32,15 @@ constexpr int too_wide = -2; // cells hold too many nodes that are out of reach 
 // Boxes seldom leave a wide cell, but where nodes are dense, cells must be narrow.
 template <unsigned int DIM> struct cube_grid {
     cube_grid(double tol, double block_width)
-        : blocks(tol, block_width), cells{cube_cells<DIM>(tol, widest * tol),
-                                          cube_cells<DIM>(tol, 8 * tol),
-                                          cube_cells<DIM>(tol, 4 * tol)} {}
+        : cells{cube_cells<DIM>(tol, widest * tol), cube_cells<DIM>(tol, 24 * tol),
+                cube_cells<DIM>(tol, 12 * tol), cube_cells<DIM>(tol, 6 * tol),
+                cube_cells<DIM>(tol, 4 * tol)},
+          blocks(tol, block_width, cells.back().reach()) {}
 
-    static constexpr double widest = 32; // tolerances
+    static constexpr double widest = 128; // tolerances
 
+    std::array<cube_cells<DIM>, 5> cells; // from the widest to the narrowest
     cube_cells<DIM> blocks;
-    std::array<cube_cells<DIM>, 3> cells; // from the widest to the narrowest
 };
 
 // The parts that the box of a node reaches, its own first.
@@ -119,7 +121,13 @@ private:
         reached_parts parts;
         for (std::size_t rank = 0; rank < nodes_.size; ++rank) {
             const double* const p = nodes_.at(nodes_.id(rank));
-            if (!grid_.cells.back().holds(p) || !find_parts(p, parts)) return false;
+            std::uint64_t key = 0;
+            if (grid_.blocks.find_only(p, key)) {
+                part_of[rank] = part_with(key);
+                ++size[part_of[rank]];
+                continue;
+            }
+            if (!grid_.blocks.holds(p) || !find_parts(p, parts)) return false;
             part_of[rank] = parts.count == 1 ? parts.part[0] : several;
             for (unsigned int k = 0; k < parts.count; ++k) ++size[parts.part[k]];
         }
@@ -171,7 +179,7 @@ public:
 
     // 0 or a code.
     int run(const entry* entries, std::size_t n) {
-        if (!local_.resize(n) || !heads_.resize(std::bit_ceil(n + 1))) return out_of_memory;
+        if (!local_.resize(n) || !heads_.resize(std::bit_ceil(2 * n + 1))) return out_of_memory;
         const std::size_t nbr_ties = open_.ties.size();
         const std::size_t nbr_visits = open_.visits.size();
         int code = weld(entries, n);
@@ -191,7 +199,16 @@ private:
         unsigned int end;  // the node where it ends, absent as long as that isn't known
     };
 
-    // The search for the nearest of the nodes inserted so far.
+    // Of the nodes inserted so far.
+    struct nearest_two {
+        double dist2; // the smallest, the largest allowed if there is none
+        double second_dist2;
+        unsigned int id; // of the part's nodes
+        std::size_t nbr_met;
+        std::size_t nbr_missed; // out of reach
+    };
+
+    // The search for the nearest of the nodes inserted so far, whatever decides.
     struct search {
         const double* at;
         double dist2;              // the smallest found, the largest allowed before
@@ -212,7 +229,7 @@ private:
     static constexpr std::size_t nodes_ahead = 16;
 
     int weld(const entry* entries, std::size_t n) {
-        const std::size_t nbr_heads = std::bit_ceil(n + 1);
+        const std::size_t nbr_heads = std::bit_ceil(2 * n + 1);
         std::fill_n(heads_.data(), nbr_heads, no_id);
         shift_ = 64 - static_cast<unsigned int>(std::bit_width(nbr_heads - 1));
         const bool is_narrowest = level_ + 1 == grid_.cells.size();
@@ -235,31 +252,86 @@ private:
     // 0 or a code.
     int weld_node(const entry* entries, unsigned int i) {
         const entry e = entries[i];
-        local_node& node = local_[i];
-        std::copy_n(nodes_.at(e.id), DIM, node.at.begin());
-        const auto& cells = grid_.cells[level_];
-        const double* const at = node.at.data();
-        const std::uint64_t own = hash_of(cells.own(at));
+        std::array<double, DIM>& at = local_[i].at;
+        const double* const p = nodes_.at(e.id);
+        for (unsigned int axis = 0; axis < DIM; ++axis) at[axis] = p[axis];
+        const cube_cells<DIM>& cells = grid_.cells[level_];
+        cell_keys<DIM> keys;
+        keys.count = 1;
+        if (!cells.find_only(at.data(), keys.key[0]) && !cells.find_reached(at.data(), keys))
+            return grid_undecided;
+        for (unsigned int k = 0; k < keys.count; ++k) keys.key[k] = hash_of(keys.key[k]);
+        if (e.as == role::visitor || !weld_by_distance(keys, entries, i))
+            return weld_with_care(keys, entries, i);
+        insert(keys.key[0], i);
+        return 0;
+    }
 
+    void insert(std::uint64_t hash, unsigned int i) {
+        unsigned int& head = heads_[hash >> shift_];
+        local_[i].next = head;
+        head = i;
+    }
+
+    // Takes the nearest node in the cells of these hashes if nothing but its distance decides.
+    // Otherwise false.
+    bool weld_by_distance(const cell_keys<DIM>& hashes, const entry* entries, unsigned int i) {
+        const local_node* const local = local_.data();
+        local_node& node = local_[i];
+        const nearest_two found = find_nearest_two(hashes, node.at);
+        if (found.dist2 == 0 || found.dist2 == found.second_dist2) return false;
+        const bool merges = found.id != no_id;
+        const local_node& nearest = merges ? local[found.id] : node;
+        if (!is_in_box<DIM>(node.at.data(), tol_, nearest.at.data())) return false;
+        nbr_met_ += found.nbr_met;
+        nbr_missed_ += found.nbr_missed;
+        const entry e = entries[i];
+        node.end = e.id;
+        if (merges) node.end = nearest.end;
+        if (e.as == role::owned) node.end = no_id;
+        nodes_.to[e.id] = node.end != no_id ? node.end : entries[merges ? found.id : i].id;
+        return true;
+    }
+
+    // No outcome of a comparison is known in advance here, so none decides about a branch.
+    nearest_two find_nearest_two(const cell_keys<DIM>& hashes,
+                                 const std::array<double, DIM> at) const {
+        const local_node* const local = local_.data();
+        const double most = tol_ * tol_;
+        double least = most;
+        double second = std::numeric_limits<double>::max();
+        unsigned int nearest = no_id;
+        std::size_t nbr_met = 0;
+        std::size_t nbr_missed = 0;
+        for (unsigned int k = 0; k < hashes.count; ++k) {
+            for (unsigned int j = heads_[hashes.key[k] >> shift_]; j != no_id; j = local[j].next) {
+                const double dist2 = squared_distance<DIM>(at.data(), local[j].at.data());
+                ++nbr_met;
+                nbr_missed += dist2 > most ? 1 : 0;
+                const bool is_nearer = dist2 < least;
+                const double farther = is_nearer ? least : dist2;
+                second = farther < second ? farther : second;
+                nearest = is_nearer ? j : nearest;
+                least = is_nearer ? dist2 : least;
+            }
+        }
+        return {least, second, nearest, nbr_met, nbr_missed};
+    }
+
+    // 0 or a code.
+    int weld_with_care(const cell_keys<DIM>& hashes, const entry* entries, unsigned int i) {
+        const entry e = entries[i];
+        local_node& node = local_[i];
         const bool is_inner = e.as == role::inner;
         dense1D<id_pair, 8>& open = is_inner ? open_.ties : open_.visits;
-        search s{at, tol_ * tol_, open, open.size(), e.id, is_inner};
-        search_cell(own, entries, s);
-        if (!s.is_settled) {
-            cell_keys<DIM> keys;
-            if (!cells.find_reached(at, keys)) return grid_undecided;
-            for (unsigned int k = 1; k < keys.count; ++k)
-                search_cell(hash_of(keys.key[k]), entries, s);
-        }
+        search s{node.at.data(), tol_ * tol_, open, open.size(), e.id, is_inner};
+        for (unsigned int k = 0; k < hashes.count && !s.is_settled; ++k)
+            search_cell(hashes.key[k], entries, s);
         if (s.is_lost) return out_of_memory;
         const bool is_apart = s.nearest != no_id && s.dist2 == 0 && !s.is_settled;
         if (is_apart || s.differs) return grid_undecided;
         store(e.as, entries, s, node);
-        if (!s.is_settled && e.as != role::visitor) {
-            unsigned int& head = heads_[own >> shift_];
-            node.next = head;
-            head = i;
-        }
+        if (!s.is_settled && e.as != role::visitor) insert(hashes.key[0], i);
         return s.is_lost ? out_of_memory : 0;
     }
 

@@ -4,6 +4,7 @@
 
 #include "core/ids.h"
 #include "core/outputs.h"
+#include "repair/few_rows.h"
 
 namespace kv7::tessmaker {
 
@@ -35,7 +36,7 @@ int remove_columns(dense2D<unsigned int>& connect, unsigned int* new_columns, bo
     const std::size_t cols = connect.cols();
     // Without memory, long columns are compared like short ones.
     id_list sorted;
-    const bool is_long = rows > 64 && sorted.resize(rows);
+    const bool is_long = rows > few_rows && sorted.resize(rows);
     std::size_t dest = 0;
     for (std::size_t c = 0; c < cols; ++c) {
         const unsigned int* const column = connect.column(c);

@@ -2,12 +2,14 @@
 // parts, compared with the plain routine.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <vector>
 
+#include "repair/grid_cells.h"
 #include "repair/grid_weld.h"
 #include "repair/plain_merge.h"
 #include "repair/random_meshes.h"
@@ -89,6 +91,62 @@ TEST(merge_noisy_nodes, takes_the_nodes_of_a_list_in_its_order) {
         ASSERT_EQ(merge(pos, vector_of(nodes), new_IDs, tol), result.count) << seed;
         ASSERT_EQ(list(new_IDs), result.new_IDs) << seed;
     }
+}
+
+// Coordinates below zero, and all equal on one axis: at 0, in a cell, at its bounds or near them.
+// An offset takes them out of the range where cells are numbered one by one.
+TEST(merge_noisy_nodes, may_lie_in_a_plane_anywhere) {
+    std::size_t nbr_merged = 0;
+    for (std::uint64_t seed = 0; seed < nbr_runs(8); ++seed) {
+        random_source rng(seed + 82000);
+        const double spacing = rng.one_of(std::vector<double>{3, 20, 750});
+        dense2D<double> pos = noisy_grid{3, spacing, 0.3, 1e6}.nodes(rng, 5000);
+        const double z = rng.one_of(std::vector<double>{0, 0.5, 1, 64, 4096, -63.9999, -12.5});
+        const double offset = rng.one_of(std::vector<double>{0, -7777.3, 0x1p35, -0x1p37, 0x1p44});
+        for (std::size_t c = 0; c < pos.cols(); ++c) {
+            pos(0, c) += tol * offset;
+            pos(1, c) -= tol * offset;
+            pos(2, c) = tol * (rng.one_in(4) ? std::nextafter(z, 1e9) : z);
+        }
+        SCOPED_TRACE(seed);
+        ASSERT_NO_FATAL_FAILURE(expect_plain_merge(pos, nbr_merged));
+    }
+    EXPECT_GT(nbr_merged, 8000U);
+}
+
+// The quick test for the only cell that a box reaches, against its ends.
+TEST(cells_of_a_grid, are_told_in_two_ways_alike) {
+    std::size_t nbr_alone = 0;
+    std::size_t nbr_near_bounds = 0;
+    for (std::uint64_t seed = 0; seed < nbr_runs(20000); ++seed) {
+        random_source rng(seed + 83000);
+        const double width = rng.one_of(std::vector<double>{4, 6, 12, 24, 128, 1e9});
+        const cube_cells<3> cells(tol, tol * width);
+        std::array<double, 3> p{};
+        for (double& x : p) {
+            const double middle = std::round(rng.uniform(-10, 10) *
+                                             rng.one_of(std::vector<double>{0, 1, 1e4, 4e8, 1e12}));
+            const double off = rng.one_of(std::vector<double>{0.5 - 1 / width, 0.5, 0.25, 0});
+            x = tol * width *
+                (middle + off +
+                 rng.uniform(-1, 1) * rng.one_of(std::vector<double>{0, 1e-9, 1e-4}));
+        }
+        if (rng.one_in(50)) p[seed % 3] = std::numeric_limits<double>::quiet_NaN();
+        if (rng.one_in(50)) p[seed % 3] = 1e300;
+        std::uint64_t key = 0;
+        if (!cells.find_only(p.data(), key)) {
+            ++nbr_near_bounds;
+            continue;
+        }
+        cell_keys<3> keys{};
+        ASSERT_TRUE(cells.holds(p.data())) << seed;
+        ASSERT_TRUE(cells.find_reached(p.data(), keys)) << seed;
+        ASSERT_EQ(keys.count, 1U) << seed;
+        ASSERT_EQ(keys.key[0], key) << seed;
+        ++nbr_alone;
+    }
+    EXPECT_GT(nbr_alone, nbr_runs(20000) / 100);
+    EXPECT_GT(nbr_near_bounds, nbr_runs(20000) / 2);
 }
 
 // Few of them are so far out that all others are in one block.
