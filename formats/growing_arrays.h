@@ -57,7 +57,8 @@ private:
         if (cols_ == 0) return true;
         rows_ = array_.rows();
         ld_ = array_.ld();
-        nbr_free_ = array_.capacity() / ld_ - cols_;
+        // The last column of a view may end, with its gap, beyond the end of the block.
+        nbr_free_ = std::max(array_.capacity() / ld_, cols_) - cols_;
         array_.resize(rows_, cols_ + nbr_free_);
         next_ = array_.column(cols_);
         return true;
