@@ -98,6 +98,71 @@ const char* read_magnitude(const char* text, const char* end, decimal& number) {
     return has_exponent ? read_exponent(text + 1, end, number) : text;
 }
 
+// Reads seven digits with a point behind the first. False if there is anything else.
+inline bool read_seven_digits(const char* text, std::uint64_t& digits) {
+    const std::uint64_t word = load_word(text);
+    // A zero in front, and the first digit in the place of the point.
+    const std::uint64_t without_point = (word & ~std::uint64_t{0xFFFF}) | (word & 0xFF) << 8 | '0';
+    if ((word >> 8 & 0xFF) != '.' || nbr_leading_digits(without_point) != word_size) return false;
+    digits = value_of_digits(without_point, word_size);
+    return true;
+}
+
+// Reads a number as `%e` writes it: seven digits with a point behind the first, an exponent of two
+// digits. Returns its end; null if there is anything else or the number is not exact. Behind each
+// character a word can be read.
+inline const char* scan_scientific(const char* text, double& value) {
+    constexpr std::size_t mantissa_size = 8;
+    decimal number;
+    number.negative = *text == '-';
+    if (number.negative) ++text;
+    if (!read_seven_digits(text, number.digits)) return nullptr;
+    text += mantissa_size;
+    if (*text != 'e' || (text[1] != '-' && text[1] != '+')) return nullptr;
+    if (!is_digit(text[2]) || !is_digit(text[3]) || is_digit(text[4])) return nullptr;
+    const int exponent = 10 * (text[2] - '0') + (text[3] - '0');
+    number.exponent = (text[1] == '-' ? -exponent : exponent) - 6;
+    if (!number.is_exact()) return nullptr;
+    value = number.exact_value();
+    return text + 4;
+}
+
+// Reads a number as `%f` writes it: up to 8 digits, a point, up to 15 digits. Returns its end; null
+// if there is anything else, an exponent follows or the number is not exact. Behind each character
+// a word can be read.
+inline const char* scan_fixed(const char* text, double& value) {
+    decimal number;
+    number.negative = *text == '-';
+    if (number.negative) ++text;
+    std::uint64_t word = load_word(text);
+    const std::size_t nbr_whole = nbr_leading_digits(word);
+    if (nbr_whole == 0 || text[nbr_whole] != '.') return nullptr;
+    number.digits = value_of_digits(word, nbr_whole);
+    text += nbr_whole + 1;
+
+    word = load_word(text);
+    std::size_t n = nbr_leading_digits(word);
+    if (n == 0) return nullptr;
+    number.digits = number.digits * powers_of_ten[n] + value_of_digits(word, n);
+    text += n;
+    std::size_t nbr_digits = n;
+    if (n == word_size) {
+        word = load_word(text);
+        n = nbr_leading_digits(word);
+        if (n == word_size) return nullptr;
+        if (n != 0) {
+            number.digits = number.digits * powers_of_ten[n] + value_of_digits(word, n);
+            text += n;
+            nbr_digits += n;
+        }
+    }
+    number.exponent = -static_cast<std::ptrdiff_t>(nbr_digits);
+    number.nbr_digits = static_cast<std::ptrdiff_t>(nbr_whole + nbr_digits);
+    if (*text == 'e' || *text == 'E' || !number.is_exact()) return nullptr;
+    value = number.exact_value();
+    return text;
+}
+
 } // namespace kv7::tessmaker
 
 #endif

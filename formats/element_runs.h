@@ -48,15 +48,16 @@ void clear_all(const mesh_to_read& mesh);
 // A run without columns is valid whatever its type.
 int check_runs(const mesh_to_write& mesh);
 
-// Calls `visit(type, c)` for each element of a valid mesh, run by run: its plain type, also in
-// mixed runs, and its column.
+// Calls `visit(type, c, nodes)` for each element of a valid mesh, run by run: its plain type, also
+// in mixed runs, its column and the nodes there.
 template <class Visit> void for_each_element(const mesh_to_write& mesh, const Visit& visit) {
     for (std::size_t k = 0; k < mesh.types.size(); ++k) {
         const auto type = static_cast<element_type>(mesh.types[k]);
         const std::size_t end = mesh.indices[k + 1];
-        for (std::size_t c = mesh.indices[k]; c < end; ++c) {
-            visit(column_type(type, mesh.connect.column(c)), c);
-        }
+        std::size_t c = mesh.indices[k];
+        const std::size_t ld = mesh.connect.ld();
+        const unsigned int* nodes = mesh.connect.column(c);
+        for (; c < end; ++c, nodes += ld) visit(column_type(type, nodes), c, nodes);
     }
 }
 

@@ -88,12 +88,12 @@ void put_element(const femap_element& element, unsigned int id, unsigned int pid
 
 void put_elements(const mesh_to_write& mesh, output_buffer& output) {
     constexpr std::size_t element_size = 26 * 12 + 40 + element_tail.size();
-    for_each_element(mesh, [&](element_type type, std::size_t c) {
+    for_each_element(mesh, [&](element_type type, std::size_t c, const unsigned int* nodes) {
         const femap_element& element = femap_elements[type];
         if (!element.slots) return;
         output.make_room(element_size);
-        put_element(element, static_cast<unsigned int>(c) + 1, mesh.pids[c],
-                    slots_of(type, mesh.connect.column(c)), output);
+        put_element(element, static_cast<unsigned int>(c) + 1, mesh.pids[c], slots_of(type, nodes),
+                    output);
     });
 }
 

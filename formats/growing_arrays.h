@@ -28,6 +28,55 @@ template <class T> bool append_column(const T* column, std::size_t rows, dense2D
     return true;
 }
 
+// Appends columns to an array as `append_column` does. Nobody else may use the array until the end
+// of its life: between its calls the array has all columns that its block can hold.
+template <class T> class appended_columns {
+public:
+    explicit appended_columns(dense2D<T>& array) : array_(array), cols_(array.cols()) {}
+    ~appended_columns() { give_back(); }
+    appended_columns(const appended_columns&) = delete;
+    appended_columns& operator=(const appended_columns&) = delete;
+
+    // The number of columns.
+    std::size_t size() const { return cols_; }
+
+    bool append(const T* column, std::size_t rows) {
+        if (nbr_free_ == 0 || rows != rows_) return append_and_grow(column, rows);
+        for (std::size_t r = 0; r < rows; ++r) next_[r] = column[r];
+        next_ += ld_;
+        --nbr_free_;
+        ++cols_;
+        return true;
+    }
+
+private:
+    [[gnu::noinline]] bool append_and_grow(const T* column, std::size_t rows) {
+        give_back();
+        if (!append_column(column, rows, array_)) return false;
+        cols_ = array_.cols();
+        if (cols_ == 0) return true;
+        rows_ = array_.rows();
+        ld_ = array_.ld();
+        // The last column of a view may end, with its gap, beyond the end of the block.
+        nbr_free_ = std::max(array_.capacity() / ld_, cols_) - cols_;
+        array_.resize(rows_, cols_ + nbr_free_);
+        next_ = array_.column(cols_);
+        return true;
+    }
+    // Columns that were not appended leave the array.
+    void give_back() {
+        if (nbr_free_ != 0) array_.resize(rows_, cols_);
+        nbr_free_ = 0;
+    }
+
+    dense2D<T>& array_;
+    std::size_t cols_;
+    std::size_t rows_ = 0;
+    std::size_t ld_ = 0;
+    std::size_t nbr_free_ = 0; // columns of the array that were not appended
+    T* next_ = nullptr;        // the first of them
+};
+
 // Appends elements to a connectivity, which nobody else may use until the end of its life. Between
 // its calls the array has all columns that its block can hold, so that most elements need no change
 // of its shape.

@@ -24,15 +24,13 @@ bool read_scientific(std::string_view field, decimal& number) {
     if (head != blank_word && head != (blank_word ^ minus_for_blank)) return false;
     number.negative = head != blank_word;
 
-    const std::uint64_t mantissa = load_word(text + head_size);
-    // A zero in front, and the first digit in the place of the point.
-    const std::uint64_t digits = (mantissa & ~std::uint64_t{0xFFFF}) | (mantissa & 0xFF) << 8 | '0';
     const char* const letter = text + head_size + mantissa_size;
-    if ((mantissa >> 8 & 0xFF) != '.' || nbr_leading_digits(digits) != word_size) return false;
+    std::uint64_t digits = 0;
+    if (!read_seven_digits(text + head_size, digits)) return false;
     if (*letter != 'E' || (letter[1] != '-' && letter[1] != '+')) return false;
     if (!is_digit(letter[2]) || !is_digit(letter[3])) return false;
     const int exponent = 10 * (letter[2] - '0') + (letter[3] - '0');
-    number.digits = value_of_digits(digits, word_size);
+    number.digits = digits;
     number.exponent = (letter[1] == '-' ? -exponent : exponent) - 6;
     return true;
 }

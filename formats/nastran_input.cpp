@@ -37,6 +37,13 @@ public:
         comma_ = static_cast<const char*>(std::memchr(text_.data(), ',', text_.size()));
         return found;
     }
+    // The text behind the line, as `text_lines` gives it.
+    std::string_view text_ahead() { return lines_.text_ahead(); }
+    void pass_over(std::size_t size) {
+        lines_.pass_over(size);
+        text_ = lines_.line();
+        comma_ = nullptr;
+    }
     bool next_begins_blank() { return lines_.next_begins_with(' '); }
     bool has_met_end() const { return lines_.has_met_end(); }
 
@@ -315,33 +322,97 @@ element_type refined(element_type type, std::size_t nbr_nodes) {
     return type;
 }
 
-bool store_element(const card& c, element_type type, element_columns& elements) {
-    const nastran_order& order = nastran_input_order(type);
-    unsigned int* const column = elements.append(c.nbr_nodes());
-    if (!column) return false;
-    for (std::size_t i = 0; i < c.nbr_nodes(); ++i) column[i] = c.nodes()[order[i]] - 1;
-    return true;
-}
+// Lines of free fields that repeat the keyword of an element and hold as many numbers: elements of
+// the same type.
+class like_line {
+public:
+    // Like the line of the card, which is an element. False if lines like it can't be told.
+    bool set(const deck_reader& deck, const card& c) {
+        if (!deck.has_comma()) return false;
+        const std::string_view keyword = deck.first_token();
+        if (keyword.size() >= word_size || packed_keyword(keyword) != c.keyword) return false;
+        // The comma is part of the word.
+        head_size_ = keyword.size() + 1;
+        mask_ = ~std::uint64_t{0} >> 8 * (word_size - head_size_);
+        head_ = load_word(keyword.data()) & mask_;
+        nbr_values_ = c.nbr_values();
+        return true;
+    }
+
+    // Reads a line in a text behind whose end there are nulls. Returns its end, or null if it is
+    // not like the other. Lines of this form are never too long to be read in one piece.
+    const char* read(const char* text, unsigned int* values) const {
+        static_assert(word_size + (2 + nastran_max_nodes) * (word_size + 1) <
+                      text_lines::max_length);
+        if ((load_word(text) & mask_) != head_) return nullptr;
+        text += head_size_;
+        for (std::size_t i = 0; i < nbr_values_; ++i) {
+            const std::uint64_t word = load_word(text);
+            const std::size_t nbr_digits = nbr_leading_digits(word);
+            if (nbr_digits == 0) return nullptr;
+            values[i] = value_of_digits(word, nbr_digits);
+            text += nbr_digits;
+            if (*text != (i + 1 == nbr_values_ ? '\n' : ',')) return nullptr;
+            ++text;
+        }
+        return text;
+    }
+
+private:
+    std::uint64_t mask_ = 0;
+    std::uint64_t head_ = 0;
+    std::size_t head_size_ = 0;
+    std::size_t nbr_values_ = 0;
+};
 
 // Appends elements in file order.
 class element_reader {
 public:
     explicit element_reader(const mesh_to_read& mesh) : mesh_(mesh), elements_(mesh.connect) {}
 
-    // Reads a card and stores it if it is a complete element of a known type.
+    // Reads a card and stores it if it is a complete element of a known type, with those behind it
+    // that are like it.
     int read(deck_reader& deck) {
         card c;
         read_card(deck, c);
         if (c.nbr_fields == 0) return 0;
         const element_type type = refined(type_of(c.keyword), c.nbr_nodes());
         if (type == ET_UNKNOWN || c.nbr_nodes() != nbr_nodes(type)) return 0;
-        if (!store_element(c, type, elements_)) return out_of_memory;
-        mesh_.pids.push_back(c.pid());
+        const nastran_order& order = nastran_input_order(type);
+        if (!store(c.nodes(), c.nbr_nodes(), c.pid(), order)) return out_of_memory;
         add_to_runs(type, static_cast<unsigned int>(elements_.size() - 1), last_, mesh_);
-        return 0;
+        like_line line;
+        return line.set(deck, c) ? read_like(line, c.nbr_nodes(), order, deck) : 0;
     }
 
 private:
+    bool store(const unsigned int* nodes, std::size_t n, unsigned int pid,
+               const nastran_order& order) {
+        unsigned int* const column = elements_.append(n);
+        if (!column) return false;
+        for (std::size_t i = 0; i < n; ++i) column[i] = nodes[order[i]] - 1;
+        mesh_.pids.push_back(pid);
+        return true;
+    }
+
+    int read_like(const like_line& line, std::size_t n, const nastran_order& order,
+                  deck_reader& deck) {
+        const std::string_view ahead = deck.text_ahead();
+        if (ahead.empty()) return 0;
+        const char* const text_end = ahead.data() + ahead.size();
+        const char* text = ahead.data();
+        unsigned int values[2 + nastran_max_nodes];
+        bool is_stored = true;
+        while (is_stored && text != text_end) {
+            const char* const end = line.read(text, values);
+            if (!end) break;
+            text = end;
+            is_stored = store(values + 2, n, values[1], order);
+        }
+        deck.pass_over(static_cast<std::size_t>(text - ahead.data()));
+        return is_stored ? 0 : out_of_memory;
+    }
+
     mesh_to_read mesh_;
     element_columns elements_;
     element_type last_ = ET_UNKNOWN;

@@ -9,6 +9,7 @@
 #include "formats/nastran_tables.h"
 #include "formats/output_buffer.h"
 #include "formats/streams.h"
+#include "formats/words.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -35,19 +36,29 @@ constexpr std::size_t max_node_size = 128; // two lines of up to 80 columns
 constexpr std::size_t max_element_size = 512;
 
 // Kept: a number beyond 2^31 - 1 is written as the `int` of its bits.
-void put_number(unsigned int number, output_buffer& output) {
-    output.put_signed(static_cast<int>(number));
+char* put_number(unsigned int number, char* text) {
+    return put_integer(static_cast<int>(number), text);
 }
 
-void put_number_right(std::size_t width, unsigned int number, output_buffer& output) {
-    output.put_right(width, [&] { put_number(number, output); });
+// The same, with blanks in front up to two words.
+void put_number_right(unsigned int number, output_buffer& output) {
+    constexpr std::size_t width = 2 * word_size;
+    if (number >= powers_of_ten[word_size]) {
+        output.put_right(width, [&] { output.put_signed(static_cast<int>(number)); });
+        return;
+    }
+    output.put_by([number](char* text) {
+        store_word(blank_word, text);
+        store_word(right_aligned(number), text + word_size);
+        return text + width;
+    });
 }
 
 void put_coordinate(double x, output_buffer& output) { output.put_capital_scientific_right(16, x); }
 
 void put_node(unsigned int id, double x, double y, double z, output_buffer& output) {
     output.put("GRID*   ");
-    put_number_right(16, id, output);
+    put_number_right(id, output);
     output.put("                "); // coordinate system
     put_coordinate(x, output);
     put_coordinate(y, output);
@@ -65,44 +76,82 @@ void put_nodes(const dense2D<double>& pos, output_buffer& output) {
     }
 }
 
-// The nodes of a card in its order. All cards use one list, in which nodes that a card doesn't set
-// remain from the cards before.
-using node_list = std::array<unsigned int, 27>;
-
-void set_nodes(const nastran_card& card, const unsigned int* column, node_list& nodes) {
-    if (!card.order) return;
-    for (std::size_t i = 0; i < card.nbr_nodes; ++i) nodes[i] = column[(*card.order)[i]];
-}
-
-void put_element(const nastran_card& card, unsigned int id, unsigned int pid,
-                 const node_list& nodes, output_buffer& output) {
-    constexpr std::size_t fields_per_line = 9; // the tenth is the mark of the continuation
-    output.put(card.keyword);
-    output.put(',');
-    put_number(id, output);
-    output.put(',');
-    put_number(pid, output);
-    std::size_t nbr_fields = 3;
-    for (std::size_t i = 0; i < card.nbr_nodes; ++i) {
-        if (nbr_fields == fields_per_line) {
-            output.put(",+C\n+C");
-            nbr_fields = 1;
+// Writes a number after the other. Numbers in sequence and numbers that stay are the rule: of their
+// text at most the last digit changes.
+class number_sequence {
+public:
+    // Returns the end of the text; behind it up to a word is overwritten.
+    char* put(unsigned int number, char* text) {
+        if (number == last_ + 1 && last_ % 10 != 9 && size_ != 0) {
+            digits_ += std::uint64_t{1} << 8 * (size_ - 1);
+        } else if (number != last_ || size_ == 0) {
+            char* const end = put_number(number, text);
+            // Of other numbers, which may have a sign, the text is not kept.
+            const bool is_kept = number < powers_of_ten[word_size];
+            size_ = is_kept ? static_cast<std::size_t>(end - text) : 0;
+            digits_ = load_word(text);
+            last_ = number;
+            return end;
         }
-        output.put(',');
-        put_number(nodes[i] + 1, output);
-        ++nbr_fields;
+        last_ = number;
+        store_word(digits_, text);
+        return text + size_;
     }
-    output.put('\n');
-}
+
+private:
+    unsigned int last_ = 0;
+    std::uint64_t digits_ = 0; // text of `last_`
+    std::size_t size_ = 0;     // 0 if there is no text
+};
+
+// Writes element cards.
+class element_writer {
+public:
+    // Writes a card of at most `max_element_size` characters. Returns the end of the text; behind
+    // it up to a word is overwritten.
+    char* put(const nastran_card& card, unsigned int id, unsigned int pid,
+              const unsigned int* column, char* text) {
+        constexpr std::size_t fields_per_line = 9; // the tenth is the mark of the continuation
+        store_word(card.keyword.word, text);
+        text += card.keyword.size;
+        *text = ',';
+        text = ids_.put(id, text + 1);
+        *text = ',';
+        text = pids_.put(pid, text + 1);
+        std::size_t nbr_fields = 3;
+        for (std::size_t i = 0; i < card.nbr_nodes; ++i) {
+            if (nbr_fields == fields_per_line) {
+                constexpr std::string_view mark = ",+C\n+C";
+                text = std::copy_n(mark.data(), mark.size(), text);
+                nbr_fields = 1;
+            }
+            if (card.order) nodes_[i] = column[(*card.order)[i]];
+            *text = ',';
+            text = put_number(nodes_[i] + 1, text + 1);
+            ++nbr_fields;
+        }
+        *text = '\n';
+        return text + 1;
+    }
+
+private:
+    // The nodes of a card in its order. All cards use one list, in which nodes that a card doesn't
+    // set remain from the cards before.
+    std::array<unsigned int, 27> nodes_{};
+    number_sequence ids_;
+    number_sequence pids_;
+};
 
 void put_elements(const mesh_to_write& mesh, output_buffer& output) {
-    node_list nodes{};
-    for_each_element(mesh, [&](element_type type, std::size_t c) {
+    element_writer writer;
+    const unsigned int* const pids = mesh.pids.data();
+    for_each_element(mesh, [&](element_type type, std::size_t c, const unsigned int* column) {
         const nastran_card& card = nastran_cards[type];
-        if (card.keyword.empty()) return;
-        set_nodes(card, mesh.connect.column(c), nodes);
+        if (card.keyword.size == 0) return;
         output.make_room(max_element_size);
-        put_element(card, static_cast<unsigned int>(c) + 1, mesh.pids[c], nodes, output);
+        output.put_by([&](char* text) {
+            return writer.put(card, static_cast<unsigned int>(c) + 1, pids[c], column, text);
+        });
     });
 }
 

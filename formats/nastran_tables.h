@@ -87,10 +87,24 @@ constexpr const nastran_order& nastran_input_order(element_type type) {
     }
 }
 
+// A keyword of up to 8 characters as a word (words.h), empty by default.
+struct nastran_word {
+    constexpr nastran_word() = default;
+    // NOLINTNEXTLINE(google-explicit-constructor): for the table below
+    constexpr nastran_word(const char* keyword) {
+        for (; keyword[size] != '\0'; ++size) {
+            word |= std::uint64_t{static_cast<unsigned char>(keyword[size])} << 8 * size;
+        }
+    }
+
+    std::uint64_t word = 0;
+    std::size_t size = 0;
+};
+
 // How an element is written: the keyword, and the first `nbr_nodes` nodes in the given order.
 // Elements of a type without a keyword are left out.
 struct nastran_card {
-    std::string_view keyword;
+    nastran_word keyword;
     std::size_t nbr_nodes = 0;
     const nastran_order* order = nullptr; // null for ET_QUAD9, too
 };

@@ -8,6 +8,7 @@
 
 #include "core/outputs.h"
 #include "formats/characters.h"
+#include "formats/decimal.h"
 #include "formats/growing_arrays.h"
 #include "formats/numbers.h"
 #include "formats/streams.h"
@@ -92,10 +93,23 @@ const char* skip_rest_of_word(const char* text) {
     return text;
 }
 
+const char* scan_value(const char* text, double& value) {
+    const char* const end = scan_fixed(text, value);
+    return end ? end : scan_number_in_words(text, value);
+}
+
+// Most lines are read up to their end, but for a blank.
+const char* find_line_end(const char* text, const char* block_end) {
+    if (*text == ' ') ++text;
+    if (*text == '\n') return text;
+    const auto size = static_cast<std::size_t>(block_end - text);
+    return static_cast<const char*>(std::memchr(text, '\n', size));
+}
+
 // Reads up to `most` numbers, with or without blanks between them, and returns how many there are.
 std::size_t read_numbers(const char*& text, double* values, std::size_t most) {
     for (std::size_t n = 0; n < most; ++n) {
-        const char* const end = scan_number_in_words(skip_blanks(text), values[n]);
+        const char* const end = scan_value(skip_blanks(text), values[n]);
         if (!end) return n;
         text = end;
     }
@@ -163,8 +177,24 @@ const char* read_corner(const char* text, face_numbers& face) {
     return skip_rest_of_word(text);
 }
 
+// Reads corners that are a vertex of up to 8 digits and nothing else. Returns where other text
+// begins.
+const char* read_plain_corners(const char* text, face_numbers& face) {
+    for (;;) {
+        while (*text == ' ') ++text;
+        const std::uint64_t word = load_word(text);
+        const std::size_t nbr_digits = nbr_leading_digits(word);
+        if (nbr_digits == 0) return text;
+        const char behind = text[nbr_digits];
+        if (behind != ' ' && behind != '\n') return text;
+        face.add(vertex, static_cast<int>(value_of_digits(word, nbr_digits)));
+        text += nbr_digits;
+    }
+}
+
 // Reads the corners up to the end of the line. Null when one is bad.
 const char* read_corners(const char* text, face_numbers& face) {
+    text = read_plain_corners(text, face);
     while (text && *(text = skip_blanks(text)) != '\n') text = read_corner(text, face);
     return text;
 }
@@ -173,8 +203,14 @@ class obj_reader {
 public:
     obj_reader(dense2D<double>& pos, dense2D<double>& normals, dense2D<double>& textures,
                dense2D<unsigned int>& connect_tri, dense2D<unsigned int>& connect_quad)
-        : pos_(pos), normals_(normals), textures_(textures), connect_tri_(connect_tri),
-          connect_quad_(connect_quad) {}
+        : own_pos_(pos), own_normals_(normals), own_textures_(textures), own_tri_(connect_tri),
+          own_quad_(connect_quad), pos_(own_pos_),
+          normals_(&normals == &pos ? own_pos_ : own_normals_),
+          textures_(&textures == &pos       ? own_pos_
+                    : &textures == &normals ? own_normals_
+                                            : own_textures_),
+          connect_tri_(own_tri_),
+          connect_quad_(&connect_quad == &connect_tri ? own_tri_ : own_quad_) {}
 
     int read(std::FILE* file) {
         line_blocks blocks(file);
@@ -182,9 +218,7 @@ public:
             for (const char* line = blocks.begin(); line != blocks.end();) {
                 line = read_line(line, blocks.lacks_line_end() ? blocks.end() : nullptr);
                 if (!line) return bad_line;
-                line = static_cast<const char*>(
-                           std::memchr(line, '\n', static_cast<std::size_t>(blocks.end() - line))) +
-                       1;
+                line = find_line_end(line, blocks.end()) + 1;
             }
         }
         return 0;
@@ -207,14 +241,14 @@ private:
     const char* read_vertex(const char* text) {
         double values[3];
         if (*text == '\n' || read_numbers(text, values, 3) < 3) return nullptr;
-        append_column(values, 3, pos_);
+        pos_.append(values, 3);
         return text;
     }
     const char* read_normal(const char* text) {
         normals_seen_ = true;
         double values[4];
         if (*text == '\n' || read_numbers(text, values, 4) != 3) return nullptr;
-        append_column(values, 3, normals_);
+        normals_.append(values, 3);
         return text;
     }
     const char* read_texture(const char* text) {
@@ -223,7 +257,7 @@ private:
         if (*text == '\n') return nullptr;
         const std::size_t nbr_values = read_numbers(text, values, 4);
         if (nbr_values > 3) return nullptr;
-        append_column(values, nbr_values, textures_);
+        textures_.append(values, nbr_values);
         return text;
     }
 
@@ -243,19 +277,29 @@ private:
         if (nbr_vertices != 3 && nbr_vertices != 4) return;
         unsigned int ids[face_numbers::most_vertices];
         for (std::size_t i = 0; i < nbr_vertices; ++i) ids[i] = node_ID(face.vertices[i]);
-        append_column(ids, nbr_vertices, nbr_vertices == 3 ? connect_tri_ : connect_quad_);
+        if (nbr_vertices == 3) {
+            connect_tri_.append(ids, 3);
+        } else {
+            connect_quad_.append(ids, 4);
+        }
     }
     // Kept: 0 is the vertex that will be read next, and negative numbers wrap around.
     unsigned int node_ID(int number) const {
-        return number == 0 ? static_cast<unsigned int>(pos_.cols())
+        return number == 0 ? static_cast<unsigned int>(pos_.size())
                            : static_cast<unsigned int>(number) - 1;
     }
 
-    dense2D<double>& pos_;
-    dense2D<double>& normals_;
-    dense2D<double>& textures_;
-    dense2D<unsigned int>& connect_tri_;
-    dense2D<unsigned int>& connect_quad_;
+    appended_columns<double> own_pos_;
+    appended_columns<double> own_normals_;
+    appended_columns<double> own_textures_;
+    appended_columns<unsigned int> own_tri_;
+    appended_columns<unsigned int> own_quad_;
+    // Callers may pass one array for two things: both are then appended to it.
+    appended_columns<double>& pos_;
+    appended_columns<double>& normals_;
+    appended_columns<double>& textures_;
+    appended_columns<unsigned int>& connect_tri_;
+    appended_columns<unsigned int>& connect_quad_;
     bool normals_seen_ = false;
     bool textures_seen_ = false;
 };

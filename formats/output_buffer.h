@@ -17,6 +17,19 @@
 
 namespace kv7::tessmaker {
 
+// Writes an integer. Returns the end of the text; behind it up to a word is overwritten.
+inline char* put_integer(std::int64_t value, char* text) {
+    constexpr std::size_t most_characters = 20;
+    if (static_cast<std::uint64_t>(value) >= powers_of_ten[word_size]) {
+        return std::to_chars(text, text + most_characters, value).ptr;
+    }
+    const std::uint64_t digits = digits_of(static_cast<std::uint32_t>(value));
+    // The last digit counts, also where it is a zero.
+    const int nbr_zero_bits = std::countr_zero(digits | std::uint64_t{1} << 56) & ~7;
+    store_word((digits | zero_word) >> nbr_zero_bits, text);
+    return text + word_size - nbr_zero_bits / 8;
+}
+
 // Call `make_room` before putting anything, and `pass_on` or `flush` at the end.
 class output_buffer {
 public:
@@ -36,21 +49,17 @@ public:
     void put_unsigned(std::uint64_t value) {
         if (value >= powers_of_ten[word_size]) {
             take(std::to_chars(end(), limit(), value));
-            return;
+        } else {
+            put_signed(static_cast<std::int64_t>(value));
         }
-        const std::uint64_t digits = digits_of(static_cast<std::uint32_t>(value));
-        // The last digit counts, also where it is a zero.
-        const auto nbr_zeros =
-            static_cast<std::size_t>(std::countr_zero(digits | std::uint64_t{1} << 56)) / 8;
-        store_word((digits | zero_word) >> 8 * nbr_zeros, end());
-        size_ += word_size - nbr_zeros;
     }
     void put_signed(std::int64_t value) {
-        if (value < 0) {
-            take(std::to_chars(end(), limit(), value));
-        } else {
-            put_unsigned(static_cast<std::uint64_t>(value));
-        }
+        put_by([value](char* text) { return put_integer(value, text); });
+    }
+    // What `write` writes behind the characters put so far; it returns the end of that. Up to a
+    // word behind the end may be overwritten.
+    template <class Write> void put_by(const Write& write) {
+        size_ = static_cast<std::size_t>(write(end()) - data_);
     }
     // As `%.<precision>f` in the C locale, at most `fixed_size + precision` characters.
     void put_fixed(double value, int precision) {
@@ -71,7 +80,7 @@ public:
     // As `%<width>.<precision>E`.
     void put_capital_scientific_right(std::size_t width, double value, int precision = 6) {
         char* const begin = end();
-        std::fill_n(begin, width, ' ');
+        for (std::size_t k = 0; k < width; k += word_size) store_word(blank_word, begin + k);
         scientific number;
         // Most numbers have this length.
         const std::size_t length = static_cast<std::size_t>(precision) + 6;

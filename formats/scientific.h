@@ -20,16 +20,27 @@ struct scientific {
     int exponent = 0;
 };
 
-// 5 ^ k, up to the last below 2 ^ 64.
+// 5 ^ k without its trailing zeros in binary: 5 ^ k is `bits` * 2 ^ (`width` - 64), with the
+// highest bit of `bits` set.
+struct power_of_five {
+    std::uint64_t bits;
+    int width;
+};
+// Up to the last power below 2 ^ 64.
 inline constexpr auto powers_of_five = [] {
-    std::array<std::uint64_t, 28> powers{1};
-    for (std::size_t k = 1; k < powers.size(); ++k) powers[k] = 5 * powers[k - 1];
+    std::array<power_of_five, 28> powers{};
+    std::uint64_t power = 1;
+    for (power_of_five& p : powers) {
+        p = {power << std::countl_zero(power), 64 - std::countl_zero(power)};
+        power *= 5;
+    }
     return powers;
 }();
 
 // The magnitude of a number, rounded to `precision` + 1 digits, at most 8, as `%.<precision>e`
-// rounds it: exactly, and halves to even. False if that needs more than 128 bits, as beyond about
-// 10 ^ precision or below 10 ^ (precision - 27), or if the number is not finite.
+// rounds it: exactly, and halves to even. `precision` is from 1 to 7. False if the number needs a
+// power of five beyond the table, as beyond about 10 ^ precision or below 10 ^ (precision - 27), or
+// if it is not finite.
 inline bool round_to_digits(double x, int precision, scientific& result) {
     constexpr int fraction_bits = 52;
     constexpr std::uint64_t hidden_bit = std::uint64_t{1} << fraction_bits;
@@ -38,26 +49,28 @@ inline bool round_to_digits(double x, int precision, scientific& result) {
         result = {};
         return true;
     }
-    // |x| is significand * 2 ^ (power - 52). Numbers without the hidden bit are far below the
-    // range.
-    const std::uint64_t significand = (bits & (hidden_bit - 1)) | hidden_bit;
+    // |x| is significand * 2 ^ (power - 63), with the highest bit of the significand set. Numbers
+    // without the hidden bit are far below the range.
+    const std::uint64_t significand = ((bits & (hidden_bit - 1)) | hidden_bit) << 11;
     const int power = static_cast<int>(bits >> fraction_bits) - 1023;
     // The exponent of 2 ^ power, which is that of |x| or one less: 78913 / 2^18 is log10(2).
     for (int exponent = power * 78913 >> 18;; ++exponent) {
-        // |x| * 10 ^ scale is product / 2 ^ shift.
         const int scale = precision - exponent;
-        const int shift = fraction_bits - power - scale;
         if (scale < 0 || scale >= static_cast<int>(powers_of_five.size())) return false;
-        if (shift < 1 || shift > 127) return false;
-        const uint128 product =
-            uint128{significand} * powers_of_five[static_cast<std::size_t>(scale)];
-        const auto whole = static_cast<std::uint64_t>(product >> shift);
+        const power_of_five& five = powers_of_five[static_cast<std::size_t>(scale)];
+        // |x| * 10 ^ scale is product / 2 ^ (64 + shift). It is from 10 to below 2 * 10 ^ 8, and
+        // the product has 127 or 128 bits: the shift is from 35 to 60.
+        const uint128 product = uint128{significand} * five.bits;
+        const auto high = static_cast<std::uint64_t>(product >> 64);
+        const int shift = 63 - scale - power - five.width;
+        const std::uint64_t whole = high >> shift;
         if (whole >= powers_of_ten[static_cast<std::size_t>(precision) + 1]) continue;
 
-        const uint128 half = uint128{1} << (shift - 1);
-        const uint128 rest = product & (2 * half - 1);
-        const bool rounds_up = rest > half || (rest == half && whole % 2 != 0);
-        result = {static_cast<std::uint32_t>(whole) + (rounds_up ? 1U : 0U), exponent};
+        const std::uint64_t half = std::uint64_t{1} << (shift - 1);
+        const std::uint64_t rest = high & (2 * half - 1);
+        const bool half_goes_up = static_cast<std::uint64_t>(product) != 0 || whole % 2 != 0;
+        const bool goes_up = rest + (half_goes_up ? 1U : 0U) > half;
+        result = {static_cast<std::uint32_t>(whole) + (goes_up ? 1U : 0U), exponent};
         if (result.digits == powers_of_ten[static_cast<std::size_t>(precision) + 1]) {
             result = {result.digits / 10, exponent + 1};
         }

@@ -64,6 +64,21 @@ public:
         if (rest_ == data_end_) has_met_end_ = true;
         return rest_ != data_end_ && first_of_rest_ == c;
     }
+    // What has been read of the text behind the current line, for callers that know lines of it
+    // without `next`; may end within a line, and is empty for a stream that is read line by line.
+    // `word_size` nulls follow. Unless it is empty, `pass_over` must be called next.
+    std::string_view text_ahead() {
+        if (start_ < 0) return {};
+        *rest_ = first_of_rest_;
+        return {rest_, static_cast<std::size_t>(data_end_ - rest_)};
+    }
+    // Goes on behind the first `size` characters of the text ahead. The current line is then empty.
+    void pass_over(std::size_t size) {
+        line_ = rest_ + size;
+        rest_ = line_;
+        set_line(line_);
+    }
+
     // Whether the last read met the end of the file or an error.
     bool has_met_end() const { return start_ < 0 ? lines_.has_met_end() : has_met_end_; }
 

@@ -85,6 +85,15 @@ constexpr std::uint64_t digits_of(std::uint32_t value) {
     return tens | (pairs - 10 * tens) << 8;
 }
 
+// The same as text, with blanks in place of the zeros at the front. The last digit counts, also
+// where it is a zero.
+constexpr std::uint64_t right_aligned(std::uint32_t value) {
+    const std::uint64_t digits = digits_of(value);
+    const int nbr_zero_bits = std::countr_zero(digits | std::uint64_t{1} << 56) & ~7;
+    const std::uint64_t zeros = (std::uint64_t{1} << nbr_zero_bits) - 1;
+    return (digits | zero_word) ^ ((blank_word ^ zero_word) & zeros);
+}
+
 } // namespace kv7::tessmaker
 
 #endif

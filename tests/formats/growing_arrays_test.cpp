@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/meshes.h"
+#include "support/random.h"
 
 using namespace kv7;
 using namespace kv7::tessmaker;
@@ -94,6 +95,37 @@ TEST(place_by_id, what_the_machine_has_no_memory_for_is_refused_at_once) {
         dense2D<double> pos = points({{1, 2, 3}});
         EXPECT_FALSE(place_by_id(pos, id));
         EXPECT_EQ(list(pos), list(points({{1, 2, 3}})));
+    }
+}
+
+// Values, shape and capacity.
+template <class T> void expect_same_array(const dense2D<T>& array, const dense2D<T>& expected) {
+    EXPECT_EQ(list(array), list(expected));
+    EXPECT_EQ(array.rows(), expected.rows());
+    EXPECT_EQ(array.ld(), expected.ld());
+    EXPECT_EQ(array.capacity(), expected.capacity());
+}
+
+TEST(appended_columns, as_columns_appended_one_by_one) {
+    for (std::uint64_t seed = 0; seed < 300; ++seed) {
+        random_source random(seed);
+        dense2D<double> expected;
+        dense2D<double> array;
+        if (random.one_in(2)) {
+            expected = dense2D<double>(5, 3, 7.0).sub_matrix(1, 0, 1 + random.below(3), 3);
+            array = dense2D<double>(5, 3, 7.0).sub_matrix(1, 0, expected.rows(), 3);
+        }
+        {
+            appended_columns<double> columns(array);
+            for (std::size_t n = random.below(60); n > 0; --n) {
+                const std::size_t rows = random.one_in(4) ? random.below(4) : 3;
+                const auto v = static_cast<double>(n);
+                const double column[] = {v, 2 * v, 3 * v};
+                EXPECT_EQ(columns.append(column, rows), append_column(column, rows, expected));
+                EXPECT_EQ(columns.size(), expected.cols());
+            }
+        }
+        expect_same_array(array, expected);
     }
 }
 

@@ -398,4 +398,74 @@ TEST(nastran_input_as_the_plain_reader, on_lines_of_every_length_around_the_limi
     }
 }
 
+// Elements of free fields one below the other, with as many numbers, but for a few.
+std::string like_lines(random_source& random, std::size_t nbr_lines) {
+    static const std::vector<std::pair<std::string, std::size_t>> cards{
+        {"CTRIA3", 3}, {"CQUAD4", 4},  {"CTETRA", 4}, {"CTETRA", 10}, {"TETRA", 4},  {"BAR", 2},
+        {"CHEXA", 8},  {"CPENTA", 15}, {"CHEXA", 20}, {"CTRIA", 3},   {"CPYRAM", 5}, {"CBUSH", 2}};
+    const auto& [keyword, nbr_nodes] = random.one_of(cards);
+    const unsigned int limit = random.one_in(3) ? 100000000U : 200U;
+    std::string text;
+    for (std::size_t k = 0; k < nbr_lines; ++k) {
+        text += keyword;
+        for (std::size_t i = 0; i < nbr_nodes + 2; ++i) {
+            const bool is_odd = random.one_in(200);
+            text += ',';
+            text += is_odd ? random.one_of(odd_integers) : std::to_string(random.id_below(limit));
+        }
+        if (random.one_in(50))
+            text += random.one_of(std::vector<std::string>{",", ",+A", " ", ","});
+        text += random.one_in(50) ? "\r\n" : "\n";
+    }
+    return text;
+}
+
+TEST(nastran_input_as_the_plain_reader, on_lines_that_are_like_the_one_before) {
+    const std::uint64_t n = nbr_runs(4000);
+    for (std::uint64_t seed = 0; seed < n; ++seed) {
+        random_source random(seed + 2000000);
+        std::string text;
+        for (std::size_t k = 1 + random.below(3); k > 0; --k) {
+            text += like_lines(random, random.below(12));
+            if (random.one_in(3)) text += "GRID,7,0,1.,2.,3.\n";
+        }
+        if (random.one_in(3)) text += "ENDDATA\nCBAR,1,1,1,2\nCBAR,1,1,1,2\n";
+        if (random.one_in(2)) mutate_bytes(random, text);
+        if (random.one_in(4) && !text.empty()) text.resize(random.below(text.size()));
+        ASSERT_TRUE(same_as_plain_reader(text)) << "seed " << seed;
+    }
+}
+
+// More than any block takes at once, with lines across all block ends.
+TEST(nastran_input_as_the_plain_reader, on_many_lines_that_are_like_the_one_before) {
+    for (std::uint64_t seed = 0; seed < 20; ++seed) {
+        random_source random(seed + 3000000);
+        int nbr_stored = 0;
+        std::string text(seed, '\n');
+        while (text.size() < 100000) text += like_lines(random, 500);
+        ASSERT_TRUE(same_as_plain_reader(text, &nbr_stored)) << "seed " << seed;
+        EXPECT_GT(nbr_stored, 100);
+    }
+}
+
+TEST(nastran_input_as_the_plain_reader, on_odd_spellings_in_a_line_like_the_one_before) {
+    const std::string plain = "CTRIA3,1,2,3,4,5\n";
+    for (const std::string& text : odd_integers) {
+        for (std::size_t at = 0; at < 6; ++at) {
+            std::vector<std::string> tokens{"CTRIA3", "1", "2", "3", "4", "5"};
+            tokens[at] = text;
+            std::string line = tokens[0];
+            for (std::size_t i = 1; i < tokens.size(); ++i) line += "," + tokens[i];
+            const std::string lines = plain + plain + line + "\n" + plain + plain;
+            ASSERT_TRUE(same_as_plain_reader(lines)) << text;
+        }
+    }
+    const std::string lines = plain + plain + plain;
+    for (std::size_t size = 0; size <= lines.size(); ++size) {
+        ASSERT_TRUE(same_as_plain_reader(lines.substr(0, size))) << size;
+        ASSERT_TRUE(same_as_plain_reader(lines.substr(0, size) + '\0' + lines.substr(size)))
+            << size;
+    }
+}
+
 } // namespace

@@ -381,4 +381,34 @@ TEST(nastran_output, as_the_plain_writer_on_a_large_mesh) {
                                              std::vector<unsigned int>(5000, 1)));
 }
 
+// Properties that stay, follow each other, and differ, also where their text gets longer or a sign.
+TEST(nastran_output, as_the_plain_writer_on_properties_in_sequence) {
+    const std::vector<unsigned int> starts{0,          8,          97,         9998,
+                                           99999997,   99999999,   100000000,  2147483646,
+                                           4294967286, 4294967294, 1234567890, 7};
+    for (std::uint64_t seed = 0; seed < nbr_runs(300); ++seed) {
+        random_source random(seed + 1000);
+        std::vector<unsigned int> pids;
+        while (pids.size() < 120) {
+            unsigned int pid = random.one_of(starts);
+            for (std::size_t k = random.below(15); k > 0; --k) {
+                pids.push_back(pid);
+                if (!random.one_in(4)) ++pid;
+            }
+        }
+        const auto nbr_elements = static_cast<unsigned int>(pids.size());
+        const std::vector<unsigned int> indices{0, nbr_elements};
+        const std::vector<int> types{ET_TRIA3};
+        const dense2D<double> pos(3, 1, 0.0);
+        const dense2D<unsigned int> connect(3, nbr_elements, 5U);
+        const scratch_stream stream;
+        ASSERT_EQ(NASTRAN_output(stream.get(), pos, connect, vector_of(indices), vector_of(types),
+                                 vector_of(pids)),
+                  0);
+        ASSERT_EQ(stream.contents(),
+                  plain_nastran_writer().write(pos, connect, indices, types, pids))
+            << seed;
+    }
+}
+
 } // namespace

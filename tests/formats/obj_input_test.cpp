@@ -702,4 +702,39 @@ TEST(obj_input_as_the_plain_reader, on_large_files) {
     }
 }
 
+// ---- Arguments
+
+// Both fill it in the order of the file.
+TEST(obj_input, one_array_may_take_two_things) {
+    std::string text;
+    for (int k = 0; k < 40; ++k) {
+        text += "v 1 2 " + std::to_string(k) + "\nvn 4 5 " + std::to_string(k) + "\n";
+        text += "vt 7 8 " + std::to_string(k) + "\nf 1 2 3\nf 1 2 3 4\n";
+    }
+    const scratch_file file(text);
+    obj_arrays all;
+    all.read(file.name());
+    ASSERT_EQ(all.code, 0);
+    number_lists mixed;
+    for (std::size_t k = 0; k < 40; ++k) {
+        mixed.push_back(list(all.pos)[k]);
+        mixed.push_back(list(all.normals)[k]);
+        mixed.push_back(list(all.textures)[k]);
+    }
+    dense2D<double> numbers;
+    dense2D<unsigned int> faces;
+    ASSERT_EQ(WavefrontOBJ_input(file.name(), numbers, numbers, numbers, faces, faces), 0);
+    EXPECT_EQ(list(numbers), mixed);
+    // Quadrangles find three rows there.
+    EXPECT_EQ(list(faces), list(all.triangles));
+
+    dense2D<double> pos;
+    dense2D<unsigned int> quadrangles;
+    ASSERT_EQ(WavefrontOBJ_input(file.name(), pos, numbers, numbers, faces, quadrangles), 0);
+    EXPECT_EQ(list(pos), list(all.pos));
+    EXPECT_EQ(numbers.cols(), 80U);
+    EXPECT_EQ(list(faces), list(all.triangles));
+    EXPECT_EQ(list(quadrangles), list(all.quadrangles));
+}
+
 } // namespace

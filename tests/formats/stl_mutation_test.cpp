@@ -222,6 +222,45 @@ TEST(stl_mutation, texts_with_many_faults) {
     }
 }
 
+// The text with another facet in front of its first.
+std::string behind_a_facet(std::string text) {
+    const std::string facet = "  facet normal 0 0 1\n    outer loop\n      vertex 7 0 0\n"
+                              "      vertex 8 0 0\n      vertex 7 1 0\n    endloop\n"
+                              "  endfacet\n";
+    return text.insert(text.find('\n') + 1, facet);
+}
+
+// Facets as most programs write them, more than any block takes at once.
+TEST(stl_mutation, long_texts_with_few_faults) {
+    for (std::uint64_t seed = 0; seed < 30; ++seed) {
+        random_source random(seed + 200000);
+        std::string text = "solid " + std::string(seed, 'x') + "\n";
+        const auto put_numbers = [&](const char* word) {
+            text += word;
+            for (int i = 0; i < 3; ++i) {
+                char number[30];
+                std::snprintf(number, sizeof number, random.one_in(3) ? " %g" : " %le",
+                              static_cast<double>(random.below(200)) / 8);
+                text += number;
+            }
+            text += '\n';
+        };
+        while (text.size() < 80000) {
+            put_numbers("  facet normal");
+            text += "    outer loop\n";
+            for (int i = 0; i < 3; ++i) put_numbers("      vertex");
+            text += "    endloop\n  endfacet\n";
+            if (random.one_in(100)) text += "color\n";
+            if (random.one_in(100)) text += "endsolid\nsolid\n";
+        }
+        text += "endsolid\n";
+        if (seed % 3 == 0) mutate_bytes(random, text);
+        int code = 0;
+        ASSERT_TRUE(same_as_plain_reader(text, &code)) << "seed " << seed;
+        EXPECT_TRUE(seed % 3 == 0 || code == 0);
+    }
+}
+
 // One number at a time, so that each spelling is judged on its own.
 TEST(stl_mutation, every_spelling_of_a_number_in_every_place) {
     random_source random(7);
@@ -236,12 +275,14 @@ TEST(stl_mutation, every_spelling_of_a_number_in_every_place) {
                                      (line[std::strlen(line) - 1] == '\n' ? "" : "\n") +
                                      "vertex 5 0 0\nvertex 0 5 0\nendloop\nendfacet\nendsolid\n";
             ASSERT_TRUE(same_as_plain_reader(text)) << form << ' ' << spelling;
+            ASSERT_TRUE(same_as_plain_reader(behind_a_facet(text))) << form << ' ' << spelling;
         }
         const std::string normal = "solid\nfacet normal " + spelling + " " + spelling + " " +
                                    spelling +
                                    "\nouter loop\nvertex 0 0 0\nvertex 5 0 0\nvertex 0 5 0\n"
                                    "endloop\nendfacet\nendsolid\n";
         ASSERT_TRUE(same_as_plain_reader(normal)) << spelling;
+        ASSERT_TRUE(same_as_plain_reader(behind_a_facet(normal))) << spelling;
     }
 }
 
@@ -256,6 +297,8 @@ TEST(stl_mutation, lines_of_every_length_around_the_limit) {
                 const std::size_t at = text.find(word);
                 text.insert(in_front ? at : at + word.size(), length - word.size(), ' ');
                 ASSERT_TRUE(same_as_plain_reader(text)) << padded << ' ' << length;
+                const std::string behind = behind_a_facet(text);
+                ASSERT_TRUE(same_as_plain_reader(behind)) << padded << ' ' << length;
             }
         }
     }

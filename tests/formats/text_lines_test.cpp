@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
 #include "formats/line_reader.h"
@@ -180,6 +181,58 @@ TEST(text_lines, a_stream_that_nothing_was_read_from_stays_as_it_is) {
     std::ungetc('x', file.get());
     { const text_lines lines(file.get()); }
     EXPECT_EQ(std::fgetc(file.get()), 'x');
+}
+
+// Takes up to `nbr_lines` whole lines of the text ahead.
+std::string passed_over(text_lines& lines, std::size_t nbr_lines) {
+    std::string shown;
+    const std::string_view ahead = lines.text_ahead();
+    if (ahead.empty()) return shown;
+    std::size_t size = 0;
+    for (; nbr_lines > 0; --nbr_lines) {
+        const std::size_t end = ahead.find('\n', size);
+        if (end == std::string_view::npos || end - size >= text_lines::max_length) break;
+        size = end + 1;
+    }
+    shown = ahead.substr(0, size);
+    lines.pass_over(size);
+    EXPECT_EQ(lines.line(), "");
+    return shown;
+}
+
+TEST(text_lines, text_ahead_may_be_passed_over) {
+    for (std::uint64_t seed = 0; seed < 200; ++seed) {
+        random_source random(seed);
+        const std::string text = random_lines(random, random.below(3000), false);
+        const std::size_t nbr_calls = random.below(4000);
+        for (const stream_maker& make : {stream_maker(file_of), stream_maker(memory_of)}) {
+            if (text.empty()) continue;
+            const stream file = make(text);
+            std::string seen;
+            {
+                text_lines lines(file.get());
+                for (std::size_t k = 0; k < nbr_calls; ++k) {
+                    if (random.one_in(3)) {
+                        seen += passed_over(lines, random.below(4));
+                    } else {
+                        lines.next();
+                        seen += lines.line();
+                    }
+                }
+            }
+            ASSERT_EQ(seen, text.substr(0, seen.size()));
+            ASSERT_EQ(std::ftell(file.get()), static_cast<long>(seen.size()));
+        }
+    }
+}
+
+TEST(text_lines, a_stream_read_line_by_line_has_no_text_ahead) {
+    const stream pipe = pipe_of("a\nb\n");
+    text_lines lines(pipe.get());
+    EXPECT_TRUE(lines.text_ahead().empty());
+    EXPECT_TRUE(lines.next());
+    EXPECT_TRUE(lines.text_ahead().empty());
+    EXPECT_EQ(lines.line(), "a\n");
 }
 
 } // namespace

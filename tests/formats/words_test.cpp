@@ -16,6 +16,7 @@
 #include <string>
 
 #include "formats/characters.h"
+#include "formats/decimal.h"
 #include "formats/numbers.h"
 #include "formats/output_buffer.h"
 #include "formats/plain_numbers.h"
@@ -97,6 +98,18 @@ TEST(words, a_value_has_its_eight_digits) {
     }
     random_source random(92);
     for (int k = 0; k < 1000000; ++k) expect_digits(random.id_below(100000000));
+}
+
+TEST(words, a_value_is_aligned_to_the_right) {
+    random_source random(96);
+    for (int k = 0; k < 200000; ++k) {
+        const std::uint32_t value = random.id_below(random.one_in(2) ? 100000000 : 1000);
+        char text[9] = "";
+        char expected[9];
+        store_word(right_aligned(value), text);
+        std::snprintf(expected, sizeof expected, "%8u", value);
+        ASSERT_STREQ(text, expected);
+    }
 }
 
 // What a buffer makes of a few calls.
@@ -226,6 +239,13 @@ void expect_same_number(const std::string& text) {
     if (plain_end) {
         ASSERT_EQ(std::memcmp(&value, &plain, sizeof value), 0) << text;
     }
+    // The short ways leave to the long one what they don't know.
+    for (const auto scan : {scan_fixed, scan_scientific}) {
+        const char* const end = scan(padded.c_str(), value);
+        if (!end) continue;
+        ASSERT_EQ(end, plain_end) << text;
+        ASSERT_EQ(std::memcmp(&value, &plain, sizeof value), 0) << text;
+    }
     double plains[2] = {};
     double values[2] = {};
     const char* const plains_end = scan_decimals(padded.c_str(), plains, 2);
@@ -247,6 +267,27 @@ TEST(words, numbers_read_in_words_are_those_read_by_characters) {
         }
         expect_same_number(text);
         if (HasFatalFailure()) return;
+    }
+}
+
+TEST(words, numbers_as_they_are_mostly_written_are_read_in_the_short_ways) {
+    random_source random(97);
+    for (int k = 0; k < 200000; ++k) {
+        const double sign = random.one_in(2) ? -1.0 : 1.0;
+        const double number = sign * std::pow(10.0, random.uniform(-15, 15));
+        const std::string scientific = printed("%.6e", number);
+        const std::string fixed =
+            printed("%.*f", 1 + static_cast<int>(random.below(15)), random.uniform(-99, 99));
+        expect_same_number(scientific);
+        expect_same_number(fixed);
+        if (HasFatalFailure()) return;
+        double value = 0.0;
+        EXPECT_TRUE(scan_scientific((scientific + std::string(9, '\0')).c_str(), value))
+            << scientific;
+        // Beyond 2 ^ 53 digits are left to the long way.
+        if (fixed.size() < 16) {
+            EXPECT_TRUE(scan_fixed((fixed + std::string(9, '\0')).c_str(), value)) << fixed;
+        }
     }
 }
 
