@@ -277,6 +277,12 @@ TEST(exports, wavefront_files) {
                     int(const char*, const points&, const id_array&, element_type));
 }
 
+TEST(exports, mesh_files) {
+    EXPECT_EXPORTED(format_name, const char*(file_format));
+    EXPECT_EXPORTED(format_by_ending, file_format(const char*));
+    EXPECT_EXPORTED(format_of, file_format(const char*));
+}
+
 TEST(exports, edges) {
     EXPECT_EXPORTED(copy_edges, int(const id_array&, element_type, id_array&, const id_array&));
     EXPECT_EXPORTED(copy_edges, int(const id_array*, const id_array*, const dense1D<int, 8>&,
