@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "formats/characters.h"
+#include "formats/stl_content.h"
 #include "formats/streams.h"
 #include "tessmaker/mesh_file.h"
 
@@ -132,16 +133,6 @@ bool is_vtu(std::string_view text) {
            text.find("UnstructuredGrid") != std::string_view::npos;
 }
 
-constexpr std::size_t stl_header_size = 84;
-
-std::uint64_t stl_size(std::string_view text) {
-    std::uint64_t nbr_facets = 0;
-    for (std::size_t k = 0; k < 4; ++k) {
-        nbr_facets |= std::uint64_t{static_cast<unsigned char>(text[80 + k])} << 8 * k;
-    }
-    return stl_header_size + 50 * nbr_facets;
-}
-
 // The beginning of a file.
 struct file_beginning {
     std::array<char, std::size_t{1} << 16> block;
@@ -150,12 +141,6 @@ struct file_beginning {
 
     std::string_view text() const { return {block.data(), size}; }
 };
-
-bool is_binary_stl(const file_beginning& file) {
-    return file.size >= stl_header_size && file.file_size == stl_size(file.text());
-}
-
-bool is_text_stl(const file_beginning& file) { return starts_with_word(file.text(), "solid"); }
 
 // A format with a beginning of its own; else unknown.
 file_format format_by_beginning(const file_beginning& file) {
@@ -169,10 +154,10 @@ file_format format_by_beginning(const file_beginning& file) {
 }
 
 file_format format_by_content(const file_beginning& file) {
-    if (is_binary_stl(file)) return file_format::stl_binary;
+    if (has_binary_stl_size(file.text(), file.file_size)) return file_format::stl_binary;
     const file_format format = format_by_beginning(file);
     if (format != file_format::unknown) return format;
-    if (is_text_stl(file)) return file_format::stl_text;
+    if (is_text_stl(file.text(), file.file_size)) return file_format::stl_text;
     return is_wavefront(file.text()) ? file_format::obj : file_format::unknown;
 }
 
@@ -233,7 +218,7 @@ file_format format_of(const char* path) {
     file_beginning file;
     if (!read_beginning(path, file)) return by_ending;
     if (is_stl) {
-        const bool is_text = is_text_stl(file) && !is_binary_stl(file);
+        const bool is_text = is_text_stl(file.text(), file.file_size);
         return is_text ? file_format::stl_text : file_format::stl_binary;
     }
     if (!is_dat) return format_by_content(file);

@@ -22,11 +22,8 @@ std::string in_ascii(std::string_view text) {
 } // namespace
 
 report_builder::report_builder(file_report& report, std::string_view path, file_format format)
-    : report_(report) {
-    report_ = file_report();
-    report_.file_ = path;
-    report_.format_ = format;
-    files_.push_back({report_.file_, {}, 0});
+    : report_(report), format_(format) {
+    files_.push_back({std::string(path), {}, 0});
 }
 
 unsigned int report_builder::add_file(std::string_view path, file_place at) {
@@ -48,18 +45,27 @@ unsigned int report_builder::keyword(std::string_view name) {
     return last_keyword_ = number;
 }
 
-void report_builder::add(const remark_form& form, unsigned int keyword, file_place at,
-                         std::uint64_t count) {
+unsigned int report_builder::find_remark(const remark_form& form, unsigned int keyword) const {
     unsigned int k = keywords_[keyword].first_remark;
     while (k != none && remarks_[k].form != &form) k = remarks_[k].next;
+    return k;
+}
+
+void report_builder::add(const remark_form& form, unsigned int keyword, file_place at,
+                         std::uint64_t count) {
+    unsigned int k = find_remark(form, keyword);
     if (k == none) {
         k = static_cast<unsigned int>(remarks_.size());
-        remarks_.push_back({&form, keyword, keywords_[keyword].first_remark, at, 0});
+        remarks_.push_back({&form, keyword, keywords_[keyword].first_remark, at, 0, {}});
         keywords_[keyword].first_remark = k;
     }
     remark_entry& entry = remarks_[k];
     entry.count += count;
     if (precedes(at, entry.at)) entry.at = at;
+}
+
+void report_builder::explain(const remark_form& form, std::string_view name, std::string reason) {
+    remarks_[find_remark(form, keyword(name))].reason = std::move(reason);
 }
 
 // Places without a line come last, and are equal to each other.
@@ -97,7 +103,8 @@ remark report_builder::in_words(const remark_entry& entry) const {
         r.sentence += (r.count == 1 ? ", in line " : ", first in line ") + std::to_string(r.line);
         if (entry.at.file != 0) r.sentence += " of " + r.file;
     }
-    if (form.reason && *form.reason != '\0') r.sentence += std::string(": ") + form.reason;
+    const std::string_view reason = entry.reason.empty() ? form.reason : entry.reason.c_str();
+    if (!reason.empty()) r.sentence.append(": ").append(reason);
     return r;
 }
 
@@ -139,6 +146,8 @@ void report_builder::finish() {
     for (const keyword_entry& entry : keywords_) {
         if (entry.counts.seen != 0) counts.push_back(entry.counts);
     }
+    report_.file_ = files_[0].path;
+    report_.format_ = format_;
     report_.remarks_ = std::move(remarks);
     report_.counts_ = std::move(counts);
 }

@@ -34,9 +34,8 @@ struct remark_form {
 };
 
 // Fills a report. Remarks of one form and one keyword are one remark with a count; an addition
-// costs a look-up by the keyword at most, and none while the keyword stays the same. Nothing is in
-// the report before `finish`. Memory failure is std::bad_alloc, after which nothing but the end of
-// its life may come.
+// costs a look-up by the keyword at most, and none while the keyword stays the same. Memory failure
+// is std::bad_alloc, after which nothing but the end of its life may come.
 class report_builder {
 public:
     // What becomes one in the report beyond so many different keywords.
@@ -44,7 +43,7 @@ public:
     // Of longer ones the rest is cut.
     static constexpr std::size_t longest_keyword = 32;
 
-    // Empties the report.
+    // The report is not touched before `finish`; the path may be one that it holds.
     report_builder(file_report& report, std::string_view path, file_format format);
 
     // The number of a file that is included at a place of another one. Its lines come behind that
@@ -63,6 +62,9 @@ public:
              std::uint64_t count = 1) {
         add(form, keyword(name), at, count);
     }
+
+    // Gives the remark of a form and a keyword, which is there, a reason of its own.
+    void explain(const remark_form& form, std::string_view name, std::string reason);
 
     // The error at which the work stopped, of which there is one at most: a later one replaces it.
     // `column` is from 1, 0 for the line as a whole. Text comes as "a real number is expected".
@@ -94,6 +96,7 @@ private:
         unsigned int next;
         file_place at;
         std::uint64_t count;
+        std::string reason; // empty for that of the form
     };
     struct text_hash {
         using is_transparent = void;
@@ -102,10 +105,12 @@ private:
         }
     };
 
+    unsigned int find_remark(const remark_form& form, unsigned int keyword) const;
     bool precedes(file_place a, file_place b) const;
     remark in_words(const remark_entry& entry) const;
 
     file_report& report_;
+    file_format format_;
     std::vector<included_file> files_;
     std::vector<keyword_entry> keywords_;
     std::unordered_map<std::string, unsigned int, text_hash, std::equal_to<>> numbers_;

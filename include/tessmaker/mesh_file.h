@@ -8,11 +8,13 @@
 //   remark    a sentence on what a file and a mesh do not share
 //   ending    of a path: what follows the last point in its last name; case does not count
 //
-// Nothing is printed. Text means the same in every locale.
+// Nothing is printed, and nothing thrown. Text means the same in every locale. On memory failure of
+// any kind a call returns -199; what it has told its report may be lost then.
 #ifndef TESSMAKER_MESH_FILE_H
 #define TESSMAKER_MESH_FILE_H
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -44,7 +46,7 @@ struct field {
 //                    the nodes of the others
 //   indices, types   the runs. Without elements `types` is empty, and `indices` is empty or holds a
 //                    0 alone
-//   pids             a property number per element
+//   pids             a property number per element; or empty, then all have the number 1
 //   node_numbers     a number per node; or empty, then node k has the number k + 1
 //   element_numbers  a number per element; or empty, then element k has the number k + 1
 struct mesh {
@@ -95,8 +97,8 @@ TESSMAKER_API file_format format_by_ending(const char* path);
 // The format of the file at a path. Where the ending alone doesn't decide, the beginning of the
 // file does, if it is a regular file:
 //
-//   .stl                      text or binary. A file that has the size which the count of facets in
-//                             its 84th byte asks for is binary, whatever it begins with
+//   .stl                      text, if it begins with `solid`, has no null in its first 84 bytes
+//                             and not the size which these ask for as a binary file; else binary
 //   .dat                      any format but STL and OBJ that can be told by its beginning; else
 //                             nastran
 //   an ending of no format,   any format that can be told by its beginning, a bare NASTRAN deck
@@ -168,6 +170,46 @@ private:
     std::vector<remark> remarks_;
     std::vector<keyword_count> counts_;
 };
+
+// Reads a mesh with all that comes with it. Binary and text STL can be read.
+//
+// Of every format:
+//   - The nodes are those of the file, in its order, 3 rows. Memory goes with what is there, never
+//     with a count that the file gives or with its largest number.
+//   - The elements are those of the file, in its order, of plain types alone, and the nodes of each
+//     stand in the order of element_type.h. Every node of an element is there. `indices` has one
+//     entry more than `types`, also without elements, and `pids` has an entry per element: 1 where
+//     the format has no properties.
+//   - Numbers are there if the format has them.
+//   - What is in the file and not in the mesh, or in another form, is told by remarks. `counts` of
+//     the report has every keyword of the file.
+//
+// STL: all solids are one mesh, welded as by STL_input: corners closer than a twentieth of the
+// smallest height of a facet are one node. Solids with a name, and all of several, are sets of
+// elements. Facets that collapse, and those with a coordinate that is no finite number, are left
+// out. Normals are not looked at.
+//
+//   path    of a file of any kind; its format is told by format_of
+//   result  out: the mesh; empty on failure
+//   report  out: what is to be said; on failure its error says what was expected, and where. If
+//           memory fails it may be empty
+//
+// Returns 0, or
+//   -1    no path; the file can't be opened; its format is not read or can't be told; the system
+//         failed to read it
+//   -102  the file breaks the rules of its format, or nothing of it is left
+//   -199  out of memory
+TESSMAKER_API int read_mesh(const char* path, mesh& result, file_report& report);
+// The same from a stream in binary mode, from its position on. The stream, which may be a pipe, is
+// left at its end, or after a failure somewhere behind the fault. Both names of STL stand for both.
+//
+// Returns 0, or
+//   -1    a stream that is null or in an error state
+//   -2    a format that is not read
+//   -1    the system failed to read the stream
+//   -102  the file breaks the rules of its format, or nothing of it is left
+//   -199  out of memory
+TESSMAKER_API int read_mesh(std::FILE* file, file_format format, mesh& result, file_report& report);
 
 } // namespace kv7::tessmaker
 

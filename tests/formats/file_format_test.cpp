@@ -104,8 +104,9 @@ TEST(file_format, of_stl_files_is_text_or_binary_by_their_contents) {
     EXPECT_EQ(format(binary_stl(0, 0)), binary);
     EXPECT_EQ(format(binary_stl(2, 2, "solid by another program")), binary);
     EXPECT_EQ(format(binary_stl(5000, 5000, "solid beyond what is looked at")), binary);
-    // A count that the size doesn't confirm leaves the word to decide.
-    EXPECT_EQ(format(binary_stl(3, 2, "solid cut off")), text);
+    // Cut off, or with more behind the last facet.
+    EXPECT_EQ(format(binary_stl(3, 2, "solid cut off")), binary);
+    EXPECT_EQ(format(binary_stl(1, 2, "solid and more")), binary);
     EXPECT_EQ(format(binary_stl(3, 2, "cut off")), binary);
     EXPECT_EQ(format(""), binary);
     EXPECT_EQ(format("v 0 0 0\n"), binary);
