@@ -23,8 +23,7 @@ public:
 
     // `already_read` comes first, and then the stream; at most `longest_word` characters.
     text_words(std::FILE* file, std::string_view already_read) : file_(file) {
-        std::memcpy(block_, already_read.data(), already_read.size());
-        end_ = block_ + already_read.size();
+        end_ = std::copy(already_read.begin(), already_read.end(), block_);
         std::fill_n(end_, word_size, '\0');
     }
     explicit text_words(std::FILE* file) : text_words(file, {}) {}
