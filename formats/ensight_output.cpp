@@ -1,5 +1,6 @@
 #include <array>
 #include <cstddef>
+#include <cstdio>
 #include <string_view>
 
 #include "core/ids.h"
@@ -119,6 +120,15 @@ int check(const dense2D<double>& pos, const connectivity_list& list) {
     return check_list(list, no_id);
 }
 
+void write_parts(std::FILE* file, const dense2D<double>& pos, const connectivity_list& list) {
+    output_buffer output(file);
+    put_nodes(pos, output);
+    for (std::size_t k = 0; k < list.size(); ++k) {
+        put_part(list.begin[k], list.type(k), k + 1, output);
+    }
+    output.pass_on();
+}
+
 int write_file(const char* filename, const dense2D<double>& pos, const connectivity_list& list) {
     opened_file file(filename, "w");
     if (!file) return -1;
@@ -126,16 +136,36 @@ int write_file(const char* filename, const dense2D<double>& pos, const connectiv
         file.leave_open(); // kept: the file is closed on success only
         return fault;
     }
-    output_buffer output(file.get());
-    put_nodes(pos, output);
-    for (std::size_t k = 0; k < list.size(); ++k) {
-        put_part(list.begin[k], list.type(k), k + 1, output);
-    }
-    output.pass_on();
+    write_parts(file.get(), pos, list);
     return 0;
 }
 
+int write_stream(std::FILE* file, const dense2D<double>& pos, const connectivity_list& list) {
+    if (!is_usable(file)) return -1;
+    if (const int fault = check(pos, list); fault != 0) return fault;
+    write_parts(file, pos, list);
+    return has_taken_all(file) ? 0 : -1;
+}
+
 } // namespace
+
+int ensight_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>* begin,
+                   const dense2D<unsigned int>* end, const dense1D<int, 8>& types) {
+    return write_stream(file, pos, {begin, end, types.data(), types.size()});
+}
+
+int ensight_output(std::FILE* file, const dense2D<double>& pos,
+                   const dense2D<unsigned int>& connect1, const dense2D<unsigned int>& connect2,
+                   element_type type1, element_type type2) {
+    return with_list(connect1, connect2, type1, type2,
+                     [&](const connectivity_list& list) { return write_stream(file, pos, list); });
+}
+
+int ensight_output(std::FILE* file, const dense2D<double>& pos,
+                   const dense2D<unsigned int>& connect, element_type type) {
+    return with_list(connect, type,
+                     [&](const connectivity_list& list) { return write_stream(file, pos, list); });
+}
 
 int ensight_output(const char* filename, const dense2D<double>& pos,
                    const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdio>
 #include <numeric>
 #include <string_view>
 #include <vector>
@@ -122,23 +123,41 @@ void put_sections(std::vector<element_group>& groups, const unsigned int* colors
     }
 }
 
-// `colors` is null, or has an entry for each column of the only connectivity in the list.
-int write_mesh(const char* filename, const dense2D<double>& pos, const connectivity_list& list,
-               const unsigned int* colors) {
+int check(const dense2D<double>& pos, const connectivity_list& list,
+          std::vector<element_group>& groups) {
     if (pos.rows() < 1 || pos.rows() > 3) return -2;
     if (const int fault = check_list(list, id_limit(pos)); fault != 0) return fault;
-    std::vector<element_group> groups;
-    if (!split_by_type(list, groups)) return -199;
+    return split_by_type(list, groups) ? 0 : -199;
+}
 
-    const opened_file file(filename, "w");
-    if (!file) return -1;
-    output_buffer output(file.get());
+// `colors` is null, or has an entry for each column of the only connectivity in the list.
+void write_groups(std::FILE* file, const dense2D<double>& pos, std::vector<element_group>& groups,
+                  const unsigned int* colors) {
+    output_buffer output(file);
     put_vertices(pos, output);
     put_sections(groups, colors, output);
     output.make_room(count_size);
     output.put("End\n");
     output.pass_on();
+}
+
+int write_mesh(const char* filename, const dense2D<double>& pos, const connectivity_list& list,
+               const unsigned int* colors) {
+    std::vector<element_group> groups;
+    if (const int fault = check(pos, list, groups); fault != 0) return fault;
+    const opened_file file(filename, "w");
+    if (!file) return -1;
+    write_groups(file.get(), pos, groups, colors);
     return 0;
+}
+
+int write_mesh(std::FILE* file, const dense2D<double>& pos, const connectivity_list& list,
+               const unsigned int* colors) {
+    if (!is_usable(file)) return -1;
+    std::vector<element_group> groups;
+    if (const int fault = check(pos, list, groups); fault != 0) return fault;
+    write_groups(file, pos, groups, colors);
+    return has_taken_all(file) ? 0 : -1;
 }
 
 // The columns that have a colour, sorted by colour; columns of one colour stay in order. False when
@@ -193,7 +212,65 @@ void write_columns(std::FILE* file, unsigned int dim, const dense2D<double>& val
     output.pass_on();
 }
 
+// `to` is a name or a stream.
+template <class Target>
+int write_colored(Target to, const dense2D<double>& pos, const dense2D<unsigned int>& connect,
+                  element_type type, const id_list& colors) {
+    if (connect.empty()) return 0;
+    if (colors.size() != connect.cols()) return -5;
+    dense2D<unsigned int> sorted;
+    id_list sorted_colors;
+    if (!sort_by_color(connect, colors, sorted, sorted_colors)) return -6;
+    return with_list(sorted, type, [&](const connectivity_list& list) {
+        return write_mesh(to, pos, list, sorted_colors.data());
+    });
+}
+
+void write_values(std::FILE* file, unsigned int dim, const dense1D<double, 8>& values) {
+    constexpr std::size_t nbr_per_line = 8;
+    output_buffer output(file);
+    put_header(dim, 1, values.size(), output);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        output.make_room(number_size + 1);
+        put_number(values[i], output);
+        if ((i + 1) % nbr_per_line == 0) output.put("\n");
+    }
+    output.make_room(1);
+    output.put("\n"); // kept: an empty line if the last line is full
+    output.pass_on();
+}
+
+bool is_tensor(const dense2D<double>& values) { return values.rows() == 3 || values.rows() == 6; }
+void write_tensors(std::FILE* file, const dense2D<double>& values) {
+    write_columns(file, values.rows() == 3 ? 2 : 3, values);
+}
+
 } // namespace
+
+int medit_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>* begin,
+                 const dense2D<unsigned int>* end, const dense1D<int, 8>& types) {
+    return write_mesh(file, pos, {begin, end, types.data(), types.size()}, nullptr);
+}
+
+int medit_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect1,
+                 const dense2D<unsigned int>& connect2, element_type type1, element_type type2) {
+    return with_list(connect1, connect2, type1, type2, [&](const connectivity_list& list) {
+        return write_mesh(file, pos, list, nullptr);
+    });
+}
+
+int medit_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect,
+                 element_type type) {
+    return with_list(connect, type, [&](const connectivity_list& list) {
+        return write_mesh(file, pos, list, nullptr);
+    });
+}
+
+int medit_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect,
+                 element_type type, const id_list& colors) {
+    if (!is_usable(file)) return -1;
+    return write_colored(file, pos, connect, type, colors);
+}
 
 int medit_output(const char* filename, const dense2D<double>& pos,
                  const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
@@ -218,31 +295,26 @@ int medit_output(const char* filename, const dense2D<double>& pos,
 
 int medit_output(const char* filename, const dense2D<double>& pos,
                  const dense2D<unsigned int>& connect, element_type type, const id_list& colors) {
-    if (connect.empty()) return 0;
-    if (colors.size() != connect.cols()) return -5;
-    dense2D<unsigned int> sorted;
-    id_list sorted_colors;
-    if (!sort_by_color(connect, colors, sorted, sorted_colors)) return -6;
-    return with_list(sorted, type, [&](const connectivity_list& list) {
-        return write_mesh(filename, pos, list, sorted_colors.data());
-    });
+    return write_colored(filename, pos, connect, type, colors);
+}
+
+int medit_scalar(std::FILE* file, unsigned int dim, const dense1D<double, 8>& values) {
+    if (!is_usable(file)) return -1;
+    write_values(file, dim, values);
+    return has_taken_all(file) ? 0 : -1;
 }
 
 int medit_scalar(const char* filename, unsigned int dim, const dense1D<double, 8>& values) {
-    constexpr std::size_t nbr_per_line = 8;
     const opened_file file(filename, "w");
     if (!file) return -1;
-    output_buffer output(file.get());
-    put_header(dim, 1, values.size(), output);
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        output.make_room(number_size + 1);
-        put_number(values[i], output);
-        if ((i + 1) % nbr_per_line == 0) output.put("\n");
-    }
-    output.make_room(1);
-    output.put("\n"); // kept: an empty line if the last line is full
-    output.pass_on();
+    write_values(file.get(), dim, values);
     return 0;
+}
+
+int medit_vector(std::FILE* file, unsigned int dim, const dense2D<double>& values) {
+    if (!is_usable(file)) return -1;
+    write_columns(file, dim, values);
+    return has_taken_all(file) ? 0 : -1;
 }
 
 int medit_vector(const char* filename, unsigned int dim, const dense2D<double>& values) {
@@ -252,14 +324,21 @@ int medit_vector(const char* filename, unsigned int dim, const dense2D<double>& 
     return 0;
 }
 
+int medit_tensor(std::FILE* file, const dense2D<double>& values) {
+    if (!is_usable(file)) return -1;
+    if (!is_tensor(values)) return -2;
+    write_tensors(file, values);
+    return has_taken_all(file) ? 0 : -1;
+}
+
 int medit_tensor(const char* filename, const dense2D<double>& values) {
     opened_file file(filename, "w");
     if (!file) return -1;
-    if (values.rows() != 3 && values.rows() != 6) {
+    if (!is_tensor(values)) {
         file.leave_open(); // kept: the file is closed on success only
         return -2;
     }
-    write_columns(file.get(), values.rows() == 3 ? 2 : 3, values);
+    write_tensors(file.get(), values);
     return 0;
 }
 

@@ -306,6 +306,14 @@ private:
 
 } // namespace
 
+int WavefrontOBJ_input(std::FILE* file, dense2D<double>& pos, dense2D<double>& normals,
+                       dense2D<double>& textures, dense2D<unsigned int>& connect_tri,
+                       dense2D<unsigned int>& connect_quad) {
+    clear_outputs(outputs{pos, normals, textures, connect_tri, connect_quad}, inputs{});
+    if (!is_usable(file)) return -1;
+    return obj_reader(pos, normals, textures, connect_tri, connect_quad).read(file);
+}
+
 int WavefrontOBJ_input(const char* filename, dense2D<double>& pos, dense2D<double>& normals,
                        dense2D<double>& textures, dense2D<unsigned int>& connect_tri,
                        dense2D<unsigned int>& connect_quad) {

@@ -1,5 +1,6 @@
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <initializer_list>
 #include <string_view>
 
@@ -87,7 +88,6 @@ void write_faces(const dense2D<unsigned int>& connect, const corner_form& form,
     }
 }
 
-// Kept: failed writes are not reported.
 void write_mesh(std::FILE* file, const dense2D<double>& pos, const dense2D<double>& normals,
                 const dense2D<double>& textures, const face_arrays& faces) {
     output_buffer output(file);
@@ -103,20 +103,54 @@ void write_mesh(std::FILE* file, const dense2D<double>& pos, const dense2D<doubl
     output.pass_on();
 }
 
-int write_file(const char* filename, const dense2D<double>& pos, const dense2D<double>& normals,
-               const dense2D<double>& textures, const face_arrays& faces) {
-    const opened_file file{filename, "wt"};
-    if (!file) return -1;
+int check(const dense2D<double>& pos, const dense2D<double>& normals,
+          const dense2D<double>& textures, const face_arrays& faces) {
     if (!is_2d_or_3d(pos)) return -2;
     if (!has_shape(normals, 3, pos.cols())) return -3;
     if (!has_shape(textures, 2, pos.cols())) return -4;
     if (!check_faces(faces, ET_TRIA3)) return -5;
     if (!check_faces(faces, ET_QUAD4)) return -6;
-    write_mesh(file.get(), pos, normals, textures, faces);
     return 0;
 }
 
+int write_file(const char* filename, const dense2D<double>& pos, const dense2D<double>& normals,
+               const dense2D<double>& textures, const face_arrays& faces) {
+    const opened_file file{filename, "wt"};
+    if (!file) return -1;
+    // Kept: failed writes are not reported.
+    const int fault = check(pos, normals, textures, faces);
+    if (fault == 0) write_mesh(file.get(), pos, normals, textures, faces);
+    return fault;
+}
+
+int write_stream(std::FILE* file, const dense2D<double>& pos, const dense2D<double>& normals,
+                 const dense2D<double>& textures, const face_arrays& faces) {
+    if (!is_usable(file)) return -1;
+    if (const int fault = check(pos, normals, textures, faces); fault != 0) return fault;
+    write_mesh(file, pos, normals, textures, faces);
+    return has_taken_all(file) ? 0 : -1;
+}
+
 } // namespace
+
+int WavefrontOBJ_output(std::FILE* file, const dense2D<double>& pos, const dense2D<double>& normals,
+                        const dense2D<double>& textures, const dense2D<unsigned int>& connect_tri,
+                        const dense2D<unsigned int>& connect_quad) {
+    return write_stream(file, pos, normals, textures,
+                        {{connect_tri, ET_TRIA3}, {connect_quad, ET_QUAD4}});
+}
+
+int WavefrontOBJ_output(std::FILE* file, const dense2D<double>& pos,
+                        const dense2D<unsigned int>& connect1,
+                        const dense2D<unsigned int>& connect2, element_type type1,
+                        element_type type2) {
+    return write_stream(file, pos, {}, {}, {{connect1, type1}, {connect2, type2}});
+}
+
+int WavefrontOBJ_output(std::FILE* file, const dense2D<double>& pos,
+                        const dense2D<unsigned int>& connect, element_type type) {
+    return write_stream(file, pos, {}, {}, {{connect, type}});
+}
 
 int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos,
                         const dense2D<double>& normals, const dense2D<double>& textures,

@@ -1,23 +1,19 @@
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <string_view>
 
-#include "core/element_table.h"
-#include "core/ids.h"
 #include "core/outputs.h"
-#include "core/small_vectors.h"
 #include "formats/characters.h"
 #include "formats/decimal.h"
 #include "formats/numbers.h"
 #include "formats/stl_weld.h"
 #include "formats/streams.h"
 #include "formats/text_lines.h"
+#include "formats/triangle_soup.h"
 #include "formats/words.h"
 #include "tessmaker/formats.h"
 
@@ -31,70 +27,11 @@ constexpr int broken_rest = -3;    // broken grammar, truncated file
 constexpr int merge_failed = -198; // kept: the last code that lets binary follow a text attempt
 constexpr int out_of_memory = -199;
 
-constexpr double no_height = std::numeric_limits<double>::max();
-
-double square(const vector<3>& v) { return dot(v, v); }
-
-// The squared height of corner `a` over the opposite edge, computed from the nearer of the other
-// two corners.
-double height2(const double* a, const double* b, const double* c) {
-    const bool b_is_near = square(difference<3>(a, b)) <= square(difference<3>(a, c));
-    const double* const near = b_is_near ? b : c;
-    const double* const far = b_is_near ? c : b;
-    const vector<3> e = difference<3>(far, near);
-    const vector<3> d = difference<3>(a, near);
-    const double value = square(cross(e, d));
-    const double length2 = square(e);
-    return length2 > 0.0 ? value / length2 : value;
-}
-
-double triangle_min_height2(const double* corners) {
-    double result = no_height;
-    for (int i = 0; i < 3; ++i) {
-        result = std::min(result, height2(corners + 3 * i, corners + 3 * ((i + 1) % 3),
-                                          corners + 3 * ((i + 2) % 3)));
-    }
-    return result;
-}
-
-// Appends facets to `pos` in file order, each with three nodes of its own, and keeps the smallest
-// height that isn't 0.
-class triangle_soup {
-public:
-    explicit triangle_soup(dense2D<double>& pos) : pos_(pos) {}
-
-    // Reserves room if memory allows.
-    void reserve(std::size_t nbr_facets) { pos_.reserve(3, 3 * nbr_facets, 1); }
-
-    // Adds `n` facets. Returns their coordinates, 9 for each, to be set; null when memory fails or
-    // IDs run out.
-    double* add(std::size_t n) {
-        const std::size_t cols = pos_.cols();
-        if (n > (max_nodes - cols) / 3) return nullptr;
-        const std::size_t new_cols = cols + 3 * n;
-        if (pos_.capacity() / 3 < new_cols) pos_.reserve(3, std::max(new_cols, 2 * cols), 1);
-        return pos_.resize(3, new_cols) ? pos_.column(cols) : nullptr;
-    }
-    void measure(const double* corners) {
-        const double h2 = triangle_min_height2(corners);
-        if (h2 > 0.0) min_height2_ = std::min(min_height2_, h2);
-    }
-
-    bool has_height() const { return min_height2_ > 0.0 && min_height2_ < no_height; }
-    double min_height() const { return std::sqrt(min_height2_); }
-
-private:
-    static constexpr std::size_t max_nodes = no_id;
-
-    dense2D<double>& pos_;
-    double min_height2_ = no_height;
-};
-
 int number_and_weld(const triangle_soup& soup, dense2D<double>& pos,
                     dense2D<unsigned int>& connect) {
     if (!connect.resize(3, pos.cols() / 3)) return out_of_memory;
     number_corners(connect);
-    return soup.has_height() ? stl_weld(0.05 * soup.min_height(), pos, connect) : 0;
+    return soup.has_height() ? stl_weld(soup.tolerance(), pos, connect) : 0;
 }
 
 // Turns the soup that has been read into a mesh; after a failure the mesh is empty. A soup of

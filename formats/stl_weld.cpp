@@ -38,13 +38,19 @@ bool stl_merge_by_grid(double tol, const dense2D<double>& pos, dense2D<unsigned 
 }
 
 int stl_weld(double tol, dense2D<double>& pos, dense2D<unsigned int>& connect) {
+    id_list new_columns;
+    return stl_weld(tol, pos, connect, new_columns);
+}
+
+int stl_weld(double tol, dense2D<double>& pos, dense2D<unsigned int>& connect,
+             id_list& new_columns) {
     int result = 0;
     if (!stl_merge_by_grid(tol, pos, connect)) {
         number_corners(connect);
         result = merge_by_tree(tol, pos, connect);
     }
+    if (result >= 0) result = remove_degenerated(connect, new_columns, true);
     id_list new_IDs;
-    if (result >= 0) result = remove_degenerated(connect, new_IDs, true);
     if (result >= 0) result = simplify(pos, connect, new_IDs, 0);
     return std::min(result, 0);
 }

@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_FORMATS_STL_WELD_H
 #define TESSMAKER_FORMATS_STL_WELD_H
 
+#include "core/ids.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
@@ -14,6 +15,9 @@ void number_corners(dense2D<unsigned int>& connect);
 // collapsed facets and unused nodes go. `tol` is above 0. Returns 0, or the code of the repair
 // function that failed.
 int stl_weld(double tol, dense2D<double>& pos, dense2D<unsigned int>& connect);
+// The same; `new_columns` gets, for each facet, its new column, or the absent ID if it collapsed.
+int stl_weld(double tol, dense2D<double>& pos, dense2D<unsigned int>& connect,
+             id_list& new_columns);
 
 // The two merging steps at once: each entry of `connect` becomes the surviving node. False where it
 // can't tell that these are the same nodes, because equal distances leave the choice to the order

@@ -9,6 +9,9 @@ namespace kv7::tessmaker {
 // Whether there is a stream, without an error so far.
 inline bool is_usable(std::FILE* file) { return file && !std::ferror(file); }
 
+// Passes on what waits in the stream. Whether everything written to it so far has got through.
+inline bool has_taken_all(std::FILE* file) { return std::fflush(file) == 0 && !std::ferror(file); }
+
 // A stream opened by name. It is closed at the end of its scope, unless the caller closes it
 // earlier, to learn whether everything was written, or leaves it open.
 class opened_file {

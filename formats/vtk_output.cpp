@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -186,6 +187,14 @@ int write_file(const char* filename, const dense2D<double>& pos, const connectiv
     return 0;
 }
 
+int write_stream(std::FILE* file, const dense2D<double>& pos, const connectivity_list& list) {
+    if (!is_usable(file)) return -1;
+    std::vector<element_group> groups;
+    if (const int fault = check(pos, list, groups); fault != 0) return fault;
+    write_groups(file, pos, groups);
+    return has_taken_all(file) ? 0 : -1;
+}
+
 } // namespace
 
 int vtk_convert(const dense2D<unsigned int>& connect, element_type type, unsigned int& nbr_cells,
@@ -227,6 +236,23 @@ int vtk_output(std::FILE* file, const dense2D<double>& pos, unsigned int nbr_cel
     put_type_list(cell_types, output);
     output.pass_on();
     return 0;
+}
+
+int vtk_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>* begin,
+               const dense2D<unsigned int>* end, const dense1D<int, 8>& types) {
+    return write_stream(file, pos, {begin, end, types.data(), types.size()});
+}
+
+int vtk_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect1,
+               const dense2D<unsigned int>& connect2, element_type type1, element_type type2) {
+    return with_list(connect1, connect2, type1, type2,
+                     [&](const connectivity_list& list) { return write_stream(file, pos, list); });
+}
+
+int vtk_output(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned int>& connect,
+               element_type type) {
+    return with_list(connect, type,
+                     [&](const connectivity_list& list) { return write_stream(file, pos, list); });
 }
 
 int vtk_output(const char* filename, const dense2D<double>& pos, const dense2D<unsigned int>* begin,

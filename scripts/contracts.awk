@@ -1,6 +1,6 @@
 # Lists the results of all exported functions that return an int, from the public headers:
 #
-#   awk -f scripts/contracts.awk include/tessmaker/*.h
+#   awk -f scripts/contracts.awk include/tessmaker/*.h include/tessmaker/formats/*.h
 #
 # prints three fields to a line, separated by tabs: the signature; the code, or `returns`; the text.
 # Codes come in the order of the checks. A function without such a contract, or with one of another

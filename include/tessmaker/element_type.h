@@ -37,7 +37,7 @@
 // negative result is a failure:
 //
 //   -1 to -8      the first to eighth argument is not acceptable (each function says in what way)
-//   -102          malformed FEMAP file
+//   -102          malformed file
 //   -198, -199    out of memory
 //
 // Each function lists its codes one to a line, in the order of its checks; out of memory can be met

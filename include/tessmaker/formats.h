@@ -1,4 +1,5 @@
-// Mesh files: readers and writers.
+// Mesh files: readers and writers. The writers for viewers stand in a part of this header,
+// formats/viewer_files.h.
 //
 //   node          a column of `pos`; named by its ID, from 0
 //   connectivity  `dense2D<unsigned int>`: a column per element, a row per node of the element
@@ -25,7 +26,8 @@
 //
 // Text is read and written the same way in every locale. Node IDs and references are written up to
 // 2^32 - 1. Unless a function says otherwise, it does not report that the system failed to take the
-// text, as on a full disk.
+// text, as on a full disk. One that flushes a stream does: after 0 nothing waits in the stream that
+// could still fail.
 //
 // Codes are listed in the order of the checks; out of memory can be met at any point.
 #ifndef TESSMAKER_FORMATS_H
@@ -36,6 +38,7 @@
 #include "tessmaker/api.h"
 #include "tessmaker/containers.h"
 #include "tessmaker/element_type.h"
+#include "tessmaker/formats/viewer_files.h"
 
 namespace kv7::tessmaker {
 
@@ -284,14 +287,18 @@ TESSMAKER_API int FEMAP_output(const char* filename, const dense2D<double>& pos,
 //
 // Vertex number 0 becomes the number of vertices read so far. Negative numbers are not relative: -1
 // becomes 0xFFFFFFFE. A face on a last line without a line ending is checked, but not stored. A
-// column for which memory fails is lost.
+// column for which memory fails is lost. A stream is left at its end, or behind a bad line.
 //
 // Returns 0, or
-//   -1    the file can't be opened; the outputs are empty
+//   -1    a bad file or stream; the outputs are empty
 //   -2    a `v` line of fewer than 3 numbers, a `vn` line of other than 3, a `vt` line of more than
 //         3; nothing at all behind one of the four words; a corner with text behind its numbers; a
 //         texture or normal number before any line of that kind. The outputs hold what was read
 //         before
+TESSMAKER_API int WavefrontOBJ_input(std::FILE* file, dense2D<double>& pos,
+                                     dense2D<double>& normals, dense2D<double>& textures,
+                                     dense2D<unsigned int>& connect_tri,
+                                     dense2D<unsigned int>& connect_quad);
 TESSMAKER_API int WavefrontOBJ_input(const char* filename, dense2D<double>& pos,
                                      dense2D<double>& normals, dense2D<double>& textures,
                                      dense2D<unsigned int>& connect_tri,
@@ -300,20 +307,26 @@ TESSMAKER_API int WavefrontOBJ_input(const char* filename, dense2D<double>& pos,
 // Writes a Wavefront OBJ file: vertices, texture coordinates, normals, triangles and quadrangles,
 // in this order, numbers with 12 decimals. With 2 rows in `pos`, z is 0. Corners of faces name
 // normals and textures by the number of their vertex. IDs are not checked against `pos`. The file
-// is created before the arguments are checked.
+// is created before the arguments are checked. A stream is flushed.
 //
 //   normals       3 rows and a column per column of `pos`, or empty
 //   textures      2 rows and a column per column of `pos`, or empty
 //   connect_tri   3 rows, or empty
 //   connect_quad  4 rows, or empty
 //
-// Returns 0, also if a write fails, or
-//   -1    the file can't be opened
+// Returns 0, also if a write to a named file fails, or
+//   -1    a bad file or stream
 //   -2    `pos` has neither 2 nor 3 rows, as when it is empty
 //   -3    `normals` has another shape
 //   -4    `textures` has another shape
 //   -5    `connect_tri` has another number of rows, or holds an absent ID
 //   -6    `connect_quad` has another number of rows, or holds an absent ID
+//   -1    a write to the stream failed
+TESSMAKER_API int WavefrontOBJ_output(std::FILE* file, const dense2D<double>& pos,
+                                      const dense2D<double>& normals,
+                                      const dense2D<double>& textures,
+                                      const dense2D<unsigned int>& connect_tri,
+                                      const dense2D<unsigned int>& connect_quad);
 TESSMAKER_API int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos,
                                       const dense2D<double>& normals,
                                       const dense2D<double>& textures,
@@ -322,175 +335,24 @@ TESSMAKER_API int WavefrontOBJ_output(const char* filename, const dense2D<double
 // The same without normals and textures. A connectivity of a type other than ET_TRIA3 and ET_QUAD4
 // is skipped. If both have the same type, the columns of the second follow those of the first.
 //
-// Returns 0, also if a write fails, or
-//   -1    the file can't be opened
+// Returns 0, also if a write to a named file fails, or
+//   -1    a bad file or stream
 //   -2    `pos` has neither 2 nor 3 rows, as when it is empty
 //   -5    a connectivity of ET_TRIA3 has other than 3 rows, or holds an absent ID
 //   -6    a connectivity of ET_QUAD4 has other than 4 rows, or holds an absent ID
+//   -1    a write to the stream failed
+TESSMAKER_API int WavefrontOBJ_output(std::FILE* file, const dense2D<double>& pos,
+                                      const dense2D<unsigned int>& connect1,
+                                      const dense2D<unsigned int>& connect2, element_type type1,
+                                      element_type type2);
+TESSMAKER_API int WavefrontOBJ_output(std::FILE* file, const dense2D<double>& pos,
+                                      const dense2D<unsigned int>& connect, element_type type);
 TESSMAKER_API int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos,
                                       const dense2D<unsigned int>& connect1,
                                       const dense2D<unsigned int>& connect2, element_type type1,
                                       element_type type2);
 TESSMAKER_API int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos,
                                       const dense2D<unsigned int>& connect, element_type type);
-
-// Writes a mesh for the MEDIT viewer. Each element has a reference: the position of its
-// connectivity in the list, from 0, or its colour. Only the corners of an element are written;
-// pyramids and wedges become degenerate hexahedra. Elements are written by type, in the order of
-// `element_type`, each type in a section of its own, where they keep their order, also those of a
-// mixed connectivity. ET_PYRA13, ET_PENTA15, ET_NODE and ET_BAR_MIX are checked and left out. The
-// file is only touched after all checks.
-//
-// A list.
-//
-// Returns 0, or
-//   -2    `pos` has not 1 to 3 rows
-//   -4    `end` lies before `begin`
-//   -5    the list has another number of members than `types`
-//   -3    a connectivity fails check_IDs
-//   -199  out of memory, for a mixed type
-//   -1    the file can't be opened
-TESSMAKER_API int medit_output(const char* filename, const dense2D<double>& pos,
-                               const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
-                               const dense1D<int, 8>& types);
-// One or two connectivities.
-//
-// Returns 0, or
-//   -2    `pos` has not 1 to 3 rows
-//   -3    a connectivity fails check_IDs
-//   -199  out of memory, for a mixed type
-//   -1    the file can't be opened
-TESSMAKER_API int medit_output(const char* filename, const dense2D<double>& pos,
-                               const dense2D<unsigned int>& connect1,
-                               const dense2D<unsigned int>& connect2, element_type type1,
-                               element_type type2);
-TESSMAKER_API int medit_output(const char* filename, const dense2D<double>& pos,
-                               const dense2D<unsigned int>& connect, element_type type);
-// One connectivity with a colour per column; the lower colour comes first. Elements whose colour is
-// the absent ID are left out and not even checked.
-//
-// Returns 0, for an empty `connect` without a file, or
-//   -5    `colors` has not an entry per column
-//   -6    out of memory, for colours
-//   -2    `pos` has not 1 to 3 rows
-//   -3    `connect` fails check_IDs
-//   -199  out of memory, for a mixed type
-//   -1    the file can't be opened
-TESSMAKER_API int medit_output(const char* filename, const dense2D<double>& pos,
-                               const dense2D<unsigned int>& connect, element_type type,
-                               const dense1D<unsigned int, 8>& colors);
-
-// Writes a field for a MEDIT mesh of dimension `dim`, which goes to the header unchecked.
-//
-//   values  one value per node, or one column per node with as many rows as there are
-//
-// Returns 0, or
-//   -1    the file can't be opened
-TESSMAKER_API int medit_scalar(const char* filename, unsigned int dim,
-                               const dense1D<double, 8>& values);
-TESSMAKER_API int medit_vector(const char* filename, unsigned int dim,
-                               const dense2D<double>& values);
-// Writes tensors, 3 rows in 2D and 6 rows in 3D, in the order of the rows.
-//
-// Returns 0, or
-//   -1    the file can't be opened
-//   -2    `values` has neither 3 nor 6 rows; the file is then empty, and its stream stays open for
-//         the rest of the process
-TESSMAKER_API int medit_tensor(const char* filename, const dense2D<double>& values);
-
-// Writes a mesh as an EnSight 6 geometry file in text, with node and element numbers from 1. Each
-// connectivity is a part, numbered by its position in the list, from 1. The number is left unused
-// for an empty one and for types without an EnSight element here: mixed types, of one shape or
-// several, ET_BAR_MIX, ET_NODE, all pyramids, ET_PENTA15. ET_QUAD9, ET_PENTA18 and ET_HEXA27 are
-// written as quad8, penta6 and hexa20. The elements of an ET_TRIA6 part are listed twice, in two
-// orders. Coordinates that `pos` does not have are 0. IDs needn't be columns of `pos`.
-//
-// After all codes but -1 the file is empty, and its stream stays open for the rest of the process.
-//
-// A list.
-//
-// Returns 0, or
-//   -1    the file can't be opened
-//   -2    `pos` has not 1 to 3 rows
-//   -4    `end` lies before `begin`
-//   -5    the list has another number of members than `types`
-//   -3    a connectivity fails check_IDs with the limit 0xFFFFFFFF
-TESSMAKER_API int ensight_output(const char* filename, const dense2D<double>& pos,
-                                 const dense2D<unsigned int>* begin,
-                                 const dense2D<unsigned int>* end, const dense1D<int, 8>& types);
-// One or two connectivities.
-//
-// Returns 0, or
-//   -1    the file can't be opened
-//   -2    `pos` has not 1 to 3 rows
-//   -3    a connectivity fails check_IDs with the limit 0xFFFFFFFF
-TESSMAKER_API int ensight_output(const char* filename, const dense2D<double>& pos,
-                                 const dense2D<unsigned int>& connect1,
-                                 const dense2D<unsigned int>& connect2, element_type type1,
-                                 element_type type2);
-TESSMAKER_API int ensight_output(const char* filename, const dense2D<double>& pos,
-                                 const dense2D<unsigned int>& connect, element_type type);
-
-// Appends the elements of a connectivity to the lists of a VTK file. An element of more nodes than
-// its linear type becomes two cells, first the linear one, then a set of points (type 2) with the
-// other nodes. The last two nodes of tetrahedra change places. Entries for which memory fails are
-// lost.
-//
-//   nbr_cells   in, out: goes up by the number of cells
-//   cells       in, out: for each cell the number of its nodes, then the nodes
-//   cell_types  in, out: for each cell VTK's number of its type
-//
-// Returns 0, or
-//   -1    `connect` fails check_IDs with the limit 0xFFFFFFFF
-//   -2    a type without a cell: mixed types, of one shape or several, ET_BAR_MIX, ET_NODE,
-//         ET_PYRA13, ET_PENTA15, ET_UNKNOWN
-//   -1    `connect` is empty
-// On failure nothing is appended.
-TESSMAKER_API int vtk_convert(const dense2D<unsigned int>& connect, element_type type,
-                              unsigned int& nbr_cells, dense1D<unsigned int, 8>& cells,
-                              dense1D<unsigned int, 8>& cell_types);
-
-// Writes an unstructured grid as a VTK legacy file in text, from lists as vtk_convert makes them.
-// `nbr_cells` cells are written, as far as `cells` reaches. The stream is neither flushed nor
-// closed.
-//
-// Returns 0, or
-//   -1    the stream is null
-//   -2    `pos` has neither 2 nor 3 rows
-TESSMAKER_API int vtk_output(std::FILE* file, const dense2D<double>& pos, unsigned int nbr_cells,
-                             const dense1D<unsigned int, 8>& cells,
-                             const dense1D<unsigned int, 8>& cell_types);
-// The same from connectivities, which are converted one after another; a mixed one is first sorted
-// by shape, most nodes first. After all codes but -1 the file is empty, and its stream stays open
-// for the rest of the process.
-//
-// A list.
-//
-// Returns 0, or
-//   -1    the file can't be opened
-//   -2    `pos` has neither 2 nor 3 rows
-//   -4    `end` lies before `begin`
-//   -5    the list has another number of members than `types`
-//   -3    a connectivity fails check_IDs
-//   -199  out of memory, for a mixed type
-//   -2    elements of ET_BAR_MIX, ET_NODE, ET_PYRA13 or ET_PENTA15
-TESSMAKER_API int vtk_output(const char* filename, const dense2D<double>& pos,
-                             const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
-                             const dense1D<int, 8>& types);
-// One or two connectivities.
-//
-// Returns 0, or
-//   -1    the file can't be opened
-//   -2    `pos` has neither 2 nor 3 rows
-//   -3    a connectivity fails check_IDs
-//   -199  out of memory, for a mixed type
-//   -2    elements of ET_BAR_MIX, ET_NODE, ET_PYRA13 or ET_PENTA15
-TESSMAKER_API int vtk_output(const char* filename, const dense2D<double>& pos,
-                             const dense2D<unsigned int>& connect1,
-                             const dense2D<unsigned int>& connect2, element_type type1,
-                             element_type type2);
-TESSMAKER_API int vtk_output(const char* filename, const dense2D<double>& pos,
-                             const dense2D<unsigned int>& connect, element_type type);
 
 } // namespace kv7::tessmaker
 

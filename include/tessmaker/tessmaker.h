@@ -14,6 +14,7 @@
 #include "tessmaker/geometry.h"
 #include "tessmaker/histogram.h"
 #include "tessmaker/index_arrays.h"
+#include "tessmaker/mesh_file.h"
 #include "tessmaker/metric_algebra.h"
 #include "tessmaker/metric_fields.h"
 #include "tessmaker/node_detector.h"

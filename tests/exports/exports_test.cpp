@@ -199,28 +199,48 @@ TEST(exports, formats) {
     using value_list = dense1D<double, 8>;
     EXPECT_EXPORTED(medit_output, int(const char*, const points&, const id_array*, const id_array*,
                                       const type_list&));
+    EXPECT_EXPORTED(medit_output, int(std::FILE*, const points&, const id_array*, const id_array*,
+                                      const type_list&));
     EXPECT_EXPORTED(medit_output, int(const char*, const points&, const id_array&, const id_array&,
                                       element_type, element_type));
+    EXPECT_EXPORTED(medit_output, int(std::FILE*, const points&, const id_array&, const id_array&,
+                                      element_type, element_type));
     EXPECT_EXPORTED(medit_output, int(const char*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(medit_output, int(std::FILE*, const points&, const id_array&, element_type));
     EXPECT_EXPORTED(medit_output,
                     int(const char*, const points&, const id_array&, element_type, const id_list&));
+    EXPECT_EXPORTED(medit_output,
+                    int(std::FILE*, const points&, const id_array&, element_type, const id_list&));
     EXPECT_EXPORTED(medit_scalar, int(const char*, unsigned int, const value_list&));
+    EXPECT_EXPORTED(medit_scalar, int(std::FILE*, unsigned int, const value_list&));
     EXPECT_EXPORTED(medit_vector, int(const char*, unsigned int, const points&));
+    EXPECT_EXPORTED(medit_vector, int(std::FILE*, unsigned int, const points&));
     EXPECT_EXPORTED(medit_tensor, int(const char*, const points&));
+    EXPECT_EXPORTED(medit_tensor, int(std::FILE*, const points&));
     EXPECT_EXPORTED(ensight_output, int(const char*, const points&, const id_array*,
                                         const id_array*, const type_list&));
+    EXPECT_EXPORTED(ensight_output, int(std::FILE*, const points&, const id_array*, const id_array*,
+                                        const type_list&));
     EXPECT_EXPORTED(ensight_output, int(const char*, const points&, const id_array&,
                                         const id_array&, element_type, element_type));
+    EXPECT_EXPORTED(ensight_output, int(std::FILE*, const points&, const id_array&, const id_array&,
+                                        element_type, element_type));
     EXPECT_EXPORTED(ensight_output, int(const char*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(ensight_output, int(std::FILE*, const points&, const id_array&, element_type));
     EXPECT_EXPORTED(vtk_convert,
                     int(const id_array&, element_type, unsigned int&, id_list&, id_list&));
     EXPECT_EXPORTED(vtk_output,
                     int(std::FILE*, const points&, unsigned int, const id_list&, const id_list&));
     EXPECT_EXPORTED(vtk_output, int(const char*, const points&, const id_array*, const id_array*,
                                     const type_list&));
+    EXPECT_EXPORTED(vtk_output, int(std::FILE*, const points&, const id_array*, const id_array*,
+                                    const type_list&));
     EXPECT_EXPORTED(vtk_output, int(const char*, const points&, const id_array&, const id_array&,
                                     element_type, element_type));
+    EXPECT_EXPORTED(vtk_output, int(std::FILE*, const points&, const id_array&, const id_array&,
+                                    element_type, element_type));
     EXPECT_EXPORTED(vtk_output, int(const char*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(vtk_output, int(std::FILE*, const points&, const id_array&, element_type));
     EXPECT_EXPORTED(NASTRAN_input,
                     int(std::FILE*, points&, id_array&, id_list&, type_list&, id_list&));
     EXPECT_EXPORTED(NASTRAN_input, int(std::FILE*, points&, id_array&, element_type&));
@@ -269,12 +289,28 @@ TEST(exports, femap_files) {
 TEST(exports, wavefront_files) {
     EXPECT_EXPORTED(WavefrontOBJ_input,
                     int(const char*, points&, points&, points&, id_array&, id_array&));
+    EXPECT_EXPORTED(WavefrontOBJ_input,
+                    int(std::FILE*, points&, points&, points&, id_array&, id_array&));
     EXPECT_EXPORTED(WavefrontOBJ_output, int(const char*, const points&, const points&,
+                                             const points&, const id_array&, const id_array&));
+    EXPECT_EXPORTED(WavefrontOBJ_output, int(std::FILE*, const points&, const points&,
                                              const points&, const id_array&, const id_array&));
     EXPECT_EXPORTED(WavefrontOBJ_output, int(const char*, const points&, const id_array&,
                                              const id_array&, element_type, element_type));
+    EXPECT_EXPORTED(WavefrontOBJ_output, int(std::FILE*, const points&, const id_array&,
+                                             const id_array&, element_type, element_type));
     EXPECT_EXPORTED(WavefrontOBJ_output,
                     int(const char*, const points&, const id_array&, element_type));
+    EXPECT_EXPORTED(WavefrontOBJ_output,
+                    int(std::FILE*, const points&, const id_array&, element_type));
+}
+
+TEST(exports, mesh_files) {
+    EXPECT_EXPORTED(format_name, const char*(file_format));
+    EXPECT_EXPORTED(format_by_ending, file_format(const char*));
+    EXPECT_EXPORTED(format_of, file_format(const char*));
+    EXPECT_EXPORTED(read_mesh, int(const char*, mesh&, file_report&));
+    EXPECT_EXPORTED(read_mesh, int(std::FILE*, file_format, mesh&, file_report&));
 }
 
 TEST(exports, edges) {

@@ -25,6 +25,7 @@ set(folder_of_metric_fields metrics)
 set(folder_of_quality quality)
 set(folder_of_histogram quality)
 set(folder_of_formats formats)
+set(folder_of_mesh_file formats)
 
 # Edges are found in connectivity/, and their list is promised beside the functions on meshes.
 set(allowed "connectivity/copy_edges.cpp includes tessmaker/repair.h")

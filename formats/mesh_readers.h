@@ -1,0 +1,26 @@
+// The readers behind `read_mesh`, one for each format.
+//
+// A reader gets a stream at the start of the file and an empty mesh, fills the mesh as
+// mesh_file.h promises, and collects what is to be said. It returns 0 or the code of a failure,
+// -1, -102 or -199, of which it has told the report, if it knows more than the code says; the mesh
+// may then hold anything. It may read beyond what it uses. std::bad_alloc may leave it.
+#ifndef TESSMAKER_FORMATS_MESH_READERS_H
+#define TESSMAKER_FORMATS_MESH_READERS_H
+
+#include <cstdio>
+
+#include "formats/file_report.h"
+#include "tessmaker/mesh_file.h"
+
+namespace kv7::tessmaker {
+
+inline constexpr int file_failed = -1;
+inline constexpr int file_malformed = -102;
+inline constexpr int out_of_memory = -199;
+
+// Of text or binary, whichever the file is.
+int read_stl_mesh(std::FILE* file, mesh& result, report_builder& report);
+
+} // namespace kv7::tessmaker
+
+#endif

@@ -1,0 +1,51 @@
+// What an STL file is by its beginning.
+#ifndef TESSMAKER_FORMATS_STL_CONTENT_H
+#define TESSMAKER_FORMATS_STL_CONTENT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "formats/characters.h"
+
+namespace kv7::tessmaker {
+
+// A binary file begins with a header of text and the number of facets.
+inline constexpr std::size_t stl_header_size = 80;
+inline constexpr std::size_t stl_start_size = stl_header_size + 4;
+inline constexpr std::size_t stl_facet_size = 50;
+
+// The number at a place of a file.
+inline std::uint32_t little_endian(std::string_view bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t k = 0; k < 4; ++k) {
+        value |= std::uint32_t{static_cast<unsigned char>(bytes[at + k])} << 8 * k;
+    }
+    return value;
+}
+
+// Whether a file of `file_size` bytes, 0 if that is not known, has the size that the number of
+// facets asks for.
+inline bool has_binary_stl_size(std::string_view beginning, std::uint64_t file_size) {
+    if (beginning.size() < stl_start_size) return false;
+    const std::uint64_t nbr_facets = little_endian(beginning, stl_header_size);
+    return file_size == stl_start_size + stl_facet_size * nbr_facets;
+}
+
+// Whether a file is text: it begins with `solid`, perhaps behind the mark of UTF-8, as binary files
+// do, too; but those have nulls, in the header or in the number of facets, as long as they are
+// shorter than 800 MB.
+inline bool is_text_stl(std::string_view beginning, std::uint64_t file_size) {
+    const std::string_view start = beginning.substr(0, stl_start_size);
+    const std::size_t word = start.find_first_not_of(" \t\r\n\v\f\xEF\xBB\xBF");
+    constexpr std::string_view solid = "solid";
+    if (word == std::string_view::npos || start.size() - word < solid.size()) return false;
+    for (std::size_t k = 0; k < solid.size(); ++k) {
+        if (to_lower(start[word + k]) != solid[k]) return false;
+    }
+    return start.find('\0') == std::string_view::npos && !has_binary_stl_size(start, file_size);
+}
+
+} // namespace kv7::tessmaker
+
+#endif

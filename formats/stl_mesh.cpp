@@ -1,0 +1,353 @@
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/ids.h"
+#include "formats/characters.h"
+#include "formats/mesh_readers.h"
+#include "formats/numbers.h"
+#include "formats/stl_content.h"
+#include "formats/stl_weld.h"
+#include "formats/text_words.h"
+#include "formats/triangle_soup.h"
+#include "tessmaker/element_type.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+constexpr remark_form not_finite{remark_kind::lost, "left out", "left out",
+                                 "a coordinate is no finite number"};
+constexpr remark_form collapsed{remark_kind::lost, "collapsed", "collapsed",
+                                "corners of one facet were welded"};
+constexpr remark_form welded{remark_kind::note, "corner was welded to another one",
+                             "corners were welded to other ones", ""};
+constexpr remark_form not_welded{remark_kind::note, "corner not welded", "corners not welded",
+                                 "no facet has a height"};
+constexpr remark_form color_dropped{remark_kind::lost, "left out", "left out", "a color"};
+constexpr remark_form attribute_dropped{remark_kind::lost, "left out", "left out",
+                                        "an attribute of a facet"};
+constexpr remark_form bytes_behind{remark_kind::note, "byte behind the last facet",
+                                   "bytes behind the last facet", ""};
+constexpr remark_form text_behind{remark_kind::note, "follows the last solid and is not read",
+                                  "follow the last solid and are not read", ""};
+
+bool is_word(std::string_view word, std::string_view lower_word) {
+    if (word.size() != lower_word.size()) return false;
+    for (std::size_t k = 0; k < word.size(); ++k) {
+        if (to_lower(word[k]) != lower_word[k]) return false;
+    }
+    return true;
+}
+
+// Whether a word stands for something that is no finite number, as programs write it: `nan`,
+// `-inf`, `1.#QNAN`, or a number beyond the range of double.
+bool means_no_number(std::string_view word) {
+    if (!word.empty() && (word[0] == '-' || word[0] == '+')) word.remove_prefix(1);
+    if (word.empty()) return false;
+    return is_digit(word[0]) || is_word(word.substr(0, 3), "nan") ||
+           is_word(word.substr(0, 3), "inf");
+}
+
+// Facets as they are read, and the solids that they belong to.
+class stl_facets {
+public:
+    explicit stl_facets(mesh& result, report_builder& report)
+        : mesh_(result), soup_(result.pos), report_(report), facet_(report.keyword("facet")) {}
+
+    void reserve(std::size_t nbr_facets) { soup_.reserve(nbr_facets); }
+    void begin_solid(std::string name) {
+        forget_empty_solid();
+        solids_.push_back({std::move(name), size()});
+    }
+
+    // False when memory fails.
+    bool add(const double* corners, file_place at) {
+        report_.count_seen(facet_);
+        has_facets_ = true;
+        for (std::size_t i = 0; i < 9; ++i) {
+            if (std::isfinite(corners[i])) continue;
+            report_.add(not_finite, facet_, at);
+            return true;
+        }
+        double* const stored = soup_.add(1);
+        if (!stored) return false;
+        std::copy_n(corners, 9, stored);
+        soup_.measure(stored);
+        report_.count_read(facet_);
+        return true;
+    }
+    std::size_t size() const { return mesh_.pos.cols() / 3; }
+
+    // Makes a mesh of them.
+    int finish() {
+        forget_empty_solid();
+        const std::size_t nbr_read = size();
+        mesh_.connect = id_matrix(nbr_read == 0 ? 0 : 3, nbr_read);
+        if (mesh_.connect.cols() != nbr_read) return out_of_memory;
+        id_list new_columns;
+        if (nbr_read != 0) {
+            number_corners(mesh_.connect);
+            if (!weld(new_columns)) return out_of_memory;
+        }
+        const std::size_t n = mesh_.connect.cols();
+        if (n == 0 && has_facets_) {
+            return report_.fail(file_malformed, "no facet of three different corners is there");
+        }
+        bool is_done = mesh_.indices.push_back(0) && mesh_.pids.resize(n, 1U);
+        if (n != 0) {
+            is_done = is_done && mesh_.types.push_back(ET_TRIA3) &&
+                      mesh_.indices.push_back(static_cast<unsigned int>(n));
+        }
+        return is_done && make_sets(new_columns, nbr_read) ? 0 : out_of_memory;
+    }
+
+private:
+    struct solid {
+        std::string name;
+        std::size_t first_facet;
+    };
+
+    // A last solid without facets makes no set.
+    void forget_empty_solid() {
+        if (!solids_.empty() && solids_.back().first_facet == size()) solids_.pop_back();
+    }
+    // False when memory fails.
+    bool weld(id_list& new_columns) {
+        const std::size_t nbr_corners = mesh_.pos.cols();
+        if (!soup_.has_height()) {
+            report_.add(not_welded, "", {}, nbr_corners);
+            return true;
+        }
+        const double tolerance = soup_.tolerance();
+        if (stl_weld(tolerance, mesh_.pos, mesh_.connect, new_columns) < 0) return false;
+        std::size_t nbr_collapsed = 0;
+        for (const unsigned int c : new_columns) nbr_collapsed += c == no_id ? 1U : 0U;
+        if (nbr_collapsed != 0) report_.add(collapsed, facet_, {}, nbr_collapsed);
+        const std::size_t nbr_welded = nbr_corners - 3 * nbr_collapsed - mesh_.pos.cols();
+        if (nbr_welded == 0) return true;
+        report_.add(welded, "", {}, nbr_welded);
+        char digits[32];
+        const auto end =
+            std::to_chars(digits, digits + sizeof digits, tolerance, std::chars_format::general, 3);
+        report_.explain(welded, "", "closer than " + std::string(digits, end.ptr));
+        return true;
+    }
+
+    // A set for each solid, unless there is nothing to be told apart or named. `new_columns` is
+    // empty if all facets have stayed.
+    bool make_sets(const id_list& new_columns, std::size_t nbr_read) {
+        if (solids_.size() < 2 && (solids_.empty() || solids_[0].name.empty())) return true;
+        for (std::size_t s = 0; s < solids_.size(); ++s) {
+            const std::size_t end = s + 1 < solids_.size() ? solids_[s + 1].first_facet : nbr_read;
+            named_set set;
+            set.name = std::move(solids_[s].name);
+            if (set.name.empty()) set.name = "solid " + std::to_string(s + 1);
+            for (std::size_t f = solids_[s].first_facet; f < end; ++f) {
+                const unsigned int c =
+                    new_columns.empty() ? static_cast<unsigned int>(f) : new_columns[f];
+                if (c != no_id && !set.ids.push_back(c)) return false;
+            }
+            mesh_.element_sets.push_back(std::move(set));
+        }
+        return true;
+    }
+
+    mesh& mesh_;
+    triangle_soup soup_;
+    report_builder& report_;
+    unsigned int facet_; // its number in the report
+    std::vector<solid> solids_;
+    bool has_facets_ = false;
+};
+
+class text_reader {
+public:
+    text_reader(std::FILE* file, std::string_view beginning, stl_facets& facets,
+                report_builder& report)
+        : words_(file, beginning), facets_(facets), report_(report),
+          solid_(report.keyword("solid")) {}
+
+    // The file begins with `solid`.
+    int read() {
+        words_.next();
+        begin_solid();
+        bool is_in_solid = true;
+        for (;;) {
+            const std::string_view word = words_.next();
+            if (is_word(word, "facet")) {
+                if (!is_in_solid) facets_.begin_solid({});
+                is_in_solid = true;
+                if (const int result = read_facet(); result < 0) return result;
+            } else if (is_word(word, "color")) {
+                report_.add(color_dropped, "color", place());
+                words_.skip_line();
+            } else if (is_word(word, "solid")) {
+                begin_solid();
+                is_in_solid = true;
+            } else if (is_in_solid && (is_word(word, "endsolid") || is_word(word, "end"))) {
+                // In two words the second is passed with the name.
+                words_.skip_line();
+                is_in_solid = false;
+            } else if (!is_in_solid) {
+                if (!word.empty()) tell_rest();
+                return 0;
+            } else {
+                return expect("facet or endsolid", word);
+            }
+        }
+    }
+
+private:
+    file_place place() const { return {words_.line()}; }
+
+    void begin_solid() {
+        report_.count_seen(solid_);
+        report_.count_read(solid_);
+        facets_.begin_solid(std::string(words_.rest_of_line()));
+    }
+
+    int expect(std::string_view what, std::string_view found) {
+        std::string text(what);
+        text += " is expected";
+        if (found.empty()) text += ", and the file ends";
+        return report_.fail(file_malformed, place(), words_.column(), text);
+    }
+    bool next_is(std::string_view expected, int& result) {
+        const std::string_view word = words_.next();
+        if (is_word(word, expected)) return true;
+        result = expect(expected, word);
+        return false;
+    }
+    bool next_number(double& value, int& result) {
+        const std::string_view word = words_.next();
+        if (!word.empty()) {
+            if (scan_number_in_words(word.data(), value) == word.data() + word.size()) return true;
+            if (means_no_number(word)) {
+                value = std::numeric_limits<double>::quiet_NaN();
+                return true;
+            }
+        }
+        result = expect("a number", word);
+        return false;
+    }
+    bool next_numbers(double* values, int& result) {
+        return next_number(values[0], result) && next_number(values[1], result) &&
+               next_number(values[2], result);
+    }
+
+    // Reads what follows the word `facet`.
+    int read_facet() {
+        const file_place at = place();
+        int result = 0;
+        double normal[3];
+        std::array<double, 9> corners{};
+        bool is_good = next_is("normal", result) && next_numbers(normal, result) &&
+                       next_is("outer", result) && next_is("loop", result);
+        for (std::size_t k = 0; k < 9 && is_good; k += 3) {
+            is_good = next_is("vertex", result) && next_numbers(corners.data() + k, result);
+        }
+        if (!is_good || !next_is("endloop", result) || !next_is("endfacet", result)) return result;
+        return facets_.add(corners.data(), at) ? 0 : out_of_memory;
+    }
+
+    // Counts the words behind the last solid.
+    void tell_rest() {
+        const file_place at = place();
+        std::uint64_t nbr_words = 1;
+        while (!words_.next().empty()) ++nbr_words;
+        report_.add(text_behind, "words", at, nbr_words);
+    }
+
+    text_words words_;
+    stl_facets& facets_;
+    report_builder& report_;
+    unsigned int solid_;
+};
+
+std::uint64_t count_rest(std::FILE* file) {
+    char block[4096];
+    std::uint64_t size = 0;
+    for (std::size_t n; (n = std::fread(block, 1, sizeof block, file)) != 0;) size += n;
+    return size;
+}
+
+int cut_off(std::uint64_t facet, std::uint64_t nbr_facets, report_builder& report) {
+    return report.fail(file_malformed, "facet " + std::to_string(facet) + " of " +
+                                           std::to_string(nbr_facets) +
+                                           " is expected, and the file ends");
+}
+
+int read_binary(std::FILE* file, std::string_view beginning, std::uint64_t file_size,
+                stl_facets& facets, report_builder& report) {
+    if (beginning.size() < stl_start_size) {
+        return report.fail(file_malformed,
+                           "neither the word solid nor the 84 bytes before binary facets");
+    }
+    const std::uint64_t nbr_facets = little_endian(beginning, stl_header_size);
+    if (file_size != 0) {
+        const std::uint64_t nbr_there = (file_size - stl_start_size) / stl_facet_size;
+        if (nbr_there < nbr_facets) return cut_off(nbr_there + 1, nbr_facets, report);
+        facets.reserve(nbr_facets);
+    }
+    std::uint64_t nbr_attributes = 0;
+    char record[stl_facet_size];
+    for (std::uint64_t k = 0; k < nbr_facets; ++k) {
+        if (std::fread(record, 1, sizeof record, file) < sizeof record) {
+            return cut_off(k + 1, nbr_facets, report);
+        }
+        const std::string_view bytes(record, sizeof record);
+        double corners[9];
+        for (std::size_t i = 0; i < 9; ++i) {
+            corners[i] = double{std::bit_cast<float>(little_endian(bytes, 12 + 4 * i))};
+        }
+        if (bytes[48] != 0 || bytes[49] != 0) ++nbr_attributes;
+        if (!facets.add(corners, {})) return out_of_memory;
+    }
+    if (nbr_attributes != 0) report.add(attribute_dropped, "attribute", {}, nbr_attributes);
+    const std::uint64_t nbr_behind = count_rest(file);
+    if (nbr_facets == 0 && nbr_behind != 0) {
+        return report.fail(file_malformed, "a number of facets is expected in byte 81");
+    }
+    if (nbr_behind != 0) report.add(bytes_behind, "", {}, nbr_behind);
+    return 0;
+}
+
+// From where the stream stands; 0 if it is no regular file.
+std::uint64_t bytes_left(std::FILE* file) {
+    struct stat status {};
+    if (fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+    const long at = std::ftell(file);
+    if (at < 0 || status.st_size <= at) return 0;
+    return static_cast<std::uint64_t>(status.st_size - at);
+}
+
+} // namespace
+
+int read_stl_mesh(std::FILE* file, mesh& result, report_builder& report) {
+    const std::uint64_t file_size = bytes_left(file);
+    char start[stl_start_size];
+    const std::string_view beginning(start, std::fread(start, 1, sizeof start, file));
+    report.keyword("solid"); // ahead of its facets
+    stl_facets facets(result, report);
+    const int code = is_text_stl(beginning, file_size)
+                         ? text_reader(file, beginning, facets, report).read()
+                         : read_binary(file, beginning, file_size, facets, report);
+    if (code < 0) return code;
+    if (std::ferror(file)) return file_failed;
+    return facets.finish();
+}
+
+} // namespace kv7::tessmaker

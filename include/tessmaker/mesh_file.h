@@ -1,0 +1,216 @@
+// Meshes with all that comes with them in files, and reports of what files hold.
+//
+//   number    what a file calls a node or an element. It says nothing about the place: numbers may
+//             have gaps and come in any order. The ID is the column in the arrays, from 0
+//   runs      elements of several types in one array (formats.h)
+//   keyword   the word by which a format names what a part of a file is: the name of a card, of a
+//             section, of a kind of line
+//   remark    a sentence on what a file and a mesh do not share
+//   ending    of a path: what follows the last point in its last name; case does not count
+//
+// Nothing is printed, and nothing thrown. Text means the same in every locale. On memory failure of
+// any kind a call returns -199; what it has told its report may be lost then.
+#ifndef TESSMAKER_MESH_FILE_H
+#define TESSMAKER_MESH_FILE_H
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "tessmaker/api.h"
+#include "tessmaker/containers.h"
+
+namespace kv7::tessmaker {
+
+// IDs of nodes or elements under a name: a group, a solid of an STL file, a set.
+struct named_set {
+    std::string name;
+    dense1D<unsigned int> ids; // ascending
+};
+
+enum class field_place { nodes, elements };
+
+// A field: a column of values per node or per element, a row per component. Symmetric tensors have
+// the rows of a metric: xx, xy, yy in 2D, xx, xy, yy, xz, yz, zz in 3D.
+struct field {
+    std::string name;
+    field_place at = field_place::nodes;
+    dense2D<double> values;
+};
+
+// A mesh. Copies share the arrays, as copies of arrays do.
+//
+//   pos              a column per node, 2 or 3 rows
+//   connect          a column per element and as many rows as the largest needs, absent IDs below
+//                    the nodes of the others
+//   indices, types   the runs. Without elements `types` is empty, and `indices` is empty or holds a
+//                    0 alone
+//   pids             a property number per element; or empty, then all have the number 1
+//   node_numbers     a number per node; or empty, then node k has the number k + 1
+//   element_numbers  a number per element; or empty, then element k has the number k + 1
+struct mesh {
+    dense2D<double> pos;
+    dense2D<unsigned int> connect;
+    dense1D<unsigned int> indices;
+    dense1D<int> types;
+    dense1D<unsigned int> pids;
+    dense1D<unsigned int> node_numbers;
+    dense1D<unsigned int> element_numbers;
+    std::vector<named_set> node_sets;
+    std::vector<named_set> element_sets;
+    std::vector<field> fields;
+};
+
+enum class file_format {
+    unknown,
+    stl_text,
+    stl_binary,
+    nastran,      // bulk data
+    femap,        // neutral file
+    obj,          // Wavefront
+    medit,        // text
+    ensight,      // geometry file
+    ensight_case, // the file that names a geometry file and its fields
+    vtk,          // legacy file
+    vtu           // XML file of an unstructured grid
+};
+
+// The name for people: "NASTRAN", "binary STL". Static text; "unknown" for any other value.
+TESSMAKER_API const char* format_name(file_format format);
+
+// The format that the ending of a path stands for:
+//
+//   .stl                              stl_binary
+//   .nas .bdf .dat .fem .blk .nastran  nastran
+//   .neu                              femap
+//   .obj                              obj
+//   .mesh                             medit
+//   .geo                              ensight
+//   .case                             ensight_case
+//   .vtk                              vtk
+//   .vtu                              vtu
+//
+// and `unknown` for all others, for none and for a null path. No file is looked at.
+TESSMAKER_API file_format format_by_ending(const char* path);
+
+// The format of the file at a path. Where the ending alone doesn't decide, the beginning of the
+// file does, if it is a regular file:
+//
+//   .stl                      text, if it begins with `solid`, has no null in its first 84 bytes
+//                             and not the size which these ask for as a binary file; else binary
+//   .dat                      any format but STL and OBJ that can be told by its beginning; else
+//                             nastran
+//   an ending of no format,   any format that can be told by its beginning, a bare NASTRAN deck
+//   or none                   among them; else unknown
+//
+// A path whose ending decides needn't exist; nor one of .stl and .dat, which is then
+// format_by_ending. No pipe or device is opened. Unknown for a null path.
+TESSMAKER_API file_format format_of(const char* path);
+
+// How much a remark tells.
+enum class remark_kind {
+    error,   // here the work stopped; what was expected
+    lost,    // left out
+    changed, // kept in another form
+    note     // nothing is wrong, and the user may want to know
+};
+
+struct remark {
+    remark_kind kind = remark_kind::note;
+    std::string keyword;      // what it is about; empty for the file or the mesh as a whole
+    std::uint64_t count = 0;  // how many there are
+    std::string file;         // where the first of them stands: the file itself or one it includes
+    std::uint64_t line = 0;   // and its line, from 1; 0 where lines mean nothing
+    std::uint64_t column = 0; // of an error in a line, from 1; else 0
+    // All of this in words, in ASCII but for names of files:
+    // "CBUSH: 96 not read, first in line 1234: no mesh element",
+    // "wing.bdf, line 12, column 17: a real number is expected".
+    std::string sentence;
+};
+
+// How often a file has a keyword, and how often what it stands for was read.
+struct keyword_count {
+    std::string keyword;
+    std::uint64_t seen = 0;
+    std::uint64_t read = 0;
+};
+
+// What is to be said on a file after it was read or written. Control characters in keywords become
+// question marks, and long keywords are cut, so that a report can be shown as it is. In a file with
+// thousands of different keywords those met last are counted together.
+struct file_report {
+    // The path, as it was given; empty for a stream.
+    const std::string& file() const noexcept { return file_; }
+    file_format format() const noexcept { return format_; }
+
+    // In the order of their first line; those without a line follow, in the order in which the work
+    // met them. An error is the last.
+    const std::vector<remark>& remarks() const noexcept { return remarks_; }
+    // In the order in which the file brings them first. Empty after writing.
+    const std::vector<keyword_count>& counts() const noexcept { return counts_; }
+
+    // The remark of kind `error`; null if there is none.
+    const remark* error() const noexcept {
+        const bool has_failed = !remarks_.empty() && remarks_.back().kind == remark_kind::error;
+        return has_failed ? &remarks_.back() : nullptr;
+    }
+    // Whether anything was left out.
+    bool has_lost() const noexcept {
+        for (const remark& r : remarks_) {
+            if (r.kind == remark_kind::lost) return true;
+        }
+        return false;
+    }
+
+private:
+    friend class report_builder;
+    std::string file_;
+    file_format format_ = file_format::unknown;
+    std::vector<remark> remarks_;
+    std::vector<keyword_count> counts_;
+};
+
+// Reads a mesh with all that comes with it. Binary and text STL can be read.
+//
+// Of every format:
+//   - The nodes are those of the file, in its order, 3 rows. Memory goes with what is there, never
+//     with a count that the file gives or with its largest number.
+//   - The elements are those of the file, in its order, of plain types alone, and the nodes of each
+//     stand in the order of element_type.h. Every node of an element is there. `indices` has one
+//     entry more than `types`, also without elements, and `pids` has an entry per element: 1 where
+//     the format has no properties.
+//   - Numbers are there if the format has them.
+//   - What is in the file and not in the mesh, or in another form, is told by remarks. `counts` of
+//     the report has every keyword of the file.
+//
+// STL: all solids are one mesh, welded as by STL_input: corners closer than a twentieth of the
+// smallest height of a facet are one node. Solids with a name, and all of several, are sets of
+// elements. Facets that collapse, and those with a coordinate that is no finite number, are left
+// out. Normals are not looked at.
+//
+//   path    of a file of any kind; its format is told by format_of
+//   result  out: the mesh; empty on failure
+//   report  out: what is to be said; on failure its error says what was expected, and where. If
+//           memory fails it may be empty
+//
+// Returns 0, or
+//   -1    no path; the file can't be opened; its format is not read or can't be told; the system
+//         failed to read it
+//   -102  the file breaks the rules of its format, or nothing of it is left
+//   -199  out of memory
+TESSMAKER_API int read_mesh(const char* path, mesh& result, file_report& report);
+// The same from a stream in binary mode, from its position on. The stream, which may be a pipe, is
+// left at its end, or after a failure somewhere behind the fault. Both names of STL stand for both.
+//
+// Returns 0, or
+//   -1    a stream that is null or in an error state
+//   -2    a format that is not read
+//   -1    the system failed to read the stream
+//   -102  the file breaks the rules of its format, or nothing of it is left
+//   -199  out of memory
+TESSMAKER_API int read_mesh(std::FILE* file, file_format format, mesh& result, file_report& report);
+
+} // namespace kv7::tessmaker
+
+#endif
