@@ -1,6 +1,9 @@
 # Optimised builds of the library are hardened: overwritten return addresses and known buffers are
 # checked, and no table of function addresses can be written once the library is loaded. It costs
-# 0.3 % of the instructions of reading a NASTRAN file, none of writing one. All of it is private:
+# 1.1 % of the instructions of bounding 2D metrics, 0.7 % of finding the nearest node, 0.6 % of
+# bounding sizes, 0.3 % of reading a NASTRAN file, 0.1 to 0.2 % of finding nodes in boxes, welding
+# and rating edges, and less than 0.02 % of all else that was measured: graphs, neighbours,
+# boundaries, edges, shapes, index arrays, writing a NASTRAN file. All of it is private:
 # programs that link the library keep the flags that they have. Flags of the same kind that the
 # builder sets count, and sanitizers do without.
 include(CheckCXXCompilerFlag)
