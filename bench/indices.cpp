@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <numeric>
 #include <random>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -79,6 +80,39 @@ void unique_std(benchmark::State& state, make_corners make, bool shuffled) {
             if (seen.insert(id).second) nodes.push_back(id);
         }
         benchmark::DoNotOptimize(nodes.data());
+    }
+}
+
+// The corners of the grid in natural order and those shuffled, each found in the other.
+void places_ours(benchmark::State& state, make_corners make) {
+    const id_list a = to_list(make(false));
+    const id_list b = to_list(make(true));
+    for ([[maybe_unused]] auto run : state) {
+        id_list a_of_b;
+        id_list b_of_a;
+        get_IDs(a, b, a_of_b, b_of_a);
+        benchmark::DoNotOptimize(a_of_b.data());
+        benchmark::DoNotOptimize(b_of_a.data());
+    }
+}
+
+void places_std(benchmark::State& state, make_corners make) {
+    const std::vector<unsigned int> a = make(false);
+    const std::vector<unsigned int> b = make(true);
+    for ([[maybe_unused]] auto run : state) {
+        std::vector<unsigned int> a_of_b(b.size(), 0xFFFFFFFFU);
+        std::vector<unsigned int> b_of_a(a.size(), 0xFFFFFFFFU);
+        std::unordered_map<unsigned int, unsigned int> first;
+        first.reserve(a.size());
+        for (unsigned int i = 0; i < a.size(); ++i) first.emplace(a[i], i);
+        for (unsigned int j = 0; j < b.size(); ++j) {
+            const auto found = first.find(b[j]);
+            if (found == first.end()) continue;
+            a_of_b[j] = found->second;
+            b_of_a[found->second] = std::min(b_of_a[found->second], j);
+        }
+        benchmark::DoNotOptimize(a_of_b.data());
+        benchmark::DoNotOptimize(b_of_a.data());
     }
 }
 
@@ -201,32 +235,38 @@ void add_growth(const char* name, void (*run)(benchmark::State&)) {
 }
 
 BENCHMARK_CAPTURE(unique_ours, natural, grid_corners, false)
-    ->Name("core/unique_indices_natural/ours");
+    ->Name("indices/unique_indices_natural/ours");
 BENCHMARK_CAPTURE(unique_std, natural, grid_corners, false)
-    ->Name("core/unique_indices_natural/std");
+    ->Name("indices/unique_indices_natural/std");
 BENCHMARK_CAPTURE(unique_ours, shuffled, grid_corners, true)
-    ->Name("core/unique_indices_shuffled/ours");
+    ->Name("indices/unique_indices_shuffled/ours");
 BENCHMARK_CAPTURE(unique_std, shuffled, grid_corners, true)
-    ->Name("core/unique_indices_shuffled/std");
+    ->Name("indices/unique_indices_shuffled/std");
 BENCHMARK_CAPTURE(unique_ours, sparse, sparse_corners, true)
-    ->Name("core/unique_indices_sparse/ours");
-BENCHMARK_CAPTURE(unique_std, sparse, sparse_corners, true)->Name("core/unique_indices_sparse/std");
-BENCHMARK_CAPTURE(sorted_order_ours, natural, false)->Name("core/get_sorted_order_natural/ours");
-BENCHMARK_CAPTURE(sorted_order_std, natural, false)->Name("core/get_sorted_order_natural/std");
-BENCHMARK_CAPTURE(sorted_order_ours, shuffled, true)->Name("core/get_sorted_order_shuffled/ours");
-BENCHMARK_CAPTURE(sorted_order_std, shuffled, true)->Name("core/get_sorted_order_shuffled/std");
-BENCHMARK(check_ours)->Name("core/check_IDs/ours");
-BENCHMARK(check_std)->Name("core/check_IDs/std");
-BENCHMARK(change_ours)->Name("core/change_indices/ours");
-BENCHMARK(change_std)->Name("core/change_indices/std");
+    ->Name("indices/unique_indices_sparse/ours");
+BENCHMARK_CAPTURE(unique_std, sparse, sparse_corners, true)
+    ->Name("indices/unique_indices_sparse/std");
+BENCHMARK_CAPTURE(places_ours, dense, grid_corners)->Name("indices/get_IDs/ours");
+BENCHMARK_CAPTURE(places_std, dense, grid_corners)->Name("indices/get_IDs/std");
+BENCHMARK_CAPTURE(places_ours, sparse, sparse_corners)->Name("indices/get_IDs_sparse/ours");
+BENCHMARK_CAPTURE(places_std, sparse, sparse_corners)->Name("indices/get_IDs_sparse/std");
+BENCHMARK_CAPTURE(sorted_order_ours, natural, false)->Name("indices/get_sorted_order_natural/ours");
+BENCHMARK_CAPTURE(sorted_order_std, natural, false)->Name("indices/get_sorted_order_natural/std");
+BENCHMARK_CAPTURE(sorted_order_ours, shuffled, true)
+    ->Name("indices/get_sorted_order_shuffled/ours");
+BENCHMARK_CAPTURE(sorted_order_std, shuffled, true)->Name("indices/get_sorted_order_shuffled/std");
+BENCHMARK(check_ours)->Name("indices/check_IDs/ours");
+BENCHMARK(check_std)->Name("indices/check_IDs/std");
+BENCHMARK(change_ours)->Name("indices/change_indices/ours");
+BENCHMARK(change_std)->Name("indices/change_indices/std");
 
 } // namespace
 
 int main(int argc, char** argv) {
-    add_growth("core/unique_indices_colliding/ours", unique_of_colliding);
-    add_growth("core/count_unique_indices_colliding/ours", count_of_colliding);
-    add_growth("core/get_IDs_colliding/ours", places_of_colliding);
-    add_growth("core/get_IDs_of_columns_colliding/ours", columns_of_colliding);
+    add_growth("indices/unique_indices_colliding/ours", unique_of_colliding);
+    add_growth("indices/count_unique_indices_colliding/ours", count_of_colliding);
+    add_growth("indices/get_IDs_colliding/ours", places_of_colliding);
+    add_growth("indices/get_IDs_of_columns_colliding/ours", columns_of_colliding);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;

@@ -17,6 +17,7 @@
 #include <benchmark/benchmark.h>
 
 #include "core/small_vectors.h"
+#include "growth.h"
 #include "metrics/dspev.h"
 #include "metrics/edge_bounding.h"
 #include "metrics/eigen3.h"
@@ -401,6 +402,56 @@ void report_each(benchmark::State& state, std::size_t n) {
                                                        benchmark::Counter::kInvert);
 }
 
+// The slowest fields, see metric_fields.h: the sizes 1 + x^2 / n at the nodes x = 0, ..., n - 1 of
+// a row of bars, which may only shrink.
+
+constexpr double max_variation = 0.3;
+
+dense2D<double> row_of_nodes(std::size_t n) {
+    dense2D<double> pos(2, n, 0.0);
+    for (std::size_t i = 0; i < n; ++i) pos(0, i) = static_cast<double>(i);
+    return pos;
+}
+
+dense2D<unsigned int> row_of_bars(std::size_t n) {
+    dense2D<unsigned int> bars(2, n - 1);
+    for (unsigned int i = 0; i < n - 1; ++i) {
+        bars(0, i) = i;
+        bars(1, i) = i + 1;
+    }
+    return bars;
+}
+
+size_values convex_sizes(std::size_t n) {
+    size_values sizes(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        const auto x = static_cast<double>(i);
+        sizes[i] = 1.0 + x * x / static_cast<double>(n);
+    }
+    return sizes;
+}
+
+// But for what the refused steps leave, a thousandth of the difference of two sizes.
+bool keeps_limit(const size_values& sizes) {
+    for (std::size_t i = 1; i < sizes.size(); ++i) {
+        if (sizes[i] - sizes[i - 1] > 1.0011 * max_variation) return false;
+    }
+    return true;
+}
+
+void bound_convex_row(benchmark::State& state) {
+    bool is_bounded = true;
+    const auto make = [&is_bounded](std::size_t n) {
+        return [&is_bounded, pos = row_of_nodes(n), bars = row_of_bars(n),
+                sizes = convex_sizes(n)]() mutable {
+            bound_metric_variations(pos, bars, ET_BAR2, {}, true, -1, max_variation, sizes);
+            is_bounded = is_bounded && keeps_limit(sizes);
+        };
+    };
+    bench::report_growth(state, 500, make, 1);
+    if (!is_bounded) state.SkipWithError("an edge is left above the limit");
+}
+
 constexpr std::size_t nbr_edges = 1000000;
 constexpr std::size_t nbr_metrics = 1000000;
 
@@ -540,6 +591,10 @@ int main(int argc, char** argv) {
     const auto add = [](const char* name, auto run) {
         benchmark::RegisterBenchmark(name, run)->Unit(benchmark::kMillisecond);
     };
+    benchmark::RegisterBenchmark("metrics/convex_row/ours", bound_convex_row)
+        ->UseManualTime()
+        ->Iterations(1)
+        ->Unit(benchmark::kMillisecond);
     add("metrics/shock_sizes_3d/ours", shock_ours<size_values>);
     add("metrics/shock_metrics_3d/ours", shock_ours<metric_values>);
     add("metrics/valid_3d/ours", valid_ours);

@@ -15,8 +15,18 @@ namespace kv7::tessmaker {
 
 namespace {
 
-// After how many IDs it is checked whether a hash table is slow.
-constexpr std::size_t ids_per_check = 256;
+// Calls `work(i)` for each place of a list, the last one first. Breaks off, and is false, if
+// `is_slow` holds after one of the blocks in which the places are visited.
+template <class Work, class Test>
+bool for_each_place_backwards(std::size_t size, Work work, Test is_slow) {
+    constexpr std::size_t block_size = 256;
+    for (std::size_t end = size; end > 0;) {
+        const std::size_t begin = (end - 1) / block_size * block_size;
+        while (end > begin) work(--end);
+        if (is_slow()) return false;
+    }
+    return true;
+}
 
 // Where each value occurs first in a list: an array indexed by value.
 class place_array {
@@ -49,14 +59,15 @@ public:
     bool init(const id_list& list, std::size_t nbr_values) {
         if (!places_.init(list.size(), list.size())) return false;
         most_steps_ = most_steps_per_key * list.size();
-        for (std::size_t i = list.size(); i-- > 0;) {
-            if (i % ids_per_check == 0 && is_slow()) break;
-            if (list[i] == no_id) continue;
-            const std::pair<unsigned int, unsigned int> held(list[i], static_cast<unsigned int>(i));
+        const unsigned int* const ids = list.data();
+        const auto insert = [this, ids](std::size_t i) {
+            if (ids[i] == no_id) return;
+            const std::pair<unsigned int, unsigned int> held(ids[i], static_cast<unsigned int>(i));
             const auto entry = places_.insert(held);
             if (entry.place) *entry.place = held;
-        }
-        if (!is_slow()) most_steps_ += most_steps_per_key * nbr_values;
+        };
+        if (for_each_place_backwards(list.size(), insert, [this] { return is_slow(); }))
+            most_steps_ += most_steps_per_key * nbr_values;
         return true;
     }
 
@@ -77,15 +88,19 @@ private:
 // False if `places` turns out to be slow: the outputs are then incomplete.
 template <class Places>
 bool cross_reference(Places& places, const id_list& list_b, id_list& a_of_b, id_list& b_of_a) {
-    for (std::size_t j = list_b.size(); j-- > 0;) {
-        if (j % ids_per_check == 0 && places.is_slow()) return false;
-        const unsigned int i = places.find(list_b[j]);
-        if (i == no_id) continue;
-        // An output is empty if there was no memory for it.
-        if (j < a_of_b.size()) a_of_b[j] = i;
-        if (i < b_of_a.size()) b_of_a[i] = static_cast<unsigned int>(j);
-    }
-    return true;
+    const unsigned int* const values = list_b.data();
+    unsigned int* const to_a = a_of_b.data();
+    unsigned int* const to_b = b_of_a.data();
+    // An output is empty if there was no memory for it.
+    const std::size_t nbr_to_a = a_of_b.size();
+    const std::size_t nbr_to_b = b_of_a.size();
+    const auto find = [=, &places](std::size_t j) {
+        const unsigned int i = places.find(values[j]);
+        if (i == no_id) return;
+        if (j < nbr_to_a) to_a[j] = i;
+        if (i < nbr_to_b) to_b[i] = static_cast<unsigned int>(j);
+    };
+    return for_each_place_backwards(list_b.size(), find, [&places] { return places.is_slow(); });
 }
 
 // The values of a list with their places, ascending. False when memory fails.
@@ -144,16 +159,19 @@ public:
     bool init(const id_matrix& connect, bool strict) {
         if (connect.cols() >= no_id) return false;
         rows_ = connect.rows();
+        nbr_columns_ = static_cast<unsigned int>(connect.cols());
         strict_ = strict;
-        return forms_.resize(rows_, connect.cols() + 1);
+        if (!forms_.resize(rows_ * (connect.cols() + 1))) return false;
+        first_ = forms_.data();
+        return true;
     }
 
     std::size_t rows() const { return rows_; }
-    unsigned int nbr_columns() const { return static_cast<unsigned int>(forms_.cols() - 1); }
-    const unsigned int* of(unsigned int c) const { return forms_.column(c); }
+    unsigned int nbr_columns() const { return nbr_columns_; }
+    const unsigned int* of(unsigned int c) const { return first_ + c * rows_; }
     // Writes the form of column `c`, or of the one to look up, whose number is `nbr_columns`.
     const unsigned int* write(const unsigned int* column, unsigned int c) {
-        unsigned int* const form = forms_.column(c);
+        unsigned int* const form = first_ + c * rows_;
         write_form(column, rows_, strict_, form);
         return form;
     }
@@ -166,8 +184,10 @@ public:
 
 private:
     std::size_t rows_ = 0;
+    unsigned int nbr_columns_ = 0;
     bool strict_ = false;
-    id_matrix forms_;
+    id_list forms_;
+    unsigned int* first_ = nullptr; // of `forms_`
 };
 
 // The columns of a connectivity by form: a hash table.
@@ -181,8 +201,9 @@ public:
 
     // Writes, for each column, the first one of its form.
     void find_first(column_forms& forms, const id_matrix& connect, unsigned int* first) {
+        const unsigned int* const columns = connect.column(0);
         for (unsigned int c = 0; c < forms.nbr_columns() && !is_slow(); ++c) {
-            const unsigned int* const form = forms.write(connect.column(c), c);
+            const unsigned int* const form = forms.write(columns + c * connect.ld(), c);
             first[c] = columns_.find_or_insert(
                 hash_of_form(form, forms.rows()), c,
                 [&forms, form](unsigned int other) { return forms.has_form(other, form); },
@@ -253,14 +274,17 @@ bool match_columns(Index& index, column_forms& forms, const id_matrix& connect_a
                    const id_matrix& connect_b, unsigned int* first_a, id_list& a_of_b,
                    id_list& b_of_a) {
     index.find_first(forms, connect_a, first_a);
+    unsigned int* const to_a = a_of_b.data();
+    unsigned int* const to_b = b_of_a.data();
+    const unsigned int* const columns_b = connect_b.column(0);
     for (std::size_t j = connect_b.cols(); j-- > 0;) {
         if (index.is_slow()) return false;
-        const unsigned int u =
-            index.find(forms, forms.write(connect_b.column(j), forms.nbr_columns()));
-        a_of_b[j] = u;
-        if (u != no_id) b_of_a[u] = static_cast<unsigned int>(j);
+        const unsigned int* const column = columns_b + j * connect_b.ld();
+        const unsigned int u = index.find(forms, forms.write(column, forms.nbr_columns()));
+        to_a[j] = u;
+        if (u != no_id) to_b[u] = static_cast<unsigned int>(j);
     }
-    for (std::size_t u = 0; u < connect_a.cols(); ++u) b_of_a[u] = b_of_a[first_a[u]];
+    for (std::size_t u = 0; u < connect_a.cols(); ++u) to_b[u] = to_b[first_a[u]];
     return true;
 }
 

@@ -65,12 +65,15 @@ public:
         count_ = 0;
         nbr_steps_ = 0;
         entries_.clear();
+        heads_ = nullptr;
         // How many entries are expected to find their bucket taken.
         const auto n = static_cast<double>(nbr_entries);
         const double overflow = n / (n + static_cast<double>(nbr_buckets_)) * n;
         if (overflow > most_overflow) return false;
         entries_.reserve(nbr_buckets_ + static_cast<std::uint64_t>(overflow), 1);
-        return entries_.resize(nbr_buckets_, entry{});
+        if (!entries_.resize(nbr_buckets_, entry{})) return false;
+        heads_ = entries_.data();
+        return true;
     }
 
     // Removes all entries; buckets and memory stay.
@@ -99,8 +102,8 @@ public:
     }
     // The same; adds the steps along the chain to `nbr_steps`.
     const content* find(unsigned int key, std::uint64_t& nbr_steps) const {
-        if (entries_.empty()) return nullptr;
-        for (const entry* e = entries_.data() + bucket_of(key);; e += e->third) {
+        if (!heads_) return nullptr;
+        for (const entry* e = heads_ + bucket_of(key);; e += e->third) {
             if (is_live(*e) && Held::key(e->first) == key) return &e->first;
             if (e->third == 0) return nullptr;
             ++nbr_steps;
@@ -126,9 +129,9 @@ private:
     }
 
     insertion place(const content& held) {
-        if (entries_.empty()) return {};
+        if (!heads_) return {};
         const unsigned int key = Held::key(held);
-        entry* e = entries_.data() + bucket_of(key);
+        entry* e = heads_ + bucket_of(key);
         entry* free = nullptr;
         while (true) {
             if (is_live(*e)) {
@@ -152,11 +155,12 @@ private:
     }
 
     entry* append_behind(const entry* tail, const content& held) {
-        const auto t = static_cast<std::size_t>(tail - entries_.data());
+        const auto t = static_cast<std::size_t>(tail - heads_);
         const std::size_t added = entries_.size();
         if (!entries_.push_back(entry{held, stamp_, 0})) return nullptr;
-        entries_[t].third = added - t;
-        return entries_.data() + added;
+        heads_ = entries_.data();
+        heads_[t].third = added - t;
+        return heads_ + added;
     }
 
     // Moves all entries to a table for `nbr_keys` keys. On failure the table is left unchanged.
@@ -167,6 +171,7 @@ private:
             if (is_live(e) && !larger.place(e.first).place) return false;
         }
         entries_ = larger.entries_;
+        heads_ = larger.heads_;
         nbr_buckets_ = larger.nbr_buckets_;
         stamp_ = larger.stamp_;
         nbr_steps_ += larger.nbr_steps_;
@@ -174,6 +179,7 @@ private:
     }
 
     dense1D<entry, 8> entries_;
+    entry* heads_ = nullptr; // the first entry; null before `init` and where it fails
     std::uint64_t nbr_buckets_ = 23;
     std::uint64_t stamp_ = 1;
     std::uint64_t count_ = 0;

@@ -27,7 +27,7 @@ template <class Value> struct run_state {
 // A run that has come into a circle comes back to every field of the circle. So the field is
 // compared with the one after the last power of two of moves: sooner or later that one is on the
 // circle, and the moves until the next power suffice to come back to it. Most runs never come back
-// to a field, so comparing must cost nothing. Hence a hash tells how the two fields differ, the XOR
+// to a field, so comparing must cost little. Hence a hash tells how the two fields differ, the XOR
 // of the hashes of each node that has moved, before and after: it is 0 where they are the same. The
 // first time that it is 0 the state of the run is saved, and from then on compared with that.
 template <class Value> class circle_proof {

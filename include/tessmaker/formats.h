@@ -201,6 +201,15 @@ TESSMAKER_API int NASTRAN_output(const char* filename, const dense2D<double>& po
 // On failure the arrays hold what was read before, and the element that was being read. Streams are
 // not checked: one in an error state is read as far as it goes, a null stream reads as an empty
 // one.
+//
+// Memory failure for `connect`, `indices`, `types` or `pids` is not reported: the result may be 0,
+// and `pos` is whole. An element is lost if there is no memory for its column, and so is each entry
+// of a list that finds none; later columns and entries then stand too early. Lost elements still
+// have their property in `pids`, and `indices` counts them, so that it may lead beyond `connect`.
+// Lists that fit together have one entry more in `indices` than in `types`, the number of columns
+// as the last entry of `indices`, and an entry in `pids` per column. In the short forms elements
+// can be missing, `type` and the two connectivities follow from such lists, and a run that leads
+// beyond `connect` is an empty connectivity.
 TESSMAKER_API int FEMAP_input(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& connect,
                               dense1D<unsigned int, 8>& indices, dense1D<int, 8>& types,
                               dense1D<unsigned int, 8>& pids);

@@ -166,9 +166,10 @@ TESSMAKER_API int metrics_aniso3d_to_aniso2d(const dense2D<double>& metrics3d,
 // Cost: a field that breaks the limit in few places is bounded in a few moves a node. Slow are
 // fields that grow ever faster over a long way, where a node moves again each time that its
 // neighbour has. The sizes 1 + x^2 / n at the nodes x = 0, ..., n - 1 of a row of bars, which may
-// only shrink, take 0.36 n^2 moves and a time of about n^2.6, 3 s for 4000 nodes. The queue keeps
-// entries that later moves have made stale until they come up: on that row up to 0.43 n^2 entries
-// of 16 bytes, hundreds of times the memory of mesh and field.
+// only shrink, take 0.36 n^2 moves: 3 s for 4000 nodes, and a time that grows like n^2.6 from there
+// on, where the queue leaves the caches. The queue keeps entries that later moves have made stale
+// until they come up: on that row up to 0.43 n^2 entries of 16 bytes, hundreds of times the memory
+// of mesh and field.
 //
 // Returns the number of nodes changed; 0 for an empty `connect` or no limit, before any check, or
 //   -1    `pos` has neither 2 nor 3 rows

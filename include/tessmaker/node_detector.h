@@ -38,6 +38,13 @@ template <unsigned DIM> class point_tree;
 // nodes of lower rank are its left subtree, those of higher rank its right one. A node that is
 // inserted later goes left of a greater coordinate and right of all others.
 //
+// Cost: in most clouds of n nodes, a query for the nearest and an insertion take about log n steps.
+// A query visits all nodes that are equally near, so all n from the centre of a sphere that they
+// lie on, or from a point away from nodes that coincide. An insertion takes as many steps as the
+// tree is deep where the node goes, and insertions do not balance the tree: n nodes that coincide,
+// or that are inserted one call each in ascending order, make a chain, with n^2 / 2 steps in all.
+// `reinit` with all nodes gives a balanced tree.
+//
 // Const members may run at once in several threads; all others need exclusive access. If memory for
 // the tree object itself fails, std::bad_alloc is thrown and the detector is empty.
 class TESSMAKER_API node_detector {

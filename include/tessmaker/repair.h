@@ -39,6 +39,13 @@ namespace kv7::tessmaker {
 // stand for all other memory; with flags 1 and 2 std::bad_alloc can be thrown as well, and the
 // connectivities are then as the last full pass left them.
 
+// Cost: about n log n for n nodes, on lines and in planes as well as in space. Two cases of flags 1
+// and 2 take a time that grows like n^2. A column of n nodes that all lie within `tol` of each
+// other has n^2 / 2 pairs, which are listed, at 16 bytes each, and sorted: 1.8 s for 4000 nodes.
+// With flag 2, a pass looks again at every element that the pass before has changed: n elements
+// around one node that merges in each of n passes, as the hub of a star can, are looked at n^2 / 2
+// times, 0.4 s for 4000 bars.
+
 // All nodes of `pos`. The rank is the ID, so the node with the lowest ID of a cluster survives.
 // Merged nodes keep their columns and take the coordinates of the survivor.
 //

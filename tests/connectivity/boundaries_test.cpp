@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "connectivity/neighbors_of.h"
 #include "connectivity/reference.h"
 #include "support/memory_failure.h"
 #include "support/zoo.h"
@@ -13,12 +14,6 @@ namespace {
 
 using matrix = dense2D<unsigned int>;
 using columns_list = std::vector<ids>;
-
-matrix neighbors_of(const matrix& connect, element_type type) {
-    matrix neighbors;
-    EXPECT_EQ(get_neighbors(connect, type, false, neighbors), 0);
-    return neighbors;
-}
 
 columns_list element_boundaries(const matrix& connect, element_type type) {
     matrix boundaries;

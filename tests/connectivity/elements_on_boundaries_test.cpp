@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "connectivity/neighbors_of.h"
 #include "connectivity/reference.h"
 #include "support/memory_failure.h"
 #include "support/zoo.h"
@@ -111,12 +112,6 @@ located plain_locate(const matrix& boundaries, const matrix& connect, const matr
         if (side <= -2) out.handles[b] = opposite;
     }
     return out;
-}
-
-matrix neighbors_of(const matrix& connect, element_type type, bool link = false) {
-    matrix neighbors;
-    EXPECT_EQ(get_neighbors(connect, type, link, neighbors), 0);
-    return neighbors;
 }
 
 dense1D<unsigned int> ancestors_of(const matrix& connect) {

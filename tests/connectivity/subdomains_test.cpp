@@ -2,6 +2,7 @@
 
 #include <deque>
 
+#include "connectivity/neighbors_of.h"
 #include "connectivity/reference.h"
 #include "support/memory_failure.h"
 #include "support/zoo.h"
@@ -50,15 +51,9 @@ parts plain_parts(const matrix& neighbors) {
     return result;
 }
 
-matrix neighbors_of(const matrix& connect, element_type type) {
-    matrix neighbors;
-    EXPECT_EQ(get_neighbors(connect, type, true, neighbors), 0);
-    return neighbors;
-}
-
 TEST(subdomains, of_two_joined_tetrahedra_and_one_apart) {
     const matrix connect = connectivity({{0, 1, 2, 3}, {0, 2, 1, 4}, {5, 6, 7, 8}});
-    const parts p = parts_of(neighbors_of(connect, ET_TETRA4));
+    const parts p = parts_of(neighbors_of(connect, ET_TETRA4, true));
     EXPECT_EQ(p.first, (ids{0, 2, 3}));
     EXPECT_EQ(p.list, (ids{0, 1, 2}));
 }
@@ -83,13 +78,13 @@ TEST(subdomains, flood_a_chain_from_its_lowest_element) {
 
 TEST(subdomains, reordered_stand_together_and_stay_so) {
     matrix connect = connectivity({{0, 1, 2}, {5, 6, 7}, {2, 1, 3}});
-    matrix neighbors = neighbors_of(connect, ET_TRIA3);
+    matrix neighbors = neighbors_of(connect, ET_TRIA3, true);
     dense1D<unsigned int> first;
     for (int call = 0; call < 2; ++call) {
         ASSERT_EQ(get_subdomains(connect, neighbors, first), 0);
         EXPECT_EQ(list(first), (ids{0, 2, 3}));
         EXPECT_EQ(list(connect), (std::vector<ids>{{0, 1, 2}, {2, 1, 3}, {5, 6, 7}}));
-        EXPECT_EQ(list(neighbors), list(neighbors_of(connect, ET_TRIA3)));
+        EXPECT_EQ(list(neighbors), list(neighbors_of(connect, ET_TRIA3, true)));
     }
 }
 
@@ -99,7 +94,7 @@ TEST(subdomains, reordered_in_views_leave_what_stands_around_them) {
     matrix connect = around_connect.sub_matrix(1, 0, 3, 3);
     matrix neighbors = around_neighbors.sub_matrix(0, 1, 3, 3);
     const matrix mesh = connectivity({{0, 1, 2}, {5, 6, 7}, {2, 1, 3}});
-    const matrix across = neighbors_of(mesh, ET_TRIA3);
+    const matrix across = neighbors_of(mesh, ET_TRIA3, true);
     for (std::size_t c = 0; c < 3; ++c) {
         std::copy_n(mesh.column(c), 3, connect.column(c));
         std::copy_n(across.column(c), 3, neighbors.column(c));
@@ -167,7 +162,7 @@ TEST(subdomains, equal_a_breadth_first_search_on_random_arrays) {
 
 TEST(subdomains, fail_by_their_code_and_change_nothing_when_memory_does) {
     const matrix connect = connectivity({{0, 1, 2}, {5, 6, 7}, {2, 1, 3}});
-    const matrix neighbors = neighbors_of(connect, ET_TRIA3);
+    const matrix neighbors = neighbors_of(connect, ET_TRIA3, true);
     const auto nbr_failed = fail_each_allocation([&](std::size_t k, bool and_later) {
         matrix own_connect;
         matrix own_neighbors;
@@ -183,7 +178,7 @@ TEST(subdomains, fail_by_their_code_and_change_nothing_when_memory_does) {
         if (result == 0) {
             EXPECT_EQ(list(first), (ids{0, 2, 3}));
             EXPECT_EQ(list(own_connect), (std::vector<ids>{{0, 1, 2}, {2, 1, 3}, {5, 6, 7}}));
-            EXPECT_EQ(list(own_neighbors), list(neighbors_of(own_connect, ET_TRIA3)));
+            EXPECT_EQ(list(own_neighbors), list(neighbors_of(own_connect, ET_TRIA3, true)));
         } else {
             EXPECT_TRUE(happened && result == -199);
             EXPECT_TRUE(first.empty());

@@ -11,6 +11,7 @@
 #include <variant>
 #include <vector>
 
+#include "connectivity/neighbors_of.h"
 #include "formats/femap_files.h"
 #include "formats/scratch_files.h"
 #include "support/failing_call.h"
@@ -26,6 +27,7 @@
 
 using namespace kv7;
 using namespace kv7::tessmaker;
+using test::neighbors_of;
 using test::none;
 
 namespace {
@@ -273,11 +275,6 @@ id_array mixed_faces() {
     return connect;
 }
 
-id_array neighbors_of(const id_array& connect, element_type type) {
-    id_array neighbors;
-    EXPECT_EQ(get_neighbors(connect, type, true, neighbors), 0);
-    return neighbors;
-}
 id_array boundaries_of(const id_array& connect, element_type type) {
     id_array boundaries;
     EXPECT_EQ(get_element_boundaries(connect, type, boundaries), 0);
@@ -352,13 +349,13 @@ std::vector<call> calls_on_connectivities() {
          {{triangles()}, {id_array()}},
          [](arguments& a) { return get_neighbors(a.matrix(0), ET_TRIA3, true, a.out_matrix(0)); }},
         {"get_subdomains",
-         {{neighbors_of(triangles(), ET_TRIA3)}, {ids(), ids()}},
+         {{neighbors_of(triangles(), ET_TRIA3, true)}, {ids(), ids()}},
          [](arguments& a) { return get_subdomains(a.matrix(0), a.out(0), a.out(1)); }},
         {"get_subdomains with reordering",
-         {{triangles(), neighbors_of(triangles(), ET_TRIA3)}, {ids()}},
+         {{triangles(), neighbors_of(triangles(), ET_TRIA3, true)}, {ids()}},
          [](arguments& a) { return get_subdomains(a.matrix(0), a.matrix(1), a.out(0)); }},
         {"sort_elfes",
-         {{mixed_faces(), neighbors_of(square(false), ET_QUAD4)}, {ids(), ids(), ids()}},
+         {{mixed_faces(), neighbors_of(square(false), ET_QUAD4, true)}, {ids(), ids(), ids()}},
          [](arguments& a) {
              return sort_elfes(a.matrix(0), a.matrix(1), a.out(0), a.out(1), a.out(2));
          }},
@@ -371,7 +368,7 @@ std::vector<call> calls_on_connectivities() {
 // The last one clears its output, the others append.
 std::vector<call> calls_on_boundaries() {
     const id_array t = triangles();
-    const id_array n = neighbors_of(t, ET_TRIA3);
+    const id_array n = neighbors_of(t, ET_TRIA3, true);
     return {
         {"get_element_boundaries",
          {{t}, {id_array()}},
@@ -742,7 +739,7 @@ TEST(shared_blocks, of_an_array_that_is_appended_to_stay_shared_with_views_that_
     ids handles{7};
     ids other_handles = handles;
     const id_array t = triangles();
-    const id_array n = neighbors_of(t, ET_TRIA3);
+    const id_array n = neighbors_of(t, ET_TRIA3, true);
     unsigned int stride = 0;
     EXPECT_EQ(get_mesh_boundaries(t, n, ET_TRIA3, boundaries), 0);
     EXPECT_EQ(get_mesh_bounding_elements(t, n, ET_TRIA3, handles, stride), 0);
