@@ -33,7 +33,7 @@ struct deck_position {
 // stands on the first.
 class deck_card {
 public:
-    // Fields beyond are counted, but not kept. The largest card of an element has 34.
+    // Fields beyond are counted, but not kept. An element's card has 24 at most.
     static constexpr std::size_t most_fields = 64;
 
     // In upper case, without a star; longer names are cut. Blank for a continuation without a card.
@@ -45,12 +45,16 @@ public:
     // The text of a field, with the blanks around it; empty if the card has no such field. From
     // each of its characters, and from its end, a word can be read.
     std::string_view operator[](std::size_t i) const {
-        if (i >= nbr_fields_ || i >= most_fields) return {text_, 0};
-        return {text_ + fields_[i].begin, fields_[i].size};
+        const bool is_there = i < nbr_fields_ && i < most_fields;
+        return is_there ? std::string_view(text_ + fields_[i].begin, fields_[i].size) : no_text;
     }
     // The value of a free field of up to eight digits and nothing else; 0 for any other.
     std::uint32_t digits(std::size_t i) const {
         return i >= nbr_fields_ || i >= most_fields ? 0 : digits_[i];
+    }
+    // The same for a number of fields; null if one of them is not there.
+    const std::uint32_t* digits(std::size_t begin, std::size_t end) const {
+        return end <= nbr_fields_ && end <= most_fields ? digits_.data() + begin : nullptr;
     }
     bool is_blank(std::size_t i) const {
         const std::string_view text = (*this)[i];
@@ -86,6 +90,8 @@ private:
         std::size_t begin = 0; // the place of its first column in the text
     };
     static constexpr std::size_t most_lines = most_fields / 4;
+    // A word can be read from it.
+    static constexpr std::string_view no_text = std::string_view("        ").substr(0, 0);
 
     std::uint64_t name_ = blank_word;
     unsigned int file_ = 0;

@@ -1,5 +1,9 @@
 #include "formats/deck_elements.h"
 
+#include <algorithm>
+
+#include "core/element_table.h"
+
 namespace kv7::tessmaker {
 
 namespace {
@@ -57,9 +61,25 @@ constexpr deck_element_card element_cards[] = {
 // of the upper one.
 constexpr nastran_order penta15_order{0, 1, 2, 3, 4, 5, 9, 10, 11, 7, 8, 6, 13, 14, 12};
 
+std::size_t size_of(element_type type) { return element_table[type].nbr_nodes; }
+
 // Where each node of an element stands among those of its card.
 const nastran_order& order_of(element_type type) {
     return type == ET_PENTA15 ? penta15_order : nastran_input_order(type);
+}
+
+deck_element_fault read_corners(const deck_card& card, std::size_t first, std::size_t n,
+                                unsigned int* nodes) {
+    const std::uint32_t* const digits = card.digits(first, first + n);
+    for (std::size_t k = 0; k < n; ++k) {
+        if (digits && digits[k] != 0) {
+            nodes[k] = digits[k];
+            continue;
+        }
+        const deck_value node = read_id(card[first + k], nodes[k]);
+        if (node != deck_value::number) return {node, first + k};
+    }
+    return {};
 }
 
 // A mid-side node may be left out, by a blank field or a 0.
@@ -85,7 +105,9 @@ deck_element_fault read_further_nodes(const deck_card& card, std::size_t first, 
                                       std::size_t end, unsigned int* nodes,
                                       std::size_t& nbr_given) {
     nbr_given = 0;
-    for (std::size_t k = begin; k < end; ++k) {
+    const std::size_t last = std::min(first + end, card.nbr_fields());
+    for (std::size_t k = begin; first + k < last; ++k) {
+        if (card[first + k].empty()) continue;
         const deck_value value = read_mid_node(card, first + k, nodes[k]);
         if (value == deck_value::number) {
             ++nbr_given;
@@ -102,8 +124,8 @@ deck_element_fault read_to_largest_type(const deck_card& card, const deck_elemen
     further.type = kind.types[0];
     bool has_all = true;
     for (std::size_t t = 1; t < kind.types.size() && kind.types[t] != ET_UNKNOWN; ++t) {
-        const std::size_t begin = nbr_nodes(kind.types[t - 1]);
-        const std::size_t end = nbr_nodes(kind.types[t]);
+        const std::size_t begin = size_of(kind.types[t - 1]);
+        const std::size_t end = size_of(kind.types[t]);
         std::size_t nbr_given = 0;
         const deck_element_fault fault =
             read_further_nodes(card, kind.first_node, begin, end, nodes, nbr_given);
@@ -145,20 +167,18 @@ deck_element_fault read_element(const deck_card& card, const deck_element_card& 
         if (fault) return fault;
     }
     std::array<unsigned int, nastran_max_nodes> nodes;
-    const std::size_t nbr_corners = nbr_nodes(kind.types[0]);
-    for (std::size_t k = 0; k < nbr_corners; ++k) {
-        const deck_value node = read_id(card, kind.first_node + k, nodes[k]);
-        if (node != deck_value::number) return {node, kind.first_node + k};
-    }
+    const std::size_t nbr_corners = size_of(kind.types[0]);
+    const deck_element_fault fault = read_corners(card, kind.first_node, nbr_corners, nodes.data());
+    if (fault) return fault;
     further_nodes further{kind.types[0]};
     if (kind.types[1] != ET_UNKNOWN && card.nbr_fields() > kind.first_node + nbr_corners) {
-        const deck_element_fault fault = read_to_largest_type(card, kind, nodes.data(), further);
-        if (fault) return fault;
+        const deck_element_fault mid = read_to_largest_type(card, kind, nodes.data(), further);
+        if (mid) return mid;
     }
     element.type = further.type;
     element.has_blank_mid_nodes = further.has_blanks;
     const nastran_order& order = order_of(element.type);
-    const std::size_t n = nbr_nodes(element.type);
+    const std::size_t n = size_of(element.type);
     for (std::size_t k = 0; k < n; ++k) element.nodes[k] = nodes[order[k]];
     return {};
 }

@@ -16,15 +16,15 @@ namespace kv7::tessmaker {
 
 // The property of an element: in field 1, or there is none. A blank one is the element's number,
 // unless a card gives another for all bars or beams.
-enum class deck_property { own, of_bars, of_beams, none };
+enum class deck_property : std::uint8_t { own, of_bars, of_beams, none };
 
 // The nodes of a card are its corners, then mid-side nodes, then perhaps a centre. Types of more
 // nodes need all of theirs; a card that leaves out some is the largest type whose nodes it has.
 struct deck_element_card {
     std::uint64_t name;
-    std::array<element_type, 3>
-        types;                  // the linear one, that with mid-side nodes, that with a centre
-    std::size_t first_node = 2; // its field
+    // The linear one, that with mid-side nodes, that with a centre.
+    std::array<element_type, 3> types;
+    std::uint8_t first_node = 2; // its field
     deck_property property = deck_property::own;
 };
 

@@ -179,8 +179,7 @@ TEST(deck_coordinates, tells_the_line_of_what_is_wrong) {
         // No node needs these.
         {"GRID,1\nCORD2R,4,9" + points + "CORD2R,5,4" + points + "CORD1R,6,1,2,3\nCORD2R,7\n",
          deck_system_fault::none, 0, 0, 0},
-        {"GRID,1,4\nCORD2R,4,0" + points + "CORD2R,4," + points, deck_system_fault::none,
-         0, 0, 0},
+        {"GRID,1,4\nCORD2R,4,0" + points + "CORD2R,4," + points, deck_system_fault::none, 0, 0, 0},
     };
     for (const auto& c : all) {
         const deck_system_fault fault = place(c.text).fault;
