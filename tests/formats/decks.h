@@ -79,7 +79,8 @@ inline plain_card copy_of(const kv7::tessmaker::deck_card& card) {
     copy.is_cut = card.is_cut();
     EXPECT_EQ(card.position().column, 1U);
     EXPECT_EQ(card.is_stray(), copy.name.empty());
-    for (std::size_t i = 0; i < card.nbr_fields() && i < card.most_fields; ++i) {
+    for (std::size_t i = 0; i < card.nbr_fields() && i < kv7::tessmaker::deck_card::most_fields;
+         ++i) {
         const std::string text = plain_strip(std::string(card[i]), " ");
         const kv7::tessmaker::deck_position place = card.position(i);
         copy.fields.push_back({text, place.file, place.line, place.column});

@@ -120,7 +120,7 @@ private:
     static head head_of(const std::string& line) {
         head result;
         const std::size_t comma = line.find(',');
-        if (comma != std::string::npos && comma < 16) {
+        if (comma < 16) {
             const std::string first = line.substr(0, 8);
             const std::string rest = comma > 8 ? line.substr(8, comma - 8) : "";
             const bool is_blank = rest.find_first_not_of(' ') == std::string::npos;
@@ -188,13 +188,16 @@ private:
                 finish();
             } else if (in_bulk_ && is_keyword(line, "ENDDATA")) {
                 return false;
-            } else if (in_bulk_ && !plain_strip(line, white).empty()) {
+            } else if (in_bulk_ && !is_blank(line)) {
                 add({file, number, line, is_cut});
-            } else if (in_bulk_ && !plain_strip(line.substr(0, 8), " ").empty()) {
-                add({file, number, line, is_cut}); // of other white space
             }
         }
         return true;
+    }
+
+    // Blanks alone in the first field, and white space behind it.
+    static bool is_blank(const std::string& line) {
+        return plain_strip(line, white).empty() && plain_strip(line.substr(0, 8), " ").empty();
     }
 
     static bool read_name(const std::vector<std::string>& lines, std::size_t& i,
