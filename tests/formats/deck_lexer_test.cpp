@@ -51,7 +51,7 @@ std::string ten_million(char c) {
 
 TEST(deck_lexer, reads_small_large_and_free_fields_of_one_card) {
     const cards expected{"CHEXA 1 2 3 4 5 6 7 8 9 10"};
-    // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): cards of two lines
+    // NOLINTBEGIN(bugprone-suspicious-missing-comma): cards of several lines
     for (const std::string text :
          {"CHEXA   1       2       3       4       5       6       7       8       +A\n"
           "+A      9       10\n",
@@ -67,6 +67,7 @@ TEST(deck_lexer, reads_small_large_and_free_fields_of_one_card) {
           "CHEXA , 1 ,2\t, 3 ,4,5,6,7,8,+B\n  +B    9       10\n"}) {
         EXPECT_EQ(brief(text), expected) << text;
     }
+    // NOLINTEND(bugprone-suspicious-missing-comma)
 }
 
 TEST(deck_lexer, gives_a_line_room_for_its_fields_whatever_stands_on_it) {
