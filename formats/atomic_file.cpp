@@ -42,18 +42,32 @@ bool resolve_new(std::string& path) {
     return false;
 }
 
-// The same of a path that names a regular file. The path becomes empty if nothing but the path
-// itself leads to that file, as with a descriptor of a file that has been removed.
-void resolve_regular(std::string& path, const struct stat& file) {
+// Where a path leads that names a regular file; empty if the name that it leads to is not that
+// file's, as with a descriptor of a file that has been removed.
+std::string resolved_regular(const char* path, const struct stat& file) {
     struct free_memory {
         void operator()(char* text) const { std::free(text); }
     };
-    const std::unique_ptr<char, free_memory> resolved(realpath(path.c_str(), nullptr));
+    const std::unique_ptr<char, free_memory> resolved(realpath(path, nullptr));
     if (!resolved && errno == ENOMEM) throw std::bad_alloc();
     struct stat found {};
     const bool is_same = resolved && stat(resolved.get(), &found) == 0 &&
                          found.st_dev == file.st_dev && found.st_ino == file.st_ino;
-    path = is_same ? resolved.get() : "";
+    return is_same ? resolved.get() : "";
+}
+
+// Tells what a path names, and of a regular file where it leads. Another writer may replace the
+// file between two looks at it; who looks again sees what is there then.
+int look_up(const char* path, struct stat& file, std::string& target) {
+    constexpr int most_attempts = 100;
+    target.clear();
+    for (int k = 0; k < most_attempts; ++k) {
+        const int result = stat(path, &file);
+        if (result != 0 || !S_ISREG(file.st_mode)) return result;
+        target = resolved_regular(path, file);
+        if (!target.empty()) return result;
+    }
+    return 0;
 }
 
 // Six characters that two calls hardly ever have in common.
@@ -99,18 +113,14 @@ atomic_file::atomic_file(const char* path) {
         file_ = stdout;
         return;
     }
-    target_ = path;
     struct stat file {};
-    const bool is_there = stat(path, &file) == 0;
-    if (is_there) {
-        if (S_ISREG(file.st_mode)) {
-            resolve_regular(target_, file);
-        } else {
-            target_.clear();
+    const bool is_there = look_up(path, file, target_) == 0;
+    if (!is_there) {
+        target_ = path;
+        if (errno != ENOENT || !resolve_new(target_)) {
+            remember_error();
+            return;
         }
-    } else if (errno != ENOENT || !resolve_new(target_)) {
-        remember_error();
-        return;
     }
     if (target_.empty()) {
         file_ = std::fopen(path, "wbe");

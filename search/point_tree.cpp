@@ -6,6 +6,7 @@
 
 #include "core/ids.h"
 #include "search/nearest_search.h"
+#include "search/tie_search.h"
 #include "search/tree_queries.h"
 
 namespace kv7::tessmaker {
