@@ -25,17 +25,23 @@ namespace kv7::tessmaker {
 
 // IDs of nodes or elements under a name: a group, a solid of an STL file, a set.
 struct named_set {
+    // As the file has it.
     std::string name;
-    dense1D<unsigned int> ids; // ascending
+    // Ascending.
+    dense1D<unsigned int> ids;
 };
 
+// What has the values of a field.
 enum class field_place { nodes, elements };
 
 // A field: a column of values per node or per element, a row per component. Symmetric tensors have
 // the rows of a metric: xx, xy, yy in 2D, xx, xy, yy, xz, yz, zz in 3D.
 struct field {
+    // As the file has it.
     std::string name;
+    // Nodes or elements.
     field_place at = field_place::nodes;
+    // A row per component.
     dense2D<double> values;
 };
 
@@ -50,6 +56,7 @@ struct field {
 //   node_numbers     a number per node; or empty, then node k has the number k + 1
 //   element_numbers  a number per element; or empty, then element k has the number k + 1
 struct mesh {
+    // As in the table above.
     dense2D<double> pos;
     dense2D<unsigned int> connect;
     dense1D<unsigned int> indices;
@@ -57,11 +64,13 @@ struct mesh {
     dense1D<unsigned int> pids;
     dense1D<unsigned int> node_numbers;
     dense1D<unsigned int> element_numbers;
+    // In the order of the file.
     std::vector<named_set> node_sets;
     std::vector<named_set> element_sets;
     std::vector<field> fields;
 };
 
+// Formats of mesh files.
 enum class file_format {
     unknown,
     stl_text,
@@ -116,13 +125,20 @@ enum class remark_kind {
     note     // nothing is wrong, and the user may want to know
 };
 
+// One sentence of a report, and what it is made of.
 struct remark {
+    // How much it tells.
     remark_kind kind = remark_kind::note;
-    std::string keyword;      // what it is about; empty for the file or the mesh as a whole
-    std::uint64_t count = 0;  // how many there are
-    std::string file;         // where the first of them stands: the file itself or one it includes
-    std::uint64_t line = 0;   // and its line, from 1; 0 where lines mean nothing
-    std::uint64_t column = 0; // of an error in a line, from 1; else 0
+    // What it is about; empty for the file or the mesh as a whole.
+    std::string keyword;
+    // How many there are.
+    std::uint64_t count = 0;
+    // Where the first of them stands: the file itself or one that it includes.
+    std::string file;
+    // Its line, from 1; 0 where lines mean nothing.
+    std::uint64_t line = 0;
+    // Of an error in a line, from 1; else 0.
+    std::uint64_t column = 0;
     // All of this in words, in ASCII but for names of files:
     // "CBUSH: 96 not read, first in line 1234: no mesh element",
     // "wing.bdf, line 12, column 17: a real number is expected".
@@ -131,7 +147,9 @@ struct remark {
 
 // How often a file has a keyword, and how often what it stands for was read.
 struct keyword_count {
+    // As a report shows it.
     std::string keyword;
+    // How often the file has it, and how often it was read.
     std::uint64_t seen = 0;
     std::uint64_t read = 0;
 };
