@@ -63,11 +63,6 @@ constexpr nastran_order penta15_order{0, 1, 2, 3, 4, 5, 9, 10, 11, 7, 8, 6, 13, 
 
 std::size_t size_of(element_type type) { return element_table[type].nbr_nodes; }
 
-// Where each node of an element stands among those of its card.
-const nastran_order& order_of(element_type type) {
-    return type == ET_PENTA15 ? penta15_order : nastran_input_order(type);
-}
-
 deck_element_fault read_corners(const deck_card& card, std::size_t first, std::size_t n,
                                 unsigned int* nodes) {
     const std::uint32_t* const digits = card.digits(first, first + n);
@@ -156,6 +151,10 @@ const deck_element_card* find_element_card(std::uint64_t name) {
     return nullptr;
 }
 
+const nastran_order& deck_order(element_type type) {
+    return type == ET_PENTA15 ? penta15_order : nastran_input_order(type);
+}
+
 deck_element_fault read_element(const deck_card& card, const deck_element_card& kind,
                                 deck_element& element) {
     element.property = no_id;
@@ -177,7 +176,7 @@ deck_element_fault read_element(const deck_card& card, const deck_element_card& 
     }
     element.type = further.type;
     element.has_blank_mid_nodes = further.has_blanks;
-    const nastran_order& order = order_of(element.type);
+    const nastran_order& order = deck_order(element.type);
     const std::size_t n = size_of(element.type);
     for (std::size_t k = 0; k < n; ++k) element.nodes[k] = nodes[order[k]];
     return {};

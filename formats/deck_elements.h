@@ -47,6 +47,9 @@ struct deck_element_fault {
 // Null if the card is none of an element.
 const deck_element_card* find_element_card(std::uint64_t name);
 
+// Where each node of an element stands among those of its card.
+const nastran_order& deck_order(element_type type);
+
 // `kind` is the entry of the card's name.
 deck_element_fault read_element(const deck_card& card, const deck_element_card& kind,
                                 deck_element& element);

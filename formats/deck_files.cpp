@@ -45,7 +45,7 @@ deck_failure open_deck_file(const char* path, std::FILE*& file) {
 }
 
 deck_files::deck_files(std::FILE* file, std::string_view path, deck_opener open)
-    : opener_(open), paths_{std::string(path)} {
+    : opener_(open), paths_{std::string(path)}, included_at_(1) {
     open_.reserve(most_depth + 1);
     open_.push_back({file, 0, std::make_unique<deck_lines>(file)});
     lines_ = open_.back().lines.get();
@@ -78,7 +78,7 @@ bool deck_files::is_open(std::FILE* file) const {
                        [&](const open_file& other) { return is_same_file(other.file, file); });
 }
 
-deck_failure deck_files::include(const std::string& path) {
+deck_failure deck_files::include(const std::string& path, const deck_position& at) {
     if (path.empty() || path.size() > longest_path || path.find('\0') != std::string::npos)
         return deck_failure::no_file_name;
     if (open_.size() > most_depth) return deck_failure::too_deep;
@@ -92,6 +92,7 @@ deck_failure deck_files::include(const std::string& path) {
     const auto number = static_cast<unsigned int>(paths_.size());
     auto lines = std::make_unique<deck_lines>(file);
     paths_.push_back(std::move(found));
+    included_at_.push_back(at);
     open_.push_back({owned.release(), number, std::move(lines)});
     lines_ = open_.back().lines.get();
     return deck_failure::none;

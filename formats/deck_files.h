@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "formats/deck_card.h"
 #include "formats/deck_lines.h"
 
 namespace kv7::tessmaker {
@@ -49,16 +50,21 @@ public:
     // Reads the next line of the file at hand; false at its end.
     bool next_in_file() { return lines_->next(); }
     const deck_lines& lines() const { return *lines_; }
+    void pass_over(std::size_t nbr_bytes, std::size_t nbr_lines) {
+        lines_->pass_over(nbr_bytes, nbr_lines);
+    }
     // Whether the end was met because of an error.
     bool has_failed() const { return std::ferror(open_.back().file) != 0; }
 
     // Its number in the order of opening, from 0, and the path of a file.
     unsigned int file() const { return open_.back().number; }
     const std::string& path(unsigned int number) const { return paths_[number]; }
+    // The line with which a file includes another one, which is not the first.
+    const deck_position& included_at(unsigned int number) const { return included_at_[number]; }
 
     // Makes `path` the file at hand. A relative one is looked for in the folder of the file at
-    // hand, then in that of the first.
-    deck_failure include(const std::string& path);
+    // hand, then in that of the first. `at` is the line that asks for it.
+    deck_failure include(const std::string& path, const deck_position& at);
     // Goes back to the file that included the one at hand; false if that is the first.
     bool leave();
 
@@ -74,6 +80,7 @@ private:
 
     deck_opener opener_;
     std::vector<std::string> paths_;
+    std::vector<deck_position> included_at_;
     std::vector<open_file> open_; // each includes the next
     deck_lines* lines_ = nullptr; // of the last
 };

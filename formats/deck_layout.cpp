@@ -84,15 +84,15 @@ deck_head head_of(std::string_view text) {
     return head;
 }
 
-void deck_heads::find_anew(std::string_view text, std::uint64_t word) {
-    head_ = head_of(text);
-    word_ = word;
-    if (!head_.is_free) {
-        mask_ = ~std::uint64_t{0};
-    } else if (head_.size < word_size) {
-        mask_ = ~std::uint64_t{0} >> 8 * (word_size - 1 - head_.size);
+void deck_heads::known_head::find_anew(std::string_view text, std::uint64_t new_word) {
+    head = head_of(text);
+    word = new_word;
+    if (!head.is_free) {
+        mask = ~std::uint64_t{0};
+    } else if (head.size < word_size) {
+        mask = ~std::uint64_t{0} >> 8 * (word_size - 1 - head.size);
     } else {
-        mask_ = 0;
+        mask = 0;
     }
 }
 

@@ -41,27 +41,39 @@ struct deck_head {
 // field.
 deck_head head_of(std::string_view text);
 
-// Finds heads; lines of one kind mostly follow each other, so it compares with the last one first.
+// Finds heads; lines of one kind mostly follow each other, or take turns with their continuations,
+// so it compares with the last two first.
 class deck_heads {
 public:
+    // Stays as it is until the next call.
     const deck_head& find(std::string_view text) {
         const std::uint64_t word = field_word(text);
-        const bool is_same = ((word ^ word_) & mask_) == 0;
-        if (!is_same || mask_ == 0 || (!head_.is_free && may_have_late_comma(text))) {
-            find_anew(text, word);
+        if (!recent_[last_].fits(text, word)) {
+            last_ ^= 1U;
+            if (!recent_[last_].fits(text, word)) recent_[last_].find_anew(text, word);
         }
-        return head_;
+        return recent_[last_].head;
     }
 
 private:
+    struct known_head {
+        deck_head head;
+        std::uint64_t word = 0;
+        std::uint64_t mask = 0; // the bits of the word that tell the head; none if there are more
+
+        bool fits(std::string_view text, std::uint64_t other) const {
+            const bool is_same = ((other ^ word) & mask) == 0;
+            return is_same && mask != 0 && (head.is_free || !may_have_late_comma(text));
+        }
+        void find_anew(std::string_view text, std::uint64_t new_word);
+    };
+
     static bool may_have_late_comma(std::string_view text) {
         return text.size() > word_size && places_of(',', load_word(text.data() + word_size)) != 0;
     }
-    void find_anew(std::string_view text, std::uint64_t word);
 
-    deck_head head_;
-    std::uint64_t word_ = 0;
-    std::uint64_t mask_ = 0; // the bits of the word that tell the head; none if there are more
+    known_head recent_[2];
+    unsigned int last_ = 0;
 };
 
 // Puts a card together. The lines that it is given must be readable as those of `deck_lines` are.

@@ -59,18 +59,20 @@ bool has_begin_of_bulk(std::FILE* file) {
     return fseeko(file, start, SEEK_SET) == 0 && found;
 }
 
-// Whether a line, whose first field is `head`, begins with a word, given in lower and in upper
-// case.
+// Whether a line, whose first field is `head`, begins with a word in lower case, whose name is
+// `upper`.
 bool is_keyword(const deck_head& head, std::string_view text, std::string_view word,
-                std::string_view upper) {
+                std::uint64_t upper) {
     constexpr std::uint64_t first_two = 0xFFFF;
-    return ((head.word ^ deck_name(upper)) & first_two) == 0 && take_word(text, word);
+    return ((head.word ^ upper) & first_two) == 0 && take_word(text, word);
 }
 bool is_include(const deck_head& head, std::string_view text) {
-    return is_keyword(head, text, "include", "INCLUDE");
+    constexpr std::uint64_t name = deck_name("INCLUDE");
+    return is_keyword(head, text, "include", name);
 }
 bool ends_data(const deck_head& head, std::string_view text) {
-    return is_keyword(head, text, "enddata", "ENDDATA");
+    constexpr std::uint64_t name = deck_name("ENDDATA");
+    return is_keyword(head, text, "enddata", name);
 }
 
 bool is_blank(std::string_view text) { return trimmed(text).empty(); }
@@ -188,7 +190,7 @@ deck_failure deck_lexer::include() {
     fault_.position = {files_.file(), files_.lines().number(), 1};
     fault_.path.clear();
     const deck_failure result = read_path(fault_.path);
-    return result == deck_failure::none ? files_.include(fault_.path) : result;
+    return result == deck_failure::none ? files_.include(fault_.path, fault_.position) : result;
 }
 
 deck_failure deck_lexer::read_path(std::string& path) {

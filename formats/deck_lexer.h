@@ -57,9 +57,24 @@ public:
     // Stays as it is until the next call.
     const deck_card& card() const { return builder_.card(); }
 
+    // Lines of the same file behind the card, as they stand there, and the number of the first; for
+    // those who know short cuts. The last one may be a part of a line, and the text may be empty.
+    std::string_view lines_ahead() const {
+        return has_line_ && !follows_limit_ ? files_.lines().ahead() : std::string_view();
+    }
+    std::uint64_t line_ahead() const { return files_.lines().number(); }
+    unsigned int file_ahead() const { return files_.file(); }
+    // Leaves out the first of these lines, one at least. They must be whole cards.
+    void pass_over(std::size_t nbr_bytes, std::size_t nbr_lines) {
+        files_.pass_over(nbr_bytes, nbr_lines);
+        has_line_ = false;
+    }
+
     const deck_fault& fault() const { return fault_; }
     // The path of a file, by its number in a position.
     const std::string& path(unsigned int file) const { return files_.path(file); }
+    // The INCLUDE that brought a file, which is not the first. Files are numbered as they come.
+    const deck_position& included_at(unsigned int file) const { return files_.included_at(file); }
 
 private:
     void skip_to_bulk();

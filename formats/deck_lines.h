@@ -43,6 +43,20 @@ public:
     // Of the current line, from 1.
     std::uint64_t number() const { return number_; }
 
+    // Whole lines that end with LF, from the current one on, as they stand in memory; empty if that
+    // is none of them.
+    std::string_view ahead() const {
+        const char* const end = line_.data() + line_.size();
+        if (is_cut_ || end + 1 != rest_ || *end != '\n') return {};
+        return {line_.data(), static_cast<std::size_t>(next_return_ - line_.data())};
+    }
+    // Passes over lines of those, the current one among them; there is no current line then.
+    void pass_over(std::size_t nbr_bytes, std::size_t nbr_lines) {
+        rest_ = line_.data() + nbr_bytes;
+        number_ += nbr_lines - 1;
+        line_ = {};
+    }
+
     // False if no line of the block at hand holds the character.
     bool may_hold_tab() const { return has_tabs_; }
     bool may_hold_dollar() const { return has_dollars_; }

@@ -54,6 +54,24 @@ const char* read_parts(const char* text, const char* end, decimal& number, const
     return number.nbr_digits == 0 ? nullptr : read_any_exponent(text, end, number);
 }
 
+// Reads a number as `%e` writes it: seven digits with a point behind the first, a letter, an
+// exponent of two digits. Null if there is anything else, or the value is not exact.
+const char* read_seven_with_exponent(const char* text, double& number) {
+    constexpr std::ptrdiff_t mantissa_size = 8;
+    decimal parts;
+    parts.negative = *text == '-';
+    if (parts.negative) ++text;
+    if (!read_seven_digits(text, parts.digits)) return nullptr;
+    text += mantissa_size;
+    if (!is_letter_of_exponent(text[0]) || !is_sign(text[1])) return nullptr;
+    if (!is_digit(text[2]) || !is_digit(text[3]) || is_digit(text[4])) return nullptr;
+    const std::ptrdiff_t exponent = 10 * (text[2] - '0') + (text[3] - '0');
+    parts.exponent = (text[1] == '-' ? -exponent : exponent) - 6;
+    if (!parts.is_exact()) return nullptr;
+    number = parts.exact_value();
+    return text + 4;
+}
+
 // The value of a number that is no double times a small power of ten; `text` from its sign on.
 deck_value round_number(const char* text, const char* magnitude, const char* end, double& number) {
     char plain[most_characters + 3];
@@ -114,6 +132,13 @@ deck_value read_real(std::string_view field, double& number) {
     const char* const end = field.data() + field.size();
     const char* const begin = skip_blanks(field.data(), end);
     if (begin == end) return deck_value::blank;
+    double short_form = 0.0;
+    const char* const short_end = read_seven_with_exponent(begin, short_form);
+    if (short_end &&
+        (short_end == end || (short_end < end && skip_blanks(short_end, end) == end))) {
+        number = short_form;
+        return deck_value::number;
+    }
     decimal parts;
     parts.negative = *begin == '-';
     const char* const digits = is_sign(*begin) ? begin + 1 : begin;

@@ -49,12 +49,18 @@ public:
     // The number of a file that is included at a place of another one. Its lines come behind that
     // place and ahead of the following line there.
     unsigned int add_file(std::string_view path, file_place at);
+    // The path of a file, by its number.
+    const std::string& path(unsigned int file) const { return files_[file].path; }
 
     // The number of a keyword: that which it got when it was met first, or a new one.
     unsigned int keyword(std::string_view name);
     // Counts, by the number of a keyword, that it was met, and that what it stands for was read.
-    void count_seen(unsigned int keyword) { ++keywords_[keyword].counts.seen; }
-    void count_read(unsigned int keyword) { ++keywords_[keyword].counts.read; }
+    void count_seen(unsigned int keyword, std::uint64_t count = 1) {
+        keywords_[keyword].counts.seen += count;
+    }
+    void count_read(unsigned int keyword, std::uint64_t count = 1) {
+        keywords_[keyword].counts.read += count;
+    }
 
     // Adds `count` things of one form, the first of them at a place.
     void add(const remark_form& form, unsigned int keyword, file_place at, std::uint64_t count = 1);

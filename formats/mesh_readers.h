@@ -9,6 +9,7 @@
 
 #include <cstdio>
 
+#include "formats/deck_files.h"
 #include "formats/file_report.h"
 #include "tessmaker/mesh_file.h"
 
@@ -20,6 +21,12 @@ inline constexpr int out_of_memory = -199;
 
 // Of text or binary, whichever the file is.
 int read_stl_mesh(std::FILE* file, mesh& result, report_builder& report);
+
+// Of a deck of bulk data, with all files that it includes. They are looked for in the folder of the
+// file of the report.
+int read_nastran_mesh(std::FILE* file, mesh& result, report_builder& report);
+// The same; files are opened by `open`.
+int read_nastran_mesh(std::FILE* file, mesh& result, report_builder& report, deck_opener open);
 
 } // namespace kv7::tessmaker
 

@@ -22,6 +22,7 @@ mesh_reader reader_of(file_format format) {
     switch (format) {
     case file_format::stl_text:
     case file_format::stl_binary: return read_stl_mesh;
+    case file_format::nastran: return read_nastran_mesh;
     default: return nullptr;
     }
 }

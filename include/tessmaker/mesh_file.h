@@ -189,7 +189,7 @@ private:
     std::vector<keyword_count> counts_;
 };
 
-// Reads a mesh with all that comes with it. Binary and text STL can be read.
+// Reads a mesh with all that comes with it. Binary and text STL and NASTRAN decks can be read.
 //
 // Of every format:
 //   - The nodes are those of the file, in its order, 3 rows. Memory goes with what is there, never
@@ -207,24 +207,45 @@ private:
 // elements. Facets that collapse, and those with a coordinate that is no finite number, are left
 // out. Normals are not looked at.
 //
+// NASTRAN: the bulk data, from BEGIN BULK to ENDDATA, or the whole of a deck without these lines.
+//   - Fields are small, large or free; a deck may mix them. Case does not count. Continuations
+//     follow their card.
+//   - INCLUDE reads a regular file, looked for in the folder of the file that includes it, then in
+//     that of the deck; to a depth of 16, and 10000 files in all.
+//   - Nodes are those of GRID, in the basic coordinate system. They may be given in others (CORD1
+//     and CORD2, each R, C and S); GRDSET tells in which if a node does not. A blank coordinate
+//     is 0.
+//   - Elements are those of CBAR, CBEAM, CROD, CONROD, CTUBE, CBEND, CTRIA3, CTRIAR, CTRIA6,
+//     CQUAD4, CQUADR, CQUAD8, CQUAD, CSHEAR, CTETRA, CPYRAM, CPYRA, CPENTA, CHEXA, and of the short
+//     names CTRIA, BAR, BEAM, ROD, TRIA3, TRIA6, QUAD4, QUAD8, TETRA, PYRAM, PYRA, PENTA, HEXA. One
+//     with a blank mid-side node is linear.
+//   - A blank property is that of BAROR for bars and of BEAMOR for beams, else the number of the
+//     element. CONROD has none, that is 0.
+//   - What is given again alike, a node or an element, is left out. To give it again with other
+//     values breaks the rules, and so does an element with a node that is not there. Elements on
+//     cards of different names may share a number.
+//   - All other cards are counted as lost. A deck of cards without a node breaks the rules.
+//
 //   path    of a file of any kind; its format is told by format_of
 //   result  out: the mesh; empty on failure
 //   report  out: what is to be said; on failure its error says what was expected, and where. If
 //           memory fails it may be empty
 //
 // Returns 0, or
-//   -1    no path; the file can't be opened; its format is not read or can't be told; the system
-//         failed to read it
+//   -1    no path; the file, or one that it includes, can't be opened; its format is not read or
+//         can't be told; the system failed to read it
 //   -102  the file breaks the rules of its format, or nothing of it is left
 //   -199  out of memory
 TESSMAKER_API int read_mesh(const char* path, mesh& result, file_report& report);
 // The same from a stream in binary mode, from its position on. The stream, which may be a pipe, is
-// left at its end, or after a failure somewhere behind the fault. Both names of STL stand for both.
+// left at its end, or after a failure somewhere behind the fault; behind a deck it is left
+// somewhere behind ENDDATA. Both names of STL stand for both. Files that a deck includes are looked
+// for in the working folder. In a deck from a pipe, lines before BEGIN BULK count as cards.
 //
 // Returns 0, or
 //   -1    a stream that is null or in an error state
 //   -2    a format that is not read
-//   -1    the system failed to read the stream
+//   -1    the system failed to read the stream; a file that it includes can't be opened
 //   -102  the file breaks the rules of its format, or nothing of it is left
 //   -199  out of memory
 TESSMAKER_API int read_mesh(std::FILE* file, file_format format, mesh& result, file_report& report);

@@ -1,0 +1,487 @@
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/element_table.h"
+#include "core/ids.h"
+#include "formats/card_places.h"
+#include "formats/deck_coordinates.h"
+#include "formats/deck_elements.h"
+#include "formats/deck_faults.h"
+#include "formats/deck_lexer.h"
+#include "formats/deck_like_lines.h"
+#include "formats/growing_arrays.h"
+#include "formats/mesh_readers.h"
+#include "formats/number_index.h"
+#include "formats/words.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+constexpr remark_form not_read{remark_kind::lost, "not read", "not read", "no mesh element"};
+constexpr remark_form continues_none{remark_kind::lost, "not read", "not read",
+                                     "it continues no card"};
+constexpr remark_form line_cut{remark_kind::lost, "cut", "cut",
+                               "a line of more than 1024 characters"};
+constexpr remark_form made_linear{remark_kind::changed, "made linear", "made linear",
+                                  "blank mid-side nodes"};
+constexpr remark_form given_again{remark_kind::note, "given again", "given again", "like before"};
+constexpr remark_form number_shared{remark_kind::note, "has a number that was given before",
+                                    "have numbers that were given before", "on other cards"};
+
+// What elements without a property have: no property has this number.
+constexpr unsigned int no_property = 0;
+
+file_place place_of(const deck_position& at) { return {at.line, at.file}; }
+file_place place_of(const card_places::place& at) { return {at.line, at.file}; }
+
+// A name of cards that become elements.
+struct element_kind {
+    const deck_element_card* card;
+    unsigned int keyword; // its number in the report
+};
+
+// What stands beside the arrays of a mesh until all of its deck was read. Meanwhile elements have
+// the numbers of their nodes, and the absent ID for a property that is blank.
+struct deck_contents {
+    deck_coordinates coordinates;
+    card_places nodes;
+    card_places elements; // by their kind
+    std::vector<element_kind> kinds;
+    deck_property_defaults properties;
+};
+
+enum class card_use { other, node, defaults, system, property_default, element, stray, limit };
+
+struct card_kind {
+    std::uint64_t name = word_of('a'); // of no card: names are in upper case
+    card_use use = card_use::other;
+    unsigned int keyword = 0;
+    unsigned int element = 0; // its place among the kinds of elements
+};
+
+card_use use_of(std::uint64_t name) {
+    if (name == deck_name("GRID")) return card_use::node;
+    if (find_element_card(name)) return card_use::element;
+    if (deck_coordinates::is_system(name)) return card_use::system;
+    if (name == deck_name("GRDSET")) return card_use::defaults;
+    if (deck_property_defaults::is_default(name)) return card_use::property_default;
+    if (name == deck_name("")) return card_use::stray;
+    // Where the stream can't be searched for it, this line comes as a card.
+    return name == deck_name("BEGIN BULK") ? card_use::limit : card_use::other;
+}
+
+// Tells what to do with cards by their names.
+class card_kinds {
+public:
+    card_kinds(std::vector<element_kind>& elements, report_builder& report)
+        : elements_(elements), report_(report) {}
+
+    const card_kind& find(std::uint64_t name) {
+        card_kind& kind = recent_[name * 0x9E3779B97F4A7C15U >> (64 - nbr_bits)];
+        if (kind.name != name) kind = find_anew(name);
+        return kind;
+    }
+
+private:
+    static constexpr unsigned int nbr_bits = 5;
+
+    card_kind find_anew(std::uint64_t name) {
+        card_kind kind;
+        kind.name = name;
+        kind.use = use_of(name);
+        if (kind.use == card_use::limit) return kind;
+        kind.keyword =
+            report_.keyword(kind.use == card_use::stray ? "continuation" : card_name_text(name));
+        if (kind.use == card_use::element) kind.element = element_of(name, kind.keyword);
+        return kind;
+    }
+    unsigned int element_of(std::uint64_t name, unsigned int keyword) {
+        const deck_element_card* const card = find_element_card(name);
+        std::size_t k = 0;
+        while (k < elements_.size() && elements_[k].card != card) ++k;
+        if (k == elements_.size()) elements_.push_back({card, keyword});
+        return static_cast<unsigned int>(k);
+    }
+
+    std::vector<element_kind>& elements_;
+    report_builder& report_;
+    std::array<card_kind, std::size_t{1} << nbr_bits> recent_;
+};
+
+// Whether a name says that its elements have mid-side nodes.
+bool names_mid_nodes(std::uint64_t name) {
+    return name == deck_name("CTRIA6") || name == deck_name("CQUAD8") ||
+           name == deck_name("TRIA6") || name == deck_name("QUAD8");
+}
+
+// Fills the arrays of a mesh while the cards come.
+class card_reader {
+public:
+    card_reader(deck_lexer& lexer, mesh& result, deck_contents& deck, report_builder& report)
+        : lexer_(lexer), mesh_(result), deck_(deck), report_(report), kinds_(deck.kinds, report),
+          pos_(result.pos), connect_(result.connect) {}
+
+    int read() {
+        if (!mesh_.indices.push_back(0)) return out_of_memory;
+        while (lexer_.next()) {
+            const deck_card& card = lexer_.card();
+            if (card.position().file >= nbr_files_) add_files(card.position().file);
+            const int code = take(card, kinds_.find(card.name()));
+            if (code < 0) return code;
+        }
+        const deck_fault& fault = lexer_.fault();
+        if (fault.kind == deck_failure::none) return 0;
+        add_files(fault.position.file);
+        const bool is_of_system = fault.kind == deck_failure::not_read ||
+                                  fault.kind == deck_failure::file_not_found ||
+                                  fault.kind == deck_failure::not_a_file;
+        return report_.fail(is_of_system ? file_failed : file_malformed, place_of(fault.position),
+                            0, in_words(fault));
+    }
+    bool has_met_cards() const { return has_met_cards_; }
+
+private:
+    // Tells the report of files up to one.
+    void add_files(unsigned int last) {
+        for (; nbr_files_ <= last; ++nbr_files_) {
+            report_.add_file(lexer_.path(nbr_files_), place_of(lexer_.included_at(nbr_files_)));
+        }
+    }
+
+    int take(const deck_card& card, const card_kind& kind) {
+        if (kind.use == card_use::limit) return 0;
+        has_met_cards_ = true;
+        report_.count_seen(kind.keyword);
+        if (card.is_cut()) report_.add(line_cut, kind.keyword, place_of(card.position()));
+        int code = 0;
+        switch (kind.use) {
+        case card_use::node: code = take_node(card); break;
+        case card_use::element: code = take_element(card, kind); break;
+        case card_use::defaults: code = checked(card, deck_.coordinates.read_defaults(card)); break;
+        case card_use::system: code = checked(card, deck_.coordinates.read_system(card)); break;
+        case card_use::property_default: code = checked(card, deck_.properties.read(card)); break;
+        case card_use::stray:
+            report_.add(continues_none, kind.keyword, place_of(card.position()));
+            return 0;
+        default: report_.add(not_read, kind.keyword, place_of(card.position())); return 0;
+        }
+        if (code == 0) report_.count_read(kind.keyword);
+        return code;
+    }
+
+    int refuse(const deck_card& card, const deck_position& at, std::string_view text) {
+        const std::string sentence = card_name_text(card.name()) + ": ";
+        return report_.fail(file_malformed, place_of(at), at.column, sentence + std::string(text));
+    }
+    int checked(const deck_card& card, const deck_system_fault& fault) {
+        return fault ? refuse(card, fault.position, in_words(fault)) : 0;
+    }
+    int checked(const deck_card& card, const deck_element_fault& fault) {
+        return fault ? refuse(card, card.position(fault.field), expected_text(fault.value)) : 0;
+    }
+
+    int take_node(const deck_card& card) {
+        deck_node node;
+        const deck_system_fault fault = deck_coordinates::read_node(card, node);
+        if (fault) return checked(card, fault);
+        deck_.coordinates.add_node(node.system, card.position());
+        deck_.nodes.add(card.position(), 0);
+        const bool is_kept = pos_.append(node.xyz, 3) && mesh_.node_numbers.push_back(node.id);
+        return is_kept ? 0 : out_of_memory;
+    }
+
+    int take_element(const deck_card& card, const card_kind& kind) {
+        const deck_element_card& element_card = *deck_.kinds[kind.element].card;
+        const deck_element_fault fault = read_element(card, element_card, element_);
+        if (fault) return checked(card, fault);
+        const bool is_linear = element_.type == element_card.types[0];
+        if (element_.has_blank_mid_nodes || (is_linear && names_mid_nodes(kind.name))) {
+            report_.add(made_linear, kind.keyword, place_of(card.position()));
+        }
+        deck_.elements.add(card.position(), kind.element);
+        const std::size_t n = element_table[element_.type].nbr_nodes;
+        unsigned int* const column = connect_.append(n);
+        if (!column) return out_of_memory;
+        std::copy_n(element_.nodes.data(), n, column);
+        const bool is_kept = mesh_.pids.push_back(element_.property) &&
+                             mesh_.element_numbers.push_back(element_.id) &&
+                             (element_.type == last_type_ || begin_run());
+        if (!is_kept) return out_of_memory;
+        // Digits are known of free fields alone.
+        const bool may_be_repeated = card.digits(0) != 0 && element_card.first_node == 2 &&
+                                     !(is_linear && names_mid_nodes(kind.name));
+        return may_be_repeated ? take_like_elements(kind, n) : 0;
+    }
+    // Elements on lines like that of the last one, whose nodes are `n`.
+    int take_like_elements(const card_kind& kind, std::size_t n) {
+        const std::string_view ahead = lexer_.lines_ahead();
+        if (ahead.empty()) return 0;
+        const deck_like_lines lines(kind.name, 2 + n);
+        const nastran_order& order = deck_order(element_.type);
+        const char* const end = ahead.data() + ahead.size();
+        const char* text = ahead.data();
+        std::size_t nbr_read = 0;
+        std::array<std::uint32_t, 2 + nastran_max_nodes> values;
+        while (const char* const next = lines.read(text, end, values.data())) {
+            unsigned int* const column = connect_.append(n);
+            const bool is_kept = column && mesh_.pids.push_back(values[1]) &&
+                                 mesh_.element_numbers.push_back(values[0]);
+            if (!is_kept) return out_of_memory;
+            for (std::size_t i = 0; i < n; ++i) column[i] = values[2 + order[i]];
+            ++nbr_read;
+            text = next;
+        }
+        if (nbr_read == 0) return 0;
+        const deck_position first{lexer_.file_ahead(), lexer_.line_ahead(), 1};
+        deck_.elements.add_lines(first, nbr_read, kind.element);
+        lexer_.pass_over(static_cast<std::size_t>(text - ahead.data()), nbr_read);
+        report_.count_seen(kind.keyword, nbr_read);
+        report_.count_read(kind.keyword, nbr_read);
+        return 0;
+    }
+    bool begin_run() {
+        last_type_ = element_.type;
+        const std::size_t first = connect_.size() - 1;
+        return mesh_.types.push_back(last_type_) &&
+               (first == 0 || mesh_.indices.push_back(static_cast<unsigned int>(first)));
+    }
+
+    deck_lexer& lexer_;
+    mesh& mesh_;
+    deck_contents& deck_;
+    report_builder& report_;
+    card_kinds kinds_;
+    unsigned int nbr_files_ = 1; // that the report knows
+    bool has_met_cards_ = false;
+    appended_columns<double> pos_;
+    element_columns connect_;
+    deck_element element_;
+    element_type last_type_ = ET_UNKNOWN;
+};
+
+unsigned int find_column(const void* nodes, unsigned int number) {
+    return static_cast<const number_index*>(nodes)->find(number);
+}
+
+// Makes a mesh of what all cards hold.
+class mesh_finisher {
+public:
+    mesh_finisher(mesh& result, deck_contents& deck, report_builder& report)
+        : mesh_(result), deck_(deck), report_(report) {}
+
+    int finish() {
+        if (mesh_.pos.cols() >= no_id || mesh_.connect.cols() >= no_id) {
+            return report_.fail(file_malformed, "less than 4294967295 nodes and elements expected");
+        }
+        const auto nbr_elements = static_cast<unsigned int>(mesh_.connect.cols());
+        if (nbr_elements != 0 && !mesh_.indices.push_back(nbr_elements)) return out_of_memory;
+        if (!columns_.init(mesh_.node_numbers)) return out_of_memory;
+        const deck_system_fault fault =
+            deck_.coordinates.to_basic(mesh_.pos, {find_column, &columns_});
+        if (fault) {
+            return report_.fail(file_malformed, place_of(fault.position), 0, in_words(fault));
+        }
+        int code = settle_repeated_nodes();
+        if (code == 0) code = settle_nodes_of_elements();
+        if (code < 0) return code;
+        settle_properties();
+        return settle_repeated_elements();
+    }
+
+private:
+    std::string line_text(const card_places::place& at) const {
+        std::string text = "line " + std::to_string(at.line);
+        if (!report_.path(at.file).empty()) text += " of " + report_.path(at.file);
+        return text;
+    }
+    int refuse_second(const std::string& what, const card_places& places, std::size_t first,
+                      std::size_t second) {
+        return report_.fail(file_malformed, place_of(places[second]), 0,
+                            what + " was given before with other values, in " +
+                                line_text(places[first]));
+    }
+
+    // A node that is given again at the same place is left out.
+    int settle_repeated_nodes() {
+        const id_list& repeated = columns_.repeated();
+        if (repeated.empty()) return 0;
+        for (const unsigned int c : repeated) {
+            const unsigned int number = mesh_.node_numbers[c];
+            const unsigned int first = columns_.find(number);
+            const double* const x = mesh_.pos.column(c);
+            if (!std::equal(x, x + 3, mesh_.pos.column(first))) {
+                return refuse_second("node " + std::to_string(number), deck_.nodes, first, c);
+            }
+            report_.add(given_again, "GRID", place_of(deck_.nodes[c]));
+        }
+        drop_nodes(repeated);
+        return columns_.init(mesh_.node_numbers) ? 0 : out_of_memory;
+    }
+    void drop_nodes(const id_list& dropped) {
+        std::size_t to = dropped[0];
+        std::size_t d = 0;
+        for (std::size_t c = to; c < mesh_.pos.cols(); ++c) {
+            if (d < dropped.size() && dropped[d] == c) {
+                ++d;
+                continue;
+            }
+            std::copy_n(mesh_.pos.column(c), 3, mesh_.pos.column(to));
+            mesh_.node_numbers[to++] = mesh_.node_numbers[c];
+        }
+        mesh_.pos.resize(3, to);
+        mesh_.node_numbers.resize(to);
+    }
+
+    std::string element_text(std::size_t c) const {
+        const element_kind& kind = deck_.kinds[deck_.elements[c].kind];
+        return card_name_text(kind.card->name) + ' ' + std::to_string(mesh_.element_numbers[c]);
+    }
+
+    // Puts columns in the place of the numbers of nodes.
+    int settle_nodes_of_elements() {
+        const std::size_t ld = mesh_.connect.ld();
+        for (std::size_t k = 0; k < mesh_.types.size(); ++k) {
+            const auto type = static_cast<element_type>(mesh_.types[k]);
+            const std::size_t n = element_table[type].nbr_nodes;
+            const std::size_t end = mesh_.indices[k + 1];
+            std::size_t c = mesh_.indices[k];
+            unsigned int* nodes = mesh_.connect.column(c);
+            if (n == ld && columns_.find_all(nodes, n * (end - c))) continue;
+            for (; c < end; ++c, nodes += ld) {
+                for (std::size_t i = 0; i < n; ++i) {
+                    const unsigned int column = columns_.find(nodes[i]);
+                    if (column == no_id) return refuse_node(c, nodes[i]);
+                    nodes[i] = column;
+                }
+            }
+        }
+        return 0;
+    }
+    int refuse_node(std::size_t element, unsigned int number) {
+        return report_.fail(file_malformed, place_of(deck_.elements[element]), 0,
+                            "node " + std::to_string(number) + " of " + element_text(element) +
+                                " is not in the deck");
+    }
+
+    // Elements without one get that of their card's rule.
+    void settle_properties() {
+        deck_.elements.for_each_kind([&](std::size_t first, std::size_t end, unsigned int kind) {
+            const deck_property rule = deck_.kinds[kind].card->property;
+            for (std::size_t c = first; c < end; ++c) {
+                unsigned int& property = mesh_.pids[c];
+                if (rule == deck_property::none) {
+                    property = no_property;
+                } else if (property == no_id) {
+                    property = deck_.properties.of(rule, mesh_.element_numbers[c]);
+                }
+            }
+        });
+    }
+
+    std::size_t run_of(std::size_t element) const {
+        const unsigned int* const first = mesh_.indices.begin();
+        const unsigned int* const end = first + mesh_.indices.size();
+        return static_cast<std::size_t>(std::upper_bound(first, end, element) - first) - 1;
+    }
+    bool are_alike(std::size_t a, std::size_t b) const {
+        const int type = mesh_.types[run_of(a)];
+        const std::size_t n = element_table[static_cast<element_type>(type)].nbr_nodes;
+        const unsigned int* const nodes = mesh_.connect.column(a);
+        return type == mesh_.types[run_of(b)] && mesh_.pids[a] == mesh_.pids[b] &&
+               std::equal(nodes, nodes + n, mesh_.connect.column(b));
+    }
+
+    // An element that is given again on the same card is left out. Cards of different names may
+    // share numbers.
+    int settle_repeated_elements() {
+        number_index elements;
+        if (!elements.init(mesh_.element_numbers)) return out_of_memory;
+        id_list dropped;
+        for (const unsigned int c : elements.repeated()) {
+            const unsigned int first = elements.find(mesh_.element_numbers[c]);
+            const card_places::place at = deck_.elements[c];
+            const bool is_of_same_card = deck_.elements[first].kind == at.kind;
+            if (!is_of_same_card) {
+                report_.add(number_shared, deck_.kinds[at.kind].keyword, place_of(at));
+            } else if (are_alike(first, c)) {
+                report_.add(given_again, deck_.kinds[at.kind].keyword, place_of(at));
+                if (!dropped.push_back(c)) return out_of_memory;
+            } else {
+                return refuse_second(element_text(c), deck_.elements, first, c);
+            }
+        }
+        if (!dropped.empty()) drop_elements(dropped);
+        return 0;
+    }
+    void drop_elements(const id_list& dropped) {
+        std::size_t nbr_runs = 0;
+        std::size_t to = 0;
+        std::size_t d = 0;
+        std::size_t c = 0;
+        for (std::size_t k = 0; k < mesh_.types.size(); ++k) {
+            const std::size_t end = mesh_.indices[k + 1];
+            const int type = mesh_.types[k];
+            for (; c < end; ++c) {
+                if (d < dropped.size() && dropped[d] == c) {
+                    ++d;
+                    continue;
+                }
+                if (nbr_runs == 0 || mesh_.types[nbr_runs - 1] != type) {
+                    mesh_.types[nbr_runs] = type;
+                    mesh_.indices[nbr_runs++] = static_cast<unsigned int>(to);
+                }
+                move_element(c, to++);
+            }
+        }
+        mesh_.indices[nbr_runs] = static_cast<unsigned int>(to);
+        mesh_.indices.resize(nbr_runs + 1);
+        mesh_.types.resize(nbr_runs);
+        mesh_.connect.resize(mesh_.connect.rows(), to);
+        mesh_.pids.resize(to);
+        mesh_.element_numbers.resize(to);
+    }
+    void move_element(std::size_t from, std::size_t to) {
+        std::copy_n(mesh_.connect.column(from), mesh_.connect.rows(), mesh_.connect.column(to));
+        mesh_.pids[to] = mesh_.pids[from];
+        mesh_.element_numbers[to] = mesh_.element_numbers[from];
+    }
+
+    mesh& mesh_;
+    deck_contents& deck_;
+    report_builder& report_;
+    number_index columns_; // of the nodes
+};
+
+int read_cards(std::FILE* file, mesh& result, deck_contents& deck, report_builder& report,
+               deck_opener open) {
+    deck_lexer lexer(file, report.path(0), open);
+    card_reader reader(lexer, result, deck, report);
+    const int code = reader.read();
+    if (code < 0) return code;
+    const bool is_empty = deck.nodes.size() == 0 && deck.elements.size() == 0;
+    if (is_empty && reader.has_met_cards()) {
+        return report.fail(file_malformed, "a card GRID is expected, and there is none");
+    }
+    return 0;
+}
+
+} // namespace
+
+int read_nastran_mesh(std::FILE* file, mesh& result, report_builder& report, deck_opener open) {
+    deck_contents deck;
+    const int code = read_cards(file, result, deck, report, open);
+    return code < 0 ? code : mesh_finisher(result, deck, report).finish();
+}
+
+int read_nastran_mesh(std::FILE* file, mesh& result, report_builder& report) {
+    return read_nastran_mesh(file, result, report, open_deck_file);
+}
+
+} // namespace kv7::tessmaker
