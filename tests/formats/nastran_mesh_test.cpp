@@ -351,12 +351,11 @@ TEST(nastran_mesh, remarks_on_included_files_come_in_the_order_of_reading) {
     EXPECT_EQ(deck.code, 0) << deck.error();
     strings texts;
     for (const std::string& s : deck.sentences()) texts.push_back(folder.without_folder(s));
-    EXPECT_EQ(texts, (strings{"MAT1: 1 not read, in line 1: no mesh element",
-                              "CBUSH: 2 not read, first in line 2 of parts/skin.inc: no mesh "
-                              "element",
-                              "RBE2: 1 not read, in line 1 of parts/ribs.inc: no mesh element",
-                              "MAT8: 2 not read, first in line 2 of parts/ribs.inc: no mesh "
-                              "element",
+    const std::string why = ": no mesh element";
+    EXPECT_EQ(texts, (strings{"MAT1: 1 not read, in line 1" + why,
+                              "CBUSH: 2 not read, first in line 2 of parts/skin.inc" + why,
+                              "RBE2: 1 not read, in line 1 of parts/ribs.inc" + why,
+                              "MAT8: 2 not read, first in line 2 of parts/ribs.inc" + why,
                               "GRID: 1 given again, in line 3 of parts/ribs.inc: like before"}));
     EXPECT_EQ(list(deck.m.node_numbers), (ids{1, 2}));
 }

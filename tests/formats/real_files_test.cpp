@@ -1,0 +1,199 @@
+// Files of other programs, read whole: their nodes, elements and box are those that were counted in
+// them. They stand in the folder that the environment variable TESSMAKER_REAL_FILES names, with a
+// table, truth.tsv, of lines with tabs between
+//
+//   file  origin  licence  nodes  elements  box  what is special
+//
+// Elements are counted by type (`QUAD4:25`) or, where a type is not told, by card. The box is least
+// x, y, z and greatest x, y, z.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "formats/deck_meshes.h"
+#include "formats/scratch_files.h"
+#include "tessmaker/element_type.h"
+#include "tessmaker/mesh_file.h"
+
+using namespace kv7;
+using namespace kv7::tessmaker;
+using namespace test;
+
+namespace {
+
+std::vector<std::string> split(const std::string& text, char c) {
+    std::vector<std::string> parts;
+    std::istringstream in(text);
+    for (std::string part; std::getline(in, part, c);) parts.push_back(part);
+    return parts;
+}
+
+struct real_file {
+    std::string path;
+    std::size_t nbr_nodes = 0;
+    std::map<std::string, std::uint64_t> elements;
+    std::vector<double> box;
+    bool includes_others = false; // that are not there
+};
+
+// Those of one folder, which is the first part of their names.
+std::vector<real_file> files_of(const std::string& root, const std::string& folder) {
+    std::vector<real_file> files;
+    std::ifstream table(root + "/truth.tsv");
+    for (std::string line; std::getline(table, line);) {
+        const std::vector<std::string> columns = split(line, '\t');
+        if (columns.size() < 7 || columns[0].rfind(folder + "/", 0) != 0) continue;
+        real_file file;
+        file.path = root + "/" + columns[0];
+        file.nbr_nodes = std::stoul(columns[3]);
+        for (const std::string& entry : split(columns[4], ',')) {
+            const std::size_t colon = entry.find(':');
+            if (colon == std::string::npos) continue;
+            file.elements[entry.substr(0, colon)] = std::stoul(entry.substr(colon + 1));
+        }
+        for (const std::string& x : split(columns[5], ',')) file.box.push_back(std::stod(x));
+        file.includes_others = columns[6].find("INCLUDE") != std::string::npos;
+        files.push_back(file);
+    }
+    return files;
+}
+
+// Cards of the types that the table counts by card.
+const std::map<std::string, element_type> types_by_card{
+    {"CQUADR", ET_QUAD4}, {"CTRIAR", ET_TRIA3}, {"CQUAD", ET_QUAD9}};
+const std::map<std::string, element_type> types_by_name{
+    {"BAR2", ET_BAR2},     {"TRIA3", ET_TRIA3},     {"QUAD4", ET_QUAD4},
+    {"TRIA6", ET_TRIA6},   {"QUAD8", ET_QUAD8},     {"HEXA8", ET_HEXA8},
+    {"TETRA4", ET_TETRA4}, {"TETRA10", ET_TETRA10}, {"PENTA6", ET_PENTA6}};
+
+deck_mesh read_path(const std::string& path) {
+    deck_mesh result;
+    result.code = read_mesh(path.c_str(), result.m, result.report);
+    return result;
+}
+
+void expect_elements(const deck_mesh& mesh, const real_file& file) {
+    std::map<int, std::uint64_t> expected;
+    for (const auto& [name, n] : file.elements) {
+        if (types_by_name.count(name) != 0) {
+            expected[types_by_name.at(name)] += n;
+            continue;
+        }
+        if (types_by_card.count(name) != 0) expected[types_by_card.at(name)] += n;
+        const auto& counts = mesh.report.counts();
+        const auto met = std::find_if(counts.begin(), counts.end(),
+                                      [&](const keyword_count& c) { return c.keyword == name; });
+        EXPECT_TRUE(met != counts.end() && met->seen == n) << name;
+    }
+    std::map<int, std::uint64_t> found;
+    for (std::size_t k = 0; k < mesh.m.types.size(); ++k) {
+        found[mesh.m.types[k]] += mesh.m.indices[k + 1] - mesh.m.indices[k];
+    }
+    EXPECT_EQ(found, expected);
+}
+
+// The table has five digits.
+void expect_box(const deck_mesh& mesh, const real_file& file) {
+    ASSERT_EQ(file.box.size(), 6U);
+    for (std::size_t r = 0; r < 3; ++r) {
+        double least = HUGE_VAL;
+        double greatest = -HUGE_VAL;
+        for (std::size_t c = 0; c < mesh.m.pos.cols(); ++c) {
+            least = std::min(least, mesh.m.pos(r, c));
+            greatest = std::max(greatest, mesh.m.pos(r, c));
+        }
+        EXPECT_NEAR(least, file.box[r], 1e-4 * std::abs(file.box[r]) + 1e-12);
+        EXPECT_NEAR(greatest, file.box[3 + r], 1e-4 * std::abs(file.box[3 + r]) + 1e-12);
+    }
+}
+
+std::string contents_of(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+bool is_include(std::string line) {
+    line = line.substr(0, 7);
+    for (char& c : line) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    return line == "INCLUDE";
+}
+
+// A deck without the lines that include others; nodes that it takes from those stand in the origin.
+// `nbr_added` counts them.
+deck_mesh read_alone(const std::string& path, std::size_t& nbr_added) {
+    std::string deck;
+    for (const std::string& line : split(contents_of(path), '\n')) {
+        if (!is_include(line)) deck += line + "\n";
+    }
+    deck_mesh mesh = read_deck_mesh(deck);
+    const std::string begin = "BEGIN BULK\n";
+    for (nbr_added = 0; mesh.code < 0 && nbr_added < 100; ++nbr_added) {
+        const std::string error = mesh.error();
+        const std::size_t at = error.find("node ");
+        if (at == std::string::npos || deck.find(begin) == std::string::npos) break;
+        deck.insert(deck.find(begin) + begin.size(),
+                    "GRID," + std::to_string(std::atoi(error.c_str() + at + 5)) + "\n");
+        mesh = read_deck_mesh(deck);
+    }
+    return mesh;
+}
+
+std::string root_of_files() {
+    const char* const root = std::getenv("TESSMAKER_REAL_FILES");
+    return root ? root : "";
+}
+
+TEST(real_files, decks_are_read_whole) {
+    if (root_of_files().empty()) GTEST_SKIP() << "TESSMAKER_REAL_FILES names no folder";
+    const std::vector<real_file> files = files_of(root_of_files(), "nastran");
+    EXPECT_FALSE(files.empty());
+    for (const real_file& file : files) {
+        SCOPED_TRACE(file.path);
+        deck_mesh mesh = read_path(file.path);
+        std::size_t nbr_added = 0;
+        if (file.includes_others) {
+            EXPECT_EQ(mesh.code, -1);
+            ASSERT_TRUE(mesh.report.error());
+            const std::vector<std::string> lines = split(contents_of(file.path), '\n');
+            ASSERT_LE(mesh.report.error()->line, lines.size());
+            EXPECT_TRUE(is_include(lines[mesh.report.error()->line - 1])) << mesh.error();
+            mesh = read_alone(file.path, nbr_added);
+        }
+        EXPECT_EQ(mesh.code, 0) << mesh.error();
+        EXPECT_EQ(mesh.m.pos.cols(), file.nbr_nodes + nbr_added);
+        expect_whole(mesh);
+        expect_elements(mesh, file);
+        expect_box(mesh, file);
+        for (const remark& r : mesh.report.remarks()) {
+            EXPECT_TRUE(r.sentence.ends_with(": no mesh element")) << r.sentence;
+        }
+    }
+}
+
+TEST(real_files, stl_files_are_read_whole) {
+    if (root_of_files().empty()) GTEST_SKIP() << "TESSMAKER_REAL_FILES names no folder";
+    const std::vector<real_file> files = files_of(root_of_files(), "stl");
+    EXPECT_FALSE(files.empty());
+    for (const real_file& file : files) {
+        SCOPED_TRACE(file.path);
+        const deck_mesh mesh = read_path(file.path);
+        EXPECT_EQ(mesh.code, 0) << mesh.error();
+        EXPECT_EQ(mesh.m.pos.cols(), file.nbr_nodes);
+        expect_elements(mesh, file);
+        expect_box(mesh, file);
+        EXPECT_FALSE(mesh.report.has_lost());
+    }
+}
+
+} // namespace
