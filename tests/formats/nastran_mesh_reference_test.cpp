@@ -31,8 +31,11 @@ const std::vector<card_of_element> element_cards{
 
 class random_deck {
 public:
-    explicit random_deck(std::uint64_t seed) : random_(seed) {
-        style_ = random_.below(4);
+    static constexpr std::size_t any_style = 4;
+
+    // Of free, small or large fields, or mixed.
+    explicit random_deck(std::uint64_t seed, std::size_t style = any_style) : random_(seed) {
+        style_ = style == any_style ? random_.below(4) : style;
         few_faults_ = !random_.one_in(3);
         const std::size_t nbr_nodes = 1 + random_.below(12);
         const std::size_t step = random_.one_in(2) ? 1 : 1 + random_.below(900000);
@@ -204,6 +207,55 @@ TEST(nastran_mesh_reference, random_decks_are_read_as_by_the_plain_reader) {
     EXPECT_GT(nbr_good, n / 4);
     EXPECT_LT(nbr_good, n - n / 10);
     EXPECT_GT(nbr_elements, n);
+}
+
+// With some characters changed, left out, or put in.
+std::string with_faults(random_source& random, std::string text) {
+    const std::string characters = "\n,+*$ 019-.Ex\t";
+    for (std::size_t k = random.below(4); k != 0 && !text.empty(); --k) {
+        const std::size_t at = random.below(text.size());
+        const char c = characters[random.below(characters.size())];
+        switch (random.below(3)) {
+        case 0: text[at] = c; break;
+        case 1: text.erase(at, 1); break;
+        default: text.insert(at, 1, c); break;
+        }
+    }
+    return text;
+}
+
+std::vector<std::string> sentences_of(const deck_mesh& deck) {
+    std::vector<std::string> all = deck.sentences();
+    for (const keyword_count& c : deck.report.counts()) {
+        all.push_back(c.keyword + std::to_string(c.seen) + "/" + std::to_string(c.read));
+    }
+    return all;
+}
+
+TEST(nastran_mesh_reference, short_cuts_change_nothing) {
+    // None is taken where lines end with two characters.
+    for (std::uint64_t seed = 0; seed < nbr_runs(6000) && !testing::Test::HasFailure(); ++seed) {
+        random_source random(seed);
+        std::string text = with_faults(random, random_deck(seed, 0).text());
+        std::erase(text, '\r');
+        SCOPED_TRACE(text);
+        SCOPED_TRACE(seed);
+        std::string with_returns;
+        for (const char c : text) {
+            if (c == '\n') with_returns += '\r';
+            with_returns += c;
+        }
+        const deck_mesh deck = read_deck_mesh(text);
+        const deck_mesh slow = read_deck_mesh(with_returns);
+        EXPECT_EQ(deck.code, slow.code);
+        EXPECT_EQ(sentences_of(deck), sentences_of(slow));
+        EXPECT_EQ(list(deck.m.pos), list(slow.m.pos));
+        EXPECT_EQ(list(deck.m.connect), list(slow.m.connect));
+        EXPECT_EQ(list(deck.m.pids), list(slow.m.pids));
+        EXPECT_EQ(list(deck.m.indices), list(slow.m.indices));
+        EXPECT_EQ(list(deck.m.node_numbers), list(slow.m.node_numbers));
+        EXPECT_EQ(list(deck.m.element_numbers), list(slow.m.element_numbers));
+    }
 }
 
 } // namespace

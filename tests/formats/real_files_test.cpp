@@ -83,6 +83,13 @@ deck_mesh read_path(const std::string& path) {
     return result;
 }
 
+std::uint64_t nbr_seen(const deck_mesh& mesh, const std::string& card) {
+    for (const keyword_count& c : mesh.report.counts()) {
+        if (c.keyword == card) return c.seen;
+    }
+    return 0;
+}
+
 void expect_elements(const deck_mesh& mesh, const real_file& file) {
     std::map<int, std::uint64_t> expected;
     for (const auto& [name, n] : file.elements) {
@@ -91,10 +98,7 @@ void expect_elements(const deck_mesh& mesh, const real_file& file) {
             continue;
         }
         if (types_by_card.count(name) != 0) expected[types_by_card.at(name)] += n;
-        const auto& counts = mesh.report.counts();
-        const auto met = std::find_if(counts.begin(), counts.end(),
-                                      [&](const keyword_count& c) { return c.keyword == name; });
-        EXPECT_TRUE(met != counts.end() && met->seen == n) << name;
+        EXPECT_EQ(nbr_seen(mesh, name), n) << name;
     }
     std::map<int, std::uint64_t> found;
     for (std::size_t k = 0; k < mesh.m.types.size(); ++k) {
