@@ -62,6 +62,10 @@ public:
     std::string_view lines_ahead() const {
         return has_line_ && !follows_limit_ ? files_.lines().ahead() : std::string_view();
     }
+    // Whether these lines hold no tab and no comment.
+    bool are_plain_ahead() const {
+        return !files_.lines().may_hold_tab() && !files_.lines().may_hold_dollar();
+    }
     std::uint64_t line_ahead() const { return files_.lines().number(); }
     unsigned int file_ahead() const { return files_.file(); }
     // Leaves out the first of these lines, one at least. They must be whole cards.

@@ -290,6 +290,36 @@ TEST(nastran_mesh, lines_like_the_one_before_may_be_followed_by_others) {
               3U);
 }
 
+TEST(nastran_mesh, nodes_of_two_lines_are_read_with_what_belongs_to_them) {
+    const auto node = [](int n, const std::string& mark, const std::string& second) {
+        std::string line = fixed("GRID*", {std::to_string(n), "", "1.", "2.5"}, 16);
+        line.insert(line.size() - 1, mark);
+        return line + second;
+    };
+    const std::string z = fixed("*C", {"3."}, 16);
+    const std::string first = node(1, "*C", z) + node(2, "*C", z);
+    EXPECT_EQ(read_deck_mesh(first + node(3, "*C", z) + "ENDDATA\n").m.pos(2, 2), 3.0);
+    EXPECT_EQ(read_deck_mesh(first + node(3, "*C", "")).m.pos(2, 2), 0.0);
+    EXPECT_EQ(read_deck_mesh(first + node(3, "*C", fixed("*", {"4."}, 16))).m.pos(2, 2), 4.0);
+    EXPECT_EQ(read_deck_mesh(first + node(3, "*C", fixed("*C", {"", "0"}, 16))).m.pos(2, 2), 0.0);
+    const deck_mesh other = read_deck_mesh(first + node(3, "*C", fixed("*D", {"4."}, 16)) +
+                                           node(4, "*C", z) + "GRID,5\n");
+    EXPECT_EQ(list(other.m.node_numbers), (ids{1, 2, 3, 4, 5}));
+    EXPECT_EQ(other.m.pos(2, 2), 0.0);
+    EXPECT_EQ(other.sentences(),
+              (strings{"continuation: 1 not read, in line 6: it continues no card"}));
+    EXPECT_EQ(read_deck_mesh(first + node(3, "*C", fixed("*C", {"x"}, 16)) + z).error(),
+              "line 6, column 9: GRID: a real number is expected");
+    EXPECT_EQ(read_deck_mesh(first + node(1, "*C", fixed("*C", {"4."}, 16)) + "GRID,5\n").error(),
+              "line 5: node 1 was given before with other values, in line 1");
+    // Lines without a mark before them belong to the card.
+    const deck_mesh longer = read_deck_mesh(first + z + node(3, "*C", z) + "GRID,5\n");
+    EXPECT_EQ(list(longer.m.node_numbers), (ids{1, 2, 3, 5}));
+    EXPECT_TRUE(longer.report.remarks().empty());
+    const deck_mesh after = read_deck_mesh(first + node(3, "*C", z) + "CROD,1,1,3,4\n");
+    EXPECT_EQ(after.error(), "line 7: node 4 of CROD 1 is not in the deck");
+}
+
 TEST(nastran_mesh, a_stream_that_cant_be_put_back_is_read_as_bulk_data) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
@@ -484,7 +514,10 @@ TEST(nastran_mesh, absurd_counts_and_nesting_come_to_an_end) {
     for (int k = 0; k < 200000; ++k) quotes += "\n";
     EXPECT_EQ(read_deck_mesh(quotes).error(), "line 3: INCLUDE: the name of a file is expected");
     std::string names = start;
-    for (int k = 0; k < 20000; ++k) names += "N" + std::to_string(k) + "\n";
+    for (int k = 0; k < 20000; ++k) {
+        names += 'N';
+        names += std::to_string(k) + "\n";
+    }
     EXPECT_EQ(read_deck_mesh(names).code, 0);
 }
 
