@@ -10,6 +10,7 @@
 #include <string>
 
 #include "tessmaker/formats.h"
+#include "tessmaker/mesh_file.h"
 #include "volume_files.h"
 
 namespace {
@@ -78,6 +79,22 @@ void read_our_own(benchmark::State& state, const file_format& f) {
     read_ours(state, f, files().path(f.file));
 }
 
+// The same file, with all that comes with it.
+void read_nastran_mesh(benchmark::State& state) {
+    write(nastran);
+    const std::string path = files().path(nastran.file);
+    while (state.KeepRunning()) {
+        kv7::tessmaker::mesh m;
+        kv7::tessmaker::file_report report;
+        const int result = read_mesh(path.c_str(), m, report);
+        if (result != 0 || !is_block({m.pos, m.connect})) {
+            state.SkipWithError("not the mesh that was written");
+            break;
+        }
+    }
+    count_bytes(state, path);
+}
+
 // Measures the work on a NASTRAN file, scaled to the length of the FEMAP file.
 template <class Work> void run_per_byte(benchmark::State& state, const Work& work) {
     write(femap);
@@ -106,6 +123,7 @@ void tune(benchmark::internal::Benchmark* bench) { bench->Unit(benchmark::kMilli
 
 BENCHMARK_CAPTURE(write_ours, ours, nastran)->Name("formats/nastran_write/ours")->Apply(tune);
 BENCHMARK_CAPTURE(read_our_own, ours, nastran)->Name("formats/nastran_read/ours")->Apply(tune);
+BENCHMARK(read_nastran_mesh)->Name("formats/nastran_read/mesh")->Apply(tune);
 BENCHMARK_CAPTURE(write_ours, ours, femap)->Name("formats/femap_write/ours")->Apply(tune);
 BENCHMARK(write_nastran_per_byte)
     ->Name("formats/femap_write/nastran_per_byte")
