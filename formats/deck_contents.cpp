@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <string>
 
 #include "core/element_table.h"
@@ -35,7 +36,8 @@ public:
 
     int finish() {
         if (mesh_.pos.cols() >= no_id || mesh_.connect.cols() >= no_id) {
-            return report_.fail(file_malformed, "less than 4294967295 nodes and elements expected");
+            return report_.fail(file_malformed,
+                                "less than 4294967295 nodes and elements are expected");
         }
         const auto nbr_elements = static_cast<unsigned int>(mesh_.connect.cols());
         if (nbr_elements != 0 && !mesh_.indices.push_back(nbr_elements)) return out_of_memory;
@@ -158,11 +160,15 @@ private:
     // An element that is given again on the same card is left out. Cards of different names may
     // share numbers.
     int settle_repeated_elements() {
+        const id_list& numbers = mesh_.element_numbers;
+        const bool ascend = std::adjacent_find(numbers.begin(), numbers.end(),
+                                               std::greater_equal<>()) == numbers.end();
+        if (ascend) return 0; // as in most decks
         number_index elements;
-        if (!elements.init(mesh_.element_numbers)) return out_of_memory;
+        if (!elements.init(numbers)) return out_of_memory;
         id_list dropped;
         for (const unsigned int c : elements.repeated()) {
-            const unsigned int first = elements.find(mesh_.element_numbers[c]);
+            const unsigned int first = elements.find(numbers[c]);
             const card_places::place at = deck_.elements[c];
             const bool is_of_same_card = deck_.elements[first].kind == at.kind;
             if (!is_of_same_card) {

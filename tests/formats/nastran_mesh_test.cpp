@@ -338,6 +338,17 @@ TEST(nastran_mesh, a_stream_that_cant_be_put_back_is_read_as_bulk_data) {
     EXPECT_EQ(deck.sentences(), (strings{"SOL 101: 1 not read, in line 1: no mesh element"}));
 }
 
+TEST(nastran_mesh, a_stream_that_the_system_cant_read_is_told) {
+    std::FILE* const folder = std::fopen("/proc", "rb");
+    ASSERT_TRUE(folder);
+    deck_mesh deck;
+    deck.code = read_mesh(folder, file_format::nastran, deck.m, deck.report);
+    std::fclose(folder);
+    expect_whole(deck);
+    EXPECT_EQ(deck.code, -1);
+    EXPECT_EQ(deck.error(), "the system failed to read the file");
+}
+
 // Files in a folder of their own.
 class deck_folder {
 public:
