@@ -123,13 +123,16 @@ void tune(benchmark::internal::Benchmark* bench) { bench->Unit(benchmark::kMilli
 
 BENCHMARK_CAPTURE(write_ours, ours, nastran)->Name("formats/nastran_write/ours")->Apply(tune);
 BENCHMARK_CAPTURE(read_our_own, ours, nastran)->Name("formats/nastran_read/ours")->Apply(tune);
-BENCHMARK(read_nastran_mesh)->Name("formats/nastran_read/mesh")->Apply(tune);
 BENCHMARK_CAPTURE(write_ours, ours, femap)->Name("formats/femap_write/ours")->Apply(tune);
 BENCHMARK(write_nastran_per_byte)
     ->Name("formats/femap_write/nastran_per_byte")
     ->UseManualTime()
     ->Apply(tune);
 BENCHMARK_CAPTURE(read_our_own, ours, femap)->Name("formats/femap_read/ours")->Apply(tune);
+BENCHMARK(read_nastran_mesh)->Name("formats/nastran_mesh_read/ours")->Apply(tune);
+BENCHMARK_CAPTURE(read_our_own, for_mesh, nastran)
+    ->Name("formats/nastran_mesh_read/nastran_input")
+    ->Apply(tune);
 BENCHMARK(read_nastran_per_byte)
     ->Name("formats/femap_read/nastran_per_byte")
     ->UseManualTime()
