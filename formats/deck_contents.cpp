@@ -165,6 +165,8 @@ private:
                                                std::greater_equal<>()) == numbers.end();
         if (ascend) return 0; // as in most decks
         number_index elements;
+        if (!elements.init_repeated(numbers)) return out_of_memory;
+        if (elements.repeated().empty()) return 0;
         if (!elements.init(numbers)) return out_of_memory;
         id_list dropped;
         for (const unsigned int c : elements.repeated()) {

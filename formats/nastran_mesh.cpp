@@ -1,3 +1,6 @@
+#include <stdio.h> // the functions that POSIX adds to <cstdio>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -96,12 +99,26 @@ bool names_mid_nodes(std::uint64_t name) {
            name == deck_name("TRIA6") || name == deck_name("QUAD8");
 }
 
+// Where a stream stands in a regular file, and the size of that; zeros for all others.
+struct file_progress {
+    std::uint64_t at = 0;
+    std::uint64_t size = 0;
+};
+file_progress progress_of(std::FILE* file) {
+    struct stat status {};
+    if (fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    const off_t at = ftello(file);
+    if (at < 0 || status.st_size < at) return {};
+    return {static_cast<std::uint64_t>(at), static_cast<std::uint64_t>(status.st_size)};
+}
+
 // Fills the arrays of a mesh while the cards come.
 class card_reader {
 public:
-    card_reader(deck_lexer& lexer, mesh& result, deck_contents& deck, report_builder& report)
-        : lexer_(lexer), mesh_(result), deck_(deck), report_(report), kinds_(deck.kinds, report),
-          pos_(result.pos), connect_(result.connect) {}
+    card_reader(std::FILE* file, deck_lexer& lexer, mesh& result, deck_contents& deck,
+                report_builder& report)
+        : file_(file), lexer_(lexer), mesh_(result), deck_(deck), report_(report),
+          kinds_(deck.kinds, report), pos_(result.pos), connect_(result.connect) {}
 
     int read() {
         if (!mesh_.indices.push_back(0)) return out_of_memory;
@@ -219,6 +236,8 @@ private:
                              mesh_.element_numbers.push_back(element_.id) &&
                              (element_.type == last_type_ || begin_run());
         if (!is_kept) return out_of_memory;
+        if (connect_.size() == 1) first_element_at_ = progress_of(file_).at;
+        if (connect_.size() >= nbr_foreseen_from && !has_foreseen_) foresee_elements();
         // Digits are known of free fields alone.
         const bool may_be_repeated = card.digits(0) != 0 && element_card.first_node == 2 &&
                                      !(is_linear && names_mid_nodes(kind.name));
@@ -249,6 +268,22 @@ private:
         pass_over(kind, static_cast<std::size_t>(text - ahead.data()), nbr_read, 1);
         return 0;
     }
+    // Makes room for all elements to come, if the rest of the file has as many as what was read of
+    // it: doubled arrays would be copied when they are large, and hold memory twice. Failure does
+    // no harm.
+    void foresee_elements() {
+        has_foreseen_ = true;
+        const file_progress now = progress_of(file_);
+        if (lexer_.file_ahead() != 0 || now.at <= first_element_at_) return;
+        constexpr double margin = 1.02; // numbers get longer or shorter
+        const auto nbr_read = static_cast<double>(connect_.size());
+        const double per_byte = nbr_read / static_cast<double>(now.at - first_element_at_);
+        const double nbr_left = per_byte * margin * static_cast<double>(now.size - now.at);
+        const auto nbr_all = static_cast<std::size_t>(nbr_read + nbr_left);
+        mesh_.connect.reserve(mesh_.connect.rows(), nbr_all, 1);
+        mesh_.pids.reserve(nbr_all, 1);
+        mesh_.element_numbers.reserve(nbr_all, 1);
+    }
     bool begin_run() {
         last_type_ = element_.type;
         const std::size_t first = connect_.size() - 1;
@@ -256,6 +291,7 @@ private:
                (first == 0 || mesh_.indices.push_back(static_cast<unsigned int>(first)));
     }
 
+    std::FILE* file_; // the first one
     deck_lexer& lexer_;
     mesh& mesh_;
     deck_contents& deck_;
@@ -268,12 +304,15 @@ private:
     deck_element element_;
     deck_large_nodes large_nodes_;
     element_type last_type_ = ET_UNKNOWN;
+    static constexpr std::size_t nbr_foreseen_from = 50000; // elements, to know their size
+    std::uint64_t first_element_at_ = 0;                    // in the first file
+    bool has_foreseen_ = false;
 };
 
 int read_cards(std::FILE* file, mesh& result, deck_contents& deck, report_builder& report,
                deck_opener open) {
     deck_lexer lexer(file, report.path(0), open);
-    card_reader reader(lexer, result, deck, report);
+    card_reader reader(file, lexer, result, deck, report);
     const int code = reader.read();
     if (code < 0) return code;
     const bool is_empty = deck.nodes.size() == 0 && deck.elements.size() == 0;

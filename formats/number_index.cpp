@@ -15,14 +15,23 @@ bool run_on(const id_list& numbers) {
 
 } // namespace
 
-bool number_index::init(const id_list& numbers) {
+void number_index::begin(const id_list& numbers) {
     repeated_.clear();
     entries_.clear();
     first_entries_.clear();
     nbr_columns_ = numbers.size();
     least_ = nbr_columns_ == 0 ? 0 : numbers[0];
     runs_on_ = run_on(numbers);
+}
+
+bool number_index::init(const id_list& numbers) {
+    begin(numbers);
     return runs_on_ || (list_sorted(numbers) && drop_repeated() && make_buckets());
+}
+
+bool number_index::init_repeated(const id_list& numbers) {
+    begin(numbers);
+    return runs_on_ || (list_sorted(numbers) && drop_repeated());
 }
 
 bool number_index::list_sorted(const id_list& numbers) {

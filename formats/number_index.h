@@ -21,6 +21,8 @@ public:
     // `numbers[c]` is the number of column `c`, of which there are less than the absent ID. False
     // when memory fails.
     bool init(const id_list& numbers);
+    // Makes only the list of repeated columns, which takes less memory; `find` can't be used then.
+    bool init_repeated(const id_list& numbers);
 
     // The first column with a number; the absent ID if there is none.
     unsigned int find(unsigned int number) const {
@@ -52,6 +54,7 @@ private:
     static unsigned int column_of(std::uint64_t entry) { return static_cast<unsigned int>(entry); }
 
     unsigned int find_in_bucket(unsigned int number) const;
+    void begin(const id_list& numbers);
     bool list_sorted(const id_list& numbers);
     bool drop_repeated();
     bool make_buckets();

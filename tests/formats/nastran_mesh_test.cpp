@@ -516,6 +516,35 @@ TEST(nastran_mesh, memory_failure_is_a_code_with_or_without_words) {
     EXPECT_GT(nbr_failed, 40U);
 }
 
+TEST(nastran_mesh, many_elements_are_read_from_a_deck_that_is_not_what_its_start_foretells) {
+    // Elements of the second half have more nodes and shorter lines, or there are none.
+    std::string bars = grids(4);
+    const unsigned int n = 120000;
+    for (unsigned int k = 1; k <= n; ++k) {
+        bars += "CROD," + std::to_string(k) + ",1,1," + std::to_string(2 + k % 3) + "\n";
+    }
+    std::string quads;
+    for (unsigned int k = n + 1; k <= n + 30000; ++k) {
+        quads += "CQUAD4," + std::to_string(k) + ",,1,2,3,4\n";
+    }
+    for (const std::string& tail : {quads, std::string(2000000, '$') + "\n", std::string()}) {
+        const scratch_stream stream(bars + tail);
+        deck_mesh deck;
+        deck.code = read_mesh(stream.get(), file_format::nastran, deck.m, deck.report);
+        ASSERT_EQ(deck.code, 0) << deck.error();
+        ASSERT_EQ(deck.nbr_elements(), tail == quads ? n + 30000 : n);
+        bool is_same = true;
+        for (unsigned int c = 0; c < deck.nbr_elements(); ++c) {
+            const bool is_bar = c < n;
+            const unsigned int second = is_bar ? 1 + (c + 1) % 3 : 1;
+            is_same = is_same && deck.m.element_numbers[c] == c + 1 && deck.m.connect(0, c) == 0 &&
+                      deck.m.connect(1, c) == second && deck.m.pids[c] == (is_bar ? 1 : c + 1) &&
+                      (deck.m.connect.rows() == 2 || deck.m.connect(3, c) == (is_bar ? none : 3));
+        }
+        EXPECT_TRUE(is_same);
+    }
+}
+
 TEST(nastran_mesh, absurd_counts_and_nesting_come_to_an_end) {
     const std::string start = "GRID,1\nMAT1,1\n";
     std::string continued = start;

@@ -35,6 +35,9 @@ void expect_as_map(const ids& numbers, const ids& asked) {
         if (!first.emplace(numbers[c], c).second) repeated.push_back(c);
     }
     EXPECT_EQ(list(index.repeated()), repeated);
+    number_index only_repeated;
+    ASSERT_TRUE(only_repeated.init_repeated(list_of(numbers)));
+    EXPECT_EQ(list(only_repeated.repeated()), repeated);
     const auto expected = [&](unsigned int n) { return first.count(n) == 0 ? none : first[n]; };
     for (const unsigned int n : numbers) {
         for (const unsigned int near : {n - 1, n, n + 1})
