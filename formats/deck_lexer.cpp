@@ -164,7 +164,8 @@ void deck_lexer::prepare() {
 }
 
 std::string_view deck_lexer::without_tabs(std::string_view text) {
-    std::replace_copy(text.begin(), text.end(), expanded_, '\t', ' ');
+    char* const end = std::replace_copy(text.begin(), text.end(), expanded_, '\t', ' ');
+    std::fill_n(end, word_size, ' ');
     if (head_of({expanded_, text.size()}).is_free) return {expanded_, text.size()};
     std::size_t size = 0;
     for (const char c : text) {
@@ -173,6 +174,7 @@ std::string_view deck_lexer::without_tabs(std::string_view text) {
         std::fill_n(expanded_ + size, n, c == '\t' ? ' ' : c);
         size += n;
     }
+    std::fill_n(expanded_ + size, word_size, ' ');
     return {expanded_, size};
 }
 

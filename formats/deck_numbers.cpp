@@ -56,20 +56,22 @@ const char* read_parts(const char* text, const char* end, decimal& number, const
 
 // Reads a number as `%e` writes it: seven digits with a point behind the first, a letter, an
 // exponent of two digits. Null if there is anything else, or the value is not exact.
-const char* read_seven_with_exponent(const char* text, double& number) {
+const char* read_seven_with_exponent(const char* text, const char* end, double& number) {
     constexpr std::ptrdiff_t mantissa_size = 8;
+    constexpr std::ptrdiff_t exponent_size = 4;
     decimal parts;
     parts.negative = *text == '-';
     if (parts.negative) ++text;
+    if (end - text < mantissa_size + exponent_size) return nullptr;
     if (!read_seven_digits(text, parts.digits)) return nullptr;
     text += mantissa_size;
     if (!is_letter_of_exponent(text[0]) || !is_sign(text[1])) return nullptr;
-    if (!is_digit(text[2]) || !is_digit(text[3]) || is_digit(text[4])) return nullptr;
+    if (!is_digit(text[2]) || !is_digit(text[3])) return nullptr;
     const std::ptrdiff_t exponent = 10 * (text[2] - '0') + (text[3] - '0');
     parts.exponent = (text[1] == '-' ? -exponent : exponent) - 6;
     if (!parts.is_exact()) return nullptr;
     number = parts.exact_value();
-    return text + 4;
+    return text + exponent_size;
 }
 
 // The value of a number that is no double times a small power of ten; `text` from its sign on.
@@ -133,9 +135,8 @@ deck_value read_real(std::string_view field, double& number) {
     const char* const begin = skip_blanks(field.data(), end);
     if (begin == end) return deck_value::blank;
     double short_form = 0.0;
-    const char* const short_end = read_seven_with_exponent(begin, short_form);
-    if (short_end &&
-        (short_end == end || (short_end < end && skip_blanks(short_end, end) == end))) {
+    const char* const short_end = read_seven_with_exponent(begin, end, short_form);
+    if (short_end && skip_blanks(short_end, end) == end) {
         number = short_form;
         return deck_value::number;
     }
