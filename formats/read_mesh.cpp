@@ -23,6 +23,7 @@ mesh_reader reader_of(file_format format) {
     case file_format::stl_text:
     case file_format::stl_binary: return read_stl_mesh;
     case file_format::nastran: return read_nastran_mesh;
+    case file_format::obj: return read_obj_mesh;
     default: return nullptr;
     }
 }

@@ -190,6 +190,7 @@ private:
 };
 
 // Reads a mesh with all that comes with it. Binary and text STL and NASTRAN decks can be read.
+// Reads a mesh with all that comes with it. Binary and text STL and Wavefront OBJ can be read.
 //
 // Of every format:
 //   - The nodes are those of the file, in its order, 3 rows. Memory goes with what is there, never
@@ -225,6 +226,13 @@ private:
 //     values breaks the rules, and so does an element with a node that is not there. Elements on
 //     cards of different names may share a number.
 //   - All other cards are counted as lost. A deck of cards without a node breaks the rules.
+// OBJ: vertices are nodes, used or not, and faces are triangles and quadrangles. A face of more
+// corners is cut into triangles, by ear clipping as seen along its normal, also where it is concave
+// or leads to a hole and back. Lines are bars, points are elements of type ET_NODE. Negative
+// numbers count back from the last vertex so far; positive ones may be those of vertices to come.
+// Corners that repeat the one before are left out. Groups and objects are sets of elements; an
+// element is in the 64 groups that its `g` names first at most. Normals, textures, colors,
+// materials and curves are left out.
 //
 //   path    of a file of any kind; its format is told by format_of
 //   result  out: the mesh; empty on failure

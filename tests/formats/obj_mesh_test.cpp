@@ -1,0 +1,392 @@
+// OBJ files read as meshes with a report.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "formats/plain_obj_mesh.h"
+#include "formats/scratch_files.h"
+#include "support/failing_call.h"
+#include "support/meshes.h"
+#include "support/random.h"
+#include "tessmaker/mesh_file.h"
+
+using namespace kv7;
+using namespace kv7::tessmaker;
+using namespace test;
+
+namespace {
+
+using id_lists = std::vector<std::vector<unsigned int>>;
+using sentences = std::vector<std::string>;
+
+struct read_file {
+    mesh m;
+    file_report report;
+    int code = 0;
+
+    sentences remarks() const {
+        sentences result;
+        for (const remark& r : report.remarks()) result.push_back(r.sentence);
+        return result;
+    }
+    std::string error() const { return report.error() ? report.error()->sentence : "none"; }
+    // Without absent IDs.
+    id_lists elements() const {
+        id_lists result;
+        for (std::size_t c = 0; c < m.connect.cols(); ++c) {
+            result.emplace_back();
+            for (std::size_t r = 0; r < m.connect.rows(); ++r) {
+                if (m.connect(r, c) != none) result.back().push_back(m.connect(r, c));
+            }
+        }
+        return result;
+    }
+    // "keyword seen read" of each.
+    sentences counts() const {
+        sentences result;
+        for (const keyword_count& c : report.counts()) {
+            result.push_back(c.keyword + ' ' + std::to_string(c.seen) + ' ' +
+                             std::to_string(c.read));
+        }
+        return result;
+    }
+};
+
+// What holds of every mesh.
+void expect_whole(const mesh& m) {
+    const auto nbr_nodes = static_cast<unsigned int>(m.pos.cols());
+    EXPECT_EQ(m.indices.size(), m.types.size() + 1);
+    EXPECT_EQ(m.indices[m.types.size()], m.connect.cols());
+    EXPECT_EQ(m.pids, dense1D<unsigned int>(m.connect.cols(), 1U));
+    for (std::size_t k = 0; k < m.types.size(); ++k) {
+        const auto type = static_cast<element_type>(m.types[k]);
+        EXPECT_LT(m.indices[k], m.indices[k + 1]);
+        EXPECT_TRUE(k == 0 || m.types[k - 1] != type);
+        const dense2D<unsigned int> run = m.connect.sub_matrix(
+            0, m.indices[k], kv7::tessmaker::nbr_nodes(type), m.indices[k + 1] - m.indices[k]);
+        EXPECT_TRUE(check_IDs(run, type, nbr_nodes));
+    }
+    for (const named_set& set : m.element_sets) {
+        EXPECT_FALSE(set.ids.empty());
+        EXPECT_TRUE(std::is_sorted(set.ids.begin(), set.ids.end()));
+        EXPECT_TRUE(check_IDs(set.ids, static_cast<unsigned int>(m.connect.cols())));
+    }
+}
+
+read_file read(const std::string& contents) {
+    const scratch_stream stream(contents);
+    read_file result;
+    result.m.node_sets.resize(1);
+    result.code = read_mesh(stream.get(), file_format::obj, result.m, result.report);
+    const mesh& m = result.m;
+    EXPECT_EQ(result.code < 0, result.report.error() != nullptr);
+    if (result.code == 0) {
+        expect_whole(m);
+    } else {
+        EXPECT_EQ(result.code, -102);
+        EXPECT_TRUE(m.pos.empty() && m.connect.empty() && m.indices.empty() && m.types.empty() &&
+                    m.pids.empty() && m.element_sets.empty());
+    }
+    EXPECT_TRUE(m.node_sets.empty() && m.node_numbers.empty() && m.element_numbers.empty());
+    return result;
+}
+
+// Five vertices.
+const std::string square = "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0.5 0.5 2\n";
+
+TEST(obj_mesh, triangles_and_quadrangles_stay_in_their_order) {
+    const read_file file = read(square + "f 1 2 3\nf 1 3 4\nf 1 2 3 4\nf 4 3 2\n");
+    EXPECT_EQ(file.code, 0);
+    EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}, {0, 2, 3}, {0, 1, 2, 3}, {3, 2, 1}}));
+    EXPECT_EQ(list(file.m.types), (std::vector<int>{ET_TRIA3, ET_QUAD4, ET_TRIA3}));
+    EXPECT_EQ(list(file.m.indices), (std::vector<unsigned int>{0, 2, 3, 4}));
+    EXPECT_EQ(file.m.pos.cols(), 5U);
+    EXPECT_EQ(file.m.pos(2, 4), 2.0);
+    EXPECT_TRUE(file.remarks().empty());
+    EXPECT_EQ(file.counts(), (sentences{"v 5 5", "f 4 4"}));
+    EXPECT_TRUE(file.m.element_sets.empty());
+}
+
+TEST(obj_mesh, corners_may_have_textures_and_normals) {
+    const read_file file = read(square + "vt 0 0\nvn 0 0 1\nvn 0 0 1\nf 1/1 2/1/1 3//1\n"
+                                         "f 1/ 2// 3/1/ 4\nfo 1 2 3\n");
+    EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}, {0, 1, 2, 3}, {0, 1, 2}}));
+    EXPECT_EQ(file.remarks(), (sentences{"vt: 1 not read, in line 6: texture coordinates",
+                                         "vn: 2 not read, first in line 7: normals"}));
+    EXPECT_EQ(file.counts(), (sentences{"v 5 5", "vt 1 0", "vn 2 0", "f 2 2", "fo 1 1"}));
+    EXPECT_TRUE(file.report.has_lost());
+}
+
+TEST(obj_mesh, negative_numbers_count_from_the_last_vertex_so_far) {
+    const read_file file =
+        read("v 0 0 0\nv 1 0 0\nv 1 1 0\nf -3 -2 -1\nv 0 0 1\nf -4/-1/-1 +2 -1\n");
+    EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}, {0, 1, 3}}));
+}
+
+TEST(obj_mesh, vertices_may_stand_behind_faces) {
+    const read_file file = read("f 1 2 3 4 5\nl 2 5\n" + square);
+    EXPECT_EQ(file.m.connect.cols(), 4U);
+    EXPECT_EQ(file.elements()[3], (std::vector<unsigned int>{1, 4}));
+}
+
+TEST(obj_mesh, lines_may_go_on_and_end_in_any_way) {
+    const read_file file = read("\xEF\xBB\xBFv 0 0 0\r\nv 1\\\n0 0\rv 1 1 0 # the third\n"
+                                "# a comment \\\nv 0 1 0\n\n  \t f 1 2\\\r\n 3\\ \t\n\\\n4");
+    EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2, 3}}));
+    EXPECT_EQ(file.m.pos(0, 1), 1.0);
+    EXPECT_TRUE(file.remarks().empty());
+    EXPECT_EQ(read(square + "f 1 2 3\\").elements(), (id_lists{{0, 1, 2}}));
+}
+
+TEST(obj_mesh, polygons_are_cut_into_triangles) {
+    const read_file file =
+        read("v 0 0 0\nv 4 0 0\nv 4 4 0\nv 2 1 0\nv 0 4 0\nf 1 2 3\nf 1 2 3 4 5\nf 5 4 3 2 1\n");
+    EXPECT_EQ(file.remarks(),
+              (sentences{"f: 2 cut into triangles, first in line 7: more than 4 corners"}));
+    EXPECT_FALSE(file.report.has_lost());
+    ASSERT_EQ(file.m.connect.cols(), 7U);
+    double areas[2] = {0, 0};
+    for (std::size_t c = 1; c < 7; ++c) {
+        const auto at = [&](std::size_t i, std::size_t r) {
+            return file.m.pos(r, file.m.connect(i, c));
+        };
+        areas[(c - 1) / 3] += (at(1, 0) - at(0, 0)) * (at(2, 1) - at(0, 1)) -
+                              (at(1, 1) - at(0, 1)) * (at(2, 0) - at(0, 0));
+    }
+    EXPECT_EQ(areas[0], 20.0);
+    EXPECT_EQ(areas[1], -20.0);
+}
+
+TEST(obj_mesh, an_outline_that_crosses_itself_is_told) {
+    const read_file file = read(square + "f 1 2 3 4 5\nf 1 3 2 4 1 3 2 4\n");
+    EXPECT_EQ(file.remarks(),
+              (sentences{"f: 2 cut into triangles, first in line 6: more than 4 corners",
+                         "f: 1 cut into triangles without area or lying over each other, in line "
+                         "7: seen along its normal the outline touches or crosses itself"}));
+}
+
+TEST(obj_mesh, repeated_corners_are_one) {
+    const read_file file = read(square + "f 1 2 2 3\nf 1 1 2 3 4 1\nf 1 2 1\nf 1 2\nf\n");
+    EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}, {0, 1, 2, 3}}));
+    EXPECT_EQ(
+        file.remarks(),
+        (sentences{"f: 3 corners left out, first in line 6: the same node as the corner before",
+                   "f: 3 left out, first in line 8: fewer than 3 different corners"}));
+    EXPECT_EQ(file.counts(), (sentences{"v 5 5", "f 5 2"}));
+}
+
+TEST(obj_mesh, lines_are_bars_and_points_are_nodes) {
+    const read_file file = read(square + "l 1 2/1 3\np 4 5\nl 1 1 2 2\nl 3\nl 4 4\n");
+    EXPECT_EQ(file.elements(), (id_lists{{0, 1}, {1, 2}, {3}, {4}, {0, 1}}));
+    EXPECT_EQ(list(file.m.types), (std::vector<int>{ET_BAR2, ET_NODE, ET_BAR2}));
+    EXPECT_EQ(file.remarks(),
+              (sentences{"l: 2 bars left out, first in line 8: both ends are one node",
+                         "l: 2 left out, first in line 9: fewer than 2 different nodes"}));
+    EXPECT_EQ(file.counts(), (sentences{"v 5 5", "l 4 2", "p 1 1"}));
+}
+
+TEST(obj_mesh, groups_and_objects_are_sets) {
+    const read_file file = read(square + "f 1 2 3\no the box\ng left right\nf 1 2 3 4 5\ng left\n"
+                                         "l 1 2\ng\nf 1 2 4\no\nf 1 2 3\ng right empty left\n");
+    using set = std::pair<std::string, std::vector<unsigned int>>;
+    std::vector<set> sets;
+    for (const named_set& s : file.m.element_sets) sets.emplace_back(s.name, list(s.ids));
+    EXPECT_EQ(sets,
+              (std::vector<set>{
+                  {"the box", {1, 2, 3, 4, 5}}, {"left", {1, 2, 3, 4}}, {"right", {1, 2, 3}}}));
+    EXPECT_EQ(file.counts(), (sentences{"v 5 5", "f 4 4", "o 2 2", "g 4 4", "l 1 1"}));
+}
+
+TEST(obj_mesh, an_object_and_a_group_of_one_name_are_one_set_if_they_hold_the_same) {
+    EXPECT_EQ(read(square + "o a\ng a\nf 1 2 3\n").m.element_sets.size(), 1U);
+    EXPECT_EQ(read(square + "o a\nf 1 2 3\ng a\nf 1 2 3\n").m.element_sets.size(), 2U);
+}
+
+TEST(obj_mesh, an_element_is_in_64_groups_at_most) {
+    std::string names;
+    for (int k = 0; k < 66; ++k) names += " g" + std::to_string(k);
+    const read_file file = read(square + "g" + names + " g0\nf 1 2 3\n");
+    EXPECT_EQ(file.m.element_sets.size(), 64U);
+    EXPECT_EQ(file.remarks(),
+              (sentences{"g: 2 names left out, first in line 6: an element is in 64 "
+                         "groups at most"}));
+}
+
+TEST(obj_mesh, what_stands_behind_coordinates_is_told) {
+    const read_file file = read("v 0 0 0 1 0.5 0\nv 0 0 0 1\nv 1 0 0 2\nv 1 0 0 0.5\nv 1 0 0 1 2\n"
+                                "v 0 0 0 a 0 0 0\n");
+    EXPECT_EQ(file.remarks(),
+              (sentences{"v: 1 color left out, in line 1", "v: 2 weights left out, first in line 3",
+                         "v: 2 with more values, which are left out, first in line 5"}));
+    EXPECT_EQ(file.m.pos.cols(), 6U);
+}
+
+TEST(obj_mesh, all_else_is_counted_by_keyword) {
+    const read_file file = read("mtllib a.mtl\n" + square +
+                                "usemtl x\ns 1\ns off\nvp 1\ncurv 0 1 1 2\ncall a.obj\n"
+                                "bevel on\nV 1 2 3\n\x01z\n");
+    EXPECT_EQ(
+        file.remarks(),
+        (sentences{"mtllib: 1 not read, in line 1: materials",
+                   "usemtl: 1 not read, in line 7: materials",
+                   "s: 2 not read, first in line 8: smoothing",
+                   "vp: 1 not read, in line 10: curves and surfaces of free form",
+                   "curv: 1 not read, in line 11: curves and surfaces of free form",
+                   "call: 1 not read, in line 12: other files and programs",
+                   "bevel: 1 not read, in line 13: display", "V: 1 not read, in line 14: not known",
+                   "?z: 1 not read, in line 15: not known"}));
+}
+
+TEST(obj_mesh, faults_say_where_they_are) {
+    EXPECT_EQ(read("v 0 0 0\nv 1 x 0\n").error(), "line 2, column 5: a finite number is expected");
+    EXPECT_EQ(read("v 0 0\n").error(), "line 1, column 6: a finite number is expected");
+    EXPECT_EQ(read("v 0 0 nan").error(), "line 1, column 7: a finite number is expected");
+    EXPECT_EQ(read("v 0 0 1e999").error(), "line 1, column 7: a finite number is expected");
+    const std::string form = "a corner such as 3, 3/2, 3//1 or 3/2/1 is expected";
+    for (const char* corner : {"x", "1x", "/1", "1/x", "1/1/1/1", "1.0", "-", "1/-"}) {
+        EXPECT_EQ(read(square + "f 1 2\\\n " + corner).error(), "line 7, column 2: " + form);
+    }
+    EXPECT_EQ(read(square + "p 1 0").error(), "line 6, column 5: vertices have numbers from 1");
+    EXPECT_EQ(read(square + "l 1 -6").error(),
+              "line 6, column 5: this leads ahead of the first vertex");
+    EXPECT_EQ(read(square + "f 1 2 6\nf 1 2 99\n").error(),
+              "line 6, column 7: there is no vertex 6: the file has 5");
+    EXPECT_EQ(read("f 1 2 3\nf 1 2 9\nf 7 8 9\n" + square).error(),
+              "line 2, column 7: there is no vertex 9: the file has 5");
+    EXPECT_EQ(read(square + "f 1 2 99999999999999999999\n").error(),
+              "line 6, column 7: there is no vertex 1099511627776: the file has 5");
+}
+
+TEST(obj_mesh, a_file_without_vertices_is_none_unless_it_says_nothing) {
+    EXPECT_EQ(read("g a\n").error(), "no vertex is there");
+    EXPECT_EQ(read("f 1 2 3\n").error(), "no vertex is there");
+    EXPECT_EQ(read("<html>").error(), "no vertex is there");
+    EXPECT_EQ(read("").code, 0);
+    EXPECT_EQ(read("# nothing\n\n").code, 0);
+}
+
+TEST(obj_mesh, words_may_be_long) {
+    const std::string name(10000, 'x');
+    const std::string digits = "0." + std::string(3000, '3');
+    const read_file file = read("v " + digits + " 0 0 # " + std::string(200000, 'c') + "\n" + name +
+                                "\no " + std::string(70000, ' ') + "b\np 1\n");
+    EXPECT_EQ(file.code, 0);
+    EXPECT_EQ(file.m.pos(0, 0), 1.0 / 3.0);
+    EXPECT_EQ(file.m.element_sets.at(0).name, "b");
+    EXPECT_EQ(read("v " + std::string(5000, '1') + " 0 0").code, -102);
+    EXPECT_EQ(read("v 0." + std::string(5000, '1') + " 0 0").code, -102);
+}
+
+std::string random_line(random_source& random, std::size_t& nbr_vertices) {
+    const auto number = [&] {
+        const auto below = static_cast<int>(random.below(nbr_vertices + 1));
+        if (random.one_in(60)) return static_cast<int>(random.below(12)) - 4;
+        return random.one_in(3) ? -below - (below == 0) : below + (below == 0);
+    };
+    const auto corner = [&] {
+        static const std::vector<std::string> tails{"", "", "", "/", "//", "/1", "//1", "/2/-3"};
+        std::string text = std::to_string(number()) + random.one_of(tails);
+        if (random.one_in(400)) text += "x";
+        return text;
+    };
+    static const std::vector<std::string> words{"v", "v",  "v", "f",  "f",      "f", "l",
+                                                "p", "g",  "o", "vn", "usemtl", "#", "z",
+                                                "f", "fo", "v", "",   "f"};
+    const std::string word = random.one_of(words);
+    static const std::vector<std::string> blanks{" ",  " ",     " ",       "  ",
+                                                 "\t", " \\\n", "\\\r\n ", " \\ \r"};
+    std::string line = word;
+    const auto add = [&](const std::string& text) { line += random.one_of(blanks) + text; };
+    if (word == "v") {
+        ++nbr_vertices;
+        const std::size_t n = random.one_in(100) ? 2 : random.one_in(10) ? random.between(3, 7) : 3;
+        for (std::size_t i = 0; i < n; ++i) {
+            add(random.one_in(4) ? "-1.5e1" : std::to_string(random.below(5)));
+        }
+    } else if (word == "g" || word == "o") {
+        for (std::size_t k = random.below(3); k != 0; --k) {
+            add(std::string(1, static_cast<char>('a' + random.below(3))));
+        }
+    } else {
+        const std::size_t n = random.one_in(8) ? random.below(3) : random.between(3, 7);
+        for (std::size_t k = 0; k < n; ++k) add(corner());
+    }
+    if (random.one_in(15)) line += " # rest \\";
+    static const std::vector<std::string> ends{"\n", "\n", "\r\n", "\r", " \n"};
+    return line + random.one_of(ends);
+}
+
+void expect_same_as_plain(const std::string& text) {
+    const plain_obj_mesh expected(text);
+    const read_file file = read(text);
+    const bool is_good = expected.error_line == 0 && !expected.lacks_vertices;
+    ASSERT_EQ(file.code, is_good ? 0 : -102) << text << '\n' << file.error();
+    if (!is_good) {
+        EXPECT_EQ(file.report.error()->line, expected.error_line) << text;
+        return;
+    }
+    EXPECT_EQ(file.elements(), expected.elements) << text;
+    ASSERT_EQ(file.m.pos.cols(), expected.nodes.size());
+    for (std::size_t c = 0; c < expected.nodes.size(); ++c) {
+        for (std::size_t r = 0; r < 3; ++r) EXPECT_EQ(file.m.pos(r, c), expected.nodes[c][r]);
+    }
+    std::vector<std::pair<std::string, std::vector<unsigned int>>> sets;
+    for (const named_set& s : file.m.element_sets) sets.emplace_back(s.name, list(s.ids));
+    EXPECT_EQ(sets, expected.sets) << text;
+    std::size_t nbr_counts = 0;
+    for (const keyword_count& c : file.report.counts()) {
+        ++nbr_counts;
+        const auto at = expected.counts.find(c.keyword);
+        ASSERT_NE(at, expected.counts.end());
+        EXPECT_EQ(std::pair(c.seen, c.read), at->second) << c.keyword << '\n' << text;
+    }
+    EXPECT_EQ(nbr_counts, expected.counts.size());
+}
+
+TEST(obj_mesh, random_files_are_read_as_by_a_plain_reader) {
+    random_source random(31);
+    for (std::uint64_t k = 0; k < nbr_runs(3000); ++k) {
+        std::string text;
+        std::size_t nbr_vertices = 0;
+        for (std::size_t n = random.below(40); n != 0; --n) {
+            text += random_line(random, nbr_vertices);
+        }
+        if (random.one_in(3) && !text.empty()) text.pop_back();
+        expect_same_as_plain(text);
+        if (HasFailure()) break;
+    }
+}
+
+const std::string all_kinds = "# all\r\nmtllib a\no box\ng a b\n" + square +
+                              "vn 0 0 1\nf 1//1 2//1 \\\n3//1\nf -5 -4 -3 -2\nf 1 2 3 4 5\n"
+                              "l 1 2 3\np 4\ng a\nf 1 3 4 # end\nf 2 3 4";
+
+TEST(obj_mesh, a_file_cut_at_any_byte_is_read_as_by_a_plain_reader) {
+    for (std::size_t size = 0; size <= all_kinds.size(); ++size) {
+        expect_same_as_plain(all_kinds.substr(0, size));
+    }
+}
+
+TEST(obj_mesh, memory_failure_is_a_code_and_an_empty_mesh) {
+    const std::size_t nbr_failed = fail_each_allocation([](std::size_t k, bool and_later) {
+        mesh m;
+        file_report report;
+        const scratch_stream stream(all_kinds);
+        const failing_call call = call_failing(
+            k, and_later, [&] { return read_mesh(stream.get(), file_format::obj, m, report); });
+        EXPECT_FALSE(call.threw());
+        EXPECT_TRUE(call.code == 0 || (call.code == -199 && call.failed)) << call.code;
+        EXPECT_EQ(m.connect.cols(), call.code == 0 ? 10U : 0U);
+        EXPECT_EQ(m.element_sets.size(), call.code == 0 ? 3U : 0U);
+        return call.failed;
+    });
+    EXPECT_GT(nbr_failed, 30U);
+}
+
+} // namespace
