@@ -22,6 +22,7 @@ inline constexpr int out_of_memory = -199;
 // Of text or binary, whichever the file is.
 int read_stl_mesh(std::FILE* file, mesh& result, report_builder& report);
 int read_obj_mesh(std::FILE* file, mesh& result, report_builder& report);
+int read_femap_mesh(std::FILE* file, mesh& result, report_builder& report);
 
 // Of a deck of bulk data, with all files that it includes. They are looked for in the folder of the
 // file of the report.

@@ -24,6 +24,7 @@ mesh_reader reader_of(file_format format) {
     case file_format::stl_binary: return read_stl_mesh;
     case file_format::nastran: return read_nastran_mesh;
     case file_format::obj: return read_obj_mesh;
+    case file_format::femap: return read_femap_mesh;
     default: return nullptr;
     }
 }

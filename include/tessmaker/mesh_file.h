@@ -191,6 +191,8 @@ private:
 
 // Reads a mesh with all that comes with it. Binary and text STL and NASTRAN decks can be read.
 // Reads a mesh with all that comes with it. Binary and text STL and Wavefront OBJ can be read.
+// Reads a mesh with all that comes with it. Binary and text STL, Wavefront OBJ and
+// FEMAP neutral files can be read.
 //
 // Of every format:
 //   - The nodes are those of the file, in its order, 3 rows. Memory goes with what is there, never
@@ -233,6 +235,13 @@ private:
 // Corners that repeat the one before are left out. Groups and objects are sets of elements; an
 // element is in the 64 groups that its `g` names first at most. Normals, textures, colors,
 // materials and curves are left out.
+//
+// FEMAP: blocks 403 and 404 are read, wherever and however often they stand. The property is the
+// third value of an element; nodes on edges are where the format puts them, and those of bricks
+// where they lie, since FEMAP_output writes them in another order. If one is missing the element is
+// linear. Elements of other topologies or without a corner, and what else stands on elements, are
+// left out. A node may be given again alike. Coordinates are global ones. Numbers of elements may
+// repeat.
 //
 //   path    of a file of any kind; its format is told by format_of
 //   result  out: the mesh; empty on failure

@@ -322,17 +322,19 @@ std::string random_line(random_source& random, std::size_t& nbr_vertices) {
     return line + random.one_of(ends);
 }
 
-void expect_same_as_plain(const std::string& text) {
+// Returns whether there was a mesh to compare.
+bool is_read_as_plain(const std::string& text) {
     const plain_obj_mesh expected(text);
     const read_file file = read(text);
     const bool is_good = expected.error_line == 0 && !expected.lacks_vertices;
-    ASSERT_EQ(file.code, is_good ? 0 : -102) << text << '\n' << file.error();
+    EXPECT_EQ(file.code, is_good ? 0 : -102) << text << '\n' << file.error();
     if (!is_good) {
         EXPECT_EQ(file.report.error()->line, expected.error_line) << text;
-        return;
+        return false;
     }
     EXPECT_EQ(file.elements(), expected.elements) << text;
-    ASSERT_EQ(file.m.pos.cols(), expected.nodes.size());
+    EXPECT_EQ(file.m.pos.cols(), expected.nodes.size());
+    if (testing::Test::HasFailure()) return false;
     for (std::size_t c = 0; c < expected.nodes.size(); ++c) {
         for (std::size_t r = 0; r < 3; ++r) EXPECT_EQ(file.m.pos(r, c), expected.nodes[c][r]);
     }
@@ -343,14 +345,17 @@ void expect_same_as_plain(const std::string& text) {
     for (const keyword_count& c : file.report.counts()) {
         ++nbr_counts;
         const auto at = expected.counts.find(c.keyword);
-        ASSERT_NE(at, expected.counts.end());
+        EXPECT_NE(at, expected.counts.end());
+        if (at == expected.counts.end()) return false;
         EXPECT_EQ(std::pair(c.seen, c.read), at->second) << c.keyword << '\n' << text;
     }
     EXPECT_EQ(nbr_counts, expected.counts.size());
+    return true;
 }
 
 TEST(obj_mesh, random_files_are_read_as_by_a_plain_reader) {
     random_source random(31);
+    std::uint64_t nbr_good = 0;
     for (std::uint64_t k = 0; k < nbr_runs(3000); ++k) {
         std::string text;
         std::size_t nbr_vertices = 0;
@@ -358,9 +363,10 @@ TEST(obj_mesh, random_files_are_read_as_by_a_plain_reader) {
             text += random_line(random, nbr_vertices);
         }
         if (random.one_in(3) && !text.empty()) text.pop_back();
-        expect_same_as_plain(text);
+        nbr_good += is_read_as_plain(text) ? 1U : 0U;
         if (HasFailure()) break;
     }
+    EXPECT_GT(nbr_good, nbr_runs(3000) / 4);
 }
 
 const std::string all_kinds = "# all\r\nmtllib a\no box\ng a b\n" + square +
@@ -369,7 +375,7 @@ const std::string all_kinds = "# all\r\nmtllib a\no box\ng a b\n" + square +
 
 TEST(obj_mesh, a_file_cut_at_any_byte_is_read_as_by_a_plain_reader) {
     for (std::size_t size = 0; size <= all_kinds.size(); ++size) {
-        expect_same_as_plain(all_kinds.substr(0, size));
+        is_read_as_plain(all_kinds.substr(0, size));
     }
 }
 
