@@ -261,7 +261,7 @@ private:
             }
         }
         if (code < 0) return code;
-        while (nodes_.size() > first + 1 && nodes_.back() == nodes_[first]) {
+        if (nodes_.size() > first + 1 && nodes_.back() == nodes_[first]) {
             nodes_.pop_back();
             ++nbr_repeated;
         }
