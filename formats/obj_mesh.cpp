@@ -39,6 +39,9 @@ constexpr remark_form badly_triangulated{
     remark_kind::changed, "cut into triangles without area or lying over each other",
     "cut into triangles without area or lying over each other",
     "seen along its normal the outline touches or crosses itself"};
+constexpr remark_form hastily_triangulated{
+    remark_kind::changed, "cut into triangles that may lie over each other",
+    "cut into triangles that may lie over each other", "too many corners"};
 constexpr remark_form many_groups{remark_kind::lost, "name left out", "names left out",
                                   "an element is in 64 groups at most"};
 
@@ -367,7 +370,9 @@ private:
             std::copy_n(mesh_.pos.column(nodes[k]), 3, points_.data() + 3 * k);
         }
         if (!cutter_.cut(points_.data(), n)) {
-            report_.add(badly_triangulated, face.keyword, {face.line});
+            const bool is_too_long = cutter_.has_given_up();
+            report_.add(is_too_long ? hastily_triangulated : badly_triangulated, face.keyword,
+                        {face.line});
         }
         const unsigned int* corner = cutter_.corners().data();
         for (std::size_t k = 0; k < n - 2; ++k) {

@@ -142,16 +142,43 @@ void polygon_triangles::begin(std::size_t n) {
     if (nbr_obstacles_ != 0) build_grid();
 }
 
+// The grid lies along the longest extent of the obstacles, so that a long line of them, wherever it
+// goes, is one row.
+void polygon_triangles::turn_grid() {
+    const auto count = static_cast<double>(nbr_obstacles_);
+    point mean{};
+    for_each_obstacle([&](unsigned int k) {
+        mean.x += at_[k].x / count;
+        mean.y += at_[k].y / count;
+    });
+    double xx_less_yy = 0.0;
+    double xy = 0.0;
+    for_each_obstacle([&](unsigned int k) {
+        const double x = at_[k].x - mean.x;
+        const double y = at_[k].y - mean.y;
+        xx_less_yy += x * x - y * y;
+        xy += x * y;
+    });
+    const double angle = 0.5 * std::atan2(2.0 * xy, xx_less_yy);
+    grid_axis_ = {std::cos(angle), std::sin(angle)};
+}
+
+polygon_triangles::point polygon_triangles::in_grid(unsigned int k) const {
+    const point p = at_[k];
+    return {grid_axis_.x * p.x + grid_axis_.y * p.y, grid_axis_.x * p.y - grid_axis_.y * p.x};
+}
+
 // Sorts the obstacles that are left into about as many cells, square ones.
 void polygon_triangles::build_grid() {
+    turn_grid();
     constexpr double infinity = std::numeric_limits<double>::infinity();
     point low{infinity, infinity};
     point high{-infinity, -infinity};
-    for (std::size_t k = 0; k < at_.size(); ++k) {
-        if (is_obstacle_[k] == 0) continue;
-        low = {std::min(low.x, at_[k].x), std::min(low.y, at_[k].y)};
-        high = {std::max(high.x, at_[k].x), std::max(high.y, at_[k].y)};
-    }
+    for_each_obstacle([&](unsigned int k) {
+        const point p = in_grid(k);
+        low = {std::min(low.x, p.x), std::min(low.y, p.y)};
+        high = {std::max(high.x, p.x), std::max(high.y, p.y)};
+    });
     const auto count = static_cast<double>(nbr_obstacles_);
     const double width = high.x - low.x;
     const double height = high.y - low.y;
@@ -162,20 +189,16 @@ void polygon_triangles::build_grid() {
     nbr_columns_ = static_cast<std::size_t>(width / cell_size_) + 1;
     nbr_rows_ = static_cast<std::size_t>(height / cell_size_) + 1;
 
-    const auto cell_of = [this](point p) {
+    const auto cell_of = [this](unsigned int k) {
+        const point p = in_grid(k);
         return place(p.y - grid_start_.y, nbr_rows_) * nbr_columns_ +
                place(p.x - grid_start_.x, nbr_columns_);
     };
     cell_start_.assign(nbr_rows_ * nbr_columns_ + 2, 0);
     cell_items_.resize(nbr_obstacles_);
-    for (std::size_t k = 0; k < at_.size(); ++k) {
-        if (is_obstacle_[k] != 0) ++cell_start_[cell_of(at_[k]) + 2];
-    }
+    for_each_obstacle([&](unsigned int k) { ++cell_start_[cell_of(k) + 2]; });
     for (std::size_t k = 2; k < cell_start_.size(); ++k) cell_start_[k] += cell_start_[k - 1];
-    for (std::size_t k = 0; k < at_.size(); ++k) {
-        if (is_obstacle_[k] == 0) continue;
-        cell_items_[cell_start_[cell_of(at_[k]) + 1]++] = static_cast<unsigned int>(k);
-    }
+    for_each_obstacle([&](unsigned int k) { cell_items_[cell_start_[cell_of(k) + 1]++] = k; });
     nbr_in_grid_ = nbr_obstacles_;
 }
 
@@ -196,7 +219,7 @@ unsigned int polygon_triangles::find_in_row(std::size_t row, unsigned int a, uns
                              : grid_start_.y + static_cast<double>(row + 1) * cell_size_ + wider;
     double left = std::numeric_limits<double>::infinity();
     double right = -left;
-    const std::array<point, 3> corners{at_[a], at_[b], at_[c]};
+    const std::array<point, 3> corners{in_grid(a), in_grid(b), in_grid(c)};
     for (std::size_t i = 0; i < 3; ++i) {
         const point p = corners[i];
         const point q = corners[i == 2 ? 0 : i + 1];
@@ -237,7 +260,7 @@ unsigned int polygon_triangles::find_obstacle(unsigned int a, unsigned int b, un
         nbr_steps_ += at_.size();
         build_grid();
     }
-    const auto [lower, upper] = std::minmax({at_[a].y, at_[b].y, at_[c].y});
+    const auto [lower, upper] = std::minmax({in_grid(a).y, in_grid(b).y, in_grid(c).y});
     const std::size_t last = place(upper + wider - grid_start_.y, nbr_rows_);
     for (std::size_t row = place(lower - wider - grid_start_.y, nbr_rows_); row <= last; ++row) {
         ++nbr_steps_;
@@ -332,6 +355,7 @@ void polygon_triangles::cut_rest_as_fan() {
 }
 
 bool polygon_triangles::cut(const double* points, std::size_t n) {
+    has_given_up_ = false;
     triangles_.clear();
     triangles_.reserve(3 * (n - 2));
     if (!project(points, n)) {
@@ -349,6 +373,7 @@ bool polygon_triangles::cut(const double* points, std::size_t n) {
         }
     }
     if (nbr_left_ > 3) {
+        has_given_up_ = nbr_steps_ > most_steps_per_corner * n;
         cut_rest_as_fan();
         return false;
     }

@@ -31,6 +31,9 @@ public:
     // them finite. Returns whether all triangles came about as ears with an area.
     bool cut(const double* points, std::size_t n);
 
+    // Whether that took too many steps.
+    bool has_given_up() const { return has_given_up_; }
+
     // The corners of the n - 2 triangles of the last polygon, as numbers from 0, three for each.
     const std::vector<unsigned int>& corners() const { return triangles_; }
 
@@ -48,6 +51,14 @@ private:
     bool coincide(unsigned int a, unsigned int b) const;
     bool is_folded(unsigned int v) const;
 
+    template <class Work> void for_each_obstacle(const Work& work) const {
+        const auto n = static_cast<unsigned int>(at_.size());
+        for (unsigned int k = 0; k < n; ++k) {
+            if (is_obstacle_[k] != 0) work(k);
+        }
+    }
+    void turn_grid();
+    point in_grid(unsigned int k) const;
     void build_grid();
     std::size_t place(double distance, std::size_t count) const;
     unsigned int find_in_row(std::size_t row, unsigned int a, unsigned int b, unsigned int c);
@@ -83,10 +94,12 @@ private:
     std::size_t nbr_columns_ = 0;
     std::size_t nbr_rows_ = 0;
     std::size_t nbr_in_grid_ = 0;
+    point grid_axis_{}; // the direction of its rows
     point grid_start_{};
     double cell_size_ = 0.0;
     std::uint64_t nbr_steps_ = 0;
     bool is_proper_ = false;
+    bool has_given_up_ = false;
 };
 
 } // namespace kv7::tessmaker

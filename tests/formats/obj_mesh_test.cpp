@@ -171,6 +171,27 @@ TEST(obj_mesh, an_outline_that_crosses_itself_is_told) {
                          "7: seen along its normal the outline touches or crosses itself"}));
 }
 
+// Two combs that make an L.
+TEST(obj_mesh, an_outline_that_takes_too_long_is_told) {
+    constexpr int nbr_teeth = 6000;
+    const std::string length = std::to_string(2 * nbr_teeth);
+    std::string text = "v -1 -1 0\nv " + length + " -1 0\nv " + length + " 0 0\n";
+    for (int k = nbr_teeth; k-- > 0;) {
+        text += "v " + std::to_string(2 * k + 1) + " 0 0\nv " + std::to_string(2 * k) + ".5 5 0\n";
+    }
+    text += "v 0 0 0\nv 0 " + length + " 0\nv -1 " + length + " 0\n";
+    for (int k = nbr_teeth; k-- > 0;) {
+        text +=
+            "v -1 " + std::to_string(2 * k + 1) + " 0\nv -6 " + std::to_string(2 * k) + ".5 0\n";
+    }
+    text += 'f';
+    for (int k = 1; k <= 4 * nbr_teeth + 6; ++k) text += ' ' + std::to_string(k);
+    EXPECT_EQ(read(text).remarks(),
+              (sentences{"f: 1 cut into triangles, in line 24007: more than 4 corners",
+                         "f: 1 cut into triangles that may lie over each other, in line 24007: too "
+                         "many corners"}));
+}
+
 TEST(obj_mesh, repeated_corners_are_one) {
     const read_file file = read(square + "f 1 2 2 3\nf 1 1 2 3 4 1\nf 1 2 1\nf 1 2\nf\n");
     EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}, {0, 1, 2, 3}}));

@@ -334,11 +334,15 @@ TEST(polygon_triangles, noise_in_the_coordinates_does_no_harm) {
     }
 }
 
+std::array<double, 3> turned(point p) {
+    return {0.8 * p[0] - 0.6 * p[1], 0.6 * p[0] + 0.8 * p[1], 3.0};
+}
+
 TEST(polygon_triangles, many_corners_take_their_time_once) {
     const std::vector<polygon> all{star(250000, 1.0), star(250000, 0.5), star(250000, 0.999),
                                    comb(250000), spiral(250000)};
     for (const polygon& p : all) {
-        const cut_polygon result = cut(p);
+        const cut_polygon result = cut(p, turned);
         EXPECT_TRUE(result.is_proper) << &p - all.data();
         double sum = 0.0;
         for (const auto& t : result.all) sum += std::abs(area2(p[t[0]], p[t[1]], p[t[2]]));
@@ -346,8 +350,32 @@ TEST(polygon_triangles, many_corners_take_their_time_once) {
     }
 }
 
-// Its obstacles crowd in one cell, and its outline crosses itself at random.
+// Two combs that make an L: the corners between the teeth of one are in the way of the other.
+polygon two_combs(std::size_t nbr_teeth) {
+    const double length = 2.0 * static_cast<double>(nbr_teeth);
+    polygon p{{-1.0, -1.0}, {length, -1.0}, {length, 0.0}};
+    for (std::size_t k = nbr_teeth; k-- > 0;) {
+        p.push_back({2.0 * static_cast<double>(k) + 1.5, 0.0});
+        p.push_back({2.0 * static_cast<double>(k) + 0.5, 5.0});
+    }
+    p.insert(p.end(), {{0.0, 0.0}, {0.0, length}, {-1.0, length}});
+    for (std::size_t k = nbr_teeth; k-- > 0;) {
+        p.push_back({-1.0, 2.0 * static_cast<double>(k) + 1.5});
+        p.push_back({-6.0, 2.0 * static_cast<double>(k) + 0.5});
+    }
+    return p;
+}
+
 TEST(polygon_triangles, work_is_bounded) {
+    polygon_triangles cutter;
+    EXPECT_FALSE(cut(two_combs(6000), flat, cutter).is_proper);
+    EXPECT_TRUE(cutter.has_given_up());
+    const polygon p = two_combs(300);
+    expect_covered(p, cut(p, flat, cutter));
+    EXPECT_FALSE(cutter.has_given_up());
+}
+
+TEST(polygon_triangles, many_crossings_come_to_an_end) {
     random_source random(10);
     polygon p;
     for (std::size_t k = 0; k < 30000; ++k) {
