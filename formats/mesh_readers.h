@@ -29,6 +29,8 @@ int read_femap_mesh(std::FILE* file, mesh& result, report_builder& report);
 int read_nastran_mesh(std::FILE* file, mesh& result, report_builder& report);
 // The same; files are opened by `open`.
 int read_nastran_mesh(std::FILE* file, mesh& result, report_builder& report, deck_opener open);
+// Of text.
+int read_medit_mesh(std::FILE* file, mesh& result, report_builder& report);
 
 } // namespace kv7::tessmaker
 

@@ -66,6 +66,15 @@ public:
         } while (at_ == end_ && read_more());
     }
 
+    // Passes over the rest of the line and its end.
+    void to_next_line() {
+        skip_line();
+        if (at_ == end_) return;
+        const bool may_be_two = *at_ == '\r';
+        pass(*at_++);
+        if (may_be_two && (at_ != end_ || read_more()) && *at_ == '\n') pass(*at_++);
+    }
+
     // Where the last word stands, from 1; at the end of the file, where a word was expected.
     std::uint64_t line() const { return word_line_; }
     std::uint64_t column() const { return word_column_; }

@@ -193,6 +193,7 @@ private:
 // Reads a mesh with all that comes with it. Binary and text STL and Wavefront OBJ can be read.
 // Reads a mesh with all that comes with it. Binary and text STL, Wavefront OBJ and
 // FEMAP neutral files can be read.
+// Reads a mesh with all that comes with it. Binary and text STL and MEDIT files in text can be read.
 //
 // Of every format:
 //   - The nodes are those of the file, in its order, 3 rows. Memory goes with what is there, never
@@ -242,6 +243,12 @@ private:
 // linear. Elements of other topologies or without a corner, and what else stands on elements, are
 // left out. A node may be given again alike. Coordinates are global ones. Numbers of elements may
 // repeat.
+// MEDIT: versions 1 to 4 in one, two or three dimensions. Elements of all linear sections, and
+// EdgesP2, TrianglesP2, QuadrilateralsQ2, TetrahedraP2. Of PyramidsP2, PrismsP2 and HexahedraQ2,
+// whose order of nodes is not known, the corners. References of elements are property numbers;
+// those of nodes are left out. Hexahedra in which nodes coincide as `medit_output` has them are
+// pyramids and wedges. Tetrahedra are turned, but for files of `medit_output`, known by their
+// comment, which have them as they are here. Sections may come in any order.
 //
 //   path    of a file of any kind; its format is told by format_of
 //   result  out: the mesh; empty on failure
