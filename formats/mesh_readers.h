@@ -8,6 +8,8 @@
 #define TESSMAKER_FORMATS_MESH_READERS_H
 
 #include <cstdio>
+#include <string_view>
+#include <vector>
 
 #include "formats/deck_files.h"
 #include "formats/file_report.h"
@@ -31,6 +33,11 @@ int read_nastran_mesh(std::FILE* file, mesh& result, report_builder& report);
 int read_nastran_mesh(std::FILE* file, mesh& result, report_builder& report, deck_opener open);
 // Of text.
 int read_medit_mesh(std::FILE* file, mesh& result, report_builder& report);
+
+// Reads fields beside a mesh, in text with keywords or of numbers alone, and gives them a name; if
+// there are several, with a number behind it.
+int read_medit_fields(std::FILE* file, std::string_view name, const mesh& target,
+                      std::vector<field>& fields, report_builder& report);
 
 } // namespace kv7::tessmaker
 

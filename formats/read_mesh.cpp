@@ -1,9 +1,13 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "formats/file_calls.h"
 #include "formats/file_report.h"
@@ -58,6 +62,23 @@ int read_path(const char* path, file_format format, mesh& result, report_builder
     return read_by(reader, file.get(), result, report);
 }
 
+// The last name of a path, without its ending.
+std::string stem_of(std::string_view path) {
+    path.remove_prefix(path.rfind('/') + 1); // all of it is left where there is none
+    const std::size_t point = path.rfind('.');
+    return std::string(path.substr(0, point == 0 ? path.size() : point));
+}
+
+int read_fields_by_path(const char* path, const mesh& target, std::vector<field>& fields,
+                        report_builder& report) {
+    if (!path) return report.fail(file_failed, "there is no path");
+    const opened_file file(path, "rbe");
+    if (!file) return report.fail(file_failed, "can't be opened: " + system_text(errno));
+    if (is_folder(file.get())) return report.fail(file_failed, "is a folder");
+    const int code = read_medit_fields(file.get(), stem_of(path), target, fields, report);
+    return code >= 0 && std::ferror(file.get()) ? file_failed : code;
+}
+
 } // namespace
 
 int read_mesh(const char* path, mesh& result, file_report& report) {
@@ -80,6 +101,19 @@ int read_mesh(std::FILE* file, file_format format, mesh& result, file_report& re
     });
     if (code < 0) result = mesh();
     return code;
+}
+
+int read_fields(const char* path, mesh& target, file_report& report) {
+    std::vector<field> fields;
+    const auto read = [&](report_builder& builder) {
+        const int code = read_fields_by_path(path, target, fields, builder);
+        if (code >= 0) target.fields.reserve(target.fields.size() + fields.size());
+        return code;
+    };
+    const int code = with_report(report, path ? path : "", file_format::medit, read);
+    if (code < 0) return code; // the report may be what memory failed for
+    for (field& f : fields) target.fields.push_back(std::move(f));
+    return 0;
 }
 
 } // namespace kv7::tessmaker

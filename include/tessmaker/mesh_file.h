@@ -274,6 +274,29 @@ TESSMAKER_API int read_mesh(const char* path, mesh& result, file_report& report)
 //   -199  out of memory
 TESSMAKER_API int read_mesh(std::FILE* file, file_format format, mesh& result, file_report& report);
 
+// Reads the fields of a file beside that of a mesh, and appends them to the fields of the mesh. The
+// file is text of one of two kinds, told apart by its first word:
+//
+//   with keywords   SolAtVertices of a MEDIT field file: scalars, vectors, symmetric tensors and
+//                   full ones at the nodes. Other sections are passed over and told
+//   numbers alone   as medit_scalar, medit_vector and medit_tensor write it: the dimension, the
+//                   number of components, that of values, and 2 for values at nodes or 1 for those
+//                   at elements; then the values, which are one field
+//
+// A field has the name of the file without its ending, and if there are several, their number
+// behind it. Values may be infinite, and nan.
+//
+//   path    of a file of any kind
+//   target  in/out: the mesh; unchanged on failure
+//   report  out: as of read_mesh
+//
+// Returns 0, or
+//   -1    no path; the file can't be opened; the system failed to read it
+//   -102  the file breaks the rules of its format, has no fields, or has another number of values
+//         than the mesh has nodes or elements
+//   -199  out of memory
+TESSMAKER_API int read_fields(const char* path, mesh& target, file_report& report);
+
 } // namespace kv7::tessmaker
 
 #endif
