@@ -30,6 +30,7 @@ mesh_reader reader_of(file_format format) {
     case file_format::obj: return read_obj_mesh;
     case file_format::femap: return read_femap_mesh;
     case file_format::medit: return read_medit_mesh;
+    case file_format::vtk: return read_vtk_mesh;
     default: return nullptr;
     }
 }

@@ -47,7 +47,7 @@ public:
     // Of the text behind the last word, which was not put back.
     std::string_view rest_of_line() { return words_.rest_of_line(); }
     void skip_line() { words_.skip_line(); }
-    void to_next_line() { words_.to_next_line(); }
+    bool to_next_line() { return words_.to_next_line(); }
 
     // Tells that something else than the last word was expected.
     bool expect(std::string_view what) {
@@ -63,6 +63,12 @@ public:
     }
     bool fail_for_memory() {
         code_ = out_of_memory;
+        return false;
+    }
+
+    // For a failure that has been told.
+    bool fail_with(int code) {
+        code_ = code;
         return false;
     }
 

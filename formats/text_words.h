@@ -56,6 +56,7 @@ public:
         const char* const line_end = find_line_end();
         std::string_view rest(start, static_cast<std::size_t>(line_end - start));
         while (!rest.empty() && is_space(rest.front())) rest.remove_prefix(1);
+        if (line_end != start) last_ = ' ';
         at_ = line_end;
         return trim_right(rest);
     }
@@ -66,13 +67,14 @@ public:
         } while (at_ == end_ && read_more());
     }
 
-    // Passes over the rest of the line and its end.
-    void to_next_line() {
+    // Passes over the rest of the line and its end. False at the end of the file.
+    bool to_next_line() {
         skip_line();
-        if (at_ == end_) return;
+        if (at_ == end_) return false;
         const bool may_be_two = *at_ == '\r';
         pass(*at_++);
         if (may_be_two && (at_ != end_ || read_more()) && *at_ == '\n') pass(*at_++);
+        return true;
     }
 
     // Where the last word stands, from 1; at the end of the file, where a word was expected.

@@ -194,6 +194,8 @@ private:
 // Reads a mesh with all that comes with it. Binary and text STL, Wavefront OBJ and
 // FEMAP neutral files can be read.
 // Reads a mesh with all that comes with it. Binary and text STL and MEDIT files in text can be read.
+// Reads a mesh with all that comes with it. Binary and text STL, and MEDIT and legacy VTK files in
+// text can be read.
 //
 // Of every format:
 //   - The nodes are those of the file, in its order, 3 rows. Memory goes with what is there, never
@@ -249,6 +251,13 @@ private:
 // those of nodes are left out. Hexahedra in which nodes coincide as `medit_output` has them are
 // pyramids and wedges. Tetrahedra are turned, but for files of `medit_output`, known by their
 // comment, which have them as they are here. Sections may come in any order.
+//
+// VTK: legacy files of unstructured grids, cells in the layout of version 5 or of those before.
+// Linear and quadratic cells, pixels and voxels are elements; other cells are left out. Wedges are
+// turned, but for files of `vtk_output`, known by their title, which have them as they are here; in
+// these the sets of points that follow linear cells make them the quadratic elements they were. Data
+// at points and cells are fields, if they are numbers; nine components that are a symmetric tensor
+// everywhere become six.
 //
 //   path    of a file of any kind; its format is told by format_of
 //   result  out: the mesh; empty on failure

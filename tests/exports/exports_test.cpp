@@ -311,6 +311,7 @@ TEST(exports, mesh_files) {
     EXPECT_EXPORTED(format_of, file_format(const char*));
     EXPECT_EXPORTED(read_mesh, int(const char*, mesh&, file_report&));
     EXPECT_EXPORTED(read_mesh, int(std::FILE*, file_format, mesh&, file_report&));
+    EXPECT_EXPORTED(read_fields, int(const char*, mesh&, file_report&));
 }
 
 TEST(exports, edges) {
