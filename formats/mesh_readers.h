@@ -35,6 +35,8 @@ int read_nastran_mesh(std::FILE* file, mesh& result, report_builder& report, dec
 int read_medit_mesh(std::FILE* file, mesh& result, report_builder& report);
 // Of a legacy file in text.
 int read_vtk_mesh(std::FILE* file, mesh& result, report_builder& report);
+// Of an XML file.
+int read_vtu_mesh(std::FILE* file, mesh& result, report_builder& report);
 
 // Reads fields beside a mesh, in text with keywords or of numbers alone, and gives them a name; if
 // there are several, with a number behind it.

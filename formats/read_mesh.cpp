@@ -31,6 +31,7 @@ mesh_reader reader_of(file_format format) {
     case file_format::femap: return read_femap_mesh;
     case file_format::medit: return read_medit_mesh;
     case file_format::vtk: return read_vtk_mesh;
+    case file_format::vtu: return read_vtu_mesh;
     default: return nullptr;
     }
 }

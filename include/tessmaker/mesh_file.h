@@ -196,6 +196,8 @@ private:
 // Reads a mesh with all that comes with it. Binary and text STL and MEDIT files in text can be read.
 // Reads a mesh with all that comes with it. Binary and text STL, and MEDIT and legacy VTK files in
 // text can be read.
+// Reads a mesh with all that comes with it. Binary and text STL, MEDIT and legacy VTK files in text,
+// and VTU files can be read.
 //
 // Of every format:
 //   - The nodes are those of the file, in its order, 3 rows. Memory goes with what is there, never
@@ -258,6 +260,10 @@ private:
 // these the sets of points that follow linear cells make them the quadratic elements they were. Data
 // at points and cells are fields, if they are numbers; nine components that are a symmetric tensor
 // everywhere become six.
+//
+// VTU: files of one piece; arrays as text, inline or appended, the latter raw or in base64, in both
+// byte orders; compressed ones are refused. Cells and data as of VTK, and wedges are turned always.
+// The file is held in memory while it is read.
 //
 //   path    of a file of any kind; its format is told by format_of
 //   result  out: the mesh; empty on failure

@@ -1,0 +1,77 @@
+// What is in a VTU file, read into memory.
+#ifndef TESSMAKER_FORMATS_VTU_FILE_H
+#define TESSMAKER_FORMATS_VTU_FILE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "formats/file_report.h"
+#include "formats/vtu_arrays.h"
+#include "formats/xml_reader.h"
+
+namespace kv7::tessmaker {
+
+// Finds the arrays of the only piece of a file. What they hold stays in the file's text.
+class vtu_file {
+public:
+    explicit vtu_file(report_builder& report) : report_(report) {}
+
+    // Returns 0 or a code.
+    int read(std::FILE* file);
+
+    report_builder& report() { return report_; }
+    vtu_encoding& encoding() { return encoding_; }
+    // What the piece says; arrays need not agree.
+    std::uint64_t nbr_points() const { return nbr_points_; }
+    std::uint64_t nbr_cells() const { return nbr_cells_; }
+    const std::vector<vtu_array>& points() const { return points_; }
+    const std::vector<vtu_array>& cells() const { return cells_; }
+    const std::vector<vtu_array>& point_data() const { return point_data_; }
+    const std::vector<vtu_array>& cell_data() const { return cell_data_; }
+
+    // Tells what is wrong at a place of the text; place 0 is the file as a whole. Returns the code.
+    int fail(std::size_t place, std::string_view text);
+
+private:
+    bool read_all(std::FILE* file);
+    bool fail_here(std::string_view text);
+    bool fault();
+    template <class Visit> bool for_each_child(const Visit& visit);
+    bool skip_element();
+    bool read_root();
+    bool read_grid();
+    bool read_piece();
+    bool read_count(std::string_view name, std::uint64_t& count);
+    bool read_arrays(std::string_view keyword, std::vector<vtu_array>& arrays);
+    bool read_array(std::string_view keyword, std::vector<vtu_array>& arrays);
+    bool read_form(vtu_array& array);
+    bool read_contents(vtu_array& array);
+    bool drop_array(const remark_form& form, std::string_view keyword);
+    bool find_appended();
+    file_place line_of(std::size_t place);
+
+    report_builder& report_;
+    std::string text_; // ends with a word of nulls
+    std::size_t size_ = 0;
+    xml_reader xml_{std::string_view()};
+    std::size_t counted_to_ = 0; // a place in the text, and its line
+    std::uint64_t counted_line_ = 1;
+    int code_ = 0;
+    bool has_piece_ = false;
+    bool has_appended_ = false;
+    vtu_encoding encoding_;
+    std::uint64_t nbr_points_ = 0;
+    std::uint64_t nbr_cells_ = 0;
+    std::vector<vtu_array> points_;
+    std::vector<vtu_array> cells_;
+    std::vector<vtu_array> point_data_;
+    std::vector<vtu_array> cell_data_;
+};
+
+} // namespace kv7::tessmaker
+
+#endif

@@ -1,0 +1,197 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/ids.h"
+#include "formats/mesh_filler.h"
+#include "formats/mesh_readers.h"
+#include "formats/vtk_cells.h"
+#include "formats/vtu_arrays.h"
+#include "formats/vtu_file.h"
+
+namespace kv7::tessmaker {
+
+namespace {
+
+// Makes a mesh of the arrays of a file.
+class vtu_builder {
+public:
+    vtu_builder(vtu_file& file, mesh& result)
+        : file_(file), report_(file.report()), mesh_(result), filler_(result) {}
+
+    int build() {
+        vtk_cells cells(filler_, report_, vtk_cells::form::of_vtk);
+        if (!read_points() || !read_cells(cells)) return code_;
+        const std::size_t nbr_points = filler_.nbr_nodes();
+        const bool is_done =
+            read_fields(field_place::nodes, file_.point_data(), nbr_points, nullptr, nbr_points) &&
+            read_fields(field_place::elements, file_.cell_data(), cells.size(), &cells.elements(),
+                        cells.nbr_elements());
+        if (!is_done) return code_;
+        return filler_.finish() ? 0 : out_of_memory;
+    }
+
+private:
+    // Of the whole numbers below 2^32.
+    static constexpr double number_limit = 4294967296.0;
+
+    bool fail(const vtu_array& array, const std::string& text) {
+        code_ = file_.fail(array.place, array.name.empty() ? text : array.name + ": " + text);
+        return false;
+    }
+    bool fail_for_memory() {
+        code_ = out_of_memory;
+        return false;
+    }
+
+    bool read_values(const vtu_array& array, dense1D<double>& values) {
+        const std::string fault = read_vtu_values(array, file_.encoding(), values);
+        return fault.empty() || fail(array, fault);
+    }
+    bool check_count(const vtu_array& array, std::uint64_t found, std::uint64_t wanted) {
+        if (found == wanted) return true;
+        return fail(array, std::to_string(wanted) + " values are expected, and " +
+                               std::to_string(found) + " are there");
+    }
+
+    bool read_points() {
+        const std::uint64_t n = file_.nbr_points();
+        const unsigned int keyword = report_.keyword("Points");
+        report_.count_seen(keyword, n);
+        if (n == 0) return true;
+        if (file_.points().empty()) {
+            code_ = file_.fail(0, "the array of Points is expected");
+            return false;
+        }
+        const vtu_array& array = file_.points().front();
+        if (array.rows != 3) return fail(array, "three coordinates are expected");
+        dense1D<double> values;
+        if (!read_values(array, values)) return false;
+        // Compared so, no product can be too large.
+        if (values.size() % 3 != 0 || values.size() / 3 != n) {
+            return fail(array, std::to_string(n) + " points are expected, and " +
+                                   std::to_string(values.size()) + " coordinates are there");
+        }
+        for (std::size_t k = 0; k < values.size(); k += 3) {
+            const double* const xyz = values.begin() + k;
+            if (!std::isfinite(xyz[0]) || !std::isfinite(xyz[1]) || !std::isfinite(xyz[2])) {
+                return fail(array, "a coordinate of point " + std::to_string(k / 3) +
+                                       " is no finite number");
+            }
+            if (!filler_.add_node(xyz)) return fail_for_memory();
+        }
+        report_.count_read(keyword, n);
+        return true;
+    }
+
+    // Reads an array of Cells, which must be there. Null if that fails.
+    const vtu_array* find_cells_array(std::string_view name, dense1D<double>& values) {
+        for (const vtu_array& array : file_.cells()) {
+            if (array.name == name) return read_values(array, values) ? &array : nullptr;
+        }
+        code_ = file_.fail(0, "the array " + std::string(name) + " of Cells is expected");
+        return nullptr;
+    }
+
+    bool read_cells(vtk_cells& cells) {
+        const std::uint64_t n = file_.nbr_cells();
+        const unsigned int keyword = report_.keyword("Cells");
+        report_.count_seen(keyword, n);
+        if (n == 0) return true;
+        dense1D<double> ends;
+        const vtu_array* const offsets = find_cells_array("offsets", ends);
+        if (!offsets || !check_count(*offsets, ends.size(), n)) return false;
+        dense1D<double> types;
+        const vtu_array* const kinds = find_cells_array("types", types);
+        if (!kinds || !check_count(*kinds, types.size(), n)) return false;
+        id_list nodes;
+        if (!read_nodes(nodes)) return false;
+
+        std::size_t begin = 0;
+        for (std::size_t k = 0; k < n; ++k) {
+            if (!(ends[k] >= static_cast<double>(begin)) ||
+                ends[k] > static_cast<double>(nodes.size()) || ends[k] != std::floor(ends[k])) {
+                return fail(*offsets, "the offset of cell " + std::to_string(k) +
+                                          " is expected from " + std::to_string(begin) + " to " +
+                                          std::to_string(nodes.size()));
+            }
+            if (!is_whole(types[k])) return fail(*kinds, "types are whole numbers");
+            const auto end = static_cast<std::size_t>(ends[k]);
+            const int code = cells.add(static_cast<std::uint64_t>(types[k]), nodes.begin() + begin,
+                                       end - begin, {});
+            if (code < 0) {
+                code_ = code;
+                return false;
+            }
+            begin = end;
+        }
+        if (!cells.finish()) return fail_for_memory();
+        report_.count_read(keyword, cells.nbr_elements());
+        return true;
+    }
+
+    static bool is_whole(double value) {
+        return value >= 0.0 && value < number_limit && value == std::floor(value);
+    }
+
+    bool read_nodes(id_list& nodes) {
+        dense1D<double> ids;
+        const vtu_array* const array = find_cells_array("connectivity", ids);
+        if (!array) return false;
+        if (!nodes.resize(ids.size())) return fail_for_memory();
+        for (std::size_t k = 0; k < ids.size(); ++k) {
+            if (!is_whole(ids[k]) || ids[k] >= static_cast<double>(filler_.nbr_nodes())) {
+                return fail(*array, "point " + std::to_string(k) +
+                                        " of the list is expected below " +
+                                        std::to_string(filler_.nbr_nodes()));
+            }
+            nodes[k] = static_cast<unsigned int>(ids[k]);
+        }
+        return true;
+    }
+
+    bool read_fields(field_place at, const std::vector<vtu_array>& arrays, std::size_t nbr_tuples,
+                     const id_list* element_of_cell, std::size_t nbr_columns) {
+        const unsigned int keyword =
+            report_.keyword(at == field_place::nodes ? "PointData" : "CellData");
+        for (const vtu_array& array : arrays) {
+            dense1D<double> values;
+            if (nbr_tuples != 0 && !read_values(array, values)) return false;
+            // Both are below 2^32.
+            if (!check_count(array, values.size(), array.rows * nbr_tuples)) return false;
+            field f;
+            f.name = array.name;
+            f.at = at;
+            if (!make_vtk_field(values, array.rows, element_of_cell, nbr_columns, f)) {
+                return fail_for_memory();
+            }
+            mesh_.fields.push_back(std::move(f));
+            report_.count_seen(keyword);
+            report_.count_read(keyword);
+        }
+        return true;
+    }
+
+    vtu_file& file_;
+    report_builder& report_;
+    mesh& mesh_;
+    mesh_filler filler_;
+    int code_ = 0;
+};
+
+} // namespace
+
+int read_vtu_mesh(std::FILE* file, mesh& result, report_builder& report) {
+    vtu_file contents(report);
+    if (const int code = contents.read(file); code < 0) return code;
+    return vtu_builder(contents, result).build();
+}
+
+} // namespace kv7::tessmaker
