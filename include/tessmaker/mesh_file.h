@@ -198,6 +198,8 @@ private:
 // text can be read.
 // Reads a mesh with all that comes with it. Binary and text STL, MEDIT and legacy VTK files in text,
 // and VTU files can be read.
+// Reads a mesh with all that comes with it. Binary and text STL, MEDIT and legacy VTK files in
+// text, and VTU files can be read.
 //
 // Of every format:
 //   - The nodes are those of the file, in its order, 3 rows. Memory goes with what is there, never
@@ -257,9 +259,9 @@ private:
 // VTK: legacy files of unstructured grids, cells in the layout of version 5 or of those before.
 // Linear and quadratic cells, pixels and voxels are elements; other cells are left out. Wedges are
 // turned, but for files of `vtk_output`, known by their title, which have them as they are here; in
-// these the sets of points that follow linear cells make them the quadratic elements they were. Data
-// at points and cells are fields, if they are numbers; nine components that are a symmetric tensor
-// everywhere become six.
+// these the sets of points that follow linear cells make them the quadratic elements they were.
+// Data at points and cells are fields, if they are numbers; nine components that are a symmetric
+// tensor everywhere become six.
 //
 // VTU: files of one piece; arrays as text, inline or appended, the latter raw or in base64, in both
 // byte orders; compressed ones are refused. Cells and data as of VTK, and wedges are turned always.

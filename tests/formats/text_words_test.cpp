@@ -126,4 +126,46 @@ TEST(text_words, give_the_rest_of_a_line) {
     EXPECT_EQ(words.next(), "");
 }
 
+// Lines without their endings.
+std::vector<std::string> plain_lines(const std::string& text) {
+    std::vector<std::string> lines(1);
+    for (std::size_t k = 0; k < text.size(); ++k) {
+        const bool is_second = text[k] == '\n' && k != 0 && text[k - 1] == '\r';
+        if (is_second) continue;
+        if (text[k] == '\n' || text[k] == '\r') {
+            lines.emplace_back();
+        } else {
+            lines.back() += text[k];
+        }
+    }
+    return lines;
+}
+
+TEST(text_words, lines_can_be_passed_one_by_one) {
+    random_source random(5);
+    for (int k = 0; k < 2000; ++k) {
+        std::string text;
+        // Some lines go beyond the block that is read at a time.
+        if (random.one_in(50)) text.assign(65530 + random.below(12), random.one_in(2) ? ' ' : 'x');
+        for (std::size_t n = random.below(12); n != 0; --n) {
+            text += random.one_of(std::vector<std::string>{"\n", "\r", "\r\n", "a", "b c", " "});
+        }
+        const scratch_stream stream(text);
+        text_words words(stream.get());
+        const std::vector<std::string> lines = plain_lines(text);
+        for (std::size_t i = 0; i < lines.size(); ++i) {
+            const bool asks_for_rest = lines[i].size() < 100 && random.one_in(2);
+            std::string wanted = lines[i];
+            wanted.erase(wanted.find_last_not_of(' ') + 1);
+            wanted.erase(0, wanted.find_first_not_of(' '));
+            if (asks_for_rest) {
+                ASSERT_EQ(words.rest_of_line(), wanted);
+            }
+            ASSERT_EQ(words.to_next_line(), i + 1 < lines.size());
+        }
+        EXPECT_TRUE(words.next().empty());
+        EXPECT_EQ(words.line(), lines.size());
+    }
+}
+
 } // namespace
