@@ -24,6 +24,9 @@ public:
     std::size_t nbr_nodes() const { return nodes_->size(); }
     std::size_t nbr_elements() const { return elements_->size(); }
 
+    // The coordinates of a node that was added.
+    const double* node(std::size_t id) const { return mesh_.pos.column(id); }
+
     // False when memory fails or IDs run out.
     bool add_node(const double* xyz) { return nodes_->size() < no_id && nodes_->append(xyz, 3); }
 

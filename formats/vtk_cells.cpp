@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "core/element_table.h"
+#include "core/small_vectors.h"
 #include "formats/mesh_readers.h"
 
 namespace kv7::tessmaker {
@@ -16,6 +17,9 @@ constexpr remark_form points_joined{remark_kind::note, "joined to the cell ahead
                                     "joined to the cells ahead of them",
                                     "the nodes of a quadratic element that are no corners"};
 
+constexpr remark_form wedge_not_turned{remark_kind::note, "not turned", "not turned",
+                                       "its triangle 0 1 2 faces in, as some programs have it"};
+
 constexpr std::size_t most_nodes = 27;
 using node_order = std::array<std::uint8_t, most_nodes>; // where each node stands in the cell
 
@@ -26,6 +30,8 @@ constexpr node_order triangle_6{0, 1, 2, 4, 5, 3};
 constexpr node_order tetrahedron{0, 1, 3, 2, 8, 7, 4, 6, 5, 9};
 // Edges of wedges are there 0-1, 1-2, 2-0, 3-4, 4-5, 5-3, 0-3, 1-4, 2-5.
 constexpr node_order wedge{0, 2, 1, 3, 5, 4, 12, 14, 13, 7, 6, 8, 10, 9, 11, 17, 16, 15};
+// The same for wedges that face the other way.
+constexpr node_order wedge_as_it_is{0, 1, 2, 3, 4, 5, 12, 13, 14, 7, 8, 6, 10, 11, 9, 15, 16, 17};
 constexpr node_order pixel{0, 1, 3, 2};
 constexpr node_order voxel{0, 1, 3, 2, 4, 5, 7, 6};
 
@@ -83,6 +89,17 @@ element_type type_with(element_type linear, std::size_t n) {
     return ET_UNKNOWN;
 }
 
+// Whether the triangle 0 1 2 of a wedge is counterclockwise seen from the other one.
+bool faces_in(const mesh_filler& filler, const unsigned int* nodes) {
+    std::array<const double*, 6> p{};
+    for (std::size_t k = 0; k < p.size(); ++k) p[k] = filler.node(nodes[k]);
+    vector<3> up;
+    for (std::size_t r = 0; r < 3; ++r) {
+        up[r] = (p[3][r] + p[4][r] + p[5][r]) - (p[0][r] + p[1][r] + p[2][r]);
+    }
+    return dot(cross(difference<3>(p[1], p[0]), difference<3>(p[2], p[0])), up) > 0.0;
+}
+
 bool is_symmetric(const double* t) { return t[1] == t[3] && t[2] == t[6] && t[5] == t[7]; }
 
 } // namespace
@@ -107,13 +124,24 @@ int vtk_cells::add(std::uint64_t type, const unsigned int* nodes, std::size_t n,
                             "a " + std::string(kind->name) + " has " + std::to_string(nbr_nodes) +
                                 " nodes, and this one " + std::to_string(n));
     }
-    for (std::size_t k = 0; k < n; ++k) nodes_[k] = nodes[kind->order[k]];
-    if (form_ == form::of_vtk_output && kind->type == ET_PENTA6) std::copy_n(nodes, n, &nodes_[0]);
+    const bool is_wedge = shape_of(kind->type).linear == ET_PENTA6;
+    const bool stands_as_here = is_wedge && has_wedge_as_here(kind->type, nodes);
+    if (stands_as_here && n != nbr_base_nodes(ET_PENTA6)) {
+        report_.add(wedge_not_turned, kind->name, at);
+    }
+    const node_order& order = stands_as_here ? wedge_as_it_is : kind->order;
+    for (std::size_t k = 0; k < n; ++k) nodes_[k] = nodes[order[k]];
     held_back_ = kind->type;
     if (!elements_.push_back(static_cast<unsigned int>(filler_.nbr_elements()))) {
         return out_of_memory;
     }
     return form_ == form::of_vtk_output || add_held_back() ? 0 : out_of_memory;
+}
+
+// Linear wedges face out in files of all programs but ours. Of quadratic ones some programs write
+// the triangle 0 1 2 facing in: they are taken so that they are not inside out.
+bool vtk_cells::has_wedge_as_here(element_type type, const unsigned int* nodes) const {
+    return type == ET_PENTA6 ? form_ == form::of_vtk_output : faces_in(filler_, nodes);
 }
 
 // Joins nodes to the cell that was held back. False if they don't make an element together.

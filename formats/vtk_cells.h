@@ -18,7 +18,7 @@ namespace kv7::tessmaker {
 class vtk_cells {
 public:
     enum class form {
-        of_vtk, // wedges have the triangle 0 1 2 facing out
+        of_vtk, // linear wedges have the triangle 0 1 2 facing out
         // What `vtk_output` writes: wedges as they are here; the nodes of a quadratic element that
         // are no corners form a set of points that follows the linear cell.
         of_vtk_output
@@ -40,6 +40,7 @@ public:
     const id_list& elements() const { return elements_; }
 
 private:
+    bool has_wedge_as_here(element_type type, const unsigned int* nodes) const;
     bool join(const unsigned int* nodes, std::size_t n);
     bool add_held_back();
 

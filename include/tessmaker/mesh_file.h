@@ -260,6 +260,7 @@ private:
 // Linear and quadratic cells, pixels and voxels are elements; other cells are left out. Wedges are
 // turned, but for files of `vtk_output`, known by their title, which have them as they are here; in
 // these the sets of points that follow linear cells make them the quadratic elements they were.
+// Quadratic wedges, which programs have in either way, are turned where they would be inside out.
 // Data at points and cells are fields, if they are numbers; nine components that are a symmetric
 // tensor everywhere become six.
 //

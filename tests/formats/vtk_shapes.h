@@ -48,6 +48,22 @@ struct vtk_shape {
     }
 };
 
+// Whether the triangle 0 1 2 of six corners is counterclockwise seen from the other one.
+inline bool faces_in(const std::vector<std::vector<double>>& corners) {
+    double a[3];
+    double b[3];
+    double up[3];
+    for (std::size_t r = 0; r < 3; ++r) {
+        a[r] = corners[1][r] - corners[0][r];
+        b[r] = corners[2][r] - corners[0][r];
+        up[r] = corners[3][r] + corners[4][r] + corners[5][r] - corners[0][r] - corners[1][r] -
+                corners[2][r];
+    }
+    return up[0] * (a[1] * b[2] - a[2] * b[1]) + up[1] * (a[2] * b[0] - a[0] * b[2]) +
+               up[2] * (a[0] * b[1] - a[1] * b[0]) >
+           0.0;
+}
+
 // As VTK's documentation draws its cells: a tetrahedron has 0 1 2 counterclockwise seen from 3, a
 // wedge has them clockwise seen from 3 4 5.
 inline const std::vector<vtk_shape>& vtk_shapes() {
@@ -121,6 +137,35 @@ inline const std::vector<vtk_shape>& vtk_shapes() {
         return shapes;
     }();
     return all;
+}
+
+// Quadratic wedges as some programs write them.
+inline const std::vector<vtk_shape>& wedges_that_face_in() {
+    static const std::vector<vtk_shape> both = [] {
+        std::vector<vtk_shape> shapes;
+        for (const vtk_shape& shape : vtk_shapes()) {
+            if (shape.type != kv7::ET_PENTA15 && shape.type != kv7::ET_PENTA18) continue;
+            // The other way round each stands where these do.
+            const std::size_t turned[] = {0,  2,  1, 3,  5,  4,  8,  7,  6,
+                                          11, 10, 9, 12, 14, 13, 17, 16, 15};
+            vtk_shape other = shape;
+            for (std::size_t k = 0; k < shape.points.size(); ++k) {
+                other.points[k] = shape.points[turned[k]];
+            }
+            shapes.push_back(other);
+        }
+        return shapes;
+    }();
+    return both;
+}
+
+// The order of nodes of a cell whose points have integer coordinates.
+inline std::vector<std::size_t> order_in_cell(const vtk_shape& shape,
+                                              const std::vector<std::vector<double>>& points) {
+    for (const vtk_shape& other : wedges_that_face_in()) {
+        if (other.type == shape.type && faces_in(points)) return other.order();
+    }
+    return shape.order();
 }
 
 } // namespace test

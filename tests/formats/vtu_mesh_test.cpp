@@ -291,7 +291,12 @@ plain_file random_model(random_source& random) {
         model.is_element.push_back(is_known);
         if (is_known) {
             plain_element e{shape.type, {}, 1};
-            for (const std::size_t place : shape.order()) {
+            table around;
+            for (const double id : cell) {
+                const double* const p = model.pos.data() + 3 * static_cast<std::size_t>(id);
+                around.emplace_back(p, p + 3);
+            }
+            for (const std::size_t place : order_in_cell(shape, around)) {
                 e.nodes.push_back(static_cast<unsigned int>(cell[place]));
             }
             model.elements.push_back(e);
