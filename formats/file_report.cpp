@@ -53,6 +53,7 @@ unsigned int report_builder::find_remark(const remark_form& form, unsigned int k
 
 void report_builder::add(const remark_form& form, unsigned int keyword, file_place at,
                          std::uint64_t count) {
+    is_finished_ = false;
     unsigned int k = find_remark(form, keyword);
     if (k == none) {
         k = static_cast<unsigned int>(remarks_.size());
@@ -65,6 +66,7 @@ void report_builder::add(const remark_form& form, unsigned int keyword, file_pla
 }
 
 void report_builder::explain(const remark_form& form, std::string_view name, std::string reason) {
+    is_finished_ = false;
     remarks_[find_remark(form, keyword(name))].reason = std::move(reason);
 }
 
@@ -126,10 +128,12 @@ int report_builder::fail(int code, file_place at, std::uint64_t column, std::str
     if (!error_.sentence.empty()) error_.sentence += ": ";
     error_.sentence += text;
     has_failed_ = true;
+    is_finished_ = false;
     return code;
 }
 
 void report_builder::finish() {
+    if (is_finished_) return;
     std::vector<const remark_entry*> order;
     order.reserve(remarks_.size());
     for (const remark_entry& entry : remarks_) order.push_back(&entry);
@@ -150,6 +154,7 @@ void report_builder::finish() {
     report_.format_ = format_;
     report_.remarks_ = std::move(remarks);
     report_.counts_ = std::move(counts);
+    is_finished_ = true;
 }
 
 void report_memory_failure(file_report& report, std::string_view path, file_format format) {

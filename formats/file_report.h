@@ -80,7 +80,8 @@ public:
     int fail(int code, std::string_view text) { return fail(code, {}, 0, text); }
     bool has_failed() const { return has_failed_; }
 
-    // Puts everything into the report, sorted and in words.
+    // Puts everything into the report, sorted and in words. Nothing happens, and no memory is asked
+    // for, if there are no further remarks and errors since the last time.
     void finish();
 
 private:
@@ -124,6 +125,7 @@ private:
     std::vector<remark_entry> remarks_;
     remark error_;
     bool has_failed_ = false;
+    bool is_finished_ = false;
 };
 
 // A report that says that memory failed, if there is memory for it; else it is empty.

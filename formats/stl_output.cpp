@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -8,6 +6,7 @@
 #include "core/ids.h"
 #include "core/small_vectors.h"
 #include "formats/output_buffer.h"
+#include "formats/stl_facets.h"
 #include "formats/streams.h"
 #include "tessmaker/element_type.h"
 #include "tessmaker/formats.h"
@@ -15,21 +14,6 @@
 namespace kv7::tessmaker {
 
 namespace {
-
-// The unit normal, from the two shorter sides; zero for a degenerate triangle.
-vector<3> facet_normal(const double* a, const double* b, const double* c) {
-    const vector<3> u = difference<3>(a, c);
-    const vector<3> v = difference<3>(b, c);
-    const vector<3> w = difference<3>(b, a);
-    const bool w_is_short = dot(w, w) <= std::min(dot(u, u), dot(v, v));
-    vector<3> n = w_is_short ? cross(u, w) : cross(u, v);
-    const double s = dot(n, n);
-    if (s != 0.0 && s != 1.0) {
-        const double factor = 1.0 / std::sqrt(s);
-        for (std::size_t i = 0; i < 3; ++i) n[i] *= factor;
-    }
-    return n;
-}
 
 struct facet {
     const double* corners[3];

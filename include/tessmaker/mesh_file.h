@@ -314,6 +314,73 @@ TESSMAKER_API int read_mesh(std::FILE* file, file_format format, mesh& result, f
 //         than the mesh has nodes or elements
 //   -199  out of memory
 TESSMAKER_API int read_fields(const char* path, mesh& target, file_report& report);
+struct write_options {
+    // The format of a file; `unknown` for that which the ending of its path stands for.
+    file_format format = file_format::unknown;
+    // Whether what the format can't hold may be left out.
+    bool lossy = false;
+    // Significant digits of numbers in text, from 1 to 17. With 17 the text is the shortest that is
+    // read back as the same number.
+    int digits = 17;
+};
+
+// Writes a mesh with all that comes with it.
+//
+// What the format can't hold is told by remarks of the kind `lost`. Without `options.lossy` it is
+// an error, nothing is written, and a file of that name stays as it is. What is written in another
+// form is told by remarks of the kind `changed`. Remarks have no line, and there are no counts.
+//
+//   STL   triangles, ET_TRIA6 by the corners, with their normals. In text, sets of elements are
+//         solids: elements in no set come first, then set by set; of sets with elements in common
+//         the first is written. Binary files have coordinates of type float, and no sets
+//   OBJ   points, bars, triangles and quadrangles, by the corners; sets of elements are groups
+//   VTU   all elements, ET_PYRA14 by the first 13 nodes, in the order of VTK's cells; fields, where
+//         symmetric tensors have nine components; properties as `property`, and numbers as
+//         `node_number` and `element_number`, arrays of type UInt32. No sets
+//
+// Mixed types are written by the type of each column. Nodes stand in their order, in STL and OBJ
+// those alone that are in a written element. The third coordinate of nodes in 2D is 0. Properties
+// that are all 1, and numbers that say no more than the order, are never lost.
+//
+// A file is replaced as a whole, after all of it has been written beside it; links are followed,
+// and the mode is kept. Devices, pipes and the standard output are written straight.
+//
+//   path     of the file; `-` is the standard output
+//   m        the mesh. Its arrays may have gaps between their columns
+//   options  see above
+//   report   out: what is to be said. If memory fails it may be empty
+//
+// Returns 0, or
+//   -1    no path; or a format that is not written, or that nothing tells
+//   -2    `pos` has neither 2 nor 3 rows, or a coordinate is no finite number
+//   -2    `indices` doesn't begin with 0, go up, and end with the number of columns of `connect`;
+//         or it has not one entry more than `types`
+//   -2    a run with columns is of no known type, or of one that needs more rows
+//   -2    a node of an element is not there
+//   -2    `pids`, `node_numbers` or `element_numbers` is not empty and has not an entry per element
+//         or node
+//   -2    the IDs of a set are not ascending, or one of them is not there
+//   -2    a field has not a column per node or element, or has no row
+//   -3    `options.digits` is not from 1 to 17
+//   -3    something would be lost, and `options.lossy` is not set
+//   -1    the file can't be opened, or the system failed to write it
+//   -199  out of memory
+TESSMAKER_API int write_mesh(const char* path, const mesh& m, const write_options& options,
+                             file_report& report);
+// The same to a stream in binary mode, in a format that is named; options.format is not looked at.
+// The stream is flushed. After a failure of the system or of memory the file, or a part of it, may
+// be in the stream.
+//
+// Returns 0, or
+//   -1    a stream that is null or in an error state
+//   -2    a format that is not written
+//   -3    a fault of the mesh, as above
+//   -4    `options.digits` is not from 1 to 17
+//   -4    something would be lost, and `options.lossy` is not set
+//   -1    the system failed to write it
+//   -199  out of memory
+TESSMAKER_API int write_mesh(std::FILE* file, file_format format, const mesh& m,
+                             const write_options& options, file_report& report);
 
 } // namespace kv7::tessmaker
 

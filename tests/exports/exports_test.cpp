@@ -312,6 +312,9 @@ TEST(exports, mesh_files) {
     EXPECT_EXPORTED(read_mesh, int(const char*, mesh&, file_report&));
     EXPECT_EXPORTED(read_mesh, int(std::FILE*, file_format, mesh&, file_report&));
     EXPECT_EXPORTED(read_fields, int(const char*, mesh&, file_report&));
+    EXPECT_EXPORTED(write_mesh, int(const char*, const mesh&, const write_options&, file_report&));
+    EXPECT_EXPORTED(write_mesh,
+                    int(std::FILE*, file_format, const mesh&, const write_options&, file_report&));
 }
 
 TEST(exports, edges) {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,6 +19,7 @@
 #include <thread>
 #include <vector>
 
+#include "formats/full_disk.h"
 #include "formats/scratch_files.h"
 #include "support/memory_failure.h"
 
@@ -265,26 +265,6 @@ TEST_F(atomic_files, the_standard_output_is_written_and_stays_open) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "first second");
     EXPECT_FALSE(fs::exists("-"));
 }
-
-// A stand-in for a disk without room: files of this process end at a size.
-class size_limit {
-public:
-    explicit size_limit(rlim_t bytes) : former_handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &former_);
-        const rlimit limit{bytes, former_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~size_limit() {
-        setrlimit(RLIMIT_FSIZE, &former_);
-        std::signal(SIGXFSZ, former_handler_);
-    }
-    size_limit(const size_limit&) = delete;
-    size_limit& operator=(const size_limit&) = delete;
-
-private:
-    void (*former_handler_)(int);
-    rlimit former_{};
-};
 
 TEST_F(atomic_files, a_full_disk_leaves_the_old_file_and_nothing_else) {
     write(target(), "old");
