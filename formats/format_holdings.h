@@ -15,12 +15,12 @@ struct held_types {
     const char* name; // for people
     element_type stl = ET_UNKNOWN;
     element_type obj = ET_UNKNOWN;
-    element_type vtu = ET_UNKNOWN;
+    element_type vtk = ET_UNKNOWN; // of both formats
 };
 
 // clang-format off
 inline constexpr type_table<held_types> type_holdings{{
-    //              name        STL         OBJ         VTU
+    //              name        STL         OBJ         VTK
     {ET_UNKNOWN,   {"unknown",  ET_UNKNOWN, ET_UNKNOWN, ET_UNKNOWN}},
     {ET_NODE,      {"NODE",     ET_UNKNOWN, ET_NODE,    ET_NODE}},
     {ET_BAR_MIX,   {"BAR2",     ET_UNKNOWN, ET_BAR2,    ET_BAR2}},
@@ -62,7 +62,7 @@ struct format_holdings {
 inline constexpr format_holdings stl_text_holdings{.type = &held_types::stl, .element_sets = true};
 inline constexpr format_holdings stl_binary_holdings{.type = &held_types::stl};
 inline constexpr format_holdings obj_holdings{.type = &held_types::obj, .element_sets = true};
-inline constexpr format_holdings vtu_holdings{.type = &held_types::vtu,
+inline constexpr format_holdings vtk_holdings{.type = &held_types::vtk,
                                               .lone_nodes = true,
                                               .numbers = true,
                                               .properties = true,

@@ -1,11 +1,8 @@
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <initializer_list>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +11,7 @@
 #include "formats/mesh_writers.h"
 #include "formats/output_buffer.h"
 #include "formats/vtk_cell_orders.h"
+#include "formats/vtk_content.h"
 #include "formats/words.h"
 
 namespace kv7::tessmaker {
@@ -22,13 +20,6 @@ namespace {
 
 constexpr remark_form field_renamed{remark_kind::changed, "renamed", "renamed",
                                     "names are of UTF-8 and differ"};
-constexpr remark_form field_filled_up{remark_kind::changed, "written with further components of 0",
-                                      "written with further components of 0", "the mesh is in 2D"};
-
-constexpr std::string_view property_name = "property";
-constexpr std::string_view node_number_name = "node_number";
-constexpr std::string_view element_number_name = "element_number";
-
 // The bytes of the character of UTF-8 that the text begins with; 0 if it begins with none.
 std::size_t character_size(std::string_view text) {
     const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
@@ -58,62 +49,15 @@ std::string in_utf8(std::string_view text) {
     return result;
 }
 
-// The names of the fields in the file: none of them empty, and none twice at one place.
-std::vector<std::string> field_names(const mesh& m) {
-    std::set<std::string, std::less<>> used[2];
-    used[0].emplace(node_number_name);
-    used[1].emplace(element_number_name);
-    used[1].emplace(property_name);
-    std::vector<std::string> names;
-    names.reserve(m.fields.size());
-    for (const field& f : m.fields) {
-        std::set<std::string, std::less<>>& at_place = used[f.at == field_place::nodes ? 0 : 1];
-        const std::string wanted = f.name.empty() ? "field" : in_utf8(f.name);
-        std::string name = wanted;
-        for (unsigned int k = 2; !at_place.insert(name).second; ++k) {
-            name = wanted + ' ' + std::to_string(k);
-        }
-        names.push_back(name);
-    }
-    return names;
-}
-
-// Components of a field in the file, by rows of the field; `zero` for a component of 0. VTK knows
-// vectors of three components and tensors of nine.
-struct component_map {
-    static constexpr std::uint8_t zero = 0xFF;
-    std::size_t size; // if it is 0, all rows stand in their order
-    std::array<std::uint8_t, 9> rows;
-};
-constexpr component_map as_it_is{0, {}};
-constexpr component_map vector_2d{3, {0, 1, component_map::zero}};
-constexpr component_map tensor_2d{9,
-                                  {0, 1, component_map::zero, 1, 2, component_map::zero,
-                                   component_map::zero, component_map::zero, component_map::zero}};
-constexpr component_map tensor_3d{9, {0, 1, 3, 1, 2, 4, 3, 4, 5}};
-
-const component_map& components_of(const mesh& m, const field& f) {
-    const std::size_t rows = f.values.rows();
-    if (m.pos.rows() == 2) return rows == 2 ? vector_2d : rows == 3 ? tensor_2d : as_it_is;
-    return rows == 6 ? tensor_3d : as_it_is;
-}
-std::size_t nbr_components(const mesh& m, const field& f) {
-    const component_map& map = components_of(m, f);
-    return map.size != 0 ? map.size : std::max<std::size_t>(f.values.rows(), 1);
-}
-
 void tell(const mesh_for_file& what, write_losses& losses) {
     const mesh& m = what.m;
-    const std::vector<std::string> names = field_names(m);
+    const std::vector<std::string> names = vtk_field_names(m, in_utf8);
     std::size_t nbr_renamed = 0;
-    std::size_t nbr_filled_up = 0;
     for (std::size_t k = 0; k < names.size(); ++k) {
         nbr_renamed += names[k] != m.fields[k].name ? 1U : 0U;
-        const component_map& map = components_of(m, m.fields[k]);
-        nbr_filled_up += &map == &vector_2d || &map == &tensor_2d ? 1U : 0U;
     }
     losses.add(field_renamed, "field", nbr_renamed);
-    losses.add(field_filled_up, "field", nbr_filled_up);
+    tell_filled_up_fields(m, losses);
 }
 
 // The part of a VTU file in words. Arrays follow behind it, in the order in which they are named
@@ -164,38 +108,7 @@ private:
     std::uint64_t offset_ = 0;
 };
 
-// What is written of a mesh, counted once.
-struct vtu_content {
-    const mesh_for_file& what;
-    std::vector<std::string> names; // of fields
-    bool has_node_numbers;
-    bool has_element_numbers;
-    bool has_properties;
-    std::uint64_t nbr_connected; // nodes of all elements
-};
-
-vtu_content content_of(const mesh_for_file& what) {
-    const mesh& m = what.m;
-    std::uint64_t nbr_connected = 0;
-    visit_written(what, [&](element_type type, std::size_t, const unsigned int*) {
-        nbr_connected += nbr_nodes(type);
-    });
-    return {what,
-            field_names(m),
-            nbr_real_numbers(m.node_numbers) != 0,
-            nbr_real_numbers(m.element_numbers) != 0,
-            nbr_real_properties(m.pids) != 0,
-            nbr_connected};
-}
-
-// Calls `visit(k)` for the fields at a place.
-template <class Visit> void visit_fields(const mesh& m, field_place at, const Visit& visit) {
-    for (std::size_t k = 0; k < m.fields.size(); ++k) {
-        if (m.fields[k].at == at) visit(k);
-    }
-}
-
-std::string header_of(const vtu_content& content) {
+std::string header_of(const vtk_content& content) {
     const mesh& m = content.what.m;
     const std::size_t n = m.pos.cols();
     const std::size_t nbr_cells = m.connect.cols();
@@ -206,12 +119,13 @@ std::string header_of(const vtu_content& content) {
         header.add("Float64", content.names[k], nbr, nbr * f.values.cols() * sizeof(double));
     };
     header.begin("PointData");
-    if (content.has_node_numbers) header.add("UInt32", node_number_name, 1, 4 * n);
+    if (content.has_node_numbers) header.add("UInt32", vtk_node_number_name, 1, 4 * n);
     visit_fields(m, field_place::nodes, add_field);
     header.end("PointData");
     header.begin("CellData");
-    if (content.has_element_numbers) header.add("UInt32", element_number_name, 1, 4 * nbr_cells);
-    if (content.has_properties) header.add("UInt32", property_name, 1, 4 * nbr_cells);
+    if (content.has_element_numbers)
+        header.add("UInt32", vtk_element_number_name, 1, 4 * nbr_cells);
+    if (content.has_properties) header.add("UInt32", vtk_property_name, 1, 4 * nbr_cells);
     visit_fields(m, field_place::elements, add_field);
     header.end("CellData");
     header.begin("Points");
@@ -251,20 +165,12 @@ bool put_numbers(const dense1D<unsigned int>& numbers, output_buffer& output) {
 }
 
 bool put_field(const mesh& m, const field& f, output_buffer& output) {
-    const component_map& map = components_of(m, f);
-    const dense2D<double>& values = f.values;
-    const std::size_t rows = values.rows();
-    const std::size_t nbr = nbr_components(m, f);
-    if (!put_size(nbr * values.cols() * sizeof(double), output)) return false;
-    for (std::size_t c = 0; c < values.cols(); ++c) {
-        const double* const column = values.column(c);
-        for (std::size_t i = 0; i < nbr; ++i) {
-            if (!output.make_room(word_size)) return false;
-            const std::size_t row = map.size == 0 ? i : map.rows[i];
-            put_double(row < rows ? column[row] : 0.0, output);
-        }
-    }
-    return true;
+    if (!put_size(nbr_components(m, f) * f.values.cols() * sizeof(double), output)) return false;
+    return visit_components(m, f, [&output](double value) {
+        if (!output.make_room(word_size)) return false;
+        put_double(value, output);
+        return true;
+    });
 }
 
 bool put_points(const dense2D<double>& pos, output_buffer& output) {
@@ -280,7 +186,7 @@ bool put_points(const dense2D<double>& pos, output_buffer& output) {
     return true;
 }
 
-bool put_cells(const vtu_content& content, output_buffer& output) {
+bool put_cells(const vtk_content& content, output_buffer& output) {
     const mesh_for_file& what = content.what;
     const std::uint64_t nbr_cells = what.m.connect.cols();
     bool is_good = put_size(8 * content.nbr_connected, output);
@@ -308,7 +214,7 @@ bool put_cells(const vtu_content& content, output_buffer& output) {
 // Every element of a mesh without fault has a cell, so that fields at elements fit the cells.
 bool write(std::FILE* file, const mesh_for_file& what) {
     const mesh& m = what.m;
-    const vtu_content content = content_of(what);
+    const vtk_content content = vtk_content_of(what, in_utf8);
     const std::string header = header_of(content);
     output_buffer output(file);
     bool is_good = put_text(header, output);
@@ -327,6 +233,6 @@ bool write(std::FILE* file, const mesh_for_file& what) {
 
 } // namespace
 
-const mesh_writer vtu_writer{&vtu_holdings, tell, write};
+const mesh_writer vtu_writer{&vtk_holdings, tell, write};
 
 } // namespace kv7::tessmaker

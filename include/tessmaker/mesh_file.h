@@ -334,9 +334,10 @@ struct write_options {
 //         solids: elements in no set come first, then set by set; of sets with elements in common
 //         the first is written. Binary files have coordinates of type float, and no sets
 //   OBJ   points, bars, triangles and quadrangles, by the corners; sets of elements are groups
+//   VTK   text, and
 //   VTU   all elements, ET_PYRA14 by the first 13 nodes, in the order of VTK's cells; fields, where
 //         symmetric tensors have nine components; properties as `property`, and numbers as
-//         `node_number` and `element_number`, arrays of type UInt32. No sets
+//         `node_number` and `element_number`, arrays of 32 bits. No sets
 //
 // Mixed types are written by the type of each column. Nodes stand in their order, in STL and OBJ
 // those alone that are in a written element. The third coordinate of nodes in 2D is 0. Properties
