@@ -15,41 +15,43 @@ struct held_types {
     const char* name; // for people
     element_type stl = ET_UNKNOWN;
     element_type obj = ET_UNKNOWN;
+    element_type medit = ET_UNKNOWN;
     element_type vtk = ET_UNKNOWN; // of both formats
 };
 
 // clang-format off
 inline constexpr type_table<held_types> type_holdings{{
-    //              name        STL         OBJ         VTK
-    {ET_UNKNOWN,   {"unknown",  ET_UNKNOWN, ET_UNKNOWN, ET_UNKNOWN}},
-    {ET_NODE,      {"NODE",     ET_UNKNOWN, ET_NODE,    ET_NODE}},
-    {ET_BAR_MIX,   {"BAR2",     ET_UNKNOWN, ET_BAR2,    ET_BAR2}},
-    {ET_BAR2,      {"BAR2",     ET_UNKNOWN, ET_BAR2,    ET_BAR2}},
-    {ET_BAR3,      {"BAR3",     ET_UNKNOWN, ET_BAR2,    ET_BAR3}},
-    {ET_FACE_MIX,  {"FACE_MIX", ET_UNKNOWN, ET_UNKNOWN, ET_UNKNOWN}},
-    {ET_TRIA3,     {"TRIA3",    ET_TRIA3,   ET_TRIA3,   ET_TRIA3}},
-    {ET_QUAD4,     {"QUAD4",    ET_UNKNOWN, ET_QUAD4,   ET_QUAD4}},
-    {ET_TRIA6,     {"TRIA6",    ET_TRIA3,   ET_TRIA3,   ET_TRIA6}},
-    {ET_QUAD8,     {"QUAD8",    ET_UNKNOWN, ET_QUAD4,   ET_QUAD8}},
-    {ET_QUAD9,     {"QUAD9",    ET_UNKNOWN, ET_QUAD4,   ET_QUAD9}},
-    {ET_SOLID_MIX, {"SOLID_MIX", ET_UNKNOWN, ET_UNKNOWN, ET_UNKNOWN}},
-    {ET_TETRA4,    {"TETRA4",   ET_UNKNOWN, ET_UNKNOWN, ET_TETRA4}},
-    {ET_TETRA10,   {"TETRA10",  ET_UNKNOWN, ET_UNKNOWN, ET_TETRA10}},
-    {ET_PYRA5,     {"PYRA5",    ET_UNKNOWN, ET_UNKNOWN, ET_PYRA5}},
-    {ET_PYRA13,    {"PYRA13",   ET_UNKNOWN, ET_UNKNOWN, ET_PYRA13}},
-    {ET_PYRA14,    {"PYRA14",   ET_UNKNOWN, ET_UNKNOWN, ET_PYRA13}},
-    {ET_PENTA6,    {"PENTA6",   ET_UNKNOWN, ET_UNKNOWN, ET_PENTA6}},
-    {ET_PENTA15,   {"PENTA15",  ET_UNKNOWN, ET_UNKNOWN, ET_PENTA15}},
-    {ET_PENTA18,   {"PENTA18",  ET_UNKNOWN, ET_UNKNOWN, ET_PENTA18}},
-    {ET_HEXA8,     {"HEXA8",    ET_UNKNOWN, ET_UNKNOWN, ET_HEXA8}},
-    {ET_HEXA20,    {"HEXA20",   ET_UNKNOWN, ET_UNKNOWN, ET_HEXA20}},
-    {ET_HEXA27,    {"HEXA27",   ET_UNKNOWN, ET_UNKNOWN, ET_HEXA27}},
+    //               name         STL         OBJ         MEDIT       VTK
+    {ET_UNKNOWN,    {"unknown",   ET_UNKNOWN, ET_UNKNOWN, ET_UNKNOWN, ET_UNKNOWN}},
+    {ET_NODE,       {"NODE",      ET_UNKNOWN, ET_NODE,    ET_UNKNOWN, ET_NODE}},
+    {ET_BAR_MIX,    {"BAR2",      ET_UNKNOWN, ET_BAR2,    ET_BAR2,    ET_BAR2}},
+    {ET_BAR2,       {"BAR2",      ET_UNKNOWN, ET_BAR2,    ET_BAR2,    ET_BAR2}},
+    {ET_BAR3,       {"BAR3",      ET_UNKNOWN, ET_BAR2,    ET_BAR3,    ET_BAR3}},
+    {ET_FACE_MIX,   {"FACE_MIX",  ET_UNKNOWN, ET_UNKNOWN, ET_UNKNOWN, ET_UNKNOWN}},
+    {ET_TRIA3,      {"TRIA3",     ET_TRIA3,   ET_TRIA3,   ET_TRIA3,   ET_TRIA3}},
+    {ET_QUAD4,      {"QUAD4",     ET_UNKNOWN, ET_QUAD4,   ET_QUAD4,   ET_QUAD4}},
+    {ET_TRIA6,      {"TRIA6",     ET_TRIA3,   ET_TRIA3,   ET_TRIA6,   ET_TRIA6}},
+    {ET_QUAD8,      {"QUAD8",     ET_UNKNOWN, ET_QUAD4,   ET_QUAD4,   ET_QUAD8}},
+    {ET_QUAD9,      {"QUAD9",     ET_UNKNOWN, ET_QUAD4,   ET_QUAD9,   ET_QUAD9}},
+    {ET_SOLID_MIX,  {"SOLID_MIX", ET_UNKNOWN, ET_UNKNOWN, ET_UNKNOWN, ET_UNKNOWN}},
+    {ET_TETRA4,     {"TETRA4",    ET_UNKNOWN, ET_UNKNOWN, ET_TETRA4,  ET_TETRA4}},
+    {ET_TETRA10,    {"TETRA10",   ET_UNKNOWN, ET_UNKNOWN, ET_TETRA10, ET_TETRA10}},
+    {ET_PYRA5,      {"PYRA5",     ET_UNKNOWN, ET_UNKNOWN, ET_PYRA5,   ET_PYRA5}},
+    {ET_PYRA13,     {"PYRA13",    ET_UNKNOWN, ET_UNKNOWN, ET_PYRA5,   ET_PYRA13}},
+    {ET_PYRA14,     {"PYRA14",    ET_UNKNOWN, ET_UNKNOWN, ET_PYRA5,   ET_PYRA13}},
+    {ET_PENTA6,     {"PENTA6",    ET_UNKNOWN, ET_UNKNOWN, ET_PENTA6,  ET_PENTA6}},
+    {ET_PENTA15,    {"PENTA15",   ET_UNKNOWN, ET_UNKNOWN, ET_PENTA6,  ET_PENTA15}},
+    {ET_PENTA18,    {"PENTA18",   ET_UNKNOWN, ET_UNKNOWN, ET_PENTA6,  ET_PENTA18}},
+    {ET_HEXA8,      {"HEXA8",     ET_UNKNOWN, ET_UNKNOWN, ET_HEXA8,   ET_HEXA8}},
+    {ET_HEXA20,     {"HEXA20",    ET_UNKNOWN, ET_UNKNOWN, ET_HEXA8,   ET_HEXA20}},
+    {ET_HEXA27,     {"HEXA27",    ET_UNKNOWN, ET_UNKNOWN, ET_HEXA8,   ET_HEXA27}},
 }};
 // clang-format on
 
 struct format_holdings {
     element_type held_types::*type; // the column of `type_holdings`
     bool lone_nodes = false;        // nodes in no element
+    bool flat_nodes = false;        // nodes in 2D
     bool numbers = false;           // of nodes and elements
     bool properties = false;
     bool node_sets = false;
@@ -62,6 +64,8 @@ struct format_holdings {
 inline constexpr format_holdings stl_text_holdings{.type = &held_types::stl, .element_sets = true};
 inline constexpr format_holdings stl_binary_holdings{.type = &held_types::stl};
 inline constexpr format_holdings obj_holdings{.type = &held_types::obj, .element_sets = true};
+inline constexpr format_holdings medit_holdings{
+    .type = &held_types::medit, .flat_nodes = true, .properties = true};
 inline constexpr format_holdings vtk_holdings{.type = &held_types::vtk,
                                               .lone_nodes = true,
                                               .numbers = true,

@@ -81,7 +81,7 @@ void tell_losses(const mesh_for_file& what, write_losses& losses) {
     const format_holdings& holdings = what.holdings;
     tell_elements(what, losses);
     losses.add(node_lost, "node", m.pos.cols() - what.nbr_nodes);
-    if (m.pos.rows() == 2) losses.add(flat_node, "node", what.nbr_nodes);
+    if (m.pos.rows() == 2 && !holdings.flat_nodes) losses.add(flat_node, "node", what.nbr_nodes);
     if (!holdings.numbers) {
         losses.add(numbers_lost, "number of a node", nbr_real_numbers(m.node_numbers));
         losses.add(numbers_lost, "number of an element", nbr_real_numbers(m.element_numbers));

@@ -114,6 +114,7 @@ struct mesh_writer {
 extern const mesh_writer stl_text_writer;
 extern const mesh_writer stl_binary_writer;
 extern const mesh_writer obj_writer;
+extern const mesh_writer medit_writer;
 extern const mesh_writer vtk_writer;
 extern const mesh_writer vtu_writer;
 

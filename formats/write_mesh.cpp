@@ -20,6 +20,7 @@ const mesh_writer* writer_of(file_format format) {
     case file_format::stl_text: return &stl_text_writer;
     case file_format::stl_binary: return &stl_binary_writer;
     case file_format::obj: return &obj_writer;
+    case file_format::medit: return &medit_writer;
     case file_format::vtk: return &vtk_writer;
     case file_format::vtu: return &vtu_writer;
     default: return nullptr;

@@ -32,7 +32,8 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::vector<file_format> formats{file_format::stl_text, file_format::stl_binary,
-                                       file_format::obj, file_format::vtk, file_format::vtu};
+                                       file_format::obj,      file_format::medit,
+                                       file_format::vtk,      file_format::vtu};
 
 file_mesh triangle() {
     return mesh_of(points({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}), ET_TRIA3, {{0, 1, 2}});
@@ -288,6 +289,7 @@ TEST(write_mesh, columns_of_mixed_types_are_written_by_their_own) {
 TEST(write_mesh, nodes_in_2d_get_a_third_coordinate) {
     const file_mesh flat = mesh_of(points({{0, 0}, {1, 0}, {0, 1}}), ET_TRIA3, {{0, 1, 2}});
     for (const file_format format : formats) {
+        if (format == file_format::medit) continue; // has files in 2D
         const written_mesh found = written(flat, format);
         EXPECT_EQ(found.code, 0);
         EXPECT_EQ(found.text, written(triangle(), format).text);
