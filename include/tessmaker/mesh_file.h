@@ -330,24 +330,22 @@ struct write_options {
 // an error, nothing is written, and a file of that name stays as it is. What is written in another
 // form is told by remarks of the kind `changed`. Remarks have no line, and there are no counts.
 //
-//   STL    triangles, ET_TRIA6 by the corners, with their normals. In text, sets of elements are
-//          solids: elements in no set come first, then set by set; of sets with elements in common
-//          the first is written. Binary files have coordinates of type float, and no sets
-//   OBJ    points, bars, triangles and quadrangles, by the corners; sets of elements are groups
-//   MEDIT  version 2: all elements but points, in a section for each type; properties as
-//   references.
-//          Bars, triangles and tetrahedra, and ET_QUAD9, have their nodes on edges and inside; all
-//          others are written by the corners
+//   STL    triangles, with their normals. In text, sets of elements are solids: elements in no set
+//          come first, then set by set; of sets with elements in common the first is written.
+//          Binary files have coordinates of type float, and no sets
+//   OBJ    points, bars, triangles and quadrangles; sets of elements are groups
+//   MEDIT  version 2: all elements but points, in a section for each type; properties are
+//          references. ET_BAR3, ET_TRIA6, ET_QUAD9 and ET_TETRA10 are whole
 //   VTK    text, and
-//   VTU    all elements, ET_PYRA14 by the first 13 nodes, in the order of VTK's cells; fields,
-//   where
-//          symmetric tensors have nine components; properties as `property`, and numbers as
-//          `node_number` and `element_number`, arrays of 32 bits. No sets
+//   VTU    all elements, in the order of VTK's cells; fields, where symmetric tensors have nine
+//          components; properties as `property`, and numbers as `node_number` and
+//          `element_number`, arrays of 32 bits
 //
-// Mixed types are written by the type of each column. Nodes stand in their order, in STL, OBJ and
-// MEDIT those alone that are in a written element. The third coordinate of nodes in 2D is 0, but
-// MEDIT has 2D. Properties that are all 1, and numbers that say no more than the order, are never
-// lost.
+// Where a format lacks a quadratic type, elements are written by the first of their nodes: those of
+// the next smaller type that it has. Mixed types are written by the type of each column. Nodes
+// stand in their order, in STL, OBJ and MEDIT those alone that are in a written element. The third
+// coordinate of nodes in 2D is 0, but MEDIT has 2D. Properties that are all 1, and numbers that say
+// no more than the order, are never lost.
 //
 // A file is replaced as a whole, after all of it has been written beside it; links are followed,
 // and the mode is kept. Devices, pipes and the standard output are written straight.
