@@ -189,17 +189,8 @@ private:
     std::vector<keyword_count> counts_;
 };
 
-// Reads a mesh with all that comes with it. Binary and text STL and NASTRAN decks can be read.
-// Reads a mesh with all that comes with it. Binary and text STL and Wavefront OBJ can be read.
-// Reads a mesh with all that comes with it. Binary and text STL, Wavefront OBJ and
-// FEMAP neutral files can be read.
-// Reads a mesh with all that comes with it. Binary and text STL and MEDIT files in text can be read.
-// Reads a mesh with all that comes with it. Binary and text STL, and MEDIT and legacy VTK files in
-// text can be read.
-// Reads a mesh with all that comes with it. Binary and text STL, MEDIT and legacy VTK files in text,
-// and VTU files can be read.
-// Reads a mesh with all that comes with it. Binary and text STL, MEDIT and legacy VTK files in
-// text, and VTU files can be read.
+// Reads a mesh with all that comes with it. Files of binary and text STL, NASTRAN, Wavefront OBJ,
+// FEMAP (neutral), MEDIT and legacy VTK in text, and VTU can be read.
 //
 // Of every format:
 //   - The nodes are those of the file, in its order, 3 rows. Memory goes with what is there, never
@@ -235,6 +226,7 @@ private:
 //     values breaks the rules, and so does an element with a node that is not there. Elements on
 //     cards of different names may share a number.
 //   - All other cards are counted as lost. A deck of cards without a node breaks the rules.
+//
 // OBJ: vertices are nodes, used or not, and faces are triangles and quadrangles. A face of more
 // corners is cut into triangles, by ear clipping as seen along its normal, also where it is concave
 // or leads to a hole and back. Lines are bars, points are elements of type ET_NODE. Negative
@@ -249,6 +241,7 @@ private:
 // linear. Elements of other topologies or without a corner, and what else stands on elements, are
 // left out. A node may be given again alike. Coordinates are global ones. Numbers of elements may
 // repeat.
+//
 // MEDIT: versions 1 to 4 in one, two or three dimensions. Elements of all linear sections, and
 // EdgesP2, TrianglesP2, QuadrilateralsQ2, TetrahedraP2. Of PyramidsP2, PrismsP2 and HexahedraQ2,
 // whose order of nodes is not known, the corners. References of elements are property numbers;
@@ -314,6 +307,8 @@ TESSMAKER_API int read_mesh(std::FILE* file, file_format format, mesh& result, f
 //         than the mesh has nodes or elements
 //   -199  out of memory
 TESSMAKER_API int read_fields(const char* path, mesh& target, file_report& report);
+
+// How a mesh is written.
 struct write_options {
     // The format of a file; `unknown` for that which the ending of its path stands for.
     file_format format = file_format::unknown;
