@@ -170,7 +170,7 @@ void expect_same(const deck_mesh& deck, const plain_mesh_reader& plain) {
     }
     ASSERT_EQ(deck.nbr_elements(), plain.elements.size());
     for (std::size_t c = 0; c < plain.elements.size(); ++c) {
-        const plain_element& e = plain.elements[c];
+        const plain_deck_element& e = plain.elements[c];
         EXPECT_EQ(deck.type(c), e.type);
         EXPECT_EQ(deck.nodes(c), e.nodes);
         EXPECT_EQ(deck.m.pids[c], e.property);

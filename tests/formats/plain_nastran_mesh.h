@@ -15,14 +15,14 @@
 
 namespace test {
 
-struct plain_element {
+struct plain_deck_element {
     kv7::element_type type;
     std::vector<unsigned int> nodes;
     unsigned int property;
     unsigned int number;
     std::string card;
     std::size_t line;
-    bool operator==(const plain_element& e) const {
+    bool operator==(const plain_deck_element& e) const {
         return type == e.type && nodes == e.nodes && property == e.property && card == e.card;
     }
 };
@@ -42,7 +42,7 @@ public:
 
     std::vector<std::array<double, 3>> nodes;
     std::vector<unsigned int> node_numbers;
-    std::vector<plain_element> elements;
+    std::vector<plain_deck_element> elements;
     std::size_t fault_line = 0; // 0 if the deck is good
     // How often cards of a name were met, not read, given again, made linear, share a number.
     std::map<std::string, std::size_t> seen;
@@ -121,7 +121,7 @@ private:
     }
 
     void take_element(const plain_card& card, const kind& k) {
-        plain_element e{k.linear, {}, number(card, 1), number(card, 0), card.name, card.line};
+        plain_deck_element e{k.linear, {}, number(card, 1), number(card, 0), card.name, card.line};
         if (e.number == 0) {
             fault_line = line_of(card, 0);
             return;
@@ -145,7 +145,7 @@ private:
 
     void settle() {
         settle_nodes();
-        for (plain_element& e : elements) {
+        for (plain_deck_element& e : elements) {
             for (unsigned int& n : e.nodes) {
                 const auto found = std::find(node_numbers.begin(), node_numbers.end(), n);
                 if (found == node_numbers.end() && fault_line == 0) fault_line = e.line;
@@ -175,11 +175,11 @@ private:
         node_numbers = numbers;
     }
     void settle_elements() {
-        std::map<unsigned int, plain_element> first;
-        std::vector<plain_element> kept;
-        for (const plain_element& e : elements) {
+        std::map<unsigned int, plain_deck_element> first;
+        std::vector<plain_deck_element> kept;
+        for (const plain_deck_element& e : elements) {
             const auto [place, is_new] = first.emplace(e.number, e);
-            const plain_element& other = place->second;
+            const plain_deck_element& other = place->second;
             if (!is_new && other == e) {
                 ++again[e.card];
                 continue;
