@@ -28,11 +28,16 @@ inline const char* skip_word(const char* text, const char* word) {
     return text;
 }
 
-// The text without the white space at its end.
+// The text without the white space at its start, at its end, or at both.
+constexpr std::string_view trim_left(std::string_view text) {
+    while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
+    return text;
+}
 constexpr std::string_view trim_right(std::string_view text) {
     while (!text.empty() && is_space(text.back())) text.remove_suffix(1);
     return text;
 }
+constexpr std::string_view trim(std::string_view text) { return trim_right(trim_left(text)); }
 
 } // namespace kv7::tessmaker
 

@@ -214,9 +214,7 @@ std::size_t deck_card_builder::cut_at_commas(std::size_t begin, std::size_t end)
 
 std::string_view deck_card_builder::trimmed_entry(std::size_t entry) const {
     const range& r = card_.fields_[entry];
-    std::string_view text = trim_right({text_ + r.begin, r.size});
-    while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
-    return text;
+    return trim({text_ + r.begin, r.size});
 }
 
 } // namespace kv7::tessmaker

@@ -14,18 +14,12 @@ namespace {
 
 constexpr std::size_t tab_width = 8;
 
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
-    return trim_right(text);
-}
-
 std::string_view without_comment(std::string_view text) { return text.substr(0, text.find('$')); }
 
 // Takes a word, given in lower case, off the front of a text, with the blanks before it. False if
 // another one stands there, or a longer one.
 bool take_word(std::string_view& text, std::string_view word) {
-    std::string_view rest = text;
-    while (!rest.empty() && is_space(rest.front())) rest.remove_prefix(1);
+    std::string_view rest = trim_left(text);
     if (rest.size() < word.size()) return false;
     for (std::size_t i = 0; i < word.size(); ++i) {
         if (to_lower(rest[i]) != word[i]) return false;
@@ -75,7 +69,7 @@ bool ends_data(const deck_head& head, std::string_view text) {
     return is_keyword(head, text, "enddata", name);
 }
 
-bool is_blank(std::string_view text) { return trimmed(text).empty(); }
+bool is_blank(std::string_view text) { return trim(text).empty(); }
 
 // A mark without its first character, which may be anything, and the blanks behind that.
 std::uint64_t name_of_mark(std::uint64_t mark) {
@@ -198,9 +192,9 @@ deck_failure deck_lexer::include() {
 deck_failure deck_lexer::read_path(std::string& path) {
     std::string_view rest = files_.lines().line();
     take_word(rest, "include");
-    rest = trimmed(rest);
+    rest = trim(rest);
     if (rest.empty() || (rest.front() != '\'' && rest.front() != '"')) {
-        path = trimmed(without_comment(rest));
+        path = trim(without_comment(rest));
         return path.empty() ? deck_failure::no_file_name : deck_failure::none;
     }
     const char quote = rest.front();
@@ -211,7 +205,7 @@ deck_failure deck_lexer::read_path(std::string& path) {
         if (size != std::string_view::npos) return deck_failure::none;
         const bool is_endless = path.size() > deck_files::longest_path || files_.lines().is_cut();
         if (is_endless || !files_.next_in_file()) return deck_failure::no_file_name;
-        rest = trimmed(files_.lines().line());
+        rest = trim(files_.lines().line());
     }
 }
 

@@ -16,11 +16,6 @@ namespace {
 
 constexpr std::ptrdiff_t most_characters = 100;
 
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
-    return trim_right(text);
-}
-
 // The first character that isn't white space; most are blanks.
 const char* skip_blanks(const char* text, const char* end) {
     while (end - text >= static_cast<std::ptrdiff_t>(word_size)) {
@@ -105,7 +100,7 @@ const char* reason(deck_value value) {
 }
 
 deck_value read_integer(std::string_view field, std::int64_t& number) {
-    std::string_view text = trimmed(field);
+    std::string_view text = trim(field);
     if (text.empty()) return deck_value::blank;
     if (text.front() == '+') {
         text.remove_prefix(1);

@@ -43,13 +43,8 @@ constexpr remark_form upper_edges_first{
     remark_kind::note, "with the nodes on the upper edges ahead of those between",
     "with the nodes on the upper edges ahead of those between", "told by where they lie"};
 
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
-    return trim_right(text);
-}
-
 // The line at which blocks begin and end.
-bool is_delimiter(std::string_view line) { return trimmed(line) == "-1"; }
+bool is_delimiter(std::string_view line) { return trim(line) == "-1"; }
 
 // The fields of a line between commas, up to `Most`. What follows the last comma is one if it is
 // not blank.
@@ -60,7 +55,7 @@ template <std::size_t Most> struct comma_fields {
     explicit comma_fields(std::string_view line) {
         for (;;) {
             const std::size_t comma = line.find(',');
-            if (size == Most || (comma == std::string_view::npos && trimmed(line).empty())) return;
+            if (size == Most || (comma == std::string_view::npos && trim(line).empty())) return;
             field[size++] = line.substr(0, comma);
             if (comma == std::string_view::npos) return;
             line.remove_prefix(comma + 1);
@@ -151,7 +146,7 @@ private:
     bool find_block(std::int64_t& number) {
         bool is_open = false;
         while (lines_.next()) {
-            if (trimmed(lines_.line()).empty()) continue;
+            if (trim(lines_.line()).empty()) continue;
             if (is_delimiter(lines_.line())) {
                 is_open = true;
                 continue;
@@ -167,7 +162,7 @@ private:
     bool next_in_block(int& code) {
         while (lines_.next()) {
             if (is_delimiter(lines_.line())) return false;
-            if (!trimmed(lines_.line()).empty()) return true;
+            if (!trim(lines_.line()).empty()) return true;
         }
         code = fail_at_end();
         return false;

@@ -52,11 +52,6 @@ std::string_view next_line(std::string_view& text) {
     return line;
 }
 
-std::string_view trim_left(std::string_view text) {
-    while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
-    return text;
-}
-
 std::string_view first_word(std::string_view text, std::string_view ends) {
     text = trim_left(text);
     return text.substr(0, text.find_first_of(ends));
@@ -91,11 +86,11 @@ bool is_deck(std::string_view text) {
 bool is_neutral_file(std::string_view text) {
     std::string_view line;
     while (!text.empty() && (line.empty() || line.front() == '*')) {
-        line = trim_right(trim_left(next_line(text)));
+        line = trim(next_line(text));
     }
     if (line != "-1") return false;
     while (!text.empty() && (text.front() == '\r' || text.front() == '\n')) text.remove_prefix(1);
-    const std::string_view number = trim_right(trim_left(next_line(text)));
+    const std::string_view number = trim(next_line(text));
     return !number.empty() && std::all_of(number.begin(), number.end(), is_digit);
 }
 

@@ -58,9 +58,7 @@ bool is_printable(char c) { return static_cast<unsigned char>(c) >= ' ' && c != 
 // length that those can take which read lines of 255 characters.
 std::string solid_name(const std::string& name, std::size_t s) {
     constexpr std::size_t longest = 200;
-    std::string_view kept(name);
-    while (!kept.empty() && is_space(kept.front())) kept.remove_prefix(1);
-    kept = trim_right(kept.substr(0, longest));
+    const std::string_view kept = trim_right(trim_left(name).substr(0, longest));
     if (kept.empty()) return "solid " + std::to_string(s);
     std::string result(kept);
     for (char& c : result) {

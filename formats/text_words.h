@@ -54,11 +54,9 @@ public:
         if (find_line_end() == end_) read_more();
         const char* const start = at_;
         const char* const line_end = find_line_end();
-        std::string_view rest(start, static_cast<std::size_t>(line_end - start));
-        while (!rest.empty() && is_space(rest.front())) rest.remove_prefix(1);
         if (line_end != start) last_ = ' ';
         at_ = line_end;
-        return trim_right(rest);
+        return trim({start, static_cast<std::size_t>(line_end - start)});
     }
     // Passes over the rest of the line, whatever its length.
     void skip_line() {
