@@ -3,6 +3,7 @@
 #ifndef TESSMAKER_FORMATS_CHARACTERS_H
 #define TESSMAKER_FORMATS_CHARACTERS_H
 
+#include <algorithm>
 #include <string_view>
 
 namespace kv7::tessmaker {
@@ -26,6 +27,17 @@ inline const char* skip_word(const char* text, const char* word) {
         if (to_lower(*text) != *word) return nullptr;
     }
     return text;
+}
+
+// Whether two words are the same in letters of any case; the second is in lower case.
+constexpr bool is_word(std::string_view word, std::string_view lower_word) {
+    return std::equal(word.begin(), word.end(), lower_word.begin(), lower_word.end(),
+                      [](char a, char b) { return to_lower(a) == b; });
+}
+
+// Whether a text starts with a word in letters of any case; the word is in lower case.
+constexpr bool starts_with_word(std::string_view text, std::string_view lower_word) {
+    return is_word(text.substr(0, lower_word.size()), lower_word);
 }
 
 // The text without the white space at its start, at its end, or at both.

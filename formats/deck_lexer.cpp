@@ -20,10 +20,7 @@ std::string_view without_comment(std::string_view text) { return text.substr(0, 
 // another one stands there, or a longer one.
 bool take_word(std::string_view& text, std::string_view word) {
     std::string_view rest = trim_left(text);
-    if (rest.size() < word.size()) return false;
-    for (std::size_t i = 0; i < word.size(); ++i) {
-        if (to_lower(rest[i]) != word[i]) return false;
-    }
+    if (!starts_with_word(rest, word)) return false;
     rest.remove_prefix(word.size());
     if (!rest.empty() && to_lower(rest.front()) >= 'a' && to_lower(rest.front()) <= 'z')
         return false;

@@ -39,11 +39,6 @@ constexpr std::string_view mesh_cards[] = {
     "cquad8", "cquad",  "cshear", "ctetra", "cpyram", "cpyra",  "cpenta", "chexa",
 };
 
-bool is_same_word(std::string_view text, std::string_view lower_word) {
-    return std::equal(text.begin(), text.end(), lower_word.begin(), lower_word.end(),
-                      [](char a, char b) { return to_lower(a) == b; });
-}
-
 // Takes the next line off the text, without its ending.
 std::string_view next_line(std::string_view& text) {
     const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
@@ -57,20 +52,15 @@ std::string_view first_word(std::string_view text, std::string_view ends) {
     return text.substr(0, text.find_first_of(ends));
 }
 
-bool starts_with_word(std::string_view text, std::string_view lower_word) {
-    return is_same_word(trim_left(text).substr(0, lower_word.size()), lower_word);
-}
-
 // A card with its number, or a line that only decks have.
 bool is_deck_line(std::string_view line) {
     constexpr std::string_view between_fields = " \t,*";
     const std::string_view word = first_word(line, between_fields);
     std::string_view rest = trim_left(line).substr(word.size());
-    if (is_same_word(word, "cend") || is_same_word(word, "enddata")) return trim_left(rest).empty();
-    if (is_same_word(word, "begin")) return is_same_word(first_word(rest, " \t,$="), "bulk");
-    const bool is_card =
-        std::any_of(std::begin(mesh_cards), std::end(mesh_cards),
-                    [&](std::string_view card) { return is_same_word(word, card); });
+    if (is_word(word, "cend") || is_word(word, "enddata")) return trim_left(rest).empty();
+    if (is_word(word, "begin")) return is_word(first_word(rest, " \t,$="), "bulk");
+    const bool is_card = std::any_of(std::begin(mesh_cards), std::end(mesh_cards),
+                                     [&](std::string_view card) { return is_word(word, card); });
     rest.remove_prefix(std::min(rest.find_first_not_of(between_fields), rest.size()));
     return is_card && !rest.empty() && is_digit(rest.front());
 }
@@ -124,7 +114,7 @@ bool is_medit(std::string_view text) {
 }
 
 bool is_vtu(std::string_view text) {
-    return starts_with_word(text, "<") && text.find("<VTKFile") != std::string_view::npos &&
+    return trim_left(text).starts_with('<') && text.find("<VTKFile") != std::string_view::npos &&
            text.find("UnstructuredGrid") != std::string_view::npos;
 }
 
@@ -198,7 +188,7 @@ file_format format_by_ending(const char* path) {
     if (!path) return file_format::unknown;
     const std::string_view ending = ending_of(path);
     for (const format_ending& known : endings) {
-        if (is_same_word(ending, known.ending)) return known.format;
+        if (is_word(ending, known.ending)) return known.format;
     }
     return file_format::unknown;
 }
@@ -207,7 +197,7 @@ file_format format_of(const char* path) {
     const file_format by_ending = format_by_ending(path);
     if (!path) return by_ending;
     const bool is_stl = by_ending == file_format::stl_binary;
-    const bool is_dat = is_same_word(ending_of(path), "dat");
+    const bool is_dat = is_word(ending_of(path), "dat");
     if (by_ending != file_format::unknown && !is_stl && !is_dat) return by_ending;
 
     file_beginning file;

@@ -38,12 +38,9 @@ inline bool has_binary_stl_size(std::string_view beginning, std::uint64_t file_s
 inline bool is_text_stl(std::string_view beginning, std::uint64_t file_size) {
     const std::string_view start = beginning.substr(0, stl_start_size);
     const std::size_t word = start.find_first_not_of(" \t\r\n\v\f\xEF\xBB\xBF");
-    constexpr std::string_view solid = "solid";
-    if (word == std::string_view::npos || start.size() - word < solid.size()) return false;
-    for (std::size_t k = 0; k < solid.size(); ++k) {
-        if (to_lower(start[word + k]) != solid[k]) return false;
-    }
-    return start.find('\0') == std::string_view::npos && !has_binary_stl_size(start, file_size);
+    if (word == std::string_view::npos) return false;
+    return starts_with_word(start.substr(word), "solid") &&
+           start.find('\0') == std::string_view::npos && !has_binary_stl_size(start, file_size);
 }
 
 } // namespace kv7::tessmaker

@@ -44,21 +44,12 @@ constexpr remark_form bytes_behind{remark_kind::note, "byte behind the last face
 constexpr remark_form text_behind{remark_kind::note, "follows the last solid and is not read",
                                   "follow the last solid and are not read", ""};
 
-bool is_word(std::string_view word, std::string_view lower_word) {
-    if (word.size() != lower_word.size()) return false;
-    for (std::size_t k = 0; k < word.size(); ++k) {
-        if (to_lower(word[k]) != lower_word[k]) return false;
-    }
-    return true;
-}
-
 // Whether a word stands for something that is no finite number, as programs write it: `nan`,
 // `-inf`, `1.#QNAN`, or a number beyond the range of double.
 bool means_no_number(std::string_view word) {
     if (!word.empty() && (word[0] == '-' || word[0] == '+')) word.remove_prefix(1);
     if (word.empty()) return false;
-    return is_digit(word[0]) || is_word(word.substr(0, 3), "nan") ||
-           is_word(word.substr(0, 3), "inf");
+    return is_digit(word[0]) || starts_with_word(word, "nan") || starts_with_word(word, "inf");
 }
 
 // Facets as they are read, and the solids that they belong to.

@@ -23,12 +23,6 @@ inline bool begins_as_number(std::string_view word) {
            (is_digit(word[0]) || word[0] == '-' || word[0] == '+' || word[0] == '.');
 }
 
-// Whether two words are the same in letters of any case; the second is in lower case.
-inline bool is_word(std::string_view word, std::string_view lower_word) {
-    return std::equal(word.begin(), word.end(), lower_word.begin(), lower_word.end(),
-                      [](char a, char b) { return to_lower(a) == b; });
-}
-
 // False, here and below, if the word stands for nothing of the kind.
 template <class Integer> bool word_to_integer(std::string_view word, Integer& value) {
     if (word.size() > 1 && word[0] == '+' && is_digit(word[1])) word.remove_prefix(1);
