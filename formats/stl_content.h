@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_FORMATS_STL_CONTENT_H
 #define TESSMAKER_FORMATS_STL_CONTENT_H
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -13,22 +14,29 @@ namespace kv7::tessmaker {
 // A binary file begins with a header of text and the number of facets.
 inline constexpr std::size_t stl_header_size = 80;
 inline constexpr std::size_t stl_start_size = stl_header_size + 4;
-inline constexpr std::size_t stl_facet_size = 50;
+// A facet is its normal and its corners as floats, and an attribute of two bytes.
+inline constexpr std::size_t stl_normal_size = 12;
+inline constexpr std::size_t stl_facet_size = stl_normal_size + 9 * 4 + 2;
 
-// The number at a place of a file.
-inline std::uint32_t little_endian(std::string_view bytes, std::size_t at) {
-    std::uint32_t value = 0;
-    for (std::size_t k = 0; k < 4; ++k) {
-        value |= std::uint32_t{static_cast<unsigned char>(bytes[at + k])} << 8 * k;
+inline std::uint32_t little_endian(const char* bytes) {
+    const auto byte = [&](std::size_t k) {
+        return std::uint32_t{static_cast<unsigned char>(bytes[k])} << 8 * k;
+    };
+    return byte(0) | byte(1) | byte(2) | byte(3);
+}
+
+// The coordinates of the corners of a facet in a binary file.
+inline void read_stl_corners(const char* facet, double* corners) {
+    for (std::size_t i = 0; i < 9; ++i) {
+        corners[i] = double{std::bit_cast<float>(little_endian(facet + stl_normal_size + 4 * i))};
     }
-    return value;
 }
 
 // Whether a file of `file_size` bytes, 0 if that is not known, has the size that the number of
 // facets asks for.
 inline bool has_binary_stl_size(std::string_view beginning, std::uint64_t file_size) {
     if (beginning.size() < stl_start_size) return false;
-    const std::uint64_t nbr_facets = little_endian(beginning, stl_header_size);
+    const std::uint64_t nbr_facets = little_endian(beginning.data() + stl_header_size);
     return file_size == stl_start_size + stl_facet_size * nbr_facets;
 }
 

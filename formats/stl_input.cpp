@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -10,6 +9,7 @@
 #include "formats/characters.h"
 #include "formats/decimal.h"
 #include "formats/numbers.h"
+#include "formats/stl_content.h"
 #include "formats/stl_weld.h"
 #include "formats/streams.h"
 #include "formats/text_lines.h"
@@ -234,46 +234,25 @@ int read_text(std::FILE* file, dense2D<double>& pos, dense2D<unsigned int>& conn
     return make_mesh(read_text_solids(file, soup), soup, pos, connect);
 }
 
-std::uint32_t little_endian(const unsigned char* bytes) {
-    return std::uint32_t{bytes[0]} | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
-           std::uint32_t{bytes[3]} << 24;
-}
-
-// The number of bytes up to the end of the file; 0 for pipes and the like.
-std::size_t nbr_bytes_left(std::FILE* file) {
-    const long here = std::ftell(file);
-    if (here < 0 || std::fseek(file, 0, SEEK_END) != 0) return 0;
-    const long end = std::ftell(file);
-    std::fseek(file, here, SEEK_SET);
-    return end > here ? static_cast<std::size_t>(end - here) : 0;
-}
-
 int read_binary_facets(std::FILE* file, triangle_soup& soup) {
-    constexpr std::size_t header_size = 80;
-    constexpr std::size_t normal_size = 12;
-    constexpr std::size_t record_size = 50;
-    constexpr std::size_t block_size = 1024;
-
-    unsigned char header[header_size];
-    if (std::fread(header, 1, header_size, file) < header_size) return no_start;
-    unsigned char count[4];
-    if (std::fread(count, 1, 4, file) < 4) return broken_rest;
-    const auto nbr_facets = static_cast<std::int32_t>(little_endian(count));
+    char start[stl_start_size];
+    const std::size_t start_size = std::fread(start, 1, stl_start_size, file);
+    if (start_size < stl_header_size) return no_start;
+    if (start_size < stl_start_size) return broken_rest;
+    const auto nbr_facets = static_cast<std::int32_t>(little_endian(start + stl_header_size));
     std::size_t nbr_left = nbr_facets > 0 ? static_cast<std::size_t>(nbr_facets) : 0;
     // The count may be wrong: reserve for no more facets than the file can hold.
-    soup.reserve(std::min(nbr_left, nbr_bytes_left(file) / record_size));
+    soup.reserve(std::min(nbr_left, nbr_bytes_left(file) / stl_facet_size));
 
-    unsigned char block[block_size * record_size];
+    constexpr std::size_t block_size = 1024;
+    char block[block_size * stl_facet_size];
     while (nbr_left > 0) {
         const std::size_t nbr_wanted = std::min(nbr_left, block_size);
-        if (std::fread(block, record_size, nbr_wanted, file) < nbr_wanted) return broken_rest;
+        if (std::fread(block, stl_facet_size, nbr_wanted, file) < nbr_wanted) return broken_rest;
         double* corners = soup.add(nbr_wanted);
         if (!corners) return out_of_memory;
         for (std::size_t k = 0; k < nbr_wanted; ++k, corners += 9) {
-            const unsigned char* const numbers = block + k * record_size + normal_size;
-            for (std::size_t i = 0; i < 9; ++i) {
-                corners[i] = double{std::bit_cast<float>(little_endian(numbers + 4 * i))};
-            }
+            read_stl_corners(block + k * stl_facet_size, corners);
             soup.measure(corners);
         }
         nbr_left -= nbr_wanted;

@@ -1,8 +1,5 @@
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
@@ -20,6 +17,7 @@
 #include "formats/numbers.h"
 #include "formats/stl_content.h"
 #include "formats/stl_weld.h"
+#include "formats/streams.h"
 #include "formats/text_words.h"
 #include "formats/triangle_soup.h"
 #include "tessmaker/element_type.h"
@@ -287,7 +285,7 @@ int read_binary(std::FILE* file, std::string_view beginning, std::uint64_t file_
         return report.fail(file_malformed,
                            "neither the word solid nor the 84 bytes before binary facets");
     }
-    const std::uint64_t nbr_facets = little_endian(beginning, stl_header_size);
+    const std::uint64_t nbr_facets = little_endian(beginning.data() + stl_header_size);
     if (file_size != 0) {
         const std::uint64_t nbr_there = (file_size - stl_start_size) / stl_facet_size;
         if (nbr_there < nbr_facets) return cut_off(nbr_there + 1, nbr_facets, report);
@@ -299,12 +297,9 @@ int read_binary(std::FILE* file, std::string_view beginning, std::uint64_t file_
         if (std::fread(record, 1, sizeof record, file) < sizeof record) {
             return cut_off(k + 1, nbr_facets, report);
         }
-        const std::string_view bytes(record, sizeof record);
         double corners[9];
-        for (std::size_t i = 0; i < 9; ++i) {
-            corners[i] = double{std::bit_cast<float>(little_endian(bytes, 12 + 4 * i))};
-        }
-        if (bytes[48] != 0 || bytes[49] != 0) ++nbr_attributes;
+        read_stl_corners(record, corners);
+        if (record[48] != 0 || record[49] != 0) ++nbr_attributes;
         if (!facets.add(corners, {})) return out_of_memory;
     }
     if (nbr_attributes != 0) report.add(attribute_dropped, "attribute", {}, nbr_attributes);
@@ -316,19 +311,10 @@ int read_binary(std::FILE* file, std::string_view beginning, std::uint64_t file_
     return 0;
 }
 
-// From where the stream stands; 0 if it is no regular file.
-std::uint64_t bytes_left(std::FILE* file) {
-    struct stat status {};
-    if (fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
-    const long at = std::ftell(file);
-    if (at < 0 || status.st_size <= at) return 0;
-    return static_cast<std::uint64_t>(status.st_size - at);
-}
-
 } // namespace
 
 int read_stl_mesh(std::FILE* file, mesh& result, report_builder& report) {
-    const std::uint64_t file_size = bytes_left(file);
+    const std::uint64_t file_size = nbr_bytes_left(file);
     char start[stl_start_size];
     const std::string_view beginning(start, std::fread(start, 1, sizeof start, file));
     report.keyword("solid"); // ahead of its facets

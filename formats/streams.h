@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_FORMATS_STREAMS_H
 #define TESSMAKER_FORMATS_STREAMS_H
 
+#include <cstddef>
 #include <cstdio>
 
 namespace kv7::tessmaker {
@@ -11,6 +12,15 @@ inline bool is_usable(std::FILE* file) { return file && !std::ferror(file); }
 
 // Passes on what waits in the stream. Whether everything written to it so far has got through.
 inline bool has_taken_all(std::FILE* file) { return std::fflush(file) == 0 && !std::ferror(file); }
+
+// The number of bytes up to the end of the file; 0 for pipes and the like.
+inline std::size_t nbr_bytes_left(std::FILE* file) {
+    const long here = std::ftell(file);
+    if (here < 0 || std::fseek(file, 0, SEEK_END) != 0) return 0;
+    const long end = std::ftell(file);
+    std::fseek(file, here, SEEK_SET);
+    return end > here ? static_cast<std::size_t>(end - here) : 0;
+}
 
 // A stream opened by name. It is closed at the end of its scope, unless the caller closes it
 // earlier, to learn whether everything was written, or leaves it open.
