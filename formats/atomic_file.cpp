@@ -14,14 +14,11 @@
 #include <memory>
 #include <new>
 
+#include "formats/paths.h"
+
 namespace kv7::tessmaker {
 
 namespace {
-
-std::string folder_of(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
-}
 
 // Where a path leads that names no file yet: through links to the name that is not there. False,
 // with `errno`, if links go in circles or can't be read.
@@ -32,7 +29,7 @@ bool resolve_new(std::string& path) {
         const ssize_t size = readlink(path.c_str(), link, sizeof link);
         if (size < 0) return errno == ENOENT || errno == EINVAL;
         if (size == 0 || link[0] != '/') {
-            path = folder_of(path);
+            path.resize(folder_of(path).size());
         } else {
             path.clear();
         }
@@ -92,8 +89,8 @@ std::string random_letters() {
 int create_beside(const std::string& target, std::string& name) {
     constexpr int most_attempts = 100;
     constexpr std::size_t longest_kept = 200; // names end at 255 bytes
-    const std::string folder = folder_of(target);
-    const std::string start = folder + '.' + target.substr(folder.size(), longest_kept) + '.';
+    std::string start(folder_of(target));
+    start.append(1, '.').append(name_of(target).substr(0, longest_kept)).append(1, '.');
     for (int k = 0; k < most_attempts; ++k) {
         name = start + random_letters();
         const int descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);

@@ -8,12 +8,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "formats/paths.h"
+
 namespace kv7::tessmaker {
 
 namespace {
-
-// With its last slash; empty if there is none.
-std::string folder_of(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
 
 // Whether two streams read one file. Streams on memory are never the same.
 bool is_same_file(std::FILE* a, std::FILE* b) {
@@ -64,9 +63,10 @@ deck_failure deck_files::open_from(const std::string& path, std::FILE*& file,
         found = path;
         return opener_(found.c_str(), file);
     }
-    const std::string folders[] = {folder_of(paths_[open_.back().number]), folder_of(paths_[0])};
-    for (const std::string& folder : folders) {
-        found = folder + path;
+    const std::string_view folders[] = {folder_of(paths_[open_.back().number]),
+                                        folder_of(paths_[0])};
+    for (const std::string_view folder : folders) {
+        found.assign(folder).append(path);
         result = opener_(found.c_str(), file);
         if (result != deck_failure::file_not_found) break;
     }

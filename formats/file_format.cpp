@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "formats/characters.h"
+#include "formats/paths.h"
 #include "formats/stl_content.h"
 #include "formats/streams.h"
 #include "tessmaker/mesh_file.h"
@@ -156,13 +157,6 @@ bool read_beginning(const char* path, file_beginning& beginning) {
     beginning.file_size = static_cast<std::uint64_t>(status.st_size);
     beginning.size = std::fread(beginning.block.data(), 1, beginning.block.size(), file.get());
     return std::ferror(file.get()) == 0;
-}
-
-std::string_view ending_of(const char* path) {
-    std::string_view name(path);
-    name.remove_prefix(name.rfind('/') + 1); // all of it is left where there is none
-    const std::size_t point = name.rfind('.');
-    return point == std::string_view::npos ? std::string_view() : name.substr(point + 1);
 }
 
 } // namespace

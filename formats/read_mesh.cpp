@@ -12,6 +12,7 @@
 #include "formats/file_calls.h"
 #include "formats/file_report.h"
 #include "formats/mesh_readers.h"
+#include "formats/paths.h"
 #include "formats/streams.h"
 #include "tessmaker/mesh_file.h"
 
@@ -62,13 +63,6 @@ int read_path(const char* path, file_format format, mesh& result, report_builder
     const mesh_reader reader = reader_of(format);
     if (!reader) return report.fail(file_failed, not_read(format));
     return read_by(reader, file.get(), result, report);
-}
-
-// The last name of a path, without its ending.
-std::string stem_of(std::string_view path) {
-    path.remove_prefix(path.rfind('/') + 1); // all of it is left where there is none
-    const std::size_t point = path.rfind('.');
-    return std::string(path.substr(0, point == 0 ? path.size() : point));
 }
 
 int read_fields_by_path(const char* path, const mesh& target, std::vector<field>& fields,
