@@ -81,9 +81,13 @@ point_tree<DIM>::point_tree(const point_tree& other)
 template <unsigned DIM> void point_tree<DIM>::reset() {
     ids_.clear();
     links_.clear();
+    drop_index();
+    free_slot_ = no_slot;
+}
+
+template <unsigned DIM> void point_tree<DIM>::drop_index() {
     distances_.clear();
     planes_.clear();
-    free_slot_ = no_slot;
 }
 
 template <unsigned DIM> bool point_tree<DIM>::reserve(std::size_t n) {
@@ -105,8 +109,7 @@ template <unsigned DIM> std::size_t point_tree<DIM>::build(const unsigned int* i
 // If columns are not packed, the tree was built on wrong coordinates.
 template <unsigned DIM>
 void point_tree<DIM>::index_distances(const unsigned int* ids, std::size_t n) {
-    distances_.clear();
-    planes_.clear();
+    drop_index();
     if (pos_->ld() == DIM && n == ids_.size() && links_.empty()) {
         distances_.build(ids, n, {pos_->column(0), DIM});
         if (!distances_.empty()) planes_.build(ids_.data(), n, {pos_->column(0), DIM});
@@ -185,8 +188,7 @@ auto point_tree<DIM>::on_branches(Action action) const {
 template <unsigned DIM> bool point_tree<DIM>::insert(unsigned int id) {
     if (id >= pos_->cols()) return false;
     const bool is_root = ids_.empty();
-    distances_.clear();
-    planes_.clear();
+    drop_index();
     const unsigned int slot = new_slot(id);
     if (is_root) return true;
 

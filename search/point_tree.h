@@ -80,6 +80,7 @@ public:
     std::size_t nbr_free_slots() const { return free_slot_ == no_slot ? 0 : 1; }
 
 private:
+    void drop_index();
     template <class Action> auto on_branches(Action action) const;
     unsigned int new_slot(unsigned int id);
     bool insert(unsigned int id);
