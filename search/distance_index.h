@@ -66,8 +66,8 @@ public:
     }
     std::size_t first_branch(std::size_t node) const { return 4 * node + nbr_roots_; }
     std::size_t first_bucket() const { return first_bucket_; }
-    // The place of the first node of a bucket among all.
-    std::size_t begin_of(std::size_t bucket) const { return begin_[bucket]; }
+    // By bucket, the place of its first node among all, and the end of the last bucket.
+    const unsigned int* begins() const { return begin_.data(); }
     const unsigned int* nodes() const { return order_.data(); }
     const branch_boxes<DIM>* boxes() const { return boxes_.data(); }
     double origin(unsigned int axis) const { return origin_[axis]; }

@@ -25,7 +25,7 @@ public:
     index_search(const distance_index<DIM>& index, const double* coordinates, const double* point,
                  unsigned int excluded_id)
         : index_(index), boxes_(index.boxes()), nodes_of_buckets_(index.nodes()),
-          first_bucket_(index.first_bucket()),
+          begins_(index.begins()), first_bucket_(index.first_bucket()),
           above_buckets_((first_bucket_ - index.nbr_roots()) / 4), coordinates_(coordinates),
           excluded_id_(excluded_id), clear_(point) {
         std::copy(point, point + DIM, point_.begin());
@@ -102,7 +102,7 @@ private:
     [[gnu::always_inline]] void prefetch_nodes(std::size_t at) const {
         const std::size_t first =
             at < first_bucket_ ? index_.first_branch(at) - first_bucket_ : at - first_bucket_;
-        prefetch(nodes_of_buckets_ + index_.begin_of(first));
+        prefetch(nodes_of_buckets_ + begins_[first]);
     }
 
     static std::uint32_t branch_of(branch_key key) { return static_cast<std::uint32_t>(key) & 3U; }
@@ -139,8 +139,8 @@ private:
     // Distances first, then what follows from them: tested one by one, every second outcome would
     // be mispredicted.
     void search_bucket(std::size_t bucket) {
-        const std::size_t begin = index_.begin_of(bucket);
-        const std::size_t size = index_.begin_of(bucket + 1) - begin;
+        const std::size_t begin = begins_[bucket];
+        const std::size_t size = begins_[bucket + 1] - begin;
         const unsigned int* const ids = nodes_of_buckets_ + begin;
         const std::array<double, DIM> point = point_;
         std::array<double, distance_index<DIM>::largest_bucket> dist2;
@@ -187,6 +187,7 @@ private:
     const distance_index<DIM>& index_;
     const branch_boxes<DIM>* boxes_;
     const unsigned int* nodes_of_buckets_;
+    const unsigned int* begins_; // of the buckets among their nodes
     std::size_t first_bucket_;
     std::size_t above_buckets_; // the first tree node whose branches are buckets
     const double* coordinates_;
