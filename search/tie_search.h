@@ -108,10 +108,15 @@ private:
     // distance leaves on the axes: planes above it are not beyond it, so that none of them is
     // passed over, and one of them is taken in the end, whatever is found before. Otherwise all.
     node_set choose() {
-        const node_set nearest = below(all(), std::nextafter(nodes_.least(), no_distance));
+        node_set nearest = 0;
         double second = no_distance;
-        for (node_set rest = all() & ~nearest; rest != 0; rest &= rest - 1) {
-            second = std::min(second, nodes_[number_of(rest)].dist2);
+        for (std::size_t i = 0; i < nodes_.size(); ++i) {
+            const double d2 = nodes_[i].dist2;
+            if (d2 > nodes_.least()) {
+                second = std::min(second, d2);
+            } else {
+                nearest |= node_set{1} << i;
+            }
         }
         set_bounds(nearest);
         const double radius = second < no_distance ? std::sqrt(second) : no_distance;
