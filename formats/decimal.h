@@ -50,6 +50,12 @@ struct digits_by_character {
     }
 };
 
+// Takes the first `n` characters of a word, all of them digits, `n` from 1 to 8.
+inline void append_digits(std::uint64_t word, std::size_t n, decimal& number) {
+    number.digits = number.digits * powers_of_ten[n] + value_of_digits(word, n);
+    number.nbr_digits += static_cast<std::ptrdiff_t>(n);
+}
+
 // Behind each character a word can be read.
 struct digits_by_word {
     static const char* read(const char* text, const char* end, decimal& number) {
@@ -58,8 +64,7 @@ struct digits_by_word {
             if (end) word = first_characters(word, static_cast<std::size_t>(end - text));
             n = nbr_leading_digits(word);
             if (n == 0) break;
-            number.nbr_digits += static_cast<std::ptrdiff_t>(n);
-            number.digits = number.digits * powers_of_ten[n] + value_of_digits(word, n);
+            append_digits(word, n, number);
         }
         return text;
     }
@@ -135,29 +140,25 @@ inline const char* scan_fixed(const char* text, double& value) {
     number.negative = *text == '-';
     if (number.negative) ++text;
     std::uint64_t word = load_word(text);
-    const std::size_t nbr_whole = nbr_leading_digits(word);
-    if (nbr_whole == 0 || text[nbr_whole] != '.') return nullptr;
-    number.digits = value_of_digits(word, nbr_whole);
-    text += nbr_whole + 1;
-
-    word = load_word(text);
     std::size_t n = nbr_leading_digits(word);
+    if (n == 0 || text[n] != '.') return nullptr;
+    append_digits(word, n, number);
+    text += n + 1;
+
+    const std::ptrdiff_t nbr_whole = number.nbr_digits;
+    word = load_word(text);
+    n = nbr_leading_digits(word);
     if (n == 0) return nullptr;
-    number.digits = number.digits * powers_of_ten[n] + value_of_digits(word, n);
+    append_digits(word, n, number);
     text += n;
-    std::size_t nbr_digits = n;
     if (n == word_size) {
         word = load_word(text);
         n = nbr_leading_digits(word);
         if (n == word_size) return nullptr;
-        if (n != 0) {
-            number.digits = number.digits * powers_of_ten[n] + value_of_digits(word, n);
-            text += n;
-            nbr_digits += n;
-        }
+        if (n != 0) append_digits(word, n, number);
+        text += n;
     }
-    number.exponent = -static_cast<std::ptrdiff_t>(nbr_digits);
-    number.nbr_digits = static_cast<std::ptrdiff_t>(nbr_whole + nbr_digits);
+    number.exponent = nbr_whole - number.nbr_digits;
     if (*text == 'e' || *text == 'E' || !number.is_exact()) return nullptr;
     value = number.exact_value();
     return text;
