@@ -23,13 +23,7 @@ bool deck_lines::next_in_parts() {
 
 // False if the block doesn't hold all of the line and of its ending.
 bool deck_lines::take_whole_line() {
-    const auto size = static_cast<std::size_t>(next_return_ - rest_);
-    const void* const newline = size == 0 ? nullptr : std::memchr(rest_, '\n', size);
-    if (newline) {
-        const char* const end = static_cast<const char*>(newline);
-        set_line(end, end + 1);
-        return true;
-    }
+    if (take_to_newline()) return true;
     if (next_return_ == data_end_) return false;
     const char* const end = next_return_;
     const char* const behind = end + 1;

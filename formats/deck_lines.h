@@ -28,14 +28,7 @@ public:
 
     // Reads the next line. False at the end of the file, or at an error; the current line is then
     // empty.
-    bool next() {
-        const auto size = static_cast<std::size_t>(next_return_ - rest_);
-        const void* const newline = size == 0 ? nullptr : std::memchr(rest_, '\n', size);
-        if (!newline) return next_in_parts();
-        const char* const end = static_cast<const char*>(newline);
-        set_line(end, end + 1);
-        return true;
-    }
+    bool next() { return take_to_newline() || next_in_parts(); }
 
     // The current line without its ending.
     std::string_view line() const { return line_; }
@@ -70,6 +63,15 @@ private:
         line_ = {rest_, is_cut_ ? most_length : size};
         rest_ = rest;
         ++number_;
+    }
+    // False if a CR or the end of the block comes first.
+    bool take_to_newline() {
+        const auto size = static_cast<std::size_t>(next_return_ - rest_);
+        const void* const newline = size == 0 ? nullptr : std::memchr(rest_, '\n', size);
+        if (!newline) return false;
+        const char* const end = static_cast<const char*>(newline);
+        set_line(end, end + 1);
+        return true;
     }
     bool next_in_parts();
     bool take_whole_line();
