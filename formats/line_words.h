@@ -3,13 +3,11 @@
 #define TESSMAKER_FORMATS_LINE_WORDS_H
 
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string_view>
 
 #include "formats/characters.h"
-#include "formats/words.h"
+#include "formats/text_block.h"
 
 namespace kv7::tessmaker {
 
@@ -18,21 +16,19 @@ namespace kv7::tessmaker {
 // that begins with `#` begins a comment, which ends with its line in any case. A byte-order mark
 // ahead of all is skipped. Behind each character of a word `word_size` characters can be read, the
 // first of which is no part of a number but in the pieces of a long word.
-class line_words {
+class line_words : public text_block {
 public:
     // A longer word arrives in pieces.
     static constexpr std::size_t longest_word = std::size_t{1} << 12;
 
-    explicit line_words(std::FILE* file) : file_(file) {
+    explicit line_words(std::FILE* file) : text_block(file) {
         fill();
         if (std::string_view(at_, static_cast<std::size_t>(end_ - at_)).substr(0, 3) ==
             "\xEF\xBB\xBF") {
             at_ += 3;
-            line_start_ = 3;
+            begin_line_at(at_);
         }
     }
-    line_words(const line_words&) = delete;
-    line_words& operator=(const line_words&) = delete;
 
     // Goes to the first line, or passes over the rest of a line. False at the end of the file.
     bool next_line() {
@@ -66,17 +62,11 @@ public:
         }
     }
 
-    // Where the last word begins, from 1; at the end of a line, where one was expected.
-    std::uint64_t line() const { return word_line_; }
-    std::uint64_t column() const { return word_column_; }
-
 private:
-    static constexpr std::size_t block_size = std::size_t{1} << 16;
     // So much is there, unless the file ends: a word and what tells that its line goes on.
     static constexpr std::size_t window = 2 * longest_word;
-    static_assert(block_size >= 2 * window);
+    static_assert(size >= 2 * window);
 
-    static bool ends_line(char c) { return c == '\n' || c == '\r'; }
     static bool is_blank(char c) { return is_space(c) && !ends_line(c); }
 
     // Whether nothing but blanks follows in the line; many more than anyone writes are not looked
@@ -96,8 +86,7 @@ private:
         return note(word, text);
     }
     std::string_view note(const char* word, const char* word_end) {
-        word_line_ = line_;
-        word_column_ = static_cast<std::uint64_t>(passed_ + (word - block_) - line_start_ + 1);
+        note_place(word);
         return {word, static_cast<std::size_t>(word_end - word)};
     }
 
@@ -114,35 +103,15 @@ private:
         const bool is_return = *at_++ == '\r';
         if (is_return && at_ != end_ && *at_ == '\n') ++at_;
         ++line_;
-        line_start_ = passed_ + (at_ - block_);
+        begin_line_at(at_);
     }
 
     // Makes sure that the window is there.
     void fill() {
         if (end_ - at_ < static_cast<std::ptrdiff_t>(window) && !has_all_) read_more();
     }
-    void read_more() {
-        const auto left = static_cast<std::size_t>(end_ - at_);
-        std::memmove(block_, at_, left);
-        passed_ += at_ - block_;
-        at_ = block_;
-        const std::size_t size = std::fread(block_ + left, 1, block_size - left, file_);
-        has_all_ = size < block_size - left;
-        end_ = block_ + left + size;
-        std::memset(end_, 0, word_size);
-    }
 
-    std::FILE* file_;
-    char block_[block_size + word_size];
-    const char* at_ = block_;
-    char* end_ = block_;
-    bool has_all_ = false; // nothing is left in the stream
     bool is_in_line_ = false;
-    std::int64_t passed_ = 0; // characters ahead of the block
-    std::int64_t line_start_ = 0;
-    std::uint64_t line_ = 1;
-    std::uint64_t word_line_ = 1;
-    std::uint64_t word_column_ = 1;
 };
 
 } // namespace kv7::tessmaker
