@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tessmaker/formats.h"
+#include "tessmaker/mesh_file.h"
 #include "work_folder.h"
 
 #ifdef TESSMAKER_HAVE_OPENMESH
@@ -75,6 +76,20 @@ public:
 const surface_files& files() {
     static const surface_files instance;
     return instance;
+}
+
+// A file of the torus with all that comes with it.
+void read_mesh_ours(benchmark::State& state, const char* name) {
+    const std::string path = files().path(name);
+    while (state.KeepRunning()) {
+        kv7::tessmaker::mesh m;
+        kv7::tessmaker::file_report report;
+        if (kv7::tessmaker::read_mesh(path.c_str(), m, report) != 0 ||
+            m.connect.cols() != files().surface.connect.cols()) {
+            state.SkipWithError("not the mesh that was written");
+            break;
+        }
+    }
 }
 
 void read_ours(benchmark::State& state, const char* name) {
@@ -219,6 +234,22 @@ BENCHMARK_CAPTURE(write_ours, ours, true)->Name("formats/stl_text_write/ours")->
 BENCHMARK_CAPTURE(write_ours, ours, false)->Name("formats/stl_binary_write/ours")->Apply(tune);
 BENCHMARK(read_obj_ours)->Name("formats/obj_read/ours")->Apply(tune);
 BENCHMARK(write_obj_ours)->Name("formats/obj_write/ours")->Apply(tune);
+BENCHMARK_CAPTURE(read_mesh_ours, ours, "binary.stl")
+    ->Name("formats/stl_binary_mesh_read/ours")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(read_ours, for_mesh, "binary.stl")
+    ->Name("formats/stl_binary_mesh_read/stl_input")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(read_mesh_ours, ours, "text.stl")
+    ->Name("formats/stl_text_mesh_read/ours")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(read_ours, for_mesh, "text.stl")
+    ->Name("formats/stl_text_mesh_read/stl_input")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(read_mesh_ours, ours, "surface.obj")
+    ->Name("formats/obj_mesh_read/ours")
+    ->Apply(tune);
+BENCHMARK(read_obj_ours)->Name("formats/obj_mesh_read/wavefrontobj_input")->Apply(tune);
 #ifdef TESSMAKER_HAVE_TINYOBJLOADER
 BENCHMARK(read_obj_tinyobjloader)->Name("formats/obj_read/tinyobjloader")->Apply(tune);
 #endif

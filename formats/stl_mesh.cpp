@@ -50,6 +50,21 @@ bool means_no_number(std::string_view word) {
     return is_digit(word[0]) || starts_with_word(word, "nan") || starts_with_word(word, "inf");
 }
 
+bool is_finite(const double* facet) {
+    return std::all_of(facet, facet + 9, [](double x) { return std::isfinite(x); });
+}
+// Moves facets without a coordinate that is no finite number to the front. Returns their number.
+std::size_t keep_finite(double* corners, std::size_t n) {
+    std::size_t nbr_kept = 0;
+    for (std::size_t k = 0; k < n; ++k) {
+        const double* const facet = corners + 9 * k;
+        if (!is_finite(facet)) continue;
+        if (nbr_kept != k) std::copy_n(facet, 9, corners + 9 * nbr_kept);
+        ++nbr_kept;
+    }
+    return nbr_kept;
+}
+
 // Facets as they are read, and the solids that they belong to.
 class stl_facets {
 public:
@@ -62,20 +77,18 @@ public:
         solids_.push_back({std::move(name), size()});
     }
 
-    // False when memory fails.
-    bool add(const double* corners, file_place at) {
-        report_.count_seen(facet_);
-        has_facets_ = true;
-        for (std::size_t i = 0; i < 9; ++i) {
-            if (std::isfinite(corners[i])) continue;
-            report_.add(not_finite, facet_, at);
-            return true;
-        }
-        double* const stored = soup_.add(1);
+    // Adds `n` facets by their coordinates, 9 for each, which may be moved. The first is at a
+    // place. False when memory fails.
+    bool add(double* corners, std::size_t n, file_place at) {
+        report_.count_seen(facet_, n);
+        has_facets_ = has_facets_ || n != 0;
+        const std::size_t nbr_finite = keep_finite(corners, n);
+        if (nbr_finite != n) report_.add(not_finite, facet_, at, n - nbr_finite);
+        double* const stored = soup_.add(nbr_finite);
         if (!stored) return false;
-        std::copy_n(corners, 9, stored);
-        soup_.measure(stored);
-        report_.count_read(facet_);
+        std::copy_n(corners, 9 * nbr_finite, stored);
+        for (std::size_t k = 0; k < nbr_finite; ++k) soup_.measure(corners + 9 * k);
+        report_.count_read(facet_, nbr_finite);
         return true;
     }
     std::size_t size() const { return mesh_.pos.cols() / 3; }
@@ -249,7 +262,7 @@ private:
             is_good = next_is("vertex", result) && next_numbers(corners.data() + k, result);
         }
         if (!is_good || !next_is("endloop", result) || !next_is("endfacet", result)) return result;
-        return facets_.add(corners.data(), at) ? 0 : out_of_memory;
+        return facets_.add(corners.data(), 1, at) ? 0 : out_of_memory;
     }
 
     // Counts the words behind the last solid.
@@ -291,16 +304,22 @@ int read_binary(std::FILE* file, std::string_view beginning, std::uint64_t file_
         if (nbr_there < nbr_facets) return cut_off(nbr_there + 1, nbr_facets, report);
         facets.reserve(nbr_facets);
     }
+    constexpr std::size_t block_size = 512;
+    char block[block_size * stl_facet_size];
+    double corners[block_size * 9];
     std::uint64_t nbr_attributes = 0;
-    char record[stl_facet_size];
-    for (std::uint64_t k = 0; k < nbr_facets; ++k) {
-        if (std::fread(record, 1, sizeof record, file) < sizeof record) {
-            return cut_off(k + 1, nbr_facets, report);
+    for (std::uint64_t nbr_read = 0; nbr_read < nbr_facets;) {
+        const auto n =
+            static_cast<std::size_t>(std::min<std::uint64_t>(nbr_facets - nbr_read, block_size));
+        const std::size_t nbr_there = std::fread(block, stl_facet_size, n, file);
+        if (nbr_there < n) return cut_off(nbr_read + nbr_there + 1, nbr_facets, report);
+        for (std::size_t k = 0; k < n; ++k) {
+            const char* const facet = block + k * stl_facet_size;
+            read_stl_corners(facet, corners + 9 * k);
+            if (facet[48] != 0 || facet[49] != 0) ++nbr_attributes;
         }
-        double corners[9];
-        read_stl_corners(record, corners);
-        if (record[48] != 0 || record[49] != 0) ++nbr_attributes;
-        if (!facets.add(corners, {})) return out_of_memory;
+        if (!facets.add(corners, n, {})) return out_of_memory;
+        nbr_read += n;
     }
     if (nbr_attributes != 0) report.add(attribute_dropped, "attribute", {}, nbr_attributes);
     const std::uint64_t nbr_behind = count_rest(file);
