@@ -108,11 +108,7 @@ private:
         shapes[0].at = place == 1 ? field_place::elements : field_place::nodes;
         if (!check_count(n, shapes[0].at)) return words_.code();
         if (!read_values(shapes, n)) return words_.code();
-        if (words_.next().empty()) return 0;
-        const file_place at = words_.place();
-        std::uint64_t nbr_words = 1;
-        while (!words_.next().empty()) ++nbr_words;
-        words_.report().add(words_behind, "words", at, nbr_words);
+        words_.tell_rest(words_behind);
         return 0;
     }
 

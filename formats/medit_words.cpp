@@ -45,24 +45,16 @@ std::string_view medit_words::next_keyword() {
         return word;
     }
     if (is_word(word, "end")) {
-        tell_rest();
+        const unsigned int keyword = report().keyword("End");
+        report().count_seen(keyword);
+        report().count_read(keyword);
+        tell_rest(words_behind);
         return {};
     }
     const char first = to_lower(word[0]);
     if (first >= 'a' && first <= 'z') return word;
     expect("a keyword");
     return {};
-}
-
-void medit_words::tell_rest() {
-    const unsigned int keyword = report().keyword("End");
-    report().count_seen(keyword);
-    report().count_read(keyword);
-    if (next().empty()) return;
-    const file_place at = place();
-    std::uint64_t nbr_words = 1;
-    while (!next().empty()) ++nbr_words;
-    report().add(words_behind, "words", at, nbr_words);
 }
 
 bool medit_words::pass_section(std::string_view name) {

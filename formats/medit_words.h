@@ -30,9 +30,6 @@ public:
     std::string_view next_keyword();
     // Passes over the section whose keyword is the last word, and counts its lines as left out.
     bool pass_section(std::string_view name);
-
-private:
-    void tell_rest();
 };
 
 } // namespace kv7::tessmaker

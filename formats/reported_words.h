@@ -24,6 +24,10 @@ public:
                    std::string_view known_comment = {})
         : words_(file), report_(report), comment_(comment), known_comment_(known_comment) {}
 
+    // `already_read` comes ahead of the stream, as with `text_words`; there are no comments.
+    reported_words(std::FILE* file, std::string_view already_read, report_builder& report)
+        : words_(file, already_read), report_(report) {}
+
     int code() const { return code_; }
     file_place place() const { return {words_.line()}; }
     bool has_met_known_comment() const { return has_met_known_comment_; }
@@ -84,6 +88,15 @@ public:
     bool next_number(double& value) { return word_to_number(next(), value) || expect("a number"); }
     bool next_value(double& value) { return word_to_value(next(), value) || expect("a number"); }
 
+    // Counts the words that follow, if there are any, as not read.
+    void tell_rest(const remark_form& not_read) {
+        if (next().empty()) return;
+        const file_place at = place();
+        std::uint64_t nbr_words = 1;
+        while (!next().empty()) ++nbr_words;
+        report_.add(not_read, "words", at, nbr_words);
+    }
+
 private:
     void pass_comment() {
         const bool stands_alone = last_.size() == 1;
@@ -94,7 +107,7 @@ private:
 
     text_words words_;
     report_builder& report_;
-    char comment_;
+    char comment_ = '\0';
     std::string_view known_comment_;
     std::string_view last_;
     bool is_put_back_ = false;

@@ -15,10 +15,10 @@
 #include "formats/characters.h"
 #include "formats/mesh_readers.h"
 #include "formats/numbers.h"
+#include "formats/reported_words.h"
 #include "formats/stl_content.h"
 #include "formats/stl_weld.h"
 #include "formats/streams.h"
-#include "formats/text_words.h"
 #include "formats/triangle_soup.h"
 #include "tessmaker/element_type.h"
 
@@ -179,7 +179,7 @@ class text_reader {
 public:
     text_reader(std::FILE* file, std::string_view beginning, stl_facets& facets,
                 report_builder& report)
-        : words_(file, beginning), facets_(facets), report_(report),
+        : words_(file, beginning, report), facets_(facets), report_(report),
           solid_(report.keyword("solid")) {}
 
     // The file begins with `solid`.
@@ -192,9 +192,9 @@ public:
             if (is_word(word, "facet")) {
                 if (!is_in_solid) facets_.begin_solid({});
                 is_in_solid = true;
-                if (const int result = read_facet(); result < 0) return result;
+                if (!read_facet()) return words_.code();
             } else if (is_word(word, "color")) {
-                report_.add(color_dropped, "color", place());
+                report_.add(color_dropped, "color", words_.place());
                 words_.skip_line();
             } else if (is_word(word, "solid")) {
                 begin_solid();
@@ -204,76 +204,53 @@ public:
                 words_.skip_line();
                 is_in_solid = false;
             } else if (!is_in_solid) {
-                if (!word.empty()) tell_rest();
+                words_.put_back();
+                words_.tell_rest(text_behind);
                 return 0;
             } else {
-                return expect("facet or endsolid", word);
+                words_.expect("facet or endsolid");
+                return words_.code();
             }
         }
     }
 
 private:
-    file_place place() const { return {words_.line()}; }
-
     void begin_solid() {
         report_.count_seen(solid_);
         report_.count_read(solid_);
         facets_.begin_solid(std::string(words_.rest_of_line()));
     }
 
-    int expect(std::string_view what, std::string_view found) {
-        std::string text(what);
-        text += " is expected";
-        if (found.empty()) text += ", and the file ends";
-        return report_.fail(file_malformed, place(), words_.column(), text);
-    }
-    bool next_is(std::string_view expected, int& result) {
+    bool next_is(std::string_view expected) { return words_.next_is(expected, expected); }
+    bool next_number(double& value) {
         const std::string_view word = words_.next();
-        if (is_word(word, expected)) return true;
-        result = expect(expected, word);
-        return false;
-    }
-    bool next_number(double& value, int& result) {
-        const std::string_view word = words_.next();
-        if (!word.empty()) {
-            if (scan_number_in_words(word.data(), value) == word.data() + word.size()) return true;
-            if (means_no_number(word)) {
-                value = std::numeric_limits<double>::quiet_NaN();
-                return true;
-            }
+        if (!word.empty() &&
+            scan_number_in_words(word.data(), value) == word.data() + word.size()) {
+            return true;
         }
-        result = expect("a number", word);
-        return false;
+        if (!means_no_number(word)) return words_.expect("a number");
+        value = std::numeric_limits<double>::quiet_NaN();
+        return true;
     }
-    bool next_numbers(double* values, int& result) {
-        return next_number(values[0], result) && next_number(values[1], result) &&
-               next_number(values[2], result);
+    bool next_numbers(double* values) {
+        return next_number(values[0]) && next_number(values[1]) && next_number(values[2]);
     }
 
     // Reads what follows the word `facet`.
-    int read_facet() {
-        const file_place at = place();
-        int result = 0;
+    bool read_facet() {
+        const file_place at = words_.place();
         double normal[3];
         std::array<double, 9> corners{};
-        bool is_good = next_is("normal", result) && next_numbers(normal, result) &&
-                       next_is("outer", result) && next_is("loop", result);
+        bool is_good =
+            next_is("normal") && next_numbers(normal) && next_is("outer") && next_is("loop");
         for (std::size_t k = 0; k < 9 && is_good; k += 3) {
-            is_good = next_is("vertex", result) && next_numbers(corners.data() + k, result);
+            is_good = next_is("vertex") && next_numbers(corners.data() + k);
         }
-        if (!is_good || !next_is("endloop", result) || !next_is("endfacet", result)) return result;
-        return facets_.add(corners.data(), 1, at) ? 0 : out_of_memory;
+        if (!is_good || !next_is("endloop") || !next_is("endfacet")) return false;
+        return facets_.add(corners.data(), 1, at) || words_.fail_for_memory();
     }
 
-    // Counts the words behind the last solid.
-    void tell_rest() {
-        const file_place at = place();
-        std::uint64_t nbr_words = 1;
-        while (!words_.next().empty()) ++nbr_words;
-        report_.add(text_behind, "words", at, nbr_words);
-    }
-
-    text_words words_;
+    reported_words words_;
     stl_facets& facets_;
     report_builder& report_;
     unsigned int solid_;
