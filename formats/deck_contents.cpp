@@ -10,6 +10,7 @@
 #include "formats/deck_faults.h"
 #include "formats/mesh_readers.h"
 #include "formats/number_index.h"
+#include "formats/repeated_nodes.h"
 
 namespace kv7::tessmaker {
 
@@ -74,28 +75,13 @@ private:
         for (const unsigned int c : repeated) {
             const unsigned int number = mesh_.node_numbers[c];
             const unsigned int first = columns_.find(number);
-            const double* const x = mesh_.pos.column(c);
-            if (!std::equal(x, x + 3, mesh_.pos.column(first))) {
+            if (!lie_together(mesh_, first, c)) {
                 return refuse_second("node " + std::to_string(number), deck_.nodes, first, c);
             }
             report_.add(given_again, "GRID", place_of(deck_.nodes[c]));
         }
-        drop_nodes(repeated);
+        drop_nodes(mesh_, repeated);
         return columns_.init(mesh_.node_numbers) ? 0 : out_of_memory;
-    }
-    void drop_nodes(const id_list& dropped) {
-        std::size_t to = dropped[0];
-        std::size_t d = 0;
-        for (std::size_t c = to; c < mesh_.pos.cols(); ++c) {
-            if (d < dropped.size() && dropped[d] == c) {
-                ++d;
-                continue;
-            }
-            std::copy_n(mesh_.pos.column(c), 3, mesh_.pos.column(to));
-            mesh_.node_numbers[to++] = mesh_.node_numbers[c];
-        }
-        mesh_.pos.resize(3, to);
-        mesh_.node_numbers.resize(to);
     }
 
     std::string element_text(std::size_t c) const {

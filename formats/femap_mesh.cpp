@@ -16,7 +16,8 @@
 #include "formats/femap_elements.h"
 #include "formats/growing_arrays.h"
 #include "formats/mesh_readers.h"
-#include "formats/node_numbers.h"
+#include "formats/number_index.h"
+#include "formats/repeated_nodes.h"
 #include "tessmaker/element_type.h"
 
 namespace kv7::tessmaker {
@@ -355,45 +356,21 @@ private:
     element_type last_ = ET_UNKNOWN;
 };
 
-bool are_equal(const double* a, const double* b) { return std::equal(a, a + 3, b); }
-
 // Drops nodes that are given again. Fails if they are given differently.
-int drop_repeated_nodes(mesh& m, const node_numbers& numbers, const femap_lines& places,
+int drop_repeated_nodes(mesh& m, number_index& columns, const femap_lines& places,
                         report_builder& report) {
-    const std::vector<node_numbers::entry>& sorted = numbers.sorted();
-    std::vector<unsigned int> repeated;
-    unsigned int first = 0;
-    unsigned int different = no_id;
-    for (std::size_t k = 1; k < sorted.size(); ++k) {
-        if (sorted[k].first != sorted[first].first) {
-            first = static_cast<unsigned int>(k);
-            continue;
-        }
-        const unsigned int id = sorted[k].second;
-        repeated.push_back(id);
-        if (!are_equal(m.pos.column(id), m.pos.column(sorted[first].second))) {
-            different = std::min(different, id);
-        }
-    }
-    if (different != no_id) {
-        return report.fail(file_malformed, {places.of_nodes[different]}, 0,
-                           "node " + std::to_string(m.node_numbers[different]) +
+    const id_list& repeated = columns.repeated();
+    if (repeated.empty()) return 0;
+    for (const unsigned int c : repeated) {
+        const unsigned int number = m.node_numbers[c];
+        if (lie_together(m, columns.find(number), c)) continue;
+        return report.fail(file_malformed, {places.of_nodes[c]}, 0,
+                           "node " + std::to_string(number) +
                                " was given before, at another place");
     }
-    if (repeated.empty()) return 0;
-    std::sort(repeated.begin(), repeated.end());
     report.add(given_twice, "node", {places.of_nodes[repeated[0]]}, repeated.size());
-    std::size_t nbr_kept = 0;
-    std::size_t next = 0;
-    for (std::size_t k = 0; k < m.pos.cols(); ++k) {
-        if (next != repeated.size() && repeated[next] == k) {
-            ++next;
-            continue;
-        }
-        std::copy_n(m.pos.column(k), 3, m.pos.column(nbr_kept));
-        m.node_numbers[nbr_kept++] = m.node_numbers[k];
-    }
-    return m.pos.resize(3, nbr_kept) && m.node_numbers.resize(nbr_kept) ? 0 : out_of_memory;
+    drop_nodes(m, repeated);
+    return columns.init(m.node_numbers) ? 0 : out_of_memory;
 }
 
 // How far nodes lie from the middles of the edges on which they are to lie, all squared and added.
@@ -424,8 +401,8 @@ bool puts_upper_edges_first(const mesh& m, unsigned int* nodes) {
 }
 
 // Makes IDs of the node numbers of elements.
-int find_nodes(mesh& m, const femap_lines& places, report_builder& report) {
-    const node_numbers numbers(m.node_numbers);
+int find_nodes(mesh& m, const number_index& columns, const femap_lines& places,
+               report_builder& report) {
     const auto fail = [&](std::size_t c, unsigned int number) {
         return report.fail(file_malformed, {places.of_elements[c]}, 0,
                            "node " + std::to_string(number) + " of element " +
@@ -437,7 +414,7 @@ int find_nodes(mesh& m, const femap_lines& places, report_builder& report) {
         for (std::size_t c = m.indices[run]; c < m.indices[run + 1]; ++c) {
             unsigned int* const nodes = m.connect.column(c);
             for (std::size_t i = 0; i < n; ++i) {
-                const unsigned int id = numbers.find(nodes[i]);
+                const unsigned int id = columns.find(nodes[i]);
                 if (id == no_id) return fail(c, nodes[i]);
                 nodes[i] = id;
             }
@@ -457,11 +434,12 @@ int read_femap_mesh(std::FILE* file, mesh& result, report_builder& report) {
         return code;
     }
     if (std::ferror(file)) return file_failed;
-    const node_numbers numbers(result.node_numbers);
-    if (const int code = drop_repeated_nodes(result, numbers, places, report); code < 0) {
+    number_index columns;
+    if (!columns.init(result.node_numbers)) return out_of_memory;
+    if (const int code = drop_repeated_nodes(result, columns, places, report); code < 0) {
         return code;
     }
-    return find_nodes(result, places, report);
+    return find_nodes(result, columns, places, report);
 }
 
 } // namespace kv7::tessmaker
