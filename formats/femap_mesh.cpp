@@ -14,7 +14,7 @@
 #include "formats/deck_lines.h"
 #include "formats/deck_numbers.h"
 #include "formats/femap_elements.h"
-#include "formats/growing_arrays.h"
+#include "formats/mesh_filler.h"
 #include "formats/mesh_readers.h"
 #include "formats/number_index.h"
 #include "formats/repeated_nodes.h"
@@ -104,11 +104,9 @@ struct femap_lines {
 class femap_block_reader {
 public:
     femap_block_reader(std::FILE* file, mesh& result, femap_lines& places, report_builder& report)
-        : lines_(file), mesh_(result), places_(places), report_(report), pos_(result.pos),
-          connect_(result.connect) {}
+        : lines_(file), mesh_(result), places_(places), report_(report), filler_(result) {}
 
     int read() {
-        if (!mesh_.indices.push_back(0)) return out_of_memory;
         bool has_mesh = false;
         for (std::int64_t number = 0; find_block(number);) {
             const bool is_mesh = number == 403 || number == 404;
@@ -127,8 +125,7 @@ public:
             if (code < 0) return code;
         }
         if (!has_mesh) return report_.fail(file_malformed, "no block 403 or 404 is there");
-        const std::size_t n = connect_.size();
-        return n == 0 || mesh_.indices.push_back(static_cast<unsigned int>(n)) ? 0 : out_of_memory;
+        return filler_.finish() ? 0 : out_of_memory;
     }
 
 private:
@@ -197,8 +194,8 @@ private:
                 const deck_value value = read_real(field, p[i]);
                 if (value > deck_value::blank) return fail(field, reason(value));
             }
-            places_.of_nodes.add(pos_.size(), lines_.number());
-            if (pos_.size() + 1 >= no_id || !pos_.append(p.data(), 3) ||
+            places_.of_nodes.add(filler_.nbr_nodes(), lines_.number());
+            if (filler_.nbr_nodes() + 1 >= no_id || !filler_.add_node(p.data()) ||
                 !mesh_.node_numbers.push_back(number)) {
                 return out_of_memory;
             }
@@ -333,27 +330,21 @@ private:
     }
     // False when memory fails.
     bool append(element_type type, const element_record& element) {
-        const std::size_t n = shape_of(type).nbr_nodes;
-        const auto c = static_cast<unsigned int>(connect_.size());
-        places_.of_elements.add(c, element.line);
-        if (type != last_ && last_ != ET_UNKNOWN && !mesh_.indices.push_back(c)) return false;
-        if (type != last_ && !mesh_.types.push_back(type)) return false;
-        last_ = type;
-        unsigned int* const column = connect_.size() + 1 < no_id ? connect_.append(n) : nullptr;
+        places_.of_elements.add(filler_.nbr_elements(), element.line);
+        unsigned int* const column = filler_.add_element(type, element.property);
         if (!column) return false;
         const femap_slots& slots = femap_slots_of(type, element.numbers);
-        for (std::size_t i = 0; i < n; ++i) column[i] = element.numbers[slots[i]];
-        return mesh_.pids.push_back(element.property) &&
-               mesh_.element_numbers.push_back(element.number);
+        for (std::size_t i = 0; i < shape_of(type).nbr_nodes; ++i) {
+            column[i] = element.numbers[slots[i]];
+        }
+        return mesh_.element_numbers.push_back(element.number);
     }
 
     deck_lines lines_;
     mesh& mesh_;
     femap_lines& places_;
     report_builder& report_;
-    appended_columns<double> pos_;
-    element_columns connect_;
-    element_type last_ = ET_UNKNOWN;
+    mesh_filler filler_;
 };
 
 // Drops nodes that are given again. Fails if they are given differently.
