@@ -4,6 +4,7 @@
 #define TESSMAKER_FORMATS_CHARACTERS_H
 
 #include <algorithm>
+#include <string>
 #include <string_view>
 
 namespace kv7::tessmaker {
@@ -50,6 +51,15 @@ constexpr std::string_view trim_right(std::string_view text) {
     return text;
 }
 constexpr std::string_view trim(std::string_view text) { return trim_right(trim_left(text)); }
+
+// The text for a sentence that is shown: other bytes than the characters of ASCII become `?`.
+inline std::string in_ascii(std::string_view text) {
+    std::string result(text);
+    for (char& c : result) {
+        if (c < ' ' || c > '~') c = '?';
+    }
+    return result;
+}
 
 } // namespace kv7::tessmaker
 

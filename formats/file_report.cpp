@@ -4,20 +4,14 @@
 #include <new>
 #include <utility>
 
+#include "formats/characters.h"
+
 namespace kv7::tessmaker {
 
 namespace {
 
 // Stands for keywords beyond `most_keywords`.
 constexpr std::string_view others = "(others)";
-
-std::string in_ascii(std::string_view text) {
-    std::string result(text);
-    for (char& c : result) {
-        if (c < ' ' || c > '~') c = '?';
-    }
-    return result;
-}
 
 } // namespace
 

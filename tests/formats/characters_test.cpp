@@ -19,6 +19,11 @@ TEST(characters, texts_lose_white_space_at_their_ends_alone) {
     EXPECT_EQ(trim("\xA0x\x85"), "\xA0x\x85");
 }
 
+TEST(characters, texts_are_shown_in_ascii) {
+    EXPECT_EQ(in_ascii("a ~\t\x1B\x7F\xC3\xA9"), "a ~?????");
+    EXPECT_EQ(in_ascii(std::string_view("\0", 1)), "?");
+}
+
 TEST(characters, words_are_the_same_in_letters_of_any_case) {
     EXPECT_TRUE(is_word("EnD", "end"));
     EXPECT_FALSE(is_word("ends", "end"));

@@ -68,8 +68,9 @@ TEST(xml_reader, entities_are_decoded) {
     EXPECT_EQ(events_of("<a x='&lt;&gt;&amp;&quot;&apos;'>&#65;&#x42;b&#xe9;&#x20AC;&#x1F600;</a>"),
               "<a x=<>&\"'>AB"
               "b\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80~</>.");
-    for (const char* const bad : {"&", "&;", "&x;", "&#;", "&#x;", "&#0;", "&#x110000;", "&#-5;",
-                                  "&amp", "&#99999999999;", "&LT;", "&#6 5;"}) {
+    for (const char* const bad :
+         {"&", "&;", "&x;", "&#;", "&#x;", "&#0;", "&#x110000;", "&#-5;", "&#xD800;", "&#xDFFF;",
+          "&amp", "&#99999999999;", "&LT;", "&#6 5;"}) {
         EXPECT_EQ(events_of(std::string("<a>12") + bad + "</a>"),
                   "<a>!5 an entity that is known is expected");
         EXPECT_EQ(events_of(std::string("<a b='") + bad + "'/>"),
@@ -102,6 +103,21 @@ TEST(xml_reader, faults_have_a_place) {
     EXPECT_EQ(events_of("<a><![CDATA[ ]]"),
               "<a>!3 the end of CDATA is expected, and the file ends");
     EXPECT_EQ(events_of("<!DOCTYPE a [<!ENTITY b 'c'>]><a/>"), "!0 document types are not read");
+}
+
+TEST(xml_reader, faults_show_the_start_of_a_name_in_ascii) {
+    const std::string name = "a\x1B[2J\xC3\xA9" + std::string(100000, 'b');
+    const std::string shown = "a?[2J??" + std::string(25, 'b');
+    const auto fault_in = [](const std::string& text) {
+        const std::string all = events_of(text);
+        return all.substr(all.rfind('!'));
+    };
+    EXPECT_EQ(fault_in('<' + name + "></c>"), "!100009 the end of " + shown + " is expected");
+    EXPECT_EQ(fault_in('<' + name + '>'),
+              "!100009 the end of " + shown + " is expected, and the file ends");
+    EXPECT_EQ(fault_in('<' + name), "!100008 an attribute or the end of " + shown + " is expected");
+    EXPECT_EQ(fault_in("<a " + name + "=1>"),
+              "!100011 the value of " + shown + " is expected, between quotes");
 }
 
 TEST(xml_reader, depth_is_bounded) {
