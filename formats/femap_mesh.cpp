@@ -18,6 +18,7 @@
 #include "formats/mesh_readers.h"
 #include "formats/number_index.h"
 #include "formats/repeated_nodes.h"
+#include "formats/word_values.h"
 #include "tessmaker/element_type.h"
 
 namespace kv7::tessmaker {
@@ -26,6 +27,7 @@ namespace {
 
 constexpr remark_form other_block{remark_kind::lost, "not read", "not read",
                                   "neither nodes nor elements"};
+constexpr remark_form outside{remark_kind::lost, "not read", "not read", "outside of all blocks"};
 constexpr remark_form open_block{remark_kind::lost, "left out", "left out",
                                  "the file ends ahead of its number"};
 constexpr remark_form own_system{remark_kind::note, "with a system of its own",
@@ -140,16 +142,19 @@ private:
                             "the end of the block is expected, and the file ends");
     }
 
-    // Goes to the line with the number of the next block.
+    // Goes to the line with the number of the next block. Text may stand ahead of it; numbers there
+    // may be a block whose beginning is missing.
     bool find_block(std::int64_t& number) {
         bool is_open = false;
         while (lines_.next()) {
-            if (trim(lines_.line()).empty()) continue;
-            if (is_delimiter(lines_.line())) {
+            const std::string_view line = trim(lines_.line());
+            if (line.empty()) continue;
+            if (is_delimiter(line)) {
                 is_open = true;
                 continue;
             }
-            if (is_open && read_integer(lines_.line(), number) == deck_value::number) return true;
+            if (is_open && read_integer(line, number) == deck_value::number) return true;
+            if (begins_as_number(line)) report_.add(outside, "line", place());
             is_open = false;
         }
         if (is_open) report_.add(open_block, "block", place());

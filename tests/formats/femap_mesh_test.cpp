@@ -355,6 +355,18 @@ TEST(femap_mesh, a_block_without_a_number_is_told) {
     EXPECT_EQ(file.m.pos.cols(), 3U);
 }
 
+TEST(femap_mesh, numbers_outside_of_all_blocks_are_told) {
+    const read_file file = read("*** 1 ***\n" + nodes(3) + "   404\n" +
+                                element(1, 1, 2, {1, 2, 3}) + "   -1\n" + block(506, ""));
+    EXPECT_EQ(file.m.pos.cols(), 3U);
+    EXPECT_EQ(file.remarks(),
+              (sentences{"line: 8 not read, first in line 8: outside of all blocks",
+                         "block 506: 1 not read, in line 18: neither nodes nor elements"}));
+    EXPECT_TRUE(file.report.has_lost());
+    EXPECT_EQ(read("   -1\n1,2,3\n" + nodes(3)).remarks(),
+              (sentences{"line: 1 not read, in line 2: outside of all blocks"}));
+}
+
 TEST(femap_mesh, line_ends_and_blanks_dont_matter) {
     std::string text = nodes(3) + block(404, element(1, 1, 2, {1, 2, 3}));
     for (const std::string end : {"\r\n", "\r", " \n\n"}) {
