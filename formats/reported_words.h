@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_FORMATS_REPORTED_WORDS_H
 #define TESSMAKER_FORMATS_REPORTED_WORDS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -52,6 +53,10 @@ public:
     std::string_view rest_of_line() { return words_.rest_of_line(); }
     void skip_line() { words_.skip_line(); }
     bool to_next_line() { return words_.to_next_line(); }
+
+    // Of the text behind the last word as well, where there are no comments.
+    std::string_view text_ahead() const { return words_.text_ahead(); }
+    void pass_over(std::size_t n, std::uint64_t nbr_lines) { words_.pass_over(n, nbr_lines); }
 
     // Tells that something else than the last word was expected.
     bool expect(std::string_view what) {

@@ -7,14 +7,13 @@
 
 #include "core/outputs.h"
 #include "formats/characters.h"
-#include "formats/decimal.h"
 #include "formats/numbers.h"
 #include "formats/stl_content.h"
+#include "formats/stl_spelling.h"
 #include "formats/stl_weld.h"
 #include "formats/streams.h"
 #include "formats/text_lines.h"
 #include "formats/triangle_soup.h"
-#include "formats/words.h"
 #include "tessmaker/formats.h"
 
 namespace kv7::tessmaker {
@@ -44,66 +43,6 @@ int make_mesh(int read_result, const triangle_soup& soup, dense2D<double>& pos,
         connect.clear();
     }
     return result;
-}
-
-// A word of the usual spelling in a text behind which a word of memory can be read. Returns the end
-// of the word, or null if there is another.
-template <std::size_t Size> const char* skip_spelled(const char* text, const char (&word)[Size]) {
-    constexpr std::size_t length = Size - 1; // without the null
-    for (std::size_t k = 0; k < length; k += word_size) {
-        const std::size_t n = std::min(word_size, length - k);
-        std::uint64_t expected = 0;
-        for (std::size_t i = 0; i < n; ++i) {
-            expected |= std::uint64_t{static_cast<unsigned char>(word[k + i])} << 8 * i;
-        }
-        const std::uint64_t mask = ~std::uint64_t{0} >> 8 * (word_size - n);
-        if (((load_word(text + k) ^ expected) & mask) != 0) return nullptr;
-    }
-    return text + length;
-}
-
-constexpr bool is_blank(char c) { return c == ' ' || c == '\t'; }
-const char* skip_blanks(const char* text) {
-    while (is_blank(*text)) ++text;
-    return text;
-}
-
-// The lines of a facet in their usual spelling, each read from its start. All return the start of
-// the next line, or null if the line is spelled otherwise or too long for one piece.
-
-// What is left of a line whose words have been read.
-const char* skip_line_end(const char* text, const char* line) {
-    text = skip_blanks(text);
-    if (*text == '\r') ++text;
-    if (*text != '\n') return nullptr;
-    ++text;
-    return text - line <= std::ptrdiff_t{text_lines::max_length} ? text : nullptr;
-}
-template <std::size_t Size> const char* skip_line(const char* line, const char (&word)[Size]) {
-    const char* const end = skip_spelled(skip_blanks(line), word);
-    return end ? skip_line_end(end, line) : nullptr;
-}
-template <std::size_t Size>
-const char* read_line(const char* line, const char (&word)[Size], double* numbers) {
-    const char* text = skip_spelled(skip_blanks(line), word);
-    for (int i = 0; i < 3 && text; ++i) {
-        const char* const begin = skip_blanks(text);
-        text = scan_scientific(begin, numbers[i]);
-        if (!text) text = scan_number_in_words(begin, numbers[i]);
-        if (text && !is_space(*text)) return nullptr;
-    }
-    return text ? skip_line_end(text, line) : nullptr;
-}
-
-// Reads a facet from the start of its first line. Returns the start of the line behind it, or null
-// if a line is spelled in another way.
-const char* read_spelled_facet(const char* line, double* corners) {
-    double normal[3];
-    line = read_line(line, "facet normal", normal);
-    if (line) line = skip_line(line, "outer loop");
-    for (int i = 0; i < 3 && line; ++i) line = read_line(line, "vertex", corners + 3 * i);
-    if (line) line = skip_line(line, "endloop");
-    return line ? skip_line(line, "endfacet") : nullptr;
 }
 
 // Reads the lines of a text file and knows their grammar. The usual spellings are recognised
@@ -154,6 +93,7 @@ public:
     // Reads facets behind the current line, at most `most`, as long as all their lines have been
     // read from the stream and are spelled in the usual way. Returns their number.
     std::size_t read_spelled_facets(double* corners, std::size_t most) {
+        static_assert(longest_spelled_line == text_lines::max_length);
         const std::string_view ahead = lines_.text_ahead();
         if (ahead.empty()) return 0;
         const char* text = ahead.data();

@@ -17,6 +17,7 @@
 #include "formats/numbers.h"
 #include "formats/reported_words.h"
 #include "formats/stl_content.h"
+#include "formats/stl_spelling.h"
 #include "formats/stl_weld.h"
 #include "formats/streams.h"
 #include "formats/triangle_soup.h"
@@ -84,6 +85,7 @@ public:
         has_facets_ = has_facets_ || n != 0;
         const std::size_t nbr_finite = keep_finite(corners, n);
         if (nbr_finite != n) report_.add(not_finite, facet_, at, n - nbr_finite);
+        if (nbr_finite == 0) return true;
         double* const stored = soup_.add(nbr_finite);
         if (!stored) return false;
         std::copy_n(corners, 9 * nbr_finite, stored);
@@ -192,7 +194,7 @@ public:
             if (is_word(word, "facet")) {
                 if (!is_in_solid) facets_.begin_solid({});
                 is_in_solid = true;
-                if (!read_facet()) return words_.code();
+                if (!read_facet() || !read_spelled_facets()) return words_.code();
             } else if (is_word(word, "color")) {
                 report_.add(color_dropped, "color", words_.place());
                 words_.skip_line();
@@ -248,6 +250,30 @@ private:
         }
         if (!is_good || !next_is("endloop") || !next_is("endfacet")) return false;
         return facets_.add(corners.data(), 1, at) || words_.fail_for_memory();
+    }
+
+    // Reads the facets that follow, as long as they are in memory and in the usual spelling, which
+    // is much faster than word by word.
+    bool read_spelled_facets() {
+        constexpr std::size_t block_size = 64;
+        double corners[9 * block_size];
+        const char* const begin = words_.text_ahead().data();
+        const char* text = skip_line_end(begin, begin);
+        if (!text) return true;
+        std::uint64_t nbr_lines = 1;
+        for (std::size_t n = block_size; n == block_size;) {
+            n = 0;
+            while (n < block_size) {
+                const char* const end = read_spelled_facet(text, corners + 9 * n);
+                if (!end) break;
+                text = end;
+                ++n;
+            }
+            if (!facets_.add(corners, n, {})) return words_.fail_for_memory();
+            nbr_lines += n * nbr_lines_of_spelled_facet;
+        }
+        words_.pass_over(static_cast<std::size_t>(text - begin), nbr_lines);
+        return true;
     }
 
     reported_words words_;

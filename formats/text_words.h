@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string_view>
 
@@ -68,6 +69,17 @@ public:
         pass(*at_++);
         if (may_be_two && (at_ != end_ || read_more()) && *at_ == '\n') pass(*at_++);
         return true;
+    }
+
+    // What has been read of the text behind the last word; may end anywhere, and `word_size` nulls
+    // follow.
+    std::string_view text_ahead() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
+    // Passes over the first `n` characters of it, whole lines with as many ends, at least one.
+    void pass_over(std::size_t n, std::uint64_t nbr_lines) {
+        at_ += n;
+        line_ += nbr_lines;
+        begin_line_at(at_);
+        last_ = '\n';
     }
 
 private:

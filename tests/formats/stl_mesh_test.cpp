@@ -266,6 +266,47 @@ TEST(stl_mesh, binary_files_whose_header_begins_with_solid_are_binary) {
               "facet 2 of 2 is expected, and the file ends");
 }
 
+// More than is in memory at once.
+std::vector<facet> strip_of_facets() {
+    std::vector<facet> facets;
+    for (int k = 0; k < 2000; ++k) {
+        const auto x = static_cast<float>(k);
+        facets.push_back({x, 0, 0, x + 1, 0, 0, x, 1, 0});
+    }
+    return facets;
+}
+
+TEST(stl_mesh, long_texts_in_the_usual_spelling_are_read_like_binary_files) {
+    const std::vector<facet> facets = strip_of_facets();
+    const read_file binary = read(binary_of(facets));
+    ASSERT_EQ(binary.nbr_facets(), facets.size());
+    for (const char* const line_end : {"\n", "\r\n", "\r", " \t\n"}) {
+        std::string text = std::string("solid") + line_end;
+        for (const facet& f : facets) text += text_of(f, line_end);
+        const read_file file = read(text + "endsolid");
+        EXPECT_EQ(list(file.m.pos), list(binary.m.pos));
+        EXPECT_EQ(list(file.m.connect), list(binary.m.connect));
+        EXPECT_EQ(file.report.counts()[1].read, facets.size());
+        // Lines are counted, and words must not be joined to numbers.
+        EXPECT_EQ(read(text + "facet normal0 0 1").error(),
+                  "line 14002, column 7: normal is expected");
+        EXPECT_EQ(
+            read(text + "facet normal 0 0 1" + line_end + "outer loop" + line_end + " vertex0 0 0")
+                .error(),
+            "line 14004, column 2: vertex is expected");
+    }
+}
+
+TEST(stl_mesh, facets_without_finite_coordinates_may_fill_blocks_of_a_binary_file) {
+    std::vector<facet> facets = strip_of_facets();
+    for (std::size_t k = 0; k < 1200; ++k) facets[k][3] = std::numeric_limits<float>::infinity();
+    facets[1999][8] = std::numeric_limits<float>::quiet_NaN();
+    const read_file file = read(binary_of(facets));
+    EXPECT_EQ(file.sentences()[0], "facet: 1201 left out: a coordinate is no finite number");
+    EXPECT_EQ(list(file.m.connect),
+              list(read(binary_of({facets.begin() + 1200, facets.end() - 1})).m.connect));
+}
+
 // The same facets in a text of any layout: words in any case, blanks and line ends of any kind.
 std::string spelled_text(const std::vector<facet>& facets, random_source& random) {
     std::string plain = text_of(facets);
