@@ -21,7 +21,7 @@ constexpr std::array<element_type, 3> pyramid{ET_PYRA5, ET_PYRA13};
 constexpr std::array<element_type, 3> wedge{ET_PENTA6, ET_PENTA15};
 constexpr std::array<element_type, 3> hexahedron{ET_HEXA8, ET_HEXA20};
 
-// Frequent ones first.
+// Frequent ones first. On the first card of a type its elements are written.
 constexpr deck_element_card element_cards[] = {
     {deck_name("CTETRA"), tetrahedron},
     {deck_name("CQUAD4"), quadrangle},
@@ -147,6 +147,15 @@ deck_element_fault read_property(const deck_card& card, unsigned int& property) 
 const deck_element_card* find_element_card(std::uint64_t name) {
     for (const deck_element_card& card : element_cards) {
         if (card.name == name) return &card;
+    }
+    return nullptr;
+}
+
+const deck_element_card* find_card_of_type(element_type type) {
+    for (const deck_element_card& card : element_cards) {
+        const bool has_type =
+            std::find(card.types.begin(), card.types.end(), type) != card.types.end();
+        if (has_type) return &card;
     }
     return nullptr;
 }

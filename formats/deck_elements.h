@@ -47,6 +47,9 @@ struct deck_element_fault {
 // Null if the card is none of an element.
 const deck_element_card* find_element_card(std::uint64_t name);
 
+// The card that elements of a type are written on; null if there is none.
+const deck_element_card* find_card_of_type(element_type type);
+
 // Where each node of an element stands among those of its card.
 const nastran_order& deck_order(element_type type);
 

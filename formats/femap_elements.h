@@ -25,6 +25,23 @@ inline constexpr femap_slots femap_hexa20{0,  1,  2,  3,  4,  5,  6,  7,  8,  9,
 // The middles of the sides of a triangle: as those of a quadrangle without its fourth corner.
 inline constexpr femap_slots femap_tria6_as_quadrangle{0, 1, 2, 5, 6, 4};
 
+// Quadratic solids have the class of bricks, triangles the slots of quadrangles.
+inline constexpr femap_element femap_of_tria6{18, 3, &femap_tria6_as_quadrangle};
+inline constexpr femap_element femap_of_tetra10{26, 10, &femap_tetra10};
+inline constexpr femap_element femap_of_penta15{26, 11, &femap_penta15};
+inline constexpr femap_element femap_of_hexa20{26, 12, &femap_hexa20};
+
+// How an element of a type is written; without slots if there is no topology for it.
+constexpr const femap_element& femap_written_as(element_type type) {
+    switch (type) {
+    case ET_TRIA6: return femap_of_tria6;
+    case ET_TETRA10: return femap_of_tetra10;
+    case ET_PENTA15: return femap_of_penta15;
+    case ET_HEXA20: return femap_of_hexa20;
+    default: return femap_elements[type];
+    }
+}
+
 // The type of a topology; ET_UNKNOWN if no type has it.
 constexpr element_type femap_type(long long topology) {
     if (topology == 11) return ET_PENTA15;

@@ -2,9 +2,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <new>
 #include <string>
+#include <vector>
 
+#include "core/ids.h"
 #include "core/type_table.h"
 #include "formats/mesh_writers.h"
 
@@ -22,12 +25,23 @@ constexpr remark_form flat_node{remark_kind::changed, "written with a third coor
                                 "written with a third coordinate of 0", ""};
 constexpr remark_form numbers_lost{remark_kind::lost, "not written", "not written",
                                    "the format has no numbers"};
+constexpr remark_form numbers_replaced{remark_kind::lost, "replaced", "replaced",
+                                       "the format asks for different numbers from 1 to "
+                                       "4294967294"};
+constexpr remark_form numbers_long{remark_kind::note, "above 99999999", "above 99999999",
+                                   "not all programs read such numbers"};
 constexpr remark_form properties_lost{remark_kind::lost, "not written", "not written",
                                       "the format has no properties"};
 constexpr remark_form sets_lost{remark_kind::lost, "not written", "not written",
                                 "the format has no such sets"};
 constexpr remark_form fields_lost{remark_kind::lost, "not written", "not written",
                                   "the format has no fields"};
+
+std::size_t nbr_long_numbers(const dense1D<unsigned int>& numbers) {
+    constexpr unsigned int most = 99'999'999; // of eight digits
+    return static_cast<std::size_t>(std::count_if(
+        numbers.begin(), numbers.end(), [](unsigned int number) { return number > most; }));
+}
 
 using type_counts = std::array<std::size_t, nbr_element_types>;
 
@@ -44,13 +58,64 @@ void tell_elements(const mesh_for_file& what, write_losses& losses) {
     for (const element_type type : all_element_types) {
         const std::size_t count = counts[static_cast<std::size_t>(type)];
         const element_type held = what.holdings.held_as(type);
-        const char* const name = type_holdings[type].name;
+        const char* const name = element_names[type];
         if (held == ET_UNKNOWN) {
             losses.add(element_lost, name, count);
         } else if (nbr_nodes(held) != nbr_nodes(type)) {
-            const std::string reason = std::string("as ") + type_holdings[held].name;
+            const std::string reason = std::string("as ") + element_names[held];
             losses.add(element_reduced, name, count, reason.c_str());
         }
+    }
+}
+
+bool are_unique(const dense1D<unsigned int>& numbers) {
+    const auto is_none = [](unsigned int number) { return number == 0 || number == no_id; };
+    if (std::any_of(numbers.begin(), numbers.end(), is_none)) return false;
+    if (std::adjacent_find(numbers.begin(), numbers.end(), std::greater_equal<>()) ==
+        numbers.end()) {
+        return true;
+    }
+    std::vector<unsigned int> sorted(numbers.begin(), numbers.end());
+    std::sort(sorted.begin(), sorted.end());
+    return std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end();
+}
+
+void choose_numbers(mesh_for_file& what) {
+    const mesh& m = what.m;
+    if (!what.holdings.numbers) return;
+    const bool takes_any = !what.holdings.strict_numbers;
+    if (!m.node_numbers.empty() && (takes_any || are_unique(m.node_numbers))) {
+        what.node_numbers = m.node_numbers.data();
+    }
+    if (!m.element_numbers.empty() && (takes_any || are_unique(m.element_numbers))) {
+        what.element_numbers = m.element_numbers.data();
+    }
+}
+
+void tell_numbers(const mesh_for_file& what, write_losses& losses) {
+    const mesh& m = what.m;
+    const auto tell = [&what, &losses](const char* name, const dense1D<unsigned int>& numbers,
+                                       bool are_written) {
+        if (!what.holdings.numbers) {
+            losses.add(numbers_lost, name, nbr_real_numbers(numbers));
+        } else if (!are_written) {
+            losses.add(numbers_replaced, name, nbr_real_numbers(numbers));
+        } else if (what.holdings.strict_numbers) {
+            losses.add(numbers_long, name, nbr_long_numbers(numbers));
+        }
+    };
+    tell("number of a node", m.node_numbers, what.node_numbers != nullptr);
+    tell("number of an element", m.element_numbers, what.element_numbers != nullptr);
+}
+
+// Properties are told as numbers are, where both are.
+void tell_properties(const mesh_for_file& what, write_losses& losses) {
+    const dense1D<unsigned int>& pids = what.m.pids;
+    const char* const name = "property of an element";
+    if (!what.holdings.properties) {
+        losses.add(properties_lost, name, nbr_real_properties(pids));
+    } else if (what.holdings.strict_numbers) {
+        losses.add(numbers_long, name, nbr_long_numbers(pids));
     }
 }
 
@@ -58,6 +123,7 @@ void tell_elements(const mesh_for_file& what, write_losses& losses) {
 
 mesh_for_file choose_what_is_written(const mesh& m, const format_holdings& holdings, int digits) {
     mesh_for_file what{m, holdings, digits, {}, m.pos.cols()};
+    choose_numbers(what);
     const bool chooses = !holdings.lone_nodes && !m.pos.empty();
     if (chooses && !what.places.resize(m.pos.cols(), no_id)) throw std::bad_alloc();
     unsigned int* const places = what.places.data();
@@ -82,13 +148,8 @@ void tell_losses(const mesh_for_file& what, write_losses& losses) {
     tell_elements(what, losses);
     losses.add(node_lost, "node", m.pos.cols() - what.nbr_nodes);
     if (m.pos.rows() == 2 && !holdings.flat_nodes) losses.add(flat_node, "node", what.nbr_nodes);
-    if (!holdings.numbers) {
-        losses.add(numbers_lost, "number of a node", nbr_real_numbers(m.node_numbers));
-        losses.add(numbers_lost, "number of an element", nbr_real_numbers(m.element_numbers));
-    }
-    if (!holdings.properties) {
-        losses.add(properties_lost, "property of an element", nbr_real_properties(m.pids));
-    }
+    tell_numbers(what, losses);
+    tell_properties(what, losses);
     if (!holdings.node_sets) losses.add(sets_lost, "set of nodes", m.node_sets.size());
     if (!holdings.element_sets) losses.add(sets_lost, "set of elements", m.element_sets.size());
     if (!holdings.fields) losses.add(fields_lost, "field", m.fields.size());

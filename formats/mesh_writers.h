@@ -27,9 +27,19 @@ struct mesh_for_file {
     id_list places;
     std::size_t nbr_nodes = 0;    // that are written
     std::size_t nbr_elements = 0; // likewise
+    // In formats with numbers those of the mesh; null if the places, from 1, are in their stead.
+    const unsigned int* node_numbers = nullptr;
+    const unsigned int* element_numbers = nullptr;
 
     bool has_node(std::size_t id) const { return places.empty() || places[id] != no_id; }
     unsigned int place(unsigned int id) const { return places.empty() ? id : places[id]; }
+    unsigned int node_number(std::size_t id) const {
+        return node_numbers ? node_numbers[id] : static_cast<unsigned int>(id) + 1;
+    }
+    unsigned int element_number(std::size_t c) const {
+        return element_numbers ? element_numbers[c] : static_cast<unsigned int>(c) + 1;
+    }
+    unsigned int property(std::size_t c) const { return m.pids.empty() ? 1 : m.pids[c]; }
 };
 
 // Calls `visit(type, c, nodes)` for each element of a mesh without fault: its plain type, its
@@ -117,6 +127,8 @@ extern const mesh_writer obj_writer;
 extern const mesh_writer medit_writer;
 extern const mesh_writer vtk_writer;
 extern const mesh_writer vtu_writer;
+extern const mesh_writer nastran_writer;
+extern const mesh_writer femap_writer;
 
 } // namespace kv7::tessmaker
 

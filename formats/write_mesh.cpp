@@ -23,6 +23,8 @@ const mesh_writer* writer_of(file_format format) {
     case file_format::medit: return &medit_writer;
     case file_format::vtk: return &vtk_writer;
     case file_format::vtu: return &vtu_writer;
+    case file_format::nastran: return &nastran_writer;
+    case file_format::femap: return &femap_writer;
     default: return nullptr;
     }
 }

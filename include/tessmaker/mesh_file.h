@@ -335,12 +335,19 @@ struct write_options {
 //   VTU    all elements, in the order of VTK's cells; fields, where symmetric tensors have nine
 //          components; properties as `property`, and numbers as `node_number` and
 //          `element_number`, arrays of 32 bits
+//   NASTRAN
+//          bulk data: all elements but points, with numbers and properties. ET_BAR3 is a CBAR of two
+//          nodes; a bar of property 0 is a CONROD. Large fields, of 16 characters, hold from 10 to
+//          15 digits of a coordinate; one that has more is rounded, which is a remark
+//   FEMAP  blocks 403 and 404: all elements but pyramids, with numbers and properties
 //
 // Where a format lacks a quadratic type, elements are written by the first of their nodes: those of
 // the next smaller type that it has. Mixed types are written by the type of each column. Nodes
 // stand in their order, in STL, OBJ and MEDIT those alone that are in a written element. The third
 // coordinate of nodes in 2D is 0, but MEDIT has 2D. Properties that are all 1, and numbers that say
-// no more than the order, are never lost.
+// no more than the order, are never lost. Numbers that NASTRAN and FEMAP don't allow, a 0 or one that
+// stands twice, are a loss: all nodes, or all elements, have those of their order then. So is a
+// property of 0 in NASTRAN, which becomes 1.
 //
 // A file is replaced as a whole, after all of it has been written beside it; links are followed,
 // and the mode is kept. Devices, pipes and the standard output are written straight.
