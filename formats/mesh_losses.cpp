@@ -146,13 +146,17 @@ void tell_losses(const mesh_for_file& what, write_losses& losses) {
     const mesh& m = what.m;
     const format_holdings& holdings = what.holdings;
     tell_elements(what, losses);
-    losses.add(node_lost, "node", m.pos.cols() - what.nbr_nodes);
+    tell_lone_nodes(what, losses);
     if (m.pos.rows() == 2 && !holdings.flat_nodes) losses.add(flat_node, "node", what.nbr_nodes);
     tell_numbers(what, losses);
     tell_properties(what, losses);
     if (!holdings.node_sets) losses.add(sets_lost, "set of nodes", m.node_sets.size());
     if (!holdings.element_sets) losses.add(sets_lost, "set of elements", m.element_sets.size());
     if (!holdings.fields) losses.add(fields_lost, "field", m.fields.size());
+}
+
+void tell_lone_nodes(const mesh_for_file& what, write_losses& losses) {
+    losses.add(node_lost, "node", what.m.pos.cols() - what.nbr_nodes);
 }
 
 std::size_t nbr_real_numbers(const dense1D<unsigned int>& numbers) {

@@ -94,6 +94,9 @@ mesh_for_file choose_what_is_written(const mesh& m, const format_holdings& holdi
 // Tells what is to be told of a mesh by the table of the format alone.
 void tell_losses(const mesh_for_file& what, write_losses& losses);
 
+// Tells of the nodes alone that are not written.
+void tell_lone_nodes(const mesh_for_file& what, write_losses& losses);
+
 // How many numbers say more than the order, in which number k is k + 1.
 std::size_t nbr_real_numbers(const dense1D<unsigned int>& numbers);
 // How many properties are not 1.
@@ -129,6 +132,12 @@ extern const mesh_writer vtk_writer;
 extern const mesh_writer vtu_writer;
 extern const mesh_writer nastran_writer;
 extern const mesh_writer femap_writer;
+
+// The file of fields beside a MEDIT file: those at nodes, with the values of the nodes that are
+// written there. `what` is as for that file. The functions are as those of a writer.
+std::size_t nbr_medit_fields(const mesh& m); // that can be written
+void tell_medit_field_losses(const mesh_for_file& what, write_losses& losses);
+bool write_medit_fields(std::FILE* file, const mesh_for_file& what);
 
 } // namespace kv7::tessmaker
 

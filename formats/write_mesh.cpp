@@ -33,25 +33,41 @@ std::string not_written(file_format format) {
     return std::string(format_name(format)) + " files are not written";
 }
 
+// Refuses options. They stand behind the mesh, whose place among the arguments is `mesh_place`.
+int check_digits(const write_options& options, int mesh_place, report_builder& report) {
+    if (options.digits >= 1 && options.digits <= 17) return 0;
+    return report.fail(-mesh_place - 1, "numbers must have from 1 to 17 digits");
+}
+int check_losses(const write_losses& losses, const write_options& options, int mesh_place,
+                 report_builder& report, const std::string& what_is_too_small) {
+    if (!losses.any() || options.lossy) return 0;
+    return report.fail(-mesh_place - 1, what_is_too_small);
+}
+
 // Checks the mesh and what would be lost of it, and calls `write(what)`, which returns a code.
-// `mesh_place` is the place of the mesh among the arguments of the call.
 template <class Write>
 int write_checked(const mesh_writer& writer, file_format format, const mesh& m, int mesh_place,
                   const write_options& options, report_builder& report, const Write& write) {
     if (const char* const fault = fault_of(m)) return report.fail(-mesh_place, fault);
-    const int options_failed = -mesh_place - 1;
-    if (options.digits < 1 || options.digits > 17) {
-        return report.fail(options_failed, "numbers must have from 1 to 17 digits");
-    }
+    if (const int code = check_digits(options, mesh_place, report); code < 0) return code;
     const mesh_for_file what = choose_what_is_written(m, *writer.holdings, options.digits);
     write_losses losses(report);
     tell_losses(what, losses);
     if (writer.tell) writer.tell(what, losses);
-    if (losses.any() && !options.lossy) {
-        return report.fail(options_failed,
-                           std::string(format_name(format)) + " can't hold all of the mesh");
-    }
-    return write(what);
+    const std::string sentence = std::string(format_name(format)) + " can't hold all of the mesh";
+    const int code = check_losses(losses, options, mesh_place, report, sentence);
+    return code < 0 ? code : write(what);
+}
+
+// Calls `write(file)`, which is false when the stream fails.
+template <class Write>
+int write_whole_file(const char* path, report_builder& report, const Write& write) {
+    atomic_file file(path);
+    if (!file) return report.fail(file_failed, "can't be opened: " + system_text(file.error()));
+    const bool is_written = write(file.get());
+    report.finish(); // what asks for memory comes ahead of the commit
+    if (file.commit() && is_written) return 0;
+    return report.fail(file_failed, "can't be written: " + system_text(file.error()));
 }
 
 int write_path(const char* path, file_format format, const mesh& m, const write_options& options,
@@ -65,14 +81,8 @@ int write_path(const char* path, file_format format, const mesh& m, const write_
     const mesh_writer* const writer = writer_of(format);
     if (!writer) return report.fail(file_failed, not_written(format));
     const auto write = [&](const mesh_for_file& what) {
-        atomic_file file(path);
-        if (!file) {
-            return report.fail(file_failed, "can't be opened: " + system_text(file.error()));
-        }
-        const bool is_written = writer->write(file.get(), what);
-        report.finish(); // what asks for memory comes ahead of the commit
-        if (file.commit() && is_written) return 0;
-        return report.fail(file_failed, "can't be written: " + system_text(file.error()));
+        return write_whole_file(path, report,
+                                [&](std::FILE* file) { return writer->write(file, what); });
     };
     return write_checked(*writer, format, m, 2, options, report, write);
 }
@@ -89,6 +99,23 @@ int write_stream(std::FILE* file, file_format format, const mesh& m, const write
     return write_checked(*writer, format, m, 3, options, report, write);
 }
 
+int write_fields_of(const char* path, const mesh& m, const write_options& options,
+                    report_builder& report) {
+    constexpr int mesh_place = 2;
+    if (!path) return report.fail(file_failed, "there is no path");
+    if (const char* const fault = fault_of(m)) return report.fail(-mesh_place, fault);
+    if (nbr_medit_fields(m) == 0) return report.fail(-mesh_place, "there is no field to write");
+    if (const int code = check_digits(options, mesh_place, report); code < 0) return code;
+    const mesh_for_file what = choose_what_is_written(m, medit_holdings, options.digits);
+    write_losses losses(report);
+    tell_medit_field_losses(what, losses);
+    const char* const sentence = "a MEDIT field file can't hold all of the fields";
+    const int code = check_losses(losses, options, mesh_place, report, sentence);
+    if (code < 0) return code;
+    return write_whole_file(path, report,
+                            [&](std::FILE* file) { return write_medit_fields(file, what); });
+}
+
 } // namespace
 
 int write_mesh(const char* path, const mesh& m, const write_options& options, file_report& report) {
@@ -103,6 +130,13 @@ int write_mesh(std::FILE* file, file_format format, const mesh& m, const write_o
                file_report& report) {
     return with_report(report, "", format, [&](report_builder& builder) {
         return write_stream(file, format, m, options, builder);
+    });
+}
+
+int write_fields(const char* path, const mesh& m, const write_options& options,
+                 file_report& report) {
+    return with_report(report, path ? path : "", file_format::medit, [&](report_builder& builder) {
+        return write_fields_of(path, m, options, builder);
     });
 }
 

@@ -336,18 +336,18 @@ struct write_options {
 //          components; properties as `property`, and numbers as `node_number` and
 //          `element_number`, arrays of 32 bits
 //   NASTRAN
-//          bulk data: all elements but points, with numbers and properties. ET_BAR3 is a CBAR of two
-//          nodes; a bar of property 0 is a CONROD. Large fields, of 16 characters, hold from 10 to
-//          15 digits of a coordinate; one that has more is rounded, which is a remark
+//          bulk data: all elements but points, with numbers and properties. ET_BAR3 is a CBAR of
+//          two nodes; a bar of property 0 is a CONROD. Large fields, of 16 characters, hold from 10
+//          to 15 digits of a coordinate; one that has more is rounded, which is a remark
 //   FEMAP  blocks 403 and 404: all elements but pyramids, with numbers and properties
 //
 // Where a format lacks a quadratic type, elements are written by the first of their nodes: those of
 // the next smaller type that it has. Mixed types are written by the type of each column. Nodes
 // stand in their order, in STL, OBJ and MEDIT those alone that are in a written element. The third
 // coordinate of nodes in 2D is 0, but MEDIT has 2D. Properties that are all 1, and numbers that say
-// no more than the order, are never lost. Numbers that NASTRAN and FEMAP don't allow, a 0 or one that
-// stands twice, are a loss: all nodes, or all elements, have those of their order then. So is a
-// property of 0 in NASTRAN, which becomes 1.
+// no more than the order, are never lost. Numbers that NASTRAN and FEMAP don't allow, a 0 or one
+// that stands twice, are a loss: all nodes, or all elements, have those of their order then. So is
+// a property of 0 in NASTRAN, which becomes 1.
 //
 // A file is replaced as a whole, after all of it has been written beside it; links are followed,
 // and the mode is kept. Devices, pipes and the standard output are written straight.
@@ -388,6 +388,30 @@ TESSMAKER_API int write_mesh(const char* path, const mesh& m, const write_option
 //   -199  out of memory
 TESSMAKER_API int write_mesh(std::FILE* file, file_format format, const mesh& m,
                              const write_options& options, file_report& report);
+
+// Writes the fields at the nodes of a mesh as a MEDIT field file, `SolAtVertices` in text: the
+// mirror of read_fields. It stands beside the mesh that write_mesh writes as MEDIT: nodes which
+// that leaves out have no values here either. Scalars, vectors, symmetric tensors and full ones,
+// told by the number of components and the dimension of the mesh, are written; other fields, and
+// those at elements, are lost. So are values of nodes that are left out. Names are not written,
+// which is a remark.
+//
+// A file is replaced as by write_mesh, and what would be lost is an error as there.
+//
+//   path     of the file; `-` is the standard output
+//   m        the mesh
+//   options  see above; `format` is not looked at
+//   report   out: what is to be said. If memory fails it may be empty
+//
+// Returns 0, or
+//   -1    no path
+//   -2    a fault of the mesh, as above; or it has no field that can be written
+//   -3    `options.digits` is not from 1 to 17
+//   -3    something would be lost, and `options.lossy` is not set
+//   -1    the file can't be opened, or the system failed to write it
+//   -199  out of memory
+TESSMAKER_API int write_fields(const char* path, const mesh& m, const write_options& options,
+                               file_report& report);
 
 } // namespace kv7::tessmaker
 

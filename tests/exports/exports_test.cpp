@@ -315,6 +315,8 @@ TEST(exports, mesh_files) {
     EXPECT_EXPORTED(write_mesh, int(const char*, const mesh&, const write_options&, file_report&));
     EXPECT_EXPORTED(write_mesh,
                     int(std::FILE*, file_format, const mesh&, const write_options&, file_report&));
+    EXPECT_EXPORTED(write_fields,
+                    int(const char*, const mesh&, const write_options&, file_report&));
 }
 
 TEST(exports, edges) {
