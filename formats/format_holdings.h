@@ -30,36 +30,37 @@ struct held_types {
     element_type vtk = ET_UNKNOWN; // of both formats
     element_type nastran = ET_UNKNOWN;
     element_type femap = ET_UNKNOWN;
+    element_type ensight = ET_UNKNOWN;
 };
 
 // clang-format off
 inline constexpr type_table<held_types> type_holdings = [] {
     constexpr element_type none = ET_UNKNOWN;
     return type_table<held_types>{{
-        //              STL       OBJ       MEDIT       VTK         NASTRAN     FEMAP
-        {ET_UNKNOWN,   {none,     none,     none,       none,       none,       none}},
-        {ET_NODE,      {none,     ET_NODE,  none,       ET_NODE,    none,       ET_NODE}},
-        {ET_BAR_MIX,   {none,     ET_BAR2,  ET_BAR2,    ET_BAR2,    ET_BAR2,    ET_BAR2}},
-        {ET_BAR2,      {none,     ET_BAR2,  ET_BAR2,    ET_BAR2,    ET_BAR2,    ET_BAR2}},
-        {ET_BAR3,      {none,     ET_BAR2,  ET_BAR3,    ET_BAR3,    ET_BAR2,    ET_BAR3}},
-        {ET_FACE_MIX,  {none,     none,     none,       none,       none,       none}},
-        {ET_TRIA3,     {ET_TRIA3, ET_TRIA3, ET_TRIA3,   ET_TRIA3,   ET_TRIA3,   ET_TRIA3}},
-        {ET_QUAD4,     {none,     ET_QUAD4, ET_QUAD4,   ET_QUAD4,   ET_QUAD4,   ET_QUAD4}},
-        {ET_TRIA6,     {ET_TRIA3, ET_TRIA3, ET_TRIA6,   ET_TRIA6,   ET_TRIA6,   ET_TRIA6}},
-        {ET_QUAD8,     {none,     ET_QUAD4, ET_QUAD4,   ET_QUAD8,   ET_QUAD8,   ET_QUAD8}},
-        {ET_QUAD9,     {none,     ET_QUAD4, ET_QUAD9,   ET_QUAD9,   ET_QUAD9,   ET_QUAD8}},
-        {ET_SOLID_MIX, {none,     none,     none,       none,       none,       none}},
-        {ET_TETRA4,    {none,     none,     ET_TETRA4,  ET_TETRA4,  ET_TETRA4,  ET_TETRA4}},
-        {ET_TETRA10,   {none,     none,     ET_TETRA10, ET_TETRA10, ET_TETRA10, ET_TETRA10}},
-        {ET_PYRA5,     {none,     none,     ET_PYRA5,   ET_PYRA5,   ET_PYRA5,   none}},
-        {ET_PYRA13,    {none,     none,     ET_PYRA5,   ET_PYRA13,  ET_PYRA13,  none}},
-        {ET_PYRA14,    {none,     none,     ET_PYRA5,   ET_PYRA13,  ET_PYRA13,  none}},
-        {ET_PENTA6,    {none,     none,     ET_PENTA6,  ET_PENTA6,  ET_PENTA6,  ET_PENTA6}},
-        {ET_PENTA15,   {none,     none,     ET_PENTA6,  ET_PENTA15, ET_PENTA15, ET_PENTA15}},
-        {ET_PENTA18,   {none,     none,     ET_PENTA6,  ET_PENTA18, ET_PENTA15, ET_PENTA15}},
-        {ET_HEXA8,     {none,     none,     ET_HEXA8,   ET_HEXA8,   ET_HEXA8,   ET_HEXA8}},
-        {ET_HEXA20,    {none,     none,     ET_HEXA8,   ET_HEXA20,  ET_HEXA20,  ET_HEXA20}},
-        {ET_HEXA27,    {none,     none,     ET_HEXA8,   ET_HEXA27,  ET_HEXA20,  ET_HEXA20}},
+    //              STL       OBJ       MEDIT       VTK         NASTRAN     FEMAP       EnSight
+    {ET_UNKNOWN,   {none,     none,     none,       none,       none,       none,       none}},
+    {ET_NODE,      {none,     ET_NODE,  none,       ET_NODE,    none,       ET_NODE,    ET_NODE}},
+    {ET_BAR_MIX,   {none,     ET_BAR2,  ET_BAR2,    ET_BAR2,    ET_BAR2,    ET_BAR2,    ET_BAR2}},
+    {ET_BAR2,      {none,     ET_BAR2,  ET_BAR2,    ET_BAR2,    ET_BAR2,    ET_BAR2,    ET_BAR2}},
+    {ET_BAR3,      {none,     ET_BAR2,  ET_BAR3,    ET_BAR3,    ET_BAR2,    ET_BAR3,    ET_BAR3}},
+    {ET_FACE_MIX,  {none,     none,     none,       none,       none,       none,       none}},
+    {ET_TRIA3,     {ET_TRIA3, ET_TRIA3, ET_TRIA3,   ET_TRIA3,   ET_TRIA3,   ET_TRIA3,   ET_TRIA3}},
+    {ET_QUAD4,     {none,     ET_QUAD4, ET_QUAD4,   ET_QUAD4,   ET_QUAD4,   ET_QUAD4,   ET_QUAD4}},
+    {ET_TRIA6,     {ET_TRIA3, ET_TRIA3, ET_TRIA6,   ET_TRIA6,   ET_TRIA6,   ET_TRIA6,   ET_TRIA6}},
+    {ET_QUAD8,     {none,     ET_QUAD4, ET_QUAD4,   ET_QUAD8,   ET_QUAD8,   ET_QUAD8,   ET_QUAD8}},
+    {ET_QUAD9,     {none,     ET_QUAD4, ET_QUAD9,   ET_QUAD9,   ET_QUAD9,   ET_QUAD8,   ET_QUAD8}},
+    {ET_SOLID_MIX, {none,     none,     none,       none,       none,       none,       none}},
+    {ET_TETRA4,    {none,     none,     ET_TETRA4,  ET_TETRA4,  ET_TETRA4,  ET_TETRA4,  ET_TETRA4}},
+    {ET_TETRA10,   {none,     none,     ET_TETRA10, ET_TETRA10, ET_TETRA10, ET_TETRA10, ET_TETRA10}},
+    {ET_PYRA5,     {none,     none,     ET_PYRA5,   ET_PYRA5,   ET_PYRA5,   none,       ET_PYRA5}},
+    {ET_PYRA13,    {none,     none,     ET_PYRA5,   ET_PYRA13,  ET_PYRA13,  none,       ET_PYRA13}},
+    {ET_PYRA14,    {none,     none,     ET_PYRA5,   ET_PYRA13,  ET_PYRA13,  none,       ET_PYRA13}},
+    {ET_PENTA6,    {none,     none,     ET_PENTA6,  ET_PENTA6,  ET_PENTA6,  ET_PENTA6,  ET_PENTA6}},
+    {ET_PENTA15,   {none,     none,     ET_PENTA6,  ET_PENTA15, ET_PENTA15, ET_PENTA15, ET_PENTA15}},
+    {ET_PENTA18,   {none,     none,     ET_PENTA6,  ET_PENTA18, ET_PENTA15, ET_PENTA15, ET_PENTA15}},
+    {ET_HEXA8,     {none,     none,     ET_HEXA8,   ET_HEXA8,   ET_HEXA8,   ET_HEXA8,   ET_HEXA8}},
+    {ET_HEXA20,    {none,     none,     ET_HEXA8,   ET_HEXA20,  ET_HEXA20,  ET_HEXA20,  ET_HEXA20}},
+    {ET_HEXA27,    {none,     none,     ET_HEXA8,   ET_HEXA27,  ET_HEXA20,  ET_HEXA20,  ET_HEXA20}},
     }};
 }();
 // clang-format on
@@ -99,6 +100,8 @@ inline constexpr format_holdings femap_holdings{.type = &held_types::femap,
                                                 .numbers = true,
                                                 .strict_numbers = true,
                                                 .properties = true};
+inline constexpr format_holdings ensight_holdings{
+    .type = &held_types::ensight, .numbers = true, .strict_numbers = true, .properties = true};
 
 } // namespace kv7::tessmaker
 

@@ -132,6 +132,7 @@ extern const mesh_writer vtk_writer;
 extern const mesh_writer vtu_writer;
 extern const mesh_writer nastran_writer;
 extern const mesh_writer femap_writer;
+extern const mesh_writer ensight_writer;
 
 // The file of fields beside a MEDIT file: those at nodes, with the values of the nodes that are
 // written there. `what` is as for that file. The functions are as those of a writer.

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "formats/atomic_file.h"
 #include "formats/file_calls.h"
@@ -25,6 +26,7 @@ const mesh_writer* writer_of(file_format format) {
     case file_format::vtu: return &vtu_writer;
     case file_format::nastran: return &nastran_writer;
     case file_format::femap: return &femap_writer;
+    case file_format::ensight: return &ensight_writer;
     default: return nullptr;
     }
 }
@@ -59,15 +61,54 @@ int write_checked(const mesh_writer& writer, file_format format, const mesh& m, 
     return code < 0 ? code : write(what);
 }
 
-// Calls `write(file)`, which is false when the stream fails.
+// Calls `write(file)`, which is false when the stream fails. `subject` is for sentences, empty for
+// the file of the report.
 template <class Write>
-int write_whole_file(const char* path, report_builder& report, const Write& write) {
+int write_whole_file(const char* path, const std::string& subject, report_builder& report,
+                     const Write& write) {
     atomic_file file(path);
-    if (!file) return report.fail(file_failed, "can't be opened: " + system_text(file.error()));
+    const auto fail = [&](const char* text) {
+        return report.fail(file_failed, subject + text + system_text(file.error()));
+    };
+    if (!file) return fail("can't be opened: ");
     const bool is_written = write(file.get());
     report.finish(); // what asks for memory comes ahead of the commit
-    if (file.commit() && is_written) return 0;
-    return report.fail(file_failed, "can't be written: " + system_text(file.error()));
+    return file.commit() && is_written ? 0 : fail("can't be written: ");
+}
+
+// The last name of a path.
+std::string_view name_of(std::string_view path) { return path.substr(path.rfind('/') + 1); }
+
+// Where the geometry of a case file stands.
+std::string geometry_path(std::string_view path) {
+    constexpr std::string_view ending = ".case";
+    const bool has_ending =
+        format_by_ending(std::string(path).c_str()) == file_format::ensight_case;
+    if (has_ending) path.remove_suffix(ending.size());
+    return std::string(path) + ".geo";
+}
+
+int write_case(const char* path, const mesh& m, const write_options& options,
+               report_builder& report) {
+    if (std::strcmp(path, "-") == 0) {
+        return report.fail(file_failed, "a case file names another one and can't be a stream");
+    }
+    const std::string geometry = geometry_path(path);
+    const std::string name(name_of(geometry));
+    const bool is_word = name.find_first_of(" \t") == std::string::npos;
+    const std::string text =
+        "FORMAT\ntype: ensight gold\nGEOMETRY\nmodel: " + (is_word ? name : '"' + name + '"') +
+        '\n';
+    const auto write = [&](const mesh_for_file& what) {
+        const int code =
+            write_whole_file(geometry.c_str(), name + ": ", report,
+                             [&](std::FILE* file) { return ensight_writer.write(file, what); });
+        if (code < 0) return code;
+        return write_whole_file(path, "", report, [&](std::FILE* file) {
+            return std::fwrite(text.data(), 1, text.size(), file) == text.size();
+        });
+    };
+    return write_checked(ensight_writer, file_format::ensight_case, m, 2, options, report, write);
 }
 
 int write_path(const char* path, file_format format, const mesh& m, const write_options& options,
@@ -78,10 +119,11 @@ int write_path(const char* path, file_format format, const mesh& m, const write_
         return report.fail(file_failed, is_stream ? "the format of a stream must be named"
                                                   : "its ending tells no format");
     }
+    if (format == file_format::ensight_case) return write_case(path, m, options, report);
     const mesh_writer* const writer = writer_of(format);
     if (!writer) return report.fail(file_failed, not_written(format));
     const auto write = [&](const mesh_for_file& what) {
-        return write_whole_file(path, report,
+        return write_whole_file(path, "", report,
                                 [&](std::FILE* file) { return writer->write(file, what); });
     };
     return write_checked(*writer, format, m, 2, options, report, write);
@@ -112,7 +154,7 @@ int write_fields_of(const char* path, const mesh& m, const write_options& option
     const char* const sentence = "a MEDIT field file can't hold all of the fields";
     const int code = check_losses(losses, options, mesh_place, report, sentence);
     if (code < 0) return code;
-    return write_whole_file(path, report,
+    return write_whole_file(path, "", report,
                             [&](std::FILE* file) { return write_medit_fields(file, what); });
 }
 

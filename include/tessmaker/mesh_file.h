@@ -340,14 +340,18 @@ struct write_options {
 //          two nodes; a bar of property 0 is a CONROD. Large fields, of 16 characters, hold from 10
 //          to 15 digits of a coordinate; one that has more is rounded, which is a remark
 //   FEMAP  blocks 403 and 404: all elements but pyramids, with numbers and properties
+//   EnSight
+//          geometry of EnSight Gold in text, with numbers; each property is a part, in ascending
+//          order. Coordinates have 6 digits at most. A case file names the geometry file, which has
+//          its name with the ending .geo and is written first; it can't be the standard output
 //
 // Where a format lacks a quadratic type, elements are written by the first of their nodes: those of
 // the next smaller type that it has. Mixed types are written by the type of each column. Nodes
-// stand in their order, in STL, OBJ and MEDIT those alone that are in a written element. The third
-// coordinate of nodes in 2D is 0, but MEDIT has 2D. Properties that are all 1, and numbers that say
-// no more than the order, are never lost. Numbers that NASTRAN and FEMAP don't allow, a 0 or one
-// that stands twice, are a loss: all nodes, or all elements, have those of their order then. So is
-// a property of 0 in NASTRAN, which becomes 1.
+// stand in their order, in STL, OBJ, MEDIT and EnSight those alone that are in a written element.
+// The third coordinate of nodes in 2D is 0, but MEDIT has 2D. Properties that are all 1, and
+// numbers that say no more than the order, are never lost. Numbers that NASTRAN, FEMAP and EnSight
+// don't allow, a 0 or one that stands twice, are a loss: all nodes, or all elements, have those of
+// their order then. So is a property of 0 in NASTRAN, which becomes 1.
 //
 // A file is replaced as a whole, after all of it has been written beside it; links are followed,
 // and the mode is kept. Devices, pipes and the standard output are written straight.
@@ -380,7 +384,7 @@ TESSMAKER_API int write_mesh(const char* path, const mesh& m, const write_option
 //
 // Returns 0, or
 //   -1    a stream that is null or in an error state
-//   -2    a format that is not written
+//   -2    a format that is not written, or not to a stream, as a case file
 //   -3    a fault of the mesh, as above
 //   -4    `options.digits` is not from 1 to 17
 //   -4    something would be lost, and `options.lossy` is not set
