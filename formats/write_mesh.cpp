@@ -76,6 +76,9 @@ int write_whole_file(const char* path, const std::string& subject, report_builde
     return file.commit() && is_written ? 0 : fail("can't be written: ");
 }
 
+constexpr remark_form blanks_in_name{remark_kind::note, "with blanks", "with blanks",
+                                     "in quotes, which not all programs read"};
+
 // The last name of a path.
 std::string_view name_of(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
@@ -100,6 +103,7 @@ int write_case(const char* path, const mesh& m, const write_options& options,
         "FORMAT\ntype: ensight gold\nGEOMETRY\nmodel: " + (is_word ? name : '"' + name + '"') +
         '\n';
     const auto write = [&](const mesh_for_file& what) {
+        if (!is_word) report.add(blanks_in_name, "name of the geometry file", {});
         const int code =
             write_whole_file(geometry.c_str(), name + ": ", report,
                              [&](std::FILE* file) { return ensight_writer.write(file, what); });

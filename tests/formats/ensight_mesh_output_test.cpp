@@ -262,6 +262,8 @@ TEST_F(ensight_case_output, names_the_geometry_beside_it) {
     EXPECT_EQ(contents("a mesh.CASE"),
               "FORMAT\ntype: ensight gold\nGEOMETRY\nmodel: \"a mesh.geo\"\n");
     EXPECT_EQ(contents("a mesh.geo"), of_a_triangle);
+    EXPECT_EQ(sentences(report_), (strings{"name of the geometry file: 1 with blanks: in quotes, "
+                                           "which not all programs read"}));
     write_options options;
     options.format = file_format::ensight_case;
     EXPECT_EQ(write(path("b.geo"), triangle(), options), 0);
