@@ -4,8 +4,8 @@
 //
 //   file  origin  licence  nodes  elements  box  what is special
 //
-// Elements are counted by type (`QUAD4:25`) or, where a type is not told, by card. The box is least
-// x, y, z and greatest x, y, z.
+// Elements are counted by type (`QUAD4:25`) or, where a type is not told, by card; polygons of an OBJ
+// file as `polygon:13`. The box is least x, y, z and greatest x, y, z.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -16,6 +16,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <set>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -40,19 +41,29 @@ std::vector<std::string> split(const std::string& text, char c) {
 }
 
 struct real_file {
-    std::string path;
+    std::string path; // with the root
     std::size_t nbr_nodes = 0;
     std::map<std::string, std::uint64_t> elements;
     std::vector<double> box;
-    bool includes_others = false; // that are not there
+    bool includes_others = false;   // that are not there
+    std::size_t nbr_properties = 0; // where the last column tells them
 };
 
-// Those of one folder, which is the first part of their names.
+// The folders of the files, which are the first part of their names.
+const char* const folders[] = {"nastran", "stl", "obj", "femap"};
+
+std::vector<std::vector<std::string>> lines_of_table(const std::string& root) {
+    std::vector<std::vector<std::string>> lines;
+    std::ifstream table(root + "/truth.tsv");
+    std::string line;
+    std::getline(table, line); // what the columns are
+    while (std::getline(table, line)) lines.push_back(split(line, '\t'));
+    return lines;
+}
+
 std::vector<real_file> files_of(const std::string& root, const std::string& folder) {
     std::vector<real_file> files;
-    std::ifstream table(root + "/truth.tsv");
-    for (std::string line; std::getline(table, line);) {
-        const std::vector<std::string> columns = split(line, '\t');
+    for (const std::vector<std::string>& columns : lines_of_table(root)) {
         if (columns.size() < 7 || columns[0].rfind(folder + "/", 0) != 0) continue;
         real_file file;
         file.path = root + "/" + columns[0];
@@ -64,6 +75,8 @@ std::vector<real_file> files_of(const std::string& root, const std::string& fold
         }
         for (const std::string& x : split(columns[5], ',')) file.box.push_back(std::stod(x));
         file.includes_others = columns[6].find("INCLUDE") != std::string::npos;
+        const std::size_t at = columns[6].find("file has ");
+        if (at != std::string::npos) file.nbr_properties = std::stoul(columns[6].substr(at + 9));
         files.push_back(file);
     }
     return files;
@@ -198,6 +211,82 @@ TEST(real_files, stl_files_are_read_whole) {
         expect_box(mesh, file);
         EXPECT_FALSE(mesh.report.has_lost());
     }
+}
+
+// How many triangles the faces of an OBJ file make that have more than four corners.
+std::uint64_t nbr_triangles_of_polygons(const std::string& path) {
+    std::uint64_t count = 0;
+    std::string joined; // with the lines that go on in the next one
+    for (std::string line : split(contents_of(path), '\n')) {
+        while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.pop_back();
+        const bool goes_on = !line.empty() && line.back() == '\\';
+        if (goes_on) line.pop_back();
+        joined += line + " ";
+        if (goes_on) continue;
+        std::istringstream words(std::exchange(joined, ""));
+        std::string keyword;
+        words >> keyword;
+        const auto nbr_corners = static_cast<std::uint64_t>(
+            std::distance(std::istream_iterator<std::string>(words), {}));
+        if (keyword == "f" && nbr_corners > 4) count += nbr_corners - 2;
+    }
+    return count;
+}
+
+TEST(real_files, obj_files_are_read_whole) {
+    if (root_of_files().empty()) GTEST_SKIP() << "TESSMAKER_REAL_FILES names no folder";
+    const std::vector<real_file> files = files_of(root_of_files(), "obj");
+    EXPECT_FALSE(files.empty());
+    for (real_file file : files) {
+        SCOPED_TRACE(file.path);
+        const deck_mesh mesh = read_path(file.path);
+        EXPECT_EQ(mesh.code, 0) << mesh.error();
+        EXPECT_EQ(mesh.m.pos.cols(), file.nbr_nodes);
+        const std::uint64_t nbr_polygons = std::exchange(file.elements["polygon"], 0);
+        std::uint64_t nbr_faces = nbr_polygons;
+        for (const auto& [name, n] : file.elements) nbr_faces += n;
+        file.elements.erase("polygon");
+        if (nbr_polygons > 0) file.elements["TRIA3"] += nbr_triangles_of_polygons(file.path);
+        EXPECT_EQ(nbr_seen(mesh, "f"), nbr_faces);
+        expect_elements(mesh, file);
+        expect_box(mesh, file);
+        for (const remark& r : mesh.report.remarks()) {
+            const bool is_cut = r.keyword == "f" && r.kind == remark_kind::changed;
+            EXPECT_TRUE(is_cut ? r.count <= nbr_polygons
+                               : r.sentence.ends_with(": materials") ||
+                                     r.sentence.ends_with(": normals") ||
+                                     r.sentence.ends_with(": texture coordinates") ||
+                                     r.sentence.ends_with(": smoothing"))
+                << r.sentence;
+        }
+    }
+}
+
+TEST(real_files, neutral_files_are_read_whole) {
+    if (root_of_files().empty()) GTEST_SKIP() << "TESSMAKER_REAL_FILES names no folder";
+    const std::vector<real_file> files = files_of(root_of_files(), "femap");
+    EXPECT_FALSE(files.empty());
+    for (const real_file& file : files) {
+        SCOPED_TRACE(file.path);
+        const deck_mesh mesh = read_path(file.path);
+        EXPECT_EQ(mesh.code, 0) << mesh.error();
+        EXPECT_EQ(mesh.m.pos.cols(), file.nbr_nodes);
+        expect_whole(mesh);
+        expect_elements(mesh, file);
+        expect_box(mesh, file);
+        const std::set<unsigned int> properties(mesh.m.pids.begin(), mesh.m.pids.end());
+        EXPECT_EQ(properties.size(), file.nbr_properties);
+        for (const remark& r : mesh.report.remarks()) {
+            EXPECT_TRUE(r.sentence.ends_with(": neither nodes nor elements")) << r.sentence;
+        }
+    }
+}
+
+TEST(real_files, none_is_of_a_folder_that_no_test_reads) {
+    if (root_of_files().empty()) GTEST_SKIP() << "TESSMAKER_REAL_FILES names no folder";
+    std::size_t nbr_files = 0;
+    for (const char* const folder : folders) nbr_files += files_of(root_of_files(), folder).size();
+    EXPECT_EQ(nbr_files, lines_of_table(root_of_files()).size());
 }
 
 } // namespace
