@@ -4,8 +4,8 @@
 //
 //   file  origin  licence  nodes  elements  box  what is special
 //
-// Elements are counted by type (`QUAD4:25`) or, where a type is not told, by card; polygons of an OBJ
-// file as `polygon:13`. The box is least x, y, z and greatest x, y, z.
+// Elements are counted by type (`QUAD4:25`) or, where a type is not told, by card; polygons of an
+// OBJ file as `polygon:13`. The box is least x, y, z and greatest x, y, z.
 #include <gtest/gtest.h>
 
 #include <algorithm>
