@@ -183,7 +183,11 @@ TEST(stl_mesh, facets_without_finite_coordinates_are_left_out_and_told) {
     const read_file file = read(binary_of({upper, bad, lower}));
     EXPECT_EQ(file.nbr_facets(), 2U);
     EXPECT_EQ(file.sentences()[0], "facet: 1 left out: a coordinate is no finite number");
-    EXPECT_EQ(read(binary_of({bad})).code, -102);
+    const read_file none_left = read(binary_of({bad}));
+    EXPECT_EQ(none_left.code, -102);
+    EXPECT_EQ(none_left.sentences(),
+              (std::vector<std::string>{"facet: 1 left out: a coordinate is no finite number",
+                                        "no facet of three different corners is there"}));
 }
 
 TEST(stl_mesh, facets_that_collapse_are_told) {

@@ -285,6 +285,9 @@ TEST(vtk_mesh, reads_what_vtk_output_writes) {
             ASSERT_EQ(file.sentences().size(), 1U);
             EXPECT_EQ(file.sentences()[0].substr(0, 63),
                       "poly vertex: 2 joined to the cells ahead of them, first in line");
+            EXPECT_TRUE(file.sentences()[0].ends_with(
+                ": the nodes of a quadratic element that are no corners"))
+                << file.sentences()[0];
         }
     }
 }
