@@ -1,154 +1,140 @@
 // Converts a mesh from one file format to another:
 //
-//     convert IN OUT
+//     convert [--lossy] IN OUT
 //
-// The endings of the names say which formats: .stl, .nas .bdf .dat (NASTRAN), .neu (FEMAP), .obj
-// are read and written, .mesh (MEDIT), .geo (EnSight), .vtk are written only. What OUT can't hold
-// is left out or written in the nearest form that it can hold, and the program says so.
-#include <array>
+// The endings of the names say which formats, or what IN contains. What is left out of IN is said,
+// with the line of the first. What OUT can't hold is said too; then OUT is only written with
+// --lossy. STL has no quadrangles: they are written as two triangles each.
+#include <algorithm>
 #include <cstdio>
-#include <map>
+#include <cstring>
 #include <new>
 #include <string>
 #include <vector>
 
-#include "mesh_file.h"
-
-using kv7::element_type;
+#include "read_and_write.h"
 
 namespace {
 
-std::string count_of(std::size_t n, const char* one, const char* many) {
-    return std::to_string(n) + " " + (n == 1 ? one : many);
+using kv7::dense1D;
+using kv7::element_type;
+using kv7::tessmaker::file_format;
+using kv7::tessmaker::mesh;
+
+std::string count_of(std::size_t n, const char* what) {
+    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
 }
 
-type_counts count_types(const mesh_data& m) {
-    type_counts counts{};
-    for_each_element(
-        m, [&](element_type type, unsigned int) { ++counts[static_cast<std::size_t>(type)]; });
-    return counts;
+bool is_quadrangle(element_type type) {
+    return type == kv7::ET_QUAD4 || type == kv7::ET_QUAD8 || type == kv7::ET_QUAD9;
 }
 
-std::size_t total(const type_counts& counts) {
-    std::size_t sum = 0;
-    for (const std::size_t n : counts) sum += n;
-    return sum;
+dense1D<unsigned int> columns_of(const dense1D<unsigned int>& values,
+                                 const dense1D<unsigned int>& columns) {
+    dense1D<unsigned int> result;
+    if (values.empty()) return result;
+    for (const unsigned int c : columns) expect_memory(result.push_back(values[c]));
+    return result;
 }
 
-std::size_t count_unused_nodes(const mesh_data& m) {
-    std::vector<bool> is_used(m.pos.cols(), false);
+// Whether the numbers say no more than the order.
+bool is_order(const dense1D<unsigned int>& numbers) {
+    for (unsigned int k = 0; k < numbers.size(); ++k) {
+        if (numbers[k] != k + 1) return false;
+    }
+    return true;
+}
+
+// The mesh with two triangles for each quadrangle, which its first diagonal cuts.
+mesh with_quadrangles_split(const mesh& m) {
+    mesh out = m;
+    out.indices = dense1D<unsigned int>{0};
+    out.types = dense1D<int>();
+    dense1D<unsigned int> origin; // the element from which each one comes
+    std::vector<unsigned int> first;
     for_each_element(m, [&](element_type type, unsigned int c) {
-        const unsigned int* const nodes = m.connect.column(c);
-        for (unsigned int r = 0; r < kv7::tessmaker::nbr_nodes(type); ++r) is_used[nodes[r]] = true;
+        const bool is_cut = is_quadrangle(type);
+        first.push_back(static_cast<unsigned int>(origin.size()));
+        expect_memory(origin.push_back(c) && (!is_cut || origin.push_back(c)));
+        const element_type as = is_cut ? kv7::ET_TRIA3 : type;
+        if (out.types.empty() || out.types[out.types.size() - 1] != as) {
+            expect_memory(out.types.push_back(as) && out.indices.push_back(0));
+        }
+        out.indices[out.types.size()] = static_cast<unsigned int>(origin.size());
     });
-    return static_cast<std::size_t>(std::count(is_used.begin(), is_used.end(), false));
+    first.push_back(static_cast<unsigned int>(origin.size()));
+    if (origin.size() == m.connect.cols()) return m;
+
+    out.connect = kv7::dense2D<unsigned int>();
+    expect_memory(out.connect.append(m.connect, origin));
+    for (unsigned int c = 0; c < origin.size(); ++c) {
+        unsigned int* const nodes = out.connect.column(c);
+        const unsigned int from = first[origin[c]];
+        if (first[origin[c] + 1] - from == 1) continue;
+        if (c != from) nodes[1] = nodes[2];
+        if (c != from) nodes[2] = nodes[3];
+        std::fill(nodes + 3, nodes + out.connect.rows(), 0xFFFFFFFF);
+    }
+    out.pids = columns_of(m.pids, origin);
+    out.element_numbers = dense1D<unsigned int>();
+    if (!is_order(m.element_numbers)) out.element_numbers = columns_of(m.element_numbers, origin);
+    for (kv7::tessmaker::named_set& set : out.element_sets) {
+        dense1D<unsigned int> ids;
+        for (const unsigned int id : set.ids) {
+            for (unsigned int c = first[id]; c < first[id + 1]; ++c) {
+                expect_memory(ids.push_back(c));
+            }
+        }
+        set.ids = ids;
+    }
+    for (kv7::tessmaker::field& f : out.fields) {
+        if (f.at == kv7::tessmaker::field_place::nodes) continue;
+        kv7::dense2D<double> values;
+        expect_memory(values.append(f.values, origin));
+        f.values = values;
+    }
+    std::printf("  %-9s%s written as triangles\n", "changed",
+                count_of(origin.size() - m.connect.cols(), "quadrangle").c_str());
+    return out;
 }
 
-std::size_t count_properties(const mesh_data& m) {
-    std::map<unsigned int, std::size_t> counts;
-    for (const unsigned int pid : m.pids) ++counts[pid];
-    return counts.size();
-}
+void run(const std::string& in, const std::string& out, bool lossy) {
+    mesh m;
+    kv7::tessmaker::file_report report;
+    const int code = kv7::tessmaker::read_mesh(in.c_str(), m, report);
+    if (code >= 0) {
+        std::printf("%s, %s: %s, %s\n", in.c_str(), format_name(report.format()),
+                    count_of(m.pos.cols(), "node").c_str(),
+                    count_of(m.connect.cols(), "element").c_str());
+    }
+    for_each_type(
+        m, [](const char* name, std::size_t count) { std::printf("  %zu %s\n", count, name); });
+    print_remarks(report);
+    expect_success(code, report);
 
-// Reports how the elements are written. Returns the number that are; a quadrangle that is split
-// counts once.
-std::size_t report_types(const type_counts& counts, const mesh_format_traits& out) {
-    std::size_t nbr_written = 0;
-    for (std::size_t t = 0; t < counts.size(); ++t) {
-        if (counts[t] == 0) continue;
-        const auto type = static_cast<element_type>(t);
-        const element_type as = out.written_as(type);
-        const std::string what = std::to_string(counts[t]) + " " + type_name(type);
-        if (as == kv7::ET_UNKNOWN) {
-            std::printf("  %s left out: %s has no such element here\n", what.c_str(), out.name);
-            continue;
-        }
-        nbr_written += counts[t];
-        if (as != type) {
-            std::printf("  %s written as %s, with fewer nodes\n", what.c_str(), type_name(as));
-        }
-        if (out.format == mesh_format::stl && as == kv7::ET_QUAD4) {
-            std::printf("  %s split into triangles\n", what.c_str());
-        }
-        if (out.format == mesh_format::vtk && as == type &&
-            kv7::tessmaker::nbr_nodes(as) > kv7::tessmaker::nbr_base_nodes(as)) {
-            std::printf("  %s written as linear cells, their other nodes as cells of points\n",
-                        what.c_str());
-        }
-    }
-    return nbr_written;
-}
-
-bool has_numbers(const mesh_format_traits& traits) {
-    return traits.format == mesh_format::nastran || traits.format == mesh_format::femap;
-}
-
-int run(const std::string& in_name, const std::string& out_name) {
-    const mesh_format_traits* const out = format_of(out_name);
-    if (!out) {
-        throw mesh_file_error(
-            out_name, "its ending is none of .stl .nas .bdf .dat .neu .obj .mesh .geo .vtk");
-    }
-    mesh_data m;
-    bool normals_or_textures = false;
-    read_mesh(in_name, m, normals_or_textures);
-    const mesh_format_traits& in = *format_of(in_name);
-    const type_counts read = count_types(m);
-    std::printf("%s, %s: %s, %s\n", in_name.c_str(), in.name,
-                count_of(m.pos.cols(), "node", "nodes").c_str(),
-                count_of(total(read), "element", "elements").c_str());
-    for (std::size_t t = 0; t < read.size(); ++t) {
-        if (read[t] > 0) {
-            std::printf("  %zu %s\n", read[t], type_name(static_cast<element_type>(t)));
-        }
-    }
-    if (m.pos.empty()) throw mesh_file_error(in_name, "has no nodes");
-    std::printf("%s, %s\n", out_name.c_str(), out->name);
-
-    if (const std::size_t n = drop_incomplete(m); n > 0) {
-        std::printf("  %s left out: nodes that they name are not in the file\n",
-                    count_of(n, "element", "elements").c_str());
-    }
-    const type_counts complete = count_types(m);
-    const std::size_t nbr_written = report_types(complete, *out);
-    if (nbr_written == 0 && total(read) > 0) {
-        throw mesh_file_error(out_name, "would hold none of the elements, and is not written");
-    }
-    if (nbr_written == 0 && out->format == mesh_format::femap) {
-        throw mesh_file_error(out_name, "can't hold nodes alone, and is not written");
-    }
-    if (has_numbers(in)) {
-        std::printf("  elements are numbered anew, from 1 in the order of the file\n");
-    }
-    if (out->format == mesh_format::stl) {
-        if (const std::size_t n = count_unused_nodes(m); n > 0) {
-            std::printf("  %s without an element left out\n", count_of(n, "node", "nodes").c_str());
-        }
-    }
-    if (has_numbers(in) && !out->keeps_properties) {
-        std::printf("  properties left out, %s\n",
-                    count_of(count_properties(m), "number", "different numbers").c_str());
-    }
-    if (normals_or_textures) std::printf("  normals and texture coordinates left out\n");
-    std::printf("  coordinates in %s\n", out->precision);
-    write_mesh(out_name, m);
-    return 0;
+    const file_format format = kv7::tessmaker::format_by_ending(out.c_str());
+    std::printf("%s, %s\n", out.c_str(), kv7::tessmaker::format_name(format));
+    if (format == file_format::stl_binary) m = with_quadrangles_split(m);
+    kv7::tessmaker::write_options options;
+    options.lossy = lossy;
+    write_file(out, m, options);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr,
-                     "usage: convert IN OUT\n"
-                     "IN ends in .stl .nas .bdf .dat .neu .obj, OUT in one of these or in .mesh "
-                     ".geo .vtk\n");
+    const bool lossy = argc > 1 && std::strcmp(argv[1], "--lossy") == 0;
+    char** const names = argv + (lossy ? 2 : 1);
+    if (argv + argc - names != 2 || (names[0][0] == '-' && names[0][1] == '-')) {
+        std::fprintf(stderr, "usage: convert [--lossy] IN OUT\n"
+                             "--lossy writes OUT although it can't hold all that is in IN\n");
         return 2;
     }
     try {
-        return run(argv[1], argv[2]);
-    } catch (const mesh_file_error& error) {
-        std::fprintf(stderr, "convert: %s\n", error.what());
+        run(names[0], names[1], lossy);
+        return 0;
+    } catch (const failure& failed) {
+        std::fprintf(stderr, "convert: %s\n", failed.what());
     } catch (const std::bad_alloc&) {
         std::fprintf(stderr, "convert: out of memory\n");
     }

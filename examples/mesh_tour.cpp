@@ -4,29 +4,30 @@
 //
 //     mesh_tour IN PREFIX [CHARACTERISTIC]
 //
-// IN ends in .stl, .nas, .bdf, .dat (NASTRAN), .neu (FEMAP) or .obj. Written are PREFIX.vtk with
-// qualities and sizes, PREFIX.mesh with the sizes beside it in PREFIX.bb, PREFIX.nas, and for an
-// STL file PREFIX.stl. If CHARACTERISTIC is given and the surface has another Euler characteristic,
-// the program fails.
+// IN is a file of any format that read_mesh reads. Written are PREFIX.vtk with qualities and sizes,
+// PREFIX.mesh with the sizes beside it in PREFIX.bb, both of the elements that are rated, by their
+// corners; PREFIX.nas with the mesh as a whole; and for an STL file PREFIX.stl. If CHARACTERISTIC
+// is given and the surface has another Euler characteristic, the program fails. What a file can't
+// hold is said.
 //
-// STL_input reads, welds and cleans in one go and reports no figures, so for an STL file the
-// program does these steps a second time, one by one, with merge, remove_degenerated and simplify.
-// Both ways must end with the same mesh.
+// Of an STL file read_mesh welds and cleans the facets, so for such a file the program does these
+// steps a second time, one by one, with merge, remove_degenerated and simplify. Both ways must end
+// with the same mesh.
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <tessmaker/tessmaker.h>
 
 #include "face_topology.h"
-#include "mesh_file.h"
 #include "progress.h"
+#include "read_and_write.h"
 #include "report.h"
 #include "shape_report.h"
 #include "stl_soup.h"
@@ -34,6 +35,9 @@
 using kv7::dense1D;
 using kv7::dense2D;
 using kv7::element_type;
+using kv7::tessmaker::file_format;
+using kv7::tessmaker::file_report;
+using kv7::tessmaker::mesh;
 
 namespace {
 
@@ -56,37 +60,28 @@ struct welding {
     double tolerance = 0.0;
     std::size_t nodes_before = 0;
     std::size_t elements_before = 0;
-    std::size_t incomplete = 0;
+    std::size_t points = 0; // elements of one node
     std::size_t degenerate = 0;
-    bool is_text = false; // of an STL file
 };
 
 // The elements whose shape and topology are reported: the solids of a mesh, or its faces if there
 // are none, reduced to their corners, in one array that is sorted by shape.
 struct corner_mesh {
+    dense2D<double> pos;
     dense2D<unsigned int> connect;
     element_type type = kv7::ET_UNKNOWN;
-    // Elements of one shape form a group: group g ends before column group_ends[g].
-    dense1D<unsigned int> node_counts;
-    dense1D<unsigned int> group_ends;
 };
 
 // STL.
 
-void weld_stl(const std::string& filename, mesh_data& m, welding& report, tour_times& times) {
-    using mesh_file_detail::open;
-    const mesh_file_detail::open_file file = open(filename, "rb");
-    dense2D<double> checked_pos;
-    dense2D<unsigned int> checked;
-    if (kv7::tessmaker::STL_input(file.get(), checked_pos, checked) < 0) {
-        throw mesh_file_error(filename, "can't be read a second time");
-    }
-    const std::int64_t nbr_binary_facets = binary_facet_count(file.get());
-    report.is_text = nbr_binary_facets < 0;
+void weld_stl(const std::string& filename, const file_report& read, const mesh& m, welding& report,
+              tour_times& times) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(filename.c_str(), "rb"),
+                                                               std::fclose);
     dense2D<double> pos;
-    if (!(report.is_text ? read_text_corners(file.get(), pos)
-                         : read_binary_corners(file.get(), nbr_binary_facets, pos))) {
-        throw mesh_file_error(filename, "can't be read a second time");
+    if (!file || !(read.format() == file_format::stl_text ? read_text_corners(file.get(), pos)
+                                                          : read_binary_corners(file.get(), pos))) {
+        throw failure(filename + ": can't be read a second time");
     }
     report.nodes_before = pos.cols();
     report.elements_before = pos.cols() / 3;
@@ -107,7 +102,7 @@ void weld_stl(const std::string& filename, mesh_data& m, welding& report, tour_t
         times.clean = cleaning_time.milliseconds();
     }
     if (pos.cols() != m.pos.cols() || connect.cols() != m.connect.cols()) {
-        throw mesh_file_error(filename, "STL_input and its steps one by one give different meshes");
+        throw failure(filename + ": read_mesh and its steps one by one give different meshes");
     }
     report.degenerate = report.elements_before - connect.cols();
 }
@@ -121,29 +116,48 @@ double diagonal(const dense2D<double>& pos) {
     return std::hypot(high[0] - low[0], high[1] - low[1], high[2] - low[2]);
 }
 
-// Removes from the other arrays the elements that remove_degenerated has removed from `connect`.
-void follow_removal(const dense1D<unsigned int>& new_columns, mesh_data& m) {
-    mesh_data rest;
+// Keeps of the runs and of the properties what belongs to the elements that `is_kept(column)`
+// accepts; numbers and sets, which would not match any more, are left behind.
+template <class Condition> void keep_runs(const Condition& is_kept, mesh& m) {
+    mesh rest;
     expect_memory(rest.indices.push_back(0));
     unsigned int nbr_kept = 0;
     for (std::size_t k = 0; k < m.types.size(); ++k) {
         for (unsigned int c = m.indices[k]; c < m.indices[k + 1]; ++c) {
-            if (new_columns[c] == absent) continue;
+            if (!is_kept(c)) continue;
             ++nbr_kept;
             expect_memory(rest.pids.push_back(m.pids[c]));
         }
         expect_memory(rest.types.push_back(m.types[k]) && rest.indices.push_back(nbr_kept));
     }
-    m.indices = rest.indices;
-    m.types = rest.types;
-    m.pids = rest.pids;
+    rest.pos = m.pos;
+    rest.connect = m.connect;
+    m = rest;
 }
 
-// Merges coincident nodes, and removes elements that collapse and nodes without an element.
-void weld_and_clean(mesh_data& m, welding& report, tour_times& times) {
+// Points have no shape, and don't hold nodes together.
+std::size_t drop_points(mesh& m) {
+    dense1D<unsigned int> kept;
+    std::vector<bool> is_kept(m.connect.cols(), false);
+    for_each_element(m, [&](element_type type, unsigned int c) {
+        if (type == kv7::ET_NODE) return;
+        is_kept[c] = true;
+        expect_memory(kept.push_back(c));
+    });
+    const std::size_t nbr_points = m.connect.cols() - kept.size();
+    keep_runs([&is_kept](unsigned int c) { return is_kept[c]; }, m);
+    if (nbr_points == 0) return 0;
+    dense2D<unsigned int> rest;
+    expect_memory(kept.empty() || rest.append(m.connect, kept));
+    m.connect = rest;
+    return nbr_points;
+}
+
+// Merges coincident nodes, and removes points, elements that collapse and nodes without an element.
+void weld_and_clean(mesh& m, welding& report, tour_times& times) {
     report.nodes_before = m.pos.cols();
     report.elements_before = m.connect.cols();
-    report.incomplete = drop_incomplete(m);
+    report.points = drop_points(m);
     if (m.connect.empty()) return;
     const stopwatch welding_time;
     report.tolerance = 1e-9 * diagonal(m.pos);
@@ -155,7 +169,9 @@ void weld_and_clean(mesh_data& m, welding& report, tour_times& times) {
     const int nbr_removed = kv7::tessmaker::remove_degenerated(m.connect, new_columns, false);
     expect_memory(nbr_removed >= 0);
     report.degenerate = static_cast<std::size_t>(nbr_removed);
-    if (nbr_removed > 0) follow_removal(new_columns, m);
+    if (nbr_removed > 0) {
+        keep_runs([&](unsigned int c) { return new_columns[c] != absent; }, m);
+    }
     expect_memory(kv7::tessmaker::simplify(m.pos, m.connect, 0) >= 0);
     times.clean = cleaning_time.milliseconds();
 }
@@ -173,7 +189,7 @@ element_type shape_of(unsigned int dimension, unsigned int nbr_corners) {
     }
 }
 
-corner_mesh corners_of(const mesh_data& m) {
+corner_mesh corners_of(const mesh& m) {
     using namespace kv7::tessmaker;
     unsigned int dimension = 0;
     for_each_element(m, [&](element_type type, unsigned int) {
@@ -191,17 +207,20 @@ corner_mesh corners_of(const mesh_data& m) {
         if (element_dim(type) != dimension) return;
         std::copy_n(m.connect.column(c), nbr_base_nodes(type), result.connect.column(to++));
     });
+    dense1D<unsigned int> node_counts; // of the shapes that are there
+    dense1D<unsigned int> ends;
     dense1D<unsigned int> old_to_new;
-    sort_elfes(result.connect, result.node_counts, result.group_ends, old_to_new);
-    expect_memory(result.node_counts.size() > 0 && old_to_new.size() == n);
+    sort_elfes(result.connect, node_counts, ends, old_to_new);
+    expect_memory(node_counts.size() > 0 && old_to_new.size() == n);
     result.type = dimension == 2 ? kv7::ET_FACE_MIX : kv7::ET_SOLID_MIX;
-    if (result.node_counts.size() > 1) return result;
-    // All elements have the same shape: no rows are needed beyond its nodes.
-    const unsigned int rows = result.node_counts[0];
-    dense2D<unsigned int> plain;
-    expect_memory(plain.copy(result.connect.sub_matrix(0, 0, rows, n)));
-    result.connect = plain;
-    result.type = shape_of(dimension, rows);
+    if (node_counts.size() == 1) { // no rows are needed beyond its nodes
+        const unsigned int rows = node_counts[0];
+        dense2D<unsigned int> plain;
+        expect_memory(plain.copy(result.connect.sub_matrix(0, 0, rows, n)));
+        result.connect = plain;
+        result.type = shape_of(dimension, rows);
+    }
+    expect_memory(result.pos.copy(m.pos) && simplify(result.pos, result.connect, 0) >= 0);
     return result;
 }
 
@@ -212,7 +231,7 @@ struct surface {
     element_type type = kv7::ET_UNKNOWN;
 };
 
-surface surface_of(const mesh_data& m, const corner_mesh& elements) {
+surface surface_of(const corner_mesh& elements) {
     using namespace kv7::tessmaker;
     surface result;
     if (element_dim(elements.type) == 2) {
@@ -225,11 +244,11 @@ surface surface_of(const mesh_data& m, const corner_mesh& elements) {
             get_mesh_boundaries(elements.connect, neighbors, elements.type, result.connect) == 0);
         result.type = result.connect.rows() == 3 ? kv7::ET_TRIA3 : kv7::ET_FACE_MIX;
     }
-    // Renumber its nodes without those of bars, inner ones and those between corners.
+    // Renumber its nodes without the inner ones.
     dense1D<unsigned int> nodes;
     unique_indices(nodes, result.connect, dense1D<unsigned int>());
     dense1D<unsigned int> place;
-    expect_memory(place.resize(m.pos.cols(), absent));
+    expect_memory(place.resize(elements.pos.cols(), absent));
     for (std::size_t k = 0; k < nodes.size(); ++k) place[nodes[k]] = static_cast<unsigned int>(k);
     dense2D<unsigned int> numbered;
     expect_memory(numbered.copy(result.connect));
@@ -258,11 +277,11 @@ struct size_report {
     shock_figures shock_after;
 };
 
-shock_figures shock_of(const mesh_data& m, const dense2D<unsigned int>& edges,
+shock_figures shock_of(const corner_mesh& elements, const dense2D<unsigned int>& edges,
                        const dense1D<double>& sizes) {
     dense1D<double> shocks;
-    expect_memory(kv7::tessmaker::H_shock(m.pos, edges, sizes, shocks) == 0);
-    expect_memory(shocks.size() == m.pos.cols());
+    expect_memory(kv7::tessmaker::H_shock(elements.pos, edges, sizes, shocks) == 0);
+    expect_memory(shocks.size() == elements.pos.cols());
     // Bounding refuses steps below a thousandth, so that an edge may stay a little above the limit.
     constexpr double above = 1.01 * gradation_limit;
     return {*std::max_element(shocks.begin(), shocks.end()),
@@ -272,12 +291,12 @@ shock_figures shock_of(const mesh_data& m, const dense2D<unsigned int>& edges,
 
 // Derives sizes from the elements, puts a small one at the lowest corner of the bounding box, and
 // bounds how fast sizes grow from there.
-void find_sizes(const mesh_data& m, const corner_mesh& elements, size_report& report,
-                tour_times& times) {
+void find_sizes(const corner_mesh& elements, size_report& report, tour_times& times) {
     using namespace kv7::tessmaker;
     const stopwatch deriving;
-    expect_memory(metrics_gen_iso(m.pos, elements.connect, elements.type, report.before, 1.0) == 0);
-    // Nodes that are no corners have size 0, which means none.
+    expect_memory(
+        metrics_gen_iso(elements.pos, elements.connect, elements.type, report.before, 1.0) == 0);
+    // A node whose elements are all at its place has size 0, which means none.
     report.smallest = HUGE_VAL;
     for (const double h : report.before) {
         if (h > 0.0) report.smallest = std::min(report.smallest, h);
@@ -287,106 +306,88 @@ void find_sizes(const mesh_data& m, const corner_mesh& elements, size_report& re
     for (double& h : report.before) {
         if (!(h > 0.0)) h = report.largest;
     }
-    kv7::vector_fixed<double, 3> low{m.pos(0, 0), m.pos(1, 0), m.pos(2, 0)};
+    kv7::vector_fixed<double, 3> low{elements.pos(0, 0), elements.pos(1, 0), elements.pos(2, 0)};
     kv7::vector_fixed<double, 3> high = low;
-    inc_bounding_box(m.pos, low, high);
-    const node_detector nodes(m.pos);
+    inc_bounding_box(elements.pos, low, high);
+    const node_detector nodes(elements.pos);
     report.source = nodes.find_closest(low);
-    if (report.source >= m.pos.cols()) report.source = 0;
+    if (report.source >= elements.pos.cols()) report.source = 0;
     report.source_size = 0.1 * report.smallest;
     report.before[report.source] = report.source_size;
     times.sizes = deriving.milliseconds();
 
     const stopwatch bounding;
     expect_memory(report.after.copy(report.before));
-    report.nbr_changed = bound_metric_gradations(m.pos, elements.connect, elements.type, {}, true,
-                                                 -1, gradation_limit, report.after);
+    report.nbr_changed = bound_metric_gradations(elements.pos, elements.connect, elements.type, {},
+                                                 true, -1, gradation_limit, report.after);
     expect_memory(report.nbr_changed >= 0);
     times.gradation = bounding.milliseconds();
 
     dense2D<unsigned int> edges;
     expect_memory(copy_edges(elements.connect, elements.type, edges, {}) == 0);
-    report.shock_before = shock_of(m, edges, report.before);
-    report.shock_after = shock_of(m, edges, report.after);
+    report.shock_before = shock_of(elements, edges, report.before);
+    report.shock_after = shock_of(elements, edges, report.after);
 }
 
 // Output.
 
-void write_vtk(const std::string& filename, const mesh_data& m, const corner_mesh& elements,
-               const dense1D<double>& qualities, const size_report& sizes) {
-    using namespace kv7::tessmaker;
-    unsigned int nbr_cells = 0;
-    dense1D<unsigned int> cells;
-    dense1D<unsigned int> cell_types;
-    unsigned int first = 0;
-    for (std::size_t g = 0; g < elements.node_counts.size(); ++g) {
-        const unsigned int rows = elements.node_counts[g];
-        const element_type type = shape_of(element_dim(elements.type), rows);
-        dense2D<unsigned int> all = elements.connect; // shares the array
-        vtk_convert(all.sub_matrix(0, first, rows, elements.group_ends[g] - first), type, nbr_cells,
-                    cells, cell_types);
-        first = elements.group_ends[g];
-    }
-    expect_memory(nbr_cells == elements.connect.cols() && cell_types.size() == nbr_cells);
-    mesh_file_detail::open_file file = mesh_file_detail::open(filename, "wb");
-    bool is_written = vtk_output(file.get(), m.pos, nbr_cells, cells, cell_types) == 0;
-    const auto write = [&](const char* name, const dense1D<double>& values) {
-        is_written = is_written && std::fprintf(file.get(),
-                                                "SCALARS %s double 1\n"
-                                                "LOOKUP_TABLE default\n",
-                                                name) > 0;
-        for (const double value : values) {
-            is_written = is_written && std::fprintf(file.get(), "%.9g\n", value) > 0;
-        }
-    };
-    is_written = is_written && std::fprintf(file.get(), "\nCELL_DATA %u\n", nbr_cells) > 0;
-    write("quality", qualities);
-    is_written = is_written && std::fprintf(file.get(), "\nPOINT_DATA %zu\n", m.pos.cols()) > 0;
-    write("size_before", sizes.before);
-    write("size_after", sizes.after);
-    if (std::fclose(file.release()) != 0 || !is_written) {
-        throw mesh_file_error(filename, "can't be written");
-    }
+kv7::tessmaker::field scalar_field(const char* name, kv7::tessmaker::field_place at,
+                                   dense1D<double>& values) {
+    kv7::tessmaker::field result;
+    result.name = name;
+    result.at = at;
+    result.values = dense2D<double>::wrap(values.begin(), 1, values.size());
+    return result;
 }
 
-void write_stl(const std::string& filename, const mesh_data& m, bool text) {
-    errno = 0;
-    if (kv7::tessmaker::STL_output(filename.c_str(), m.pos, m.connect, text) < 0) {
-        throw mesh_file_error(filename, errno != 0 ? std::strerror(errno) : "can't be written");
-    }
+// The elements as a mesh, with what was found out about them.
+mesh told_mesh(const corner_mesh& elements, dense1D<double>& qualities, size_report& sizes) {
+    using kv7::tessmaker::field_place;
+    mesh result;
+    result.pos = elements.pos;
+    result.connect = elements.connect;
+    result.types = dense1D<int>{elements.type};
+    result.indices = dense1D<unsigned int>{0, static_cast<unsigned int>(elements.connect.cols())};
+    result.fields = {scalar_field("quality", field_place::elements, qualities),
+                     scalar_field("size_before", field_place::nodes, sizes.before),
+                     scalar_field("size_after", field_place::nodes, sizes.after)};
+    return result;
 }
 
-std::vector<std::string> write_all(const std::string& prefix, bool is_stl, const mesh_data& m,
-                                   const corner_mesh& elements, const dense1D<double>& qualities,
-                                   const size_report& sizes, const welding& report) {
-    std::vector<std::string> names{prefix + ".vtk", prefix + ".mesh", prefix + ".bb",
-                                   prefix + ".nas", prefix + ".stl"};
-    write_vtk(names[0], m, elements, qualities, sizes);
-    write_mesh(names[1], m);
-    if (kv7::tessmaker::medit_scalar(names[2].c_str(), 3, sizes.after) < 0) {
-        throw mesh_file_error(names[2], "can't be written");
+// Writes a file, and prints its name and what it can't hold.
+void write_told(const std::string& name, const mesh& m, file_format format) {
+    std::printf("written to %s\n", name.c_str());
+    kv7::tessmaker::write_options options;
+    options.format = format;
+    options.lossy = true;
+    write_file(name, m, options);
+}
+
+void write_all(const std::string& prefix, const mesh& m, const corner_mesh& elements,
+               dense1D<double>& qualities, size_report& sizes) {
+    mesh told = told_mesh(elements, qualities, sizes);
+    write_told(prefix + ".vtk", told, file_format::vtk);
+    told.fields.clear(); // the sizes have a file of their own
+    write_told(prefix + ".mesh", told, file_format::medit);
+    const std::string sizes_name = prefix + ".bb";
+    std::printf("written to %s\n", sizes_name.c_str());
+    if (kv7::tessmaker::medit_scalar(sizes_name.c_str(), 3, sizes.after) < 0) {
+        throw failure(sizes_name + ": can't be written");
     }
-    write_mesh(names[3], m);
-    if (!is_stl) return {names.begin(), names.end() - 1};
-    write_stl(names[4], m, report.is_text);
-    return names;
+    write_told(prefix + ".nas", m, file_format::nastran);
 }
 
 // Report.
 
-void print_elements(const mesh_data& m) {
-    type_counts counts{};
-    for_each_element(
-        m, [&](element_type type, unsigned int) { ++counts[static_cast<std::size_t>(type)]; });
-    for (const type_row& row : type_rows()) {
-        const std::size_t count = counts[static_cast<std::size_t>(row.type)];
-        if (count > 0) print_count((std::string("  ") + row.name).c_str(), count);
-    }
+void print_elements(const mesh& m) {
+    for_each_type(m, [](const char* name, std::size_t count) {
+        print_count((std::string("  ") + name).c_str(), count);
+    });
 }
 
-void print_welding(bool is_stl, const mesh_data& m, const welding& report) {
+void print_welding(bool is_stl, const mesh& m, const welding& report) {
     print_count(is_stl ? "facets in the file" : "elements in the file", report.elements_before);
-    if (report.incomplete > 0) print_count("  without their nodes", report.incomplete);
+    if (report.points > 0) print_count("  points, dropped", report.points);
     print_count("  degenerate, dropped", report.degenerate);
     print_count("  left", m.connect.cols());
     if (!is_stl) print_elements(m);
@@ -418,110 +419,106 @@ void print_sizes(const size_report& s) {
 
 void print_times(bool is_stl, const tour_times& t) {
     std::printf("\n%-24s%14s\n", "step", "ms");
-    print_time("  read", t.read, is_stl ? "STL_input, which welds and cleans too" : "");
+    print_time("  read", t.read, is_stl ? "read_mesh, which welds and cleans too" : "read_mesh");
     print_time("  weld", t.weld, is_stl ? "merge, in a second go step by step" : "merge");
     print_time("  clean", t.clean, "remove_degenerated, simplify");
     print_time("  topology", t.topology, "get_neighbors, get_mesh_boundaries, copy_edges");
     print_time("  quality", t.quality, "shape_qualities, min_quality");
     print_time("  sizes", t.sizes, "metrics_gen_iso, node_detector");
     print_time("  gradation", t.gradation, "bound_metric_gradations");
-    print_time("  write", t.write, "vtk_output, medit_output, NASTRAN_output");
+    print_time("  write", t.write, "write_mesh");
 }
 
 // The whole tour.
 
-int run(const std::string& in_name, const std::string& prefix, const char* characteristic) {
-    progress shown;
+void expect_to_add_up(bool adds_up, const std::string& name, const char* what) {
+    if (!adds_up) throw failure(name + ": " + what);
+}
+
+void run(const std::string& in_name, const std::string& prefix, const char* characteristic) {
+    std::optional<progress> shown(std::in_place); // until something is printed
     tour_times times;
-    mesh_data m;
-    shown.step("reading");
+    mesh m;
+    file_report read;
+    shown->step("reading");
     const stopwatch reading;
-    bool normals_or_textures = false;
-    read_mesh(in_name, m, normals_or_textures);
+    const int code = kv7::tessmaker::read_mesh(in_name.c_str(), m, read);
+    expect_success(code, read);
     times.read = reading.milliseconds();
 
-    shown.step("welding");
-    const bool is_stl = format_of(in_name)->format == mesh_format::stl;
+    shown->step("welding");
+    const bool is_stl =
+        read.format() == file_format::stl_text || read.format() == file_format::stl_binary;
     welding report;
     if (is_stl) {
-        weld_stl(in_name, m, report, times);
+        weld_stl(in_name, read, m, report, times);
     } else {
         weld_and_clean(m, report, times);
     }
     const corner_mesh elements = corners_of(m);
     const bool has_elements = !elements.connect.empty();
-    if (!has_elements && !is_stl) throw mesh_file_error(in_name, "has no faces and no solids");
+    if (!has_elements && !is_stl) throw failure(in_name + ": has no faces and no solids");
 
-    shown.step("finding the topology");
+    shown->step("finding the topology");
     const stopwatch joining;
     face_topology topology;
     const bool is_solid = kv7::tessmaker::element_dim(elements.type) == 3;
     if (has_elements) {
-        const surface outside = surface_of(m, elements);
+        const surface outside = surface_of(elements);
         expect_memory(find_topology(outside.nbr_nodes, outside.connect, outside.type, topology));
-        if (!topology.adds_up()) {
-            throw mesh_file_error(in_name, "the sides of its facets do not add up");
-        }
+        expect_to_add_up(topology.adds_up(), in_name, "the sides of its facets do not add up");
     }
     times.topology = joining.milliseconds();
 
-    shown.step("rating shapes");
+    shown->step("rating shapes");
     const stopwatch rating;
     shape_report quality;
     dense1D<double> qualities;
     size_report sizes;
     if (has_elements) {
-        expect_memory(find_quality(m.pos, elements.connect, elements.type, qualities, quality));
+        expect_memory(
+            find_quality(elements.pos, elements.connect, elements.type, qualities, quality));
         times.quality = rating.milliseconds();
-        if (!quality.adds_up(elements.connect.cols())) {
-            throw mesh_file_error(in_name, "the ratings of its elements do not add up");
-        }
-        shown.step("bounding sizes");
-        find_sizes(m, elements, sizes, times);
+        expect_to_add_up(quality.adds_up(elements.connect.cols()), in_name,
+                         "the ratings of its elements do not add up");
+        shown->step("bounding sizes");
+        find_sizes(elements, sizes, times);
     }
+    shown.reset();
 
-    shown.step("writing");
-    const stopwatch writing;
-    std::vector<std::string> written;
-    if (has_elements) {
-        written = write_all(prefix, is_stl, m, elements, qualities, sizes, report);
-    } else {
-        written = {prefix + ".stl"};
-        write_stl(written[0], m, report.is_text);
-    }
-    times.write = writing.milliseconds();
-
-    std::printf("%s, %s%s\n\n", in_name.c_str(), format_of(in_name)->name,
-                !is_stl          ? ""
-                : report.is_text ? ", text"
-                                 : ", binary");
+    std::printf("%s, %s\n", in_name.c_str(), format_name(read.format()));
+    print_remarks(read);
+    std::printf("\n");
     print_welding(is_stl, m, report);
     std::printf("\n%s\n", is_solid ? "boundary of the solids" : "surface");
     if (is_solid) print_count("facets", topology.facets);
     print_topology(topology);
-    print_quality(m.pos, elements.connect, quality);
+    print_quality(elements.pos, elements.connect, quality);
     if (has_elements) print_sizes(sizes);
-    print_times(is_stl, times);
+
     std::printf("\n");
-    for (const std::string& name : written) std::printf("written to %s\n", name.c_str());
+    const stopwatch writing;
+    if (has_elements) write_all(prefix, m, elements, qualities, sizes);
+    if (is_stl) write_told(prefix + ".stl", m, read.format());
+    times.write = writing.milliseconds();
+    print_times(is_stl, times);
     if (characteristic && topology.characteristic() != std::strtoll(characteristic, nullptr, 10)) {
-        throw mesh_file_error(in_name, "not the Euler characteristic that was expected");
+        throw failure(in_name + ": not the Euler characteristic that was expected");
     }
-    return 0;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     if (argc != 3 && argc != 4) {
-        std::fprintf(stderr, "usage: mesh_tour IN PREFIX [CHARACTERISTIC]\n"
-                             "IN ends in .stl .nas .bdf .dat .neu .obj\n");
+        std::fprintf(stderr, "usage: mesh_tour IN PREFIX [CHARACTERISTIC]\n");
         return 2;
     }
     try {
-        return run(argv[1], argv[2], argc == 4 ? argv[3] : nullptr);
-    } catch (const mesh_file_error& error) {
-        std::fprintf(stderr, "mesh_tour: %s\n", error.what());
+        run(argv[1], argv[2], argc == 4 ? argv[3] : nullptr);
+        return 0;
+    } catch (const failure& failed) {
+        std::fprintf(stderr, "mesh_tour: %s\n", failed.what());
     } catch (const std::bad_alloc&) {
         std::fprintf(stderr, "mesh_tour: %s: out of memory\n", argv[1]);
     }

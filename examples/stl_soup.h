@@ -12,22 +12,8 @@
 #include <limits>
 #include <utility>
 
-#include <strings.h>
-
 #include <tessmaker/containers.h>
 #include <tessmaker/repair.h>
-
-// The number of facets if the file is binary, -1 if it is text. STL_input has left the stream
-// behind what it read; in a binary file that position follows from the number of facets.
-inline std::int64_t binary_facet_count(std::FILE* file) {
-    const long end = std::ftell(file);
-    unsigned char bytes[4];
-    if (std::fseek(file, 80, SEEK_SET) != 0 || std::fread(bytes, 1, 4, file) != 4) return -1;
-    const std::uint32_t bits = std::uint32_t{bytes[0]} | std::uint32_t{bytes[1]} << 8 |
-                               std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
-    const std::int64_t count = std::max<std::int32_t>(0, static_cast<std::int32_t>(bits));
-    return end == 84 + 50 * count ? count : -1;
-}
 
 inline bool add_corners(const double* corners, std::size_t n, kv7::dense2D<double>& pos) {
     const std::size_t cols = pos.cols();
@@ -36,11 +22,20 @@ inline bool add_corners(const double* corners, std::size_t n, kv7::dense2D<doubl
     return true;
 }
 
-// The corners of all facets, three nodes each, from a file that STL_input has accepted.
-inline bool read_binary_corners(std::FILE* file, std::int64_t nbr_facets,
-                                kv7::dense2D<double>& pos) {
-    if (std::fseek(file, 84, SEEK_SET) != 0) return false;
-    for (std::int64_t k = 0; k < nbr_facets; ++k) {
+// Appends the corners of a facet, three nodes; nothing if a coordinate is no finite number.
+inline bool add_facet(const double* corners, kv7::dense2D<double>& pos) {
+    const bool is_finite =
+        std::all_of(corners, corners + 9, [](double x) { return std::isfinite(x); });
+    return !is_finite || add_corners(corners, 3, pos);
+}
+
+// The corners of all facets of a binary file that read_mesh has accepted.
+inline bool read_binary_corners(std::FILE* file, kv7::dense2D<double>& pos) {
+    unsigned char bytes[4];
+    if (std::fseek(file, 80, SEEK_SET) != 0 || std::fread(bytes, 1, 4, file) != 4) return false;
+    const std::uint32_t nbr_facets = std::uint32_t{bytes[0]} | std::uint32_t{bytes[1]} << 8 |
+                                     std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
+    for (std::uint32_t k = 0; k < nbr_facets; ++k) {
         float values[12]; // the normal and three corners
         unsigned char attribute[2];
         if (std::fread(values, 4, 12, file) != 12 || std::fread(attribute, 1, 2, file) != 2) {
@@ -48,23 +43,42 @@ inline bool read_binary_corners(std::FILE* file, std::int64_t nbr_facets,
         }
         double corners[9];
         std::copy_n(values + 3, 9, corners);
-        if (!add_corners(corners, 3, pos)) return false;
+        if (!add_facet(corners, pos)) return false;
     }
     return true;
 }
 
-inline bool read_text_corners(std::FILE* file, kv7::dense2D<double>& pos) {
-    std::rewind(file);
-    char line[256];
-    while (std::fgets(line, sizeof line, file)) {
-        char* rest = line + std::strspn(line, " \t");
-        if (strncasecmp(rest, "vertex", 6) != 0) continue;
-        rest += 6;
-        double corner[3];
-        for (double& x : corner) x = std::strtod(rest, &rest);
-        if (!add_corners(corner, 1, pos)) return false;
+// The next word, in lower case. False at the end of the file; long words are cut into several.
+inline bool read_word(std::FILE* file, char (&word)[64]) {
+    if (std::fscanf(file, "%63s", word) != 1) return false;
+    for (char* c = word; *c != '\0'; ++c) {
+        if (*c >= 'A' && *c <= 'Z') *c = static_cast<char>(*c - 'A' + 'a');
     }
-    return pos.cols() % 3 == 0;
+    return true;
+}
+
+inline void skip_line(std::FILE* file) {
+    for (int c = std::fgetc(file); c != EOF && c != '\n' && c != '\r'; c = std::fgetc(file)) {
+    }
+}
+
+// The same of a text file.
+inline bool read_text_corners(std::FILE* file, kv7::dense2D<double>& pos) {
+    double corners[9];
+    std::size_t n = 0;
+    for (char word[64]; read_word(file, word);) {
+        // Names may be any words.
+        if (std::strcmp(word, "solid") == 0 || std::strcmp(word, "endsolid") == 0) skip_line(file);
+        if (std::strcmp(word, "vertex") != 0) continue;
+        for (int r = 0; r < 3; ++r) {
+            if (!read_word(file, word)) return false;
+            corners[n++] = std::strtod(word, nullptr);
+        }
+        if (n < 9) continue;
+        if (!add_facet(corners, pos)) return false;
+        n = 0;
+    }
+    return n == 0;
 }
 
 // The smallest height of a facet that isn't degenerate; 0 if there is none.

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Takes a mesh all the way: scripts/demo.sh [FILE]. FILE ends in .stl, .nas, .bdf, .dat, .neu or
-# .obj; without one it takes the sample in examples/data/. Results go to build/release/demo/, with
+# Takes a mesh all the way: scripts/demo.sh [FILE]. FILE is a mesh of any format that is read;
+# without one it takes the sample in examples/data/. Results go to build/release/demo/, with
 # pictures where Debian's VTK for Python is installed.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 

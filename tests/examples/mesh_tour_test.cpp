@@ -5,10 +5,13 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "examples/program_test.h"
 #include "support/meshes.h"
 #include "tessmaker/formats.h"
+#include "tessmaker/mesh_file.h"
 #include "tessmaker/quality.h"
 
 using namespace kv7;
@@ -175,7 +178,7 @@ TEST_F(mesh_tour, welds_a_binary_file_alike) {
     const std::string binary = as_binary(SAMPLE);
     const program_run result = run(file("in.stl", binary), file("out"));
     expect_sample_report(result);
-    EXPECT_NE(result.output.find("STL, binary"), std::string::npos);
+    EXPECT_NE(result.output.find(", binary STL\n"), std::string::npos);
     EXPECT_EQ(fs::file_size(file("out.stl")), 84U + 50U * 1024U);
 }
 
@@ -218,11 +221,20 @@ TEST_F(mesh_tour, writes_qualities_and_sizes_with_the_mesh) {
     const program_run result = run(SAMPLE, file("out"));
     const std::string vtk = text_of(file("out.vtk"));
     EXPECT_NE(vtk.find("POINTS 435 double\n"), std::string::npos);
-    EXPECT_NE(vtk.find("CELL_DATA 1024\nSCALARS quality double 1\n"), std::string::npos);
-    EXPECT_NE(vtk.find("POINT_DATA 435\nSCALARS size_before double 1\n"), std::string::npos);
-    EXPECT_NE(vtk.find("SCALARS size_after double 1\n"), std::string::npos);
+    EXPECT_NE(vtk.find("CELL_DATA 1024\nFIELD FieldData 1\nquality 1 1024 double\n"),
+              std::string::npos);
+    EXPECT_NE(vtk.find("POINT_DATA 435\nFIELD FieldData 2\nsize_before 1 435 double\n"),
+              std::string::npos);
+    EXPECT_NE(vtk.find("\nsize_after 1 435 double\n"), std::string::npos);
     EXPECT_NE(text_of(file("out.mesh")).find("Triangles\n1024\n"), std::string::npos);
     EXPECT_EQ(text_of(file("out.bb")).substr(0, 10), "3 1 435 2\n");
+    mesh with_sizes;
+    file_report report;
+    ASSERT_EQ(read_mesh(file("out.mesh").c_str(), with_sizes, report), 0);
+    EXPECT_EQ(read_fields(file("out.bb").c_str(), with_sizes, report), 0);
+    mesh with_all;
+    ASSERT_EQ(read_mesh(file("out.vtk").c_str(), with_all, report), 0);
+    EXPECT_EQ(with_all.fields.size(), 3U);
     dense2D<double> pos;
     dense2D<unsigned int> connect;
     element_type type = ET_UNKNOWN;
@@ -232,8 +244,8 @@ TEST_F(mesh_tour, writes_qualities_and_sizes_with_the_mesh) {
     EXPECT_EQ(type, ET_TRIA3);
 }
 
-// A cube with a pyramid on it and a wedge at its side, a bar, an element without one of its nodes,
-// a collapsed one, and the nodes of the pyramid's base twice.
+// A cube with a pyramid on it and a wedge at its side, a bar, a collapsed element, and the nodes of
+// the pyramid's base twice.
 const char house[] = "GRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,1.,1.,0.\nGRID,4,,0.,1.,0.\n"
                      "GRID,5,,0.,0.,1.\nGRID,6,,1.,0.,1.\nGRID,7,,1.,1.,1.\nGRID,8,,0.,1.,1.\n"
                      "GRID,15,,0.,0.,1.\nGRID,16,,1.,0.,1.\nGRID,17,,1.,1.,1.\n"
@@ -243,21 +255,23 @@ const char house[] = "GRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,1.,1.,0.\nGRID
                      "CHEXA,2,1,1,2,3,4,5,6,+\n+,7,8\n"
                      "CPENTA,3,1,2,21,6,3,22,7\n"
                      "CPYRAM,4,2,15,16,17,18,20\n"
-                     "CTRIA3,5,2,1,2,99\n"
+                     "CONM2,7,1,,2.5\n"
                      "CTETRA,6,2,1,1,2,3\n";
 
 TEST_F(mesh_tour, takes_solids_of_several_shapes) {
     const program_run result = run(file("house.nas", house), file("out"));
     EXPECT_EQ(result.exit_code, 0) << result.errors;
-    EXPECT_EQ(figure(result, "elements in the file"), 6);
-    EXPECT_EQ(figure(result, "without their nodes"), 1);
+    EXPECT_NE(result.output.find("  lost     CONM2: 1 not read, in line 21: no mesh element\n"),
+              std::string::npos)
+        << result.output;
+    EXPECT_EQ(figure(result, "elements in the file"), 5);
     EXPECT_EQ(figure(result, "degenerate, dropped"), 1);
     EXPECT_EQ(figure(result, "left"), 4);
     EXPECT_EQ(figure(result, "  BAR2"), 1);
     EXPECT_EQ(figure(result, "  PYRA5"), 1);
     EXPECT_EQ(figure(result, "  PENTA6"), 1);
     EXPECT_EQ(figure(result, "  HEXA8"), 1);
-    EXPECT_EQ(figure(result, "nodes before welding"), 22);
+    EXPECT_EQ(figure(result, "nodes before welding"), 15);
     EXPECT_EQ(figure(result, "nodes after welding"), 11);
     EXPECT_EQ(figure(result, "facets"), 6 + 5 + 5 - 2 * 2);
     EXPECT_EQ(figure(result, "components"), 1);
@@ -267,6 +281,27 @@ TEST_F(mesh_tour, takes_solids_of_several_shapes) {
     const std::string vtk = text_of(file("out.vtk"));
     EXPECT_NE(vtk.find("CELL_TYPES 3\n12\n13\n14\n"), std::string::npos);
     EXPECT_FALSE(fs::exists(file("out.stl")));
+}
+
+// Points would keep nodes that nothing else has, and the nodes between corners have no size.
+TEST_F(mesh_tour, writes_sizes_for_the_nodes_of_the_file_beside_them) {
+    const fs::path in = file("in.nas", "GRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,0.,1.,0.\n"
+                                       "GRID,4,,.5,0.,0.\nGRID,5,,.5,.5,0.\nGRID,6,,0.,.5,0.\n"
+                                       "GRID,7,,9.,9.,9.\nCBAR,1,1,1,7\nCTRIA6,2,1,1,2,3,4,5,6\n");
+    const program_run triangle = run(in, file("out"));
+    EXPECT_EQ(triangle.exit_code, 0) << triangle.errors;
+    EXPECT_EQ(figure(triangle, "nodes after welding"), 7);
+    EXPECT_EQ(text_of(file("out.bb")).substr(0, 8), "3 1 3 2\n");
+    EXPECT_NE(text_of(file("out.mesh")).find("Vertices\n3\n"), std::string::npos);
+    EXPECT_NE(text_of(file("out.vtk")).find("POINTS 3 double\n"), std::string::npos);
+
+    const program_run points = run(file("in.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 5 5 5\n"
+                                                  "p 4\nf 1 2 3\np 1 2\n"),
+                                   file("of_obj"));
+    EXPECT_EQ(points.exit_code, 0) << points.errors;
+    EXPECT_EQ(figure(points, "points, dropped"), 3);
+    EXPECT_EQ(figure(points, "left"), 1);
+    EXPECT_EQ(figure(points, "nodes after welding"), 3);
 }
 
 TEST_F(mesh_tour, takes_faces_of_both_shapes) {
@@ -297,7 +332,9 @@ TEST_F(mesh_tour, takes_a_facet_whose_corners_are_at_one_place) {
 TEST_F(mesh_tour, tells_a_missing_file) {
     const program_run result = run(file("absent.stl"), file("out"));
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_NE(result.errors.find("absent.stl: No such file"), std::string::npos) << result.errors;
+    EXPECT_NE(result.errors.find("absent.stl: can't be opened: No such file or directory\n"),
+              std::string::npos)
+        << result.errors;
     EXPECT_TRUE(result.output.empty());
 }
 
@@ -305,27 +342,44 @@ TEST_F(mesh_tour, tells_a_folder) {
     fs::create_directory(file("folder.stl"));
     const program_run result = run(file("folder.stl"), file("out"));
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_NE(result.errors.find("can't be read"), std::string::npos) << result.errors;
+    EXPECT_NE(result.errors.find("folder.stl: is a folder\n"), std::string::npos) << result.errors;
 }
 
 TEST_F(mesh_tour, tells_a_malformed_file_and_writes_nothing) {
     const std::string sample = text_of(SAMPLE);
-    for (const std::string& content :
-         {std::string("not a surface"), sample.substr(0, sample.size() / 2), std::string(200, 'x'),
-          std::string()}) {
+    const std::string no_surface =
+        "in.stl: neither the word solid nor the 84 bytes before binary facets\n";
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"not a surface", no_surface},
+        {sample.substr(0, sample.rfind("endloop", sample.size() / 2)),
+         ": endloop is expected, and the file ends\n"},
+        {std::string(200, 'x'), "in.stl: facet 3 of 2021161080 is expected, and the file ends\n"},
+        {"", no_surface}};
+    for (const auto& [content, sentence] : cases) {
         const program_run result = run(file("in.stl", content), file("out"));
         EXPECT_EQ(result.exit_code, 1);
-        EXPECT_NE(result.errors.find("not a readable STL file"), std::string::npos)
-            << result.errors;
+        EXPECT_NE(result.errors.find(sentence), std::string::npos) << result.errors;
+        EXPECT_TRUE(result.output.empty());
         EXPECT_FALSE(fs::exists(file("out.stl")));
         EXPECT_FALSE(fs::exists(file("out.vtk")));
     }
 }
 
+TEST_F(mesh_tour, tells_the_line_of_an_element_without_its_node) {
+    const std::string contents = std::string(house) + "CTRIA3,9,2,1,2,99\n";
+    const program_run result = run(file("house.nas", contents), file("out"));
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_NE(result.errors.find("house.nas, line 23: node 99 of CTRIA3 9 is not in the deck\n"),
+              std::string::npos)
+        << result.errors;
+}
+
 TEST_F(mesh_tour, tells_an_output_that_cannot_be_written) {
     const program_run result = run(SAMPLE, file("no_such_folder/out"));
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_NE(result.errors.find("out.vtk: No such file"), std::string::npos) << result.errors;
+    EXPECT_NE(result.errors.find("out.vtk: can't be opened: No such file or directory\n"),
+              std::string::npos)
+        << result.errors;
 }
 
 TEST_F(mesh_tour, tells_its_usage) {
