@@ -1,5 +1,5 @@
-// Mesh files that are written for viewers, and never read: MEDIT, EnSight and VTK. Include
-// tessmaker/formats.h, which tells the words of this part, too.
+// Mesh files that are written for viewers: MEDIT, EnSight and VTK. Include tessmaker/formats.h,
+// which tells the words of this part, too; read_mesh (mesh_file.h) reads MEDIT and VTK.
 #ifndef TESSMAKER_FORMATS_VIEWER_FILES_H
 #define TESSMAKER_FORMATS_VIEWER_FILES_H
 
@@ -72,7 +72,9 @@ TESSMAKER_API int medit_output(const char* filename, const dense2D<double>& pos,
                                const dense2D<unsigned int>& connect, element_type type,
                                const dense1D<unsigned int, 8>& colors);
 
-// Writes a field for a MEDIT mesh of dimension `dim`, which goes to the header unchecked.
+// Writes a field for a MEDIT mesh of dimension `dim`, which goes to the header unchecked. The
+// header is four numbers, without keywords; files of that layout end in .bb. read_fields
+// (mesh_file.h) reads them.
 //
 //   values  one value per node, or one column per node with as many rows as there are
 //
