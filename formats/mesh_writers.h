@@ -13,6 +13,7 @@
 #include "formats/file_report.h"
 #include "formats/format_holdings.h"
 #include "formats/output_buffer.h"
+#include "formats/rounded_real.h"
 #include "tessmaker/mesh_file.h"
 
 namespace kv7::tessmaker {
@@ -106,13 +107,10 @@ std::size_t nbr_real_properties(const dense1D<unsigned int>& pids);
 bool put_text(std::string_view text, output_buffer& output);
 
 // Writes a number with the digits that are asked for, at most `real_size` characters.
-inline constexpr std::size_t real_size = 24; // sign, 17 digits, point, "e-308"
 inline void put_real(double value, int digits, output_buffer& output) {
     output.put_by([value, digits](char* text) {
         return digits >= 17 ? std::to_chars(text, text + real_size, value).ptr
-                            : std::to_chars(text, text + real_size, value,
-                                            std::chars_format::general, digits)
-                                  .ptr;
+                            : put_rounded_real(value, digits, text);
     });
 }
 
