@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <new>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,8 @@ constexpr remark_form set_lost{remark_kind::lost, "not written", "not written",
                                "no element of it is written"};
 constexpr remark_form set_renamed{remark_kind::changed, "renamed", "renamed",
                                   "names are words without # and \\"};
+constexpr remark_form set_numbered{remark_kind::changed, "numbered", "numbered",
+                                   "another one has the name, and both would be one"};
 
 // A word that is no comment, joins no lines, and isn't empty.
 std::string group_name(const std::string& name) {
@@ -29,6 +32,22 @@ std::string group_name(const std::string& name) {
         if (!is_kept || c == '#' || c == '\\') c = '_';
     }
     return result;
+}
+
+// The names of all sets in the file, none of them twice.
+std::vector<std::string> group_names(const std::vector<named_set>& sets) {
+    std::set<std::string> used;
+    std::vector<std::string> names;
+    names.reserve(sets.size());
+    for (const named_set& set : sets) {
+        const std::string wanted = group_name(set.name);
+        std::string name = wanted;
+        for (unsigned int k = 2; !used.insert(name).second; ++k) {
+            name = wanted + '_' + std::to_string(k);
+        }
+        names.push_back(name);
+    }
+    return names;
 }
 
 // The sets of each element that is written, in their order.
@@ -87,12 +106,18 @@ private:
 
 void tell(const mesh_for_file& what, write_losses& losses) {
     const groups_of_elements groups(what);
+    const std::vector<named_set>& sets = what.m.element_sets;
+    const std::vector<std::string> names = group_names(sets);
     std::size_t nbr_renamed = 0;
-    for (const named_set& set : what.m.element_sets) {
-        if (group_name(set.name) != set.name) ++nbr_renamed;
+    std::size_t nbr_numbered = 0;
+    for (std::size_t s = 0; s < sets.size(); ++s) {
+        const std::string word = group_name(sets[s].name);
+        nbr_renamed += word != sets[s].name ? 1U : 0U;
+        nbr_numbered += names[s] != word ? 1U : 0U;
     }
     losses.add(set_lost, "set of elements", groups.nbr_lost_sets());
     losses.add(set_renamed, "set of elements", nbr_renamed);
+    losses.add(set_numbered, "set of elements", nbr_numbered);
 }
 
 bool write_nodes(const mesh_for_file& what, output_buffer& output) {
@@ -138,10 +163,7 @@ bool write_element(element_type type, const unsigned int* nodes, const mesh_for_
 
 bool write(std::FILE* file, const mesh_for_file& what) {
     const groups_of_elements groups(what);
-    std::vector<std::string> names;
-    names.reserve(what.m.element_sets.size());
-    for (const named_set& set : what.m.element_sets) names.push_back(group_name(set.name));
-
+    const std::vector<std::string> names = group_names(what.m.element_sets);
     output_buffer output(file);
     bool is_good = write_nodes(what, output);
     std::size_t last = no_id; // whose groups were written; none at first, and no group is open
