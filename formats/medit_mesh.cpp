@@ -13,6 +13,7 @@
 #include "formats/mesh_filler.h"
 #include "formats/mesh_readers.h"
 #include "formats/reported_words.h"
+#include "formats/vtk_cell_orders.h"
 #include "tessmaker/element_type.h"
 
 namespace kv7::tessmaker {
@@ -31,20 +32,18 @@ constexpr remark_form read_as_pyramid{remark_kind::changed, "read as pyramid", "
 constexpr remark_form read_as_wedge{remark_kind::changed, "read as wedge", "read as wedges",
                                     "two edges have one node each"};
 constexpr std::size_t most_nodes = 27;
-using node_order = std::array<std::uint8_t, 10>; // where each node stands in the file
 
-constexpr node_order as_in_file{0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
-constexpr node_order triangle_6{0, 1, 2, 4, 5, 3};
-// Tetrahedra of the format have the base 0 1 2 counterclockwise seen from node 3. The mid-edge
-// nodes there are those of 0-1, 1-2, 2-0, 0-3, 1-3, 2-3.
-constexpr node_order turned_tetrahedron{0, 1, 3, 2, 8, 7, 4, 6, 5, 9};
+// Where each node stands in the file: tetrahedra and mid-edge nodes there are those of VTK's cells.
+constexpr vtk_order as_in_file{0, 1, 2, 3, 4, 5, 6, 7, 8};
+constexpr vtk_order triangle_6 = vtk_orders::inverse(vtk_cell_table[ET_TRIA6].nodes, 6);
+constexpr vtk_order turned_tetrahedron = vtk_orders::inverse(vtk_cell_table[ET_TETRA10].nodes, 10);
 
 struct element_section {
     std::string_view keyword;
     std::string_view lower_keyword;
     element_type type;
     std::uint8_t nbr_nodes; // in the file
-    node_order order = as_in_file;
+    vtk_order order = as_in_file;
 };
 
 // Of the quadratic types that are read as linear the format does not fix the order of nodes.
@@ -209,7 +208,7 @@ private:
         }
         // Kept: `medit_output` does not turn tetrahedra.
         const bool is_as_ours = type == ET_TETRA4 && words_.is_ours();
-        const node_order& order = is_as_ours ? as_in_file : section.order;
+        const vtk_order& order = is_as_ours ? as_in_file : section.order;
         for (std::size_t k = 0; k < shape_of(type).nbr_nodes; ++k) element[k] = nodes[order[k]];
         return true;
     }

@@ -1,4 +1,4 @@
-// The cells of VTK that hold the elements of each type whole, for files of quadratic elements too.
+// The cells of VTK that hold the elements of each type whole, quadratic ones too.
 #ifndef TESSMAKER_FORMATS_VTK_CELL_ORDERS_H
 #define TESSMAKER_FORMATS_VTK_CELL_ORDERS_H
 
@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "core/element_table.h"
 #include "core/type_table.h"
@@ -13,13 +14,17 @@
 
 namespace kv7::tessmaker {
 
+// Places of nodes: those of cells among those of elements, or the other way round.
+using vtk_order = std::array<std::uint8_t, 27>;
+
 // Node i of the cell is node nodes[i] of the element.
 struct vtk_cell {
     std::uint8_t cell_type = 0; // 0: there is none
-    std::array<std::uint8_t, 27> nodes{};
+    std::string_view name{};    // for people
+    vtk_order nodes{};
 };
 
-namespace vtk_cells {
+namespace vtk_orders {
 
 using corner_list = std::span<const std::uint8_t>;
 struct cell_edge {
@@ -58,55 +63,65 @@ constexpr std::uint8_t row_of_edge(const element_shape& shape, std::uint8_t a, s
 }
 
 // Nodes behind those on edges keep their places.
-consteval vtk_cell cell(std::uint8_t cell_type, element_type type, corner_list corners,
-                        edge_list edges = {}) {
+consteval vtk_order order(element_type type, corner_list corners, edge_list edges = {}) {
     const element_shape& shape = shape_of(type);
-    vtk_cell result;
-    result.cell_type = cell_type;
+    vtk_order result{};
     std::size_t n = 0;
-    for (; n < shape.nbr_base_nodes; ++n) result.nodes[n] = corners[n];
-    for (const cell_edge& e : edges) {
-        result.nodes[n++] = row_of_edge(shape, corners[e.a], corners[e.b]);
-    }
-    for (; n < shape.nbr_nodes; ++n) result.nodes[n] = static_cast<std::uint8_t>(n);
+    for (; n < shape.nbr_base_nodes; ++n) result[n] = corners[n];
+    for (const cell_edge& e : edges) result[n++] = row_of_edge(shape, corners[e.a], corners[e.b]);
+    for (; n < shape.nbr_nodes; ++n) result[n] = static_cast<std::uint8_t>(n);
     return result;
 }
 
-// The wedge with nodes on its quadrangles, which have turned with its corners.
+consteval vtk_cell cell(std::uint8_t cell_type, std::string_view name, element_type type,
+                        corner_list corners, edge_list edges = {}) {
+    return {cell_type, name, order(type, corners, edges)};
+}
+
+// Where wedges have turned, the nodes on their quadrangles have, too.
 consteval vtk_cell wedge18() {
-    vtk_cell result = cell(32, ET_PENTA18, wedge, wedge_edges);
+    vtk_cell result = cell(32, "biquadratic quadratic wedge", ET_PENTA18, wedge, wedge_edges);
     result.nodes[15] = 17;
     result.nodes[17] = 15;
     return result;
 }
 
-} // namespace vtk_cells
+// Where each of the first `n` nodes of the element stands in the cell.
+consteval vtk_order inverse(const vtk_order& nodes, std::size_t n) {
+    vtk_order result{};
+    for (std::size_t i = 0; i < n; ++i) result[nodes[i]] = static_cast<std::uint8_t>(i);
+    return result;
+}
 
 inline constexpr type_table<vtk_cell> vtk_cell_table{{
     {ET_UNKNOWN, {}},
-    {ET_NODE, vtk_cells::cell(1, ET_NODE, vtk_cells::in_order)},
+    {ET_NODE, cell(1, "vertex", ET_NODE, in_order)},
     {ET_BAR_MIX, {}},
-    {ET_BAR2, vtk_cells::cell(3, ET_BAR2, vtk_cells::in_order)},
-    {ET_BAR3, vtk_cells::cell(21, ET_BAR3, vtk_cells::in_order, vtk_cells::line_edges)},
+    {ET_BAR2, cell(3, "line", ET_BAR2, in_order)},
+    {ET_BAR3, cell(21, "quadratic edge", ET_BAR3, in_order, line_edges)},
     {ET_FACE_MIX, {}},
-    {ET_TRIA3, vtk_cells::cell(5, ET_TRIA3, vtk_cells::in_order)},
-    {ET_QUAD4, vtk_cells::cell(9, ET_QUAD4, vtk_cells::in_order)},
-    {ET_TRIA6, vtk_cells::cell(22, ET_TRIA6, vtk_cells::in_order, vtk_cells::triangle_edges)},
-    {ET_QUAD8, vtk_cells::cell(23, ET_QUAD8, vtk_cells::in_order, vtk_cells::quad_edges)},
-    {ET_QUAD9, vtk_cells::cell(28, ET_QUAD9, vtk_cells::in_order, vtk_cells::quad_edges)},
+    {ET_TRIA3, cell(5, "triangle", ET_TRIA3, in_order)},
+    {ET_QUAD4, cell(9, "quad", ET_QUAD4, in_order)},
+    {ET_TRIA6, cell(22, "quadratic triangle", ET_TRIA6, in_order, triangle_edges)},
+    {ET_QUAD8, cell(23, "quadratic quad", ET_QUAD8, in_order, quad_edges)},
+    {ET_QUAD9, cell(28, "biquadratic quad", ET_QUAD9, in_order, quad_edges)},
     {ET_SOLID_MIX, {}},
-    {ET_TETRA4, vtk_cells::cell(10, ET_TETRA4, vtk_cells::tetra)},
-    {ET_TETRA10, vtk_cells::cell(24, ET_TETRA10, vtk_cells::tetra, vtk_cells::tetra_edges)},
-    {ET_PYRA5, vtk_cells::cell(14, ET_PYRA5, vtk_cells::in_order)},
-    {ET_PYRA13, vtk_cells::cell(27, ET_PYRA13, vtk_cells::in_order, vtk_cells::pyramid_edges)},
+    {ET_TETRA4, cell(10, "tetra", ET_TETRA4, tetra)},
+    {ET_TETRA10, cell(24, "quadratic tetra", ET_TETRA10, tetra, tetra_edges)},
+    {ET_PYRA5, cell(14, "pyramid", ET_PYRA5, in_order)},
+    {ET_PYRA13, cell(27, "quadratic pyramid", ET_PYRA13, in_order, pyramid_edges)},
     {ET_PYRA14, {}},
-    {ET_PENTA6, vtk_cells::cell(13, ET_PENTA6, vtk_cells::wedge)},
-    {ET_PENTA15, vtk_cells::cell(26, ET_PENTA15, vtk_cells::wedge, vtk_cells::wedge_edges)},
-    {ET_PENTA18, vtk_cells::wedge18()},
-    {ET_HEXA8, vtk_cells::cell(12, ET_HEXA8, vtk_cells::in_order)},
-    {ET_HEXA20, vtk_cells::cell(25, ET_HEXA20, vtk_cells::in_order, vtk_cells::hexa_edges)},
-    {ET_HEXA27, vtk_cells::cell(29, ET_HEXA27, vtk_cells::in_order, vtk_cells::hexa_edges)},
+    {ET_PENTA6, cell(13, "wedge", ET_PENTA6, wedge)},
+    {ET_PENTA15, cell(26, "quadratic wedge", ET_PENTA15, wedge, wedge_edges)},
+    {ET_PENTA18, wedge18()},
+    {ET_HEXA8, cell(12, "hexahedron", ET_HEXA8, in_order)},
+    {ET_HEXA20, cell(25, "quadratic hexahedron", ET_HEXA20, in_order, hexa_edges)},
+    {ET_HEXA27, cell(29, "triquadratic hexahedron", ET_HEXA27, in_order, hexa_edges)},
 }};
+
+} // namespace vtk_orders
+
+using vtk_orders::vtk_cell_table;
 
 } // namespace kv7::tessmaker
 

@@ -18,7 +18,8 @@ namespace kv7::tessmaker {
 class vtk_cells {
 public:
     enum class form {
-        of_vtk, // linear wedges have the triangle 0 1 2 facing out
+        of_vtk,        // linear wedges have the triangle 0 1 2 facing out
+        of_write_mesh, // quadratic ones, too
         // What `vtk_output` writes: wedges as they are here; the nodes of a quadratic element that
         // are no corners form a set of points that follows the linear cell.
         of_vtk_output
@@ -52,12 +53,6 @@ private:
     element_type held_back_ = ET_UNKNOWN; // its type; unknown if there is none
     std::array<unsigned int, 27> nodes_{};
 };
-
-// Makes a field of `rows` values for each node or cell, in order: a column for each element whose
-// cell was read. Nine rows that are a symmetric tensor everywhere become the six of a metric. False
-// when memory fails.
-bool make_vtk_field(const dense1D<double>& values, std::size_t rows, const id_list* element_of_cell,
-                    std::size_t nbr_columns, field& result);
 
 } // namespace kv7::tessmaker
 

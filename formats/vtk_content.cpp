@@ -47,14 +47,17 @@ std::size_t vtk_content::nbr_arrays(field_place at) const {
 vtk_content vtk_content_of(const mesh_for_file& what, std::string (*spelling)(std::string_view)) {
     const mesh& m = what.m;
     std::uint64_t nbr_connected = 0;
+    bool has_quadratic_wedges = false;
     visit_written(what, [&](element_type type, std::size_t, const unsigned int*) {
         nbr_connected += nbr_nodes(type);
+        has_quadratic_wedges = has_quadratic_wedges || type == ET_PENTA15 || type == ET_PENTA18;
     });
     return {what,
             vtk_field_names(m, spelling),
             nbr_real_numbers(m.node_numbers) != 0,
             nbr_real_numbers(m.element_numbers) != 0,
             nbr_real_properties(m.pids) != 0,
+            has_quadratic_wedges,
             nbr_connected};
 }
 

@@ -11,12 +11,9 @@
 #include <vector>
 
 #include "formats/mesh_writers.h"
+#include "formats/vtk_names.h"
 
 namespace kv7::tessmaker {
-
-inline constexpr std::string_view vtk_property_name = "property";
-inline constexpr std::string_view vtk_node_number_name = "node_number";
-inline constexpr std::string_view vtk_element_number_name = "element_number";
 
 // The names of the fields in the file: none of them empty, and none twice at one place. `spelling`
 // says how the file spells a name.
@@ -29,6 +26,7 @@ struct vtk_content {
     bool has_node_numbers;
     bool has_element_numbers;
     bool has_properties;
+    bool has_quadratic_wedges;
     std::uint64_t nbr_connected; // nodes of all elements
 
     // Arrays at nodes and at elements.

@@ -1,9 +1,6 @@
 #include "formats/vtk_data.h"
 
 #include <array>
-#include <utility>
-
-#include "formats/vtk_cells.h"
 
 namespace kv7::tessmaker {
 
@@ -220,13 +217,9 @@ bool vtk_data::read_values(const array& a, unsigned int keyword) {
             if (!values.push_back(value)) return words_.fail_for_memory();
         }
     }
-    field f;
-    f.name = a.name;
-    f.at = at_;
-    if (!make_vtk_field(values, a.rows, element_of_cell_, nbr_columns_, f)) {
+    if (!fields_.add(a.name, at_, values, a.rows, element_of_cell_, nbr_columns_)) {
         return words_.fail_for_memory();
     }
-    mesh_.fields.push_back(std::move(f));
     words_.report().count_seen(keyword);
     words_.report().count_read(keyword);
     return true;

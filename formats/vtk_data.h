@@ -9,6 +9,7 @@
 
 #include "core/ids.h"
 #include "formats/reported_words.h"
+#include "formats/vtk_fields.h"
 #include "tessmaker/mesh_file.h"
 
 namespace kv7::tessmaker {
@@ -16,7 +17,7 @@ namespace kv7::tessmaker {
 // Calls that return false have told the words of a failure.
 class vtk_data {
 public:
-    vtk_data(reported_words& words, mesh& result) : words_(words), mesh_(result) {}
+    vtk_data(reported_words& words, mesh& result) : words_(words), mesh_(result), fields_(result) {}
 
     // Reads the number behind POINT_DATA or CELL_DATA, which must be `nbr_tuples`. Fields that
     // follow have `nbr_columns` columns; `element_of_cell` is null at points.
@@ -45,6 +46,7 @@ private:
 
     reported_words& words_;
     mesh& mesh_;
+    vtk_fields fields_;
     bool has_begun_ = false;
     field_place at_ = field_place::nodes;
     std::size_t nbr_tuples_ = 0;

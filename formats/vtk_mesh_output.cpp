@@ -164,9 +164,9 @@ bool put_arrays(const vtk_content& content, field_place at, output_buffer& outpu
 bool write(std::FILE* file, const mesh_for_file& what) {
     const vtk_content content = vtk_content_of(what, in_one_word);
     output_buffer output(file);
-    // The title is another one than that of vtk_output, whose wedges are not those of VTK.
-    const bool is_good = put_text("# vtk DataFile Version 3.0\n"
-                                  "Mesh with the cells of VTK\n"
+    const bool is_good = put_text("# vtk DataFile Version 3.0\n", output) &&
+                         put_text(vtk_title, output) &&
+                         put_text("\n"
                                   "ASCII\n"
                                   "DATASET UNSTRUCTURED_GRID\n",
                                   output) &&

@@ -6,6 +6,7 @@
 
 #include "formats/characters.h"
 #include "formats/mesh_readers.h"
+#include "formats/vtk_names.h"
 #include "formats/word_values.h"
 
 namespace kv7::tessmaker {
@@ -102,6 +103,8 @@ bool vtu_file::read_root() {
     if (xml_.name() != "VTKFile" || xml_.attribute("type") != "UnstructuredGrid") {
         return fail_here("a VTKFile of type UnstructuredGrid is expected");
     }
+    const std::string_view prolog = std::string_view(text_).substr(0, xml_.place());
+    has_wedge_comment_ = prolog.find(vtu_wedge_comment) != std::string_view::npos;
     if (!xml_.attribute("compressor").empty()) {
         return fail_here("compressed data are not read: " +
                          std::string(xml_.attribute("compressor")));

@@ -25,6 +25,8 @@ public:
 
     report_builder& report() { return report_; }
     vtu_encoding& encoding() { return encoding_; }
+    // Ahead of the root. See vtk_names.h.
+    bool has_wedge_comment() const { return has_wedge_comment_; }
     // What the piece says; arrays need not agree.
     std::uint64_t nbr_points() const { return nbr_points_; }
     std::uint64_t nbr_cells() const { return nbr_cells_; }
@@ -61,6 +63,7 @@ private:
     std::size_t counted_to_ = 0; // a place in the text, and its line
     std::uint64_t counted_line_ = 1;
     int code_ = 0;
+    bool has_wedge_comment_ = false;
     bool has_piece_ = false;
     bool has_appended_ = false;
     vtu_encoding encoding_;

@@ -6,13 +6,13 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "core/ids.h"
 #include "formats/mesh_filler.h"
 #include "formats/mesh_readers.h"
 #include "formats/vtk_cells.h"
+#include "formats/vtk_fields.h"
 #include "formats/vtu_arrays.h"
 #include "formats/vtu_file.h"
 
@@ -24,10 +24,12 @@ namespace {
 class vtu_builder {
 public:
     vtu_builder(vtu_file& file, mesh& result)
-        : file_(file), report_(file.report()), mesh_(result), filler_(result) {}
+        : file_(file), report_(file.report()), filler_(result), fields_(result) {}
 
     int build() {
-        vtk_cells cells(filler_, report_, vtk_cells::form::of_vtk);
+        vtk_cells cells(filler_, report_,
+                        file_.has_wedge_comment() ? vtk_cells::form::of_write_mesh
+                                                  : vtk_cells::form::of_vtk);
         if (!read_points() || !read_cells(cells)) return code_;
         const std::size_t nbr_points = filler_.nbr_nodes();
         const bool is_done =
@@ -166,13 +168,9 @@ private:
             if (nbr_tuples != 0 && !read_values(array, values)) return false;
             // Both are below 2^32.
             if (!check_count(array, values.size(), array.rows * nbr_tuples)) return false;
-            field f;
-            f.name = array.name;
-            f.at = at;
-            if (!make_vtk_field(values, array.rows, element_of_cell, nbr_columns, f)) {
+            if (!fields_.add(array.name, at, values, array.rows, element_of_cell, nbr_columns)) {
                 return fail_for_memory();
             }
-            mesh_.fields.push_back(std::move(f));
             report_.count_seen(keyword);
             report_.count_read(keyword);
         }
@@ -181,8 +179,8 @@ private:
 
     vtu_file& file_;
     report_builder& report_;
-    mesh& mesh_;
     mesh_filler filler_;
+    vtk_fields fields_;
     int code_ = 0;
 };
 

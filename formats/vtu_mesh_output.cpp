@@ -64,14 +64,15 @@ void tell(const mesh_for_file& what, write_losses& losses) {
 // here, each behind its size in bytes.
 class vtu_header {
 public:
-    vtu_header(std::size_t nbr_points, std::size_t nbr_cells) {
-        text_ = "<?xml version=\"1.0\"?>\n"
-                "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\""
-                " header_type=\"UInt64\">\n"
-                "<UnstructuredGrid>\n"
-                "<Piece NumberOfPoints=\"" +
-                std::to_string(nbr_points) + "\" NumberOfCells=\"" + std::to_string(nbr_cells) +
-                "\">\n";
+    vtu_header(std::size_t nbr_points, std::size_t nbr_cells, bool has_quadratic_wedges) {
+        text_ = "<?xml version=\"1.0\"?>\n";
+        if (has_quadratic_wedges) text_.append(vtu_wedge_comment).append("\n");
+        text_ += "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\""
+                 " header_type=\"UInt64\">\n"
+                 "<UnstructuredGrid>\n"
+                 "<Piece NumberOfPoints=\"" +
+                 std::to_string(nbr_points) + "\" NumberOfCells=\"" + std::to_string(nbr_cells) +
+                 "\">\n";
     }
     void begin(std::string_view part) { text_.append("<").append(part).append(">\n"); }
     void end(std::string_view part) { text_.append("</").append(part).append(">\n"); }
@@ -112,7 +113,7 @@ std::string header_of(const vtk_content& content) {
     const mesh& m = content.what.m;
     const std::size_t n = m.pos.cols();
     const std::size_t nbr_cells = m.connect.cols();
-    vtu_header header(n, nbr_cells);
+    vtu_header header(n, nbr_cells, content.has_quadratic_wedges);
     const auto add_field = [&](std::size_t k) {
         const field& f = m.fields[k];
         const std::size_t nbr = nbr_components(m, f);

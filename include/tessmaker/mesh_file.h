@@ -253,12 +253,15 @@ private:
 // Linear and quadratic cells, pixels and voxels are elements; other cells are left out. Wedges are
 // turned, but for files of `vtk_output`, known by their title, which have them as they are here; in
 // these the sets of points that follow linear cells make them the quadratic elements they were.
-// Quadratic wedges, which programs have in either way, are turned where they would be inside out.
-// Data at points and cells are fields, if they are numbers; nine components that are a symmetric
-// tensor everywhere become six.
+// Quadratic wedges, which programs have in either way, are turned where they would be inside out;
+// those of `write_mesh`, known by its title, always. Data at points and cells are fields, if they
+// are numbers; nine components that are a symmetric tensor everywhere become six. The first arrays
+// `property` and `element_number` at cells and `node_number` at points are those of the mesh and no
+// fields, if all their values are whole numbers from 0 to 4294967295.
 //
 // VTU: files of one piece; arrays as text, inline or appended, the latter raw or in base64, in both
-// byte orders; compressed ones are refused. Cells and data as of VTK, and wedges are turned always.
+// byte orders; compressed ones are refused. Cells and data as of VTK, and linear wedges are turned
+// always; files of `write_mesh` with quadratic ones are known by a comment.
 // The file is held in memory while it is read.
 //
 //   path    of a file of any kind; its format is told by format_of
@@ -328,7 +331,8 @@ struct write_options {
 //   STL    triangles, with their normals. In text, sets of elements are solids: elements in no set
 //          come first, then set by set; of sets with elements in common the first is written.
 //          Binary files have coordinates of type float, and no sets
-//   OBJ    points, bars, triangles and quadrangles; sets of elements are groups
+//   OBJ    points, bars, triangles and quadrangles; sets of elements are groups, numbered where
+//          their names would be the same
 //   MEDIT  version 2: all elements but points, in a section for each type; properties are
 //          references. ET_BAR3, ET_TRIA6, ET_QUAD9 and ET_TETRA10 are whole
 //   VTK    text, and
