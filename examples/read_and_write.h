@@ -13,8 +13,6 @@
 #include <tessmaker/element_type.h>
 #include <tessmaker/mesh_file.h>
 
-#include "plain_writers.h"
-
 // What went wrong, in words for the user of the program.
 struct failure : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -75,16 +73,6 @@ inline void expect_success(int code, const kv7::tessmaker::file_report& report) 
 // set, and else a failure.
 inline void write_file(const std::string& name, const kv7::tessmaker::mesh& m,
                        const kv7::tessmaker::write_options& options) {
-    const kv7::tessmaker::file_format format =
-        options.format != kv7::tessmaker::file_format::unknown
-            ? options.format
-            : kv7::tessmaker::format_by_ending(name.c_str());
-    if (const plain_writer* const writer = find_plain_writer(format)) {
-        const plain_report report = write_plain(*writer, name, m, options.lossy);
-        for (const std::string& sentence : report.remarks) std::printf("  %s\n", sentence.c_str());
-        if (!report.error.empty()) throw failure(report.error);
-        return;
-    }
     kv7::tessmaker::file_report report;
     const int code = kv7::tessmaker::write_mesh(name.c_str(), m, options, report);
     print_remarks(report);
