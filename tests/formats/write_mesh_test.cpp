@@ -31,11 +31,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::vector<file_format> formats{file_format::stl_text, file_format::stl_binary,
-                                       file_format::obj,      file_format::medit,
-                                       file_format::vtk,      file_format::vtu,
-                                       file_format::nastran,  file_format::femap,
-                                       file_format::ensight};
+const std::vector<file_format> formats{
+    file_format::stl_text, file_format::stl_binary, file_format::obj,
+    file_format::medit,    file_format::vtk,        file_format::vtu,
+    file_format::nastran,  file_format::femap,      file_format::ensight};
 
 file_mesh triangle() {
     return mesh_of(points({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}), ET_TRIA3, {{0, 1, 2}});
