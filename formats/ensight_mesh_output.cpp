@@ -42,17 +42,17 @@ constexpr type_table<std::string_view> keywords{{
 
 // The nodes of elements that differ from those of VTK's cells: wedges have their triangles as ours
 // have, and of a line the second node is that in the middle.
-constexpr vtk_cell line = {.nodes = {0, 2, 1}};
-constexpr vtk_cell wedge6 = vtk_cells::cell(13, ET_PENTA6, vtk_cells::in_order);
-constexpr vtk_cell wedge15 =
-    vtk_cells::cell(26, ET_PENTA15, vtk_cells::in_order, vtk_cells::wedge_edges);
+constexpr vtk_order line{0, 2, 1};
+constexpr vtk_order wedge6 = vtk_orders::order(ET_PENTA6, vtk_orders::in_order);
+constexpr vtk_order wedge15 =
+    vtk_orders::order(ET_PENTA15, vtk_orders::in_order, vtk_orders::wedge_edges);
 
-const vtk_cell& cell_of(element_type type) {
+const vtk_order& order_of(element_type type) {
     switch (type) {
     case ET_BAR3: return line;
     case ET_PENTA6: return wedge6;
     case ET_PENTA15: return wedge15;
-    default: return vtk_cell_table[type];
+    default: return vtk_cell_table[type].nodes;
     }
 }
 
@@ -176,7 +176,7 @@ private:
     bool put_elements(element_iterator begin, element_iterator end) {
         const element_type type = begin->type;
         const std::size_t n = nbr_nodes(type);
-        const vtk_cell& cell = cell_of(type);
+        const vtk_order& order = order_of(type);
         if (!put_text(std::string(keywords[type]) + '\n', output_)) return false;
         if (!put_count(static_cast<std::uint64_t>(end - begin))) return false;
         for (element_iterator e = begin; e != end; ++e) {
@@ -185,7 +185,7 @@ private:
         for (element_iterator e = begin; e != end; ++e) {
             if (!output_.make_room((n + 1) * id_width + 1)) return false;
             for (std::size_t i = 0; i < n; ++i) {
-                output_.put_unsigned_right(id_width, places_[e->nodes[cell.nodes[i]]]);
+                output_.put_unsigned_right(id_width, places_[e->nodes[order[i]]]);
             }
             output_.put('\n');
         }
