@@ -20,7 +20,7 @@ bool is_symmetric(const double* t) {
 
 bool are_whole_numbers(const dense2D<double>& values) {
     constexpr double most = std::numeric_limits<std::uint32_t>::max();
-    if (values.rows() != 1) return false;
+    if (values.rows() > 1) return false; // none without columns
     for (std::size_t c = 0; c < values.cols(); ++c) {
         const double value = *values.column(c);
         if (!(value >= 0.0 && value <= most) || value != std::floor(value)) return false;

@@ -26,7 +26,7 @@ int vtu_file::read(std::FILE* file) {
     if (!read_all(file)) return file_failed;
     xml_ = xml_reader(std::string_view(text_).substr(0, size_));
     if (!read_root()) return code_;
-    if (!has_piece_) return fail(0, "a Piece is expected");
+    if (pieces_.empty()) return fail(0, "a Piece is expected");
     encoding_.nbr_unread = encoding_.appended.size();
     return 0;
 }
@@ -168,16 +168,16 @@ bool vtu_file::read_count(std::string_view name, std::uint64_t& count) {
 }
 
 bool vtu_file::read_piece() {
-    if (has_piece_) return fail_here("a file of several pieces is not read");
-    has_piece_ = true;
-    if (!read_count("NumberOfPoints", nbr_points_) || !read_count("NumberOfCells", nbr_cells_)) {
+    vtu_piece& piece = pieces_.emplace_back();
+    if (!read_count("NumberOfPoints", piece.nbr_points) ||
+        !read_count("NumberOfCells", piece.nbr_cells)) {
         return false;
     }
     return for_each_child([&] {
-        if (xml_.name() == "Points") return read_arrays("Points", points_);
-        if (xml_.name() == "Cells") return read_arrays("Cells", cells_);
-        if (xml_.name() == "PointData") return read_arrays("PointData", point_data_);
-        if (xml_.name() == "CellData") return read_arrays("CellData", cell_data_);
+        if (xml_.name() == "Points") return read_arrays("Points", piece.points);
+        if (xml_.name() == "Cells") return read_arrays("Cells", piece.cells);
+        if (xml_.name() == "PointData") return read_arrays("PointData", piece.point_data);
+        if (xml_.name() == "CellData") return read_arrays("CellData", piece.cell_data);
         return skip_element();
     });
 }

@@ -15,7 +15,18 @@
 
 namespace kv7::tessmaker {
 
-// Finds the arrays of the only piece of a file. What they hold stays in the file's text.
+// A part of the grid, with points of its own.
+struct vtu_piece {
+    // What the piece says; arrays need not agree.
+    std::uint64_t nbr_points = 0;
+    std::uint64_t nbr_cells = 0;
+    std::vector<vtu_array> points;
+    std::vector<vtu_array> cells;
+    std::vector<vtu_array> point_data;
+    std::vector<vtu_array> cell_data;
+};
+
+// Finds the arrays of a file. What they hold stays in the file's text.
 class vtu_file {
 public:
     explicit vtu_file(report_builder& report) : report_(report) {}
@@ -27,16 +38,12 @@ public:
     vtu_encoding& encoding() { return encoding_; }
     // Ahead of the root. See vtk_names.h.
     bool has_wedge_comment() const { return has_wedge_comment_; }
-    // What the piece says; arrays need not agree.
-    std::uint64_t nbr_points() const { return nbr_points_; }
-    std::uint64_t nbr_cells() const { return nbr_cells_; }
-    const std::vector<vtu_array>& points() const { return points_; }
-    const std::vector<vtu_array>& cells() const { return cells_; }
-    const std::vector<vtu_array>& point_data() const { return point_data_; }
-    const std::vector<vtu_array>& cell_data() const { return cell_data_; }
+    // One at least.
+    const std::vector<vtu_piece>& pieces() const { return pieces_; }
 
     // Tells what is wrong at a place of the text; place 0 is the file as a whole. Returns the code.
     int fail(std::size_t place, std::string_view text);
+    file_place line_of(std::size_t place);
 
 private:
     bool read_all(std::FILE* file);
@@ -54,7 +61,6 @@ private:
     bool read_contents(vtu_array& array);
     bool drop_array(const remark_form& form, std::string_view keyword);
     bool find_appended();
-    file_place line_of(std::size_t place);
 
     report_builder& report_;
     std::string text_; // ends with a word of nulls
@@ -64,15 +70,9 @@ private:
     std::uint64_t counted_line_ = 1;
     int code_ = 0;
     bool has_wedge_comment_ = false;
-    bool has_piece_ = false;
     bool has_appended_ = false;
     vtu_encoding encoding_;
-    std::uint64_t nbr_points_ = 0;
-    std::uint64_t nbr_cells_ = 0;
-    std::vector<vtu_array> points_;
-    std::vector<vtu_array> cells_;
-    std::vector<vtu_array> point_data_;
-    std::vector<vtu_array> cell_data_;
+    std::vector<vtu_piece> pieces_;
 };
 
 } // namespace kv7::tessmaker

@@ -259,9 +259,10 @@ private:
 // `property` and `element_number` at cells and `node_number` at points are those of the mesh and no
 // fields, if all their values are whole numbers from 0 to 4294967295.
 //
-// VTU: files of one piece; arrays as text, inline or appended, the latter raw or in base64, in both
-// byte orders; compressed ones are refused. Cells and data as of VTK, and linear wedges are turned
-// always; files of `write_mesh` with quadratic ones are known by a comment.
+// VTU: all pieces, one behind the other, with the data that are in each that has points or cells.
+// Arrays as text, inline or appended, the latter raw or in base64, in both byte orders; compressed
+// ones are refused. Cells and data as of VTK, and linear wedges are turned always; files of
+// `write_mesh` with quadratic ones are known by a comment.
 // The file is held in memory while it is read.
 //
 //   path    of a file of any kind; its format is told by format_of

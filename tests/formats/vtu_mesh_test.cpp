@@ -142,8 +142,8 @@ TEST(vtu_mesh, faults_say_what_was_expected) {
               "line 2, column 19: NumberOfCells is expected, a number below 4294967295");
     EXPECT_EQ(error(root + "<UnstructuredGrid><Piece NumberOfPoints='4294967295'/>"),
               "line 2, column 19: NumberOfPoints is expected, a number below 4294967295");
-    EXPECT_EQ(error(start + "</Piece><Piece NumberOfPoints='0' NumberOfCells='0'/>"),
-              "line 3, column 9: a file of several pieces is not read");
+    EXPECT_EQ(error(start + "</Piece><Piece NumberOfPoints='0'/>"),
+              "line 3, column 9: NumberOfCells is expected, a number below 4294967295");
     EXPECT_EQ(error(start + two_cells + end), "the array of Points is expected");
     EXPECT_EQ(error(start + "<Points></Points>" + end), "the array of Points is expected");
     const auto with_points = [&](const std::string& array) {
