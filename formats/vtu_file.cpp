@@ -234,7 +234,8 @@ bool vtu_file::read_contents(vtu_array& array) {
             if (!joined.empty()) joined.append(word_size, '\0');
             return true;
         case xml_reader::event::text:
-            if (is_blank(xml_.piece())) break;
+            // Blanks behind the first piece stand between numbers.
+            if (joined.empty() && array.text.empty() && is_blank(xml_.piece())) break;
             if (joined.empty() && array.text.empty() && xml_.is_verbatim()) {
                 array.text = xml_.piece();
             } else {

@@ -200,7 +200,7 @@ void hold_elements(const file_mesh& m, file_format format, held_mesh& result) {
                 column_type(static_cast<element_type>(m.types[k]), m.connect.column(c));
             if (type == ET_BAR_MIX) type = ET_BAR2;
             const element_type as = held(format, type);
-            if (as != type) result.told.insert(type_holdings[type].name);
+            if (as != type) result.told.insert(element_names[type]);
             if (as == ET_UNKNOWN) continue;
             result.columns.push_back(c);
             result.types.push_back(as);

@@ -89,7 +89,7 @@ TEST(vtu_mesh, data_are_fields) {
         read(root + "<UnstructuredGrid><FieldData>" + array_of("TIME", "1", "Float64") +
              "<Array type=\"String\" Name=\"a\">65 0</Array></FieldData>\n"
              "<Piece NumberOfPoints=\"4\" NumberOfCells=\"3\">\n<PointData Scalars=\"s\">" +
-             array_of("a &amp; b", "1<!-- 9 --> 2 3 <![CDATA[4]]>", "Float32") +
+             array_of("a &amp; b", "1<!-- 9 --> 2<!-- --> <!-- -->3 <![CDATA[4]]>", "Float32") +
              array_of("v", "1 2 3 4 nan -inf 7 8", "Float64", "NumberOfComponents='2'") +
              array_of("t",
                       "1 2 3 2 5 6 3 6 9 1 2 3 2 5 6 3 6 9 1 2 3 2 5 6 3 6 9 1 2 3 2 5 6 3 6 -9"
