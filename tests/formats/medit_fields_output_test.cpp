@@ -82,14 +82,14 @@ TEST_F(medit_fields_output, of_a_triangle_is_this_text) {
 
 TEST_F(medit_fields_output, kinds_go_by_components_and_dimension) {
     file_mesh m = triangle();
-    for (const std::size_t rows : {9, 1, 6, 3}) {
+    for (const std::size_t rows : {9U, 1U, 6U, 3U}) {
         m.fields.push_back(at_nodes(dense2D<double>(rows, 3, 0.0)));
     }
     EXPECT_EQ(write(m), 0);
     EXPECT_NE(text().find("SolAtVertices\n3\n4 4 1 3 2\n"), std::string::npos);
 
     file_mesh flat = mesh_of(points({{0, 0}, {1, 0}, {0, 1}}), ET_TRIA3, {{0, 1, 2}});
-    for (const std::size_t rows : {4, 3, 2, 1}) {
+    for (const std::size_t rows : {4U, 3U, 2U, 1U}) {
         flat.fields.push_back(at_nodes(dense2D<double>(rows, 3, 0.0)));
     }
     EXPECT_EQ(write(flat), 0);
