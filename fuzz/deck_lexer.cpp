@@ -5,12 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <map>
 #include <string>
-#include <sys/mman.h>
-#include <unistd.h>
 
+#include "deck_input.h"
 #include "formats/deck_coordinates.h"
 #include "formats/deck_elements.h"
 #include "formats/deck_lexer.h"
@@ -19,32 +16,7 @@
 namespace {
 
 using namespace kv7::tessmaker;
-
-constexpr char separator = '\x1E';
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
-
-std::map<std::string, std::string>& included_files() {
-    static std::map<std::string, std::string> files;
-    return files;
-}
-
-std::FILE* stream_of(const std::string& bytes) {
-    std::FILE* const file = fdopen(memfd_create("deck", 0), "w+b");
-    require(file != nullptr);
-    std::fwrite(bytes.data(), 1, bytes.size(), file);
-    std::rewind(file);
-    return file;
-}
-
-deck_failure open_included(const char* path, std::FILE*& file) {
-    const auto found = included_files().find(path);
-    if (found == included_files().end()) return deck_failure::file_not_found;
-    file = stream_of(found->second);
-    return deck_failure::none;
-}
+using namespace fuzz;
 
 std::string name_of(const deck_card& card) {
     char text[word_size];
@@ -90,17 +62,6 @@ private:
     kv7::dense2D<double> pos_;
     unsigned int nbr_nodes_ = 0;
 };
-
-// The first part; the others become files.
-std::string split_input(std::string bytes) {
-    included_files().clear();
-    std::string first = bytes.substr(0, bytes.find(separator));
-    for (char name = 'a'; name <= 'f' && bytes.find(separator) != std::string::npos; ++name) {
-        bytes.erase(0, bytes.find(separator) + 1);
-        included_files()[std::string(1, name)] = bytes.substr(0, bytes.find(separator));
-    }
-    return first;
-}
 
 } // namespace
 

@@ -2,6 +2,7 @@
 #ifndef TESSMAKER_FUZZ_MESH_CHECKS_H
 #define TESSMAKER_FUZZ_MESH_CHECKS_H
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -17,10 +18,25 @@ inline void require(bool condition) {
     if (!condition) std::abort();
 }
 
-// Every node of an element is there, and every field has a column for each node or element.
+// Sets ascend, and what they name is there.
+inline void check_sets(const std::vector<kv7::tessmaker::named_set>& sets, std::size_t size) {
+    for (const kv7::tessmaker::named_set& set : sets) {
+        for (std::size_t i = 0; i < set.ids.size(); ++i) {
+            require(set.ids[i] < size);
+            require(i == 0 || set.ids[i - 1] < set.ids[i]);
+        }
+    }
+}
+
+// Coordinates are numbers, runs are those of plain types with all their nodes, and every field has
+// a column for each node or element.
 inline void check_mesh(const kv7::tessmaker::mesh& mesh) {
     const auto nbr_nodes = static_cast<unsigned int>(mesh.pos.cols());
     const std::size_t nbr_elements = mesh.connect.cols();
+    require(mesh.pos.empty() || mesh.pos.rows() == 3);
+    for (std::size_t c = 0; c < nbr_nodes; ++c) {
+        for (std::size_t r = 0; r < 3; ++r) require(std::isfinite(mesh.pos(r, c)));
+    }
     require(mesh.pids.size() == nbr_elements);
     require(mesh.indices.size() == mesh.types.size() + 1);
     require(mesh.indices[mesh.types.size()] == nbr_elements);
@@ -36,6 +52,8 @@ inline void check_mesh(const kv7::tessmaker::mesh& mesh) {
         const bool is_at_nodes = field.at == kv7::tessmaker::field_place::nodes;
         require(field.values.cols() == (is_at_nodes ? nbr_nodes : nbr_elements));
     }
+    check_sets(mesh.node_sets, nbr_nodes);
+    check_sets(mesh.element_sets, nbr_elements);
 }
 
 inline void check_report(int result, const kv7::tessmaker::file_report& report) {
@@ -61,7 +79,8 @@ inline void read_bytes(const std::uint8_t* data, std::size_t size,
     if (result == 0) {
         check_mesh(mesh);
     } else {
-        require(mesh.pos.empty() && mesh.connect.empty() && mesh.fields.empty());
+        require(mesh.pos.empty() && mesh.connect.empty() && mesh.fields.empty() &&
+                mesh.element_sets.empty());
     }
 }
 

@@ -2,7 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "read_bytes.h"
+#include "mesh_checks.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::read_bytes(data, size, kv7::tessmaker::file_format::obj);

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "core/element_table.h"
+#include "formats/mesh_files.h"
 #include "formats/plain_femap_mesh.h"
 #include "formats/scratch_files.h"
-#include "support/failing_call.h"
 #include "support/meshes.h"
 #include "support/random.h"
 #include "tessmaker/formats.h"
@@ -29,79 +29,16 @@ namespace {
 
 using id_lists = std::vector<std::vector<unsigned int>>;
 using ids = std::vector<unsigned int>;
+using types = std::vector<element_type>;
 using sentences = std::vector<std::string>;
 
-struct read_file {
-    mesh m;
-    file_report report;
-    int code = 0;
-
-    sentences remarks() const {
-        sentences result;
-        for (const remark& r : report.remarks()) result.push_back(r.sentence);
-        return result;
-    }
-    std::string error() const { return report.error() ? report.error()->sentence : "none"; }
-    id_lists elements() const {
-        id_lists result;
-        for (std::size_t c = 0; c < m.connect.cols(); ++c) {
-            result.emplace_back();
-            for (std::size_t r = 0; r < m.connect.rows(); ++r) {
-                if (m.connect(r, c) != none) result.back().push_back(m.connect(r, c));
-            }
-        }
-        return result;
-    }
-    // A type per element.
-    ids types() const {
-        ids result;
-        for (std::size_t k = 0; k < m.types.size(); ++k) {
-            result.resize(m.indices[k + 1], static_cast<unsigned int>(m.types[k]));
-        }
-        return result;
-    }
-    sentences counts() const {
-        sentences result;
-        for (const keyword_count& c : report.counts()) {
-            result.push_back(c.keyword + ' ' + std::to_string(c.seen) + ' ' +
-                             std::to_string(c.read));
-        }
-        return result;
-    }
-};
-
-// What holds of every mesh.
-void expect_whole(const mesh& m) {
-    const auto nbr_nodes = static_cast<unsigned int>(m.pos.cols());
-    EXPECT_EQ(m.node_numbers.size(), nbr_nodes);
-    EXPECT_EQ(m.element_numbers.size(), m.connect.cols());
-    EXPECT_EQ(m.pids.size(), m.connect.cols());
-    EXPECT_EQ(m.indices.size(), m.types.size() + 1);
-    EXPECT_EQ(m.indices[m.types.size()], m.connect.cols());
-    for (std::size_t k = 0; k < m.types.size(); ++k) {
-        const auto type = static_cast<element_type>(m.types[k]);
-        EXPECT_LT(m.indices[k], m.indices[k + 1]);
-        EXPECT_TRUE(k == 0 || m.types[k - 1] != type);
-        const dense2D<unsigned int> run = m.connect.sub_matrix(
-            0, m.indices[k], kv7::tessmaker::nbr_nodes(type), m.indices[k + 1] - m.indices[k]);
-        EXPECT_TRUE(check_IDs(run, type, nbr_nodes));
-    }
-}
-
+// Neutral files number all nodes and elements.
 read_file read(const std::string& contents) {
-    const scratch_stream stream(contents);
-    read_file result;
-    result.code = read_mesh(stream.get(), file_format::femap, result.m, result.report);
-    const mesh& m = result.m;
-    EXPECT_EQ(result.code < 0, result.report.error() != nullptr);
-    if (result.code == 0) {
-        expect_whole(m);
-    } else {
-        EXPECT_EQ(result.code, -102);
-        EXPECT_TRUE(m.pos.empty() && m.connect.empty() && m.indices.empty() && m.types.empty() &&
-                    m.pids.empty() && m.node_numbers.empty() && m.element_numbers.empty());
-    }
-    return result;
+    const read_file file = read_as(file_format::femap, contents);
+    EXPECT_TRUE(file.code == 0 || file.code == -102);
+    EXPECT_EQ(file.m.node_numbers.size(), file.m.pos.cols());
+    EXPECT_EQ(file.m.element_numbers.size(), file.m.connect.cols());
+    return file;
 }
 
 std::string block(int number, const std::string& lines) {
@@ -145,7 +82,7 @@ TEST(femap_mesh, numbers_properties_and_several_blocks_are_read) {
              block(403, node(8, "0.,0.,") + node(20, "7.,,8.")));
     EXPECT_EQ(file.error(), "none");
     EXPECT_EQ(file.elements(), (id_lists{{0, 1, 3, 2}, {1, 3, 2}, {2, 3, 1, 0}}));
-    EXPECT_EQ(file.types(), (ids{ET_QUAD4, ET_TRIA3, ET_QUAD4}));
+    EXPECT_EQ(file.types(), (types{ET_QUAD4, ET_TRIA3, ET_QUAD4}));
     EXPECT_EQ(list(file.m.pids), (ids{12, 0, 9}));
     EXPECT_EQ(list(file.m.node_numbers), (ids{30, 5, 8, 20}));
     EXPECT_EQ(list(file.m.element_numbers), (ids{7, 3, 4}));
@@ -154,9 +91,10 @@ TEST(femap_mesh, numbers_properties_and_several_blocks_are_read) {
     for (std::size_t c = 0; c < 4; ++c) {
         for (std::size_t r = 0; r < 3; ++r) EXPECT_EQ(file.m.pos(r, c), pos[c][r]);
     }
-    EXPECT_TRUE(file.remarks().empty());
-    EXPECT_EQ(file.counts(), (sentences{"block 100 1 1", "block 404 2 2", "topology 4 2 2",
-                                        "block 403 2 2", "node 4 4", "topology 2 1 1"}));
+    EXPECT_TRUE(file.sentences().empty());
+    EXPECT_EQ(
+        file.counts(),
+        "block 100 1/1, block 404 2/2, topology 4 2/2, block 403 2/2, node 4/4, topology 2 1/1");
 }
 
 TEST(femap_mesh, every_topology_with_a_type_is_read) {
@@ -173,8 +111,8 @@ TEST(femap_mesh, every_topology_with_a_type_is_read) {
     for (std::size_t k = 0; k < linear.size(); ++k) {
         const read_file file =
             read(nodes(8) + block(404, element(1, 1, static_cast<int>(k), linear[k].second)));
-        EXPECT_EQ(file.types(), (ids{static_cast<unsigned int>(linear[k].first)})) << file.error();
-        EXPECT_TRUE(file.remarks().empty());
+        EXPECT_EQ(file.types(), (types{linear[k].first})) << file.error();
+        EXPECT_TRUE(file.sentences().empty());
     }
 }
 
@@ -203,7 +141,7 @@ std::string quadratic(int topology, const std::vector<std::size_t>& corner_slots
 }
 // Whether the nodes on edges lie on those of the type.
 void expect_on_edges(const read_file& file, element_type type) {
-    ASSERT_EQ(file.types(), (ids{static_cast<unsigned int>(type)})) << file.error();
+    ASSERT_EQ(file.types(), (types{type})) << file.error();
     const ids nodes = file.elements()[0];
     const element_shape& shape = shape_of(type);
     for (std::size_t k = 0; k < shape.added.size(); ++k) {
@@ -222,7 +160,7 @@ TEST(femap_mesh, nodes_on_edges_lie_on_them) {
         {14, 2, 6}, {15, 3, 7}, {16, 4, 5}, {17, 5, 6}, {18, 6, 7}, {19, 7, 4}};
     const read_file bricks = read(quadratic(12, {0, 1, 2, 3, 4, 5, 6, 7}, brick));
     expect_on_edges(bricks, ET_HEXA20);
-    EXPECT_TRUE(bricks.remarks().empty());
+    EXPECT_TRUE(bricks.sentences().empty());
     const std::vector<std::array<std::size_t, 3>> wedge{{8, 0, 1},  {9, 1, 2},  {10, 2, 0},
                                                         {12, 0, 4}, {13, 1, 5}, {14, 2, 6},
                                                         {16, 4, 5}, {17, 5, 6}, {18, 6, 4}};
@@ -244,7 +182,7 @@ TEST(femap_mesh, bricks_with_upper_edges_first_are_told) {
         {14, 6, 7}, {15, 7, 4}, {16, 0, 4}, {17, 1, 5}, {18, 2, 6}, {19, 3, 7}};
     const read_file file = read(quadratic(12, {0, 1, 2, 3, 4, 5, 6, 7}, brick));
     expect_on_edges(file, ET_HEXA20);
-    EXPECT_EQ(file.remarks(),
+    EXPECT_EQ(file.sentences(),
               (sentences{"topology 12: 1 with the nodes on the upper edges ahead of those between, "
                          "in line 26: told by where they lie"}));
     EXPECT_FALSE(file.report.has_lost());
@@ -255,8 +193,8 @@ TEST(femap_mesh, a_missing_node_on_an_edge_makes_a_linear_element) {
         nodes(20) +
         block(404, element(1, 1, 5, {1, 2, 3, 4, 5, 0, 7, 8}) + element(2, 1, 10, {1, 2, 3, 0, 4}) +
                        element(3, 1, 10, {1, 3, 2, 0, 4, 0, 0, 0, 6, 5, 7, 0, 8, 10, 9})));
-    EXPECT_EQ(file.types(), (ids{ET_QUAD4, ET_TETRA4, ET_TETRA10}));
-    EXPECT_EQ(file.remarks(),
+    EXPECT_EQ(file.types(), (types{ET_QUAD4, ET_TETRA4, ET_TETRA10}));
+    EXPECT_EQ(file.sentences(),
               (sentences{"topology 5: 1 read as a linear one, in line 26: a node on an edge is "
                          "missing",
                          "topology 10: 1 read as a linear one, in line 33: a node on an edge is "
@@ -273,16 +211,15 @@ TEST(femap_mesh, what_has_no_type_is_counted) {
                             element(5, 1, 2, {1, 2, 0}) + element(6, 1, 9, {})) +
              block(506, ""));
     EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}}));
-    EXPECT_EQ(file.remarks(),
+    EXPECT_EQ(file.sentences(),
               (sentences{"block 402: 1 not read, in line 2: neither nodes nor elements",
                          "topology 13: 2 not read, first in line 14: no mesh element",
                          "topology -1: 1 not read, in line 40: no mesh element",
                          "topology 2: 1 left out, in line 47: a corner has no node",
                          "topology 9: 1 left out, in line 54: a corner has no node",
                          "block 506: 1 not read, in line 63: neither nodes nor elements"}));
-    EXPECT_EQ(file.counts(), (sentences{"block 402 1 0", "block 403 1 1", "node 4 4",
-                                        "block 404 1 1", "topology 13 2 0", "topology 2 2 1",
-                                        "topology -1 1 0", "topology 9 1 0", "block 506 1 0"}));
+    EXPECT_EQ(file.counts(), "block 402 1/0, block 403 1/1, node 4/4, block 404 1/1, topology 13 "
+                             "2/0, topology 2 2/1, topology -1 1/0, topology 9 1/0, block 506 1/0");
 }
 
 TEST(femap_mesh, orientations_offsets_releases_and_systems_are_told) {
@@ -293,7 +230,7 @@ TEST(femap_mesh, orientations_offsets_releases_and_systems_are_told) {
              block(404, element(1, 1, 0, {1, 2}, offset) + element(2, 1, 0, {2, 3}) +
                             element(3, 1, 0, {1, 3}, offset)));
     EXPECT_EQ(
-        file.remarks(),
+        file.sentences(),
         (sentences{"node: 2 with systems of their own, first in line 3: coordinates are taken "
                    "for global ones",
                    "topology 0: 2 with orientations, offsets or releases, which are left out, "
@@ -308,7 +245,7 @@ TEST(femap_mesh, a_node_may_be_given_again_alike) {
     EXPECT_EQ(file.elements(), (id_lists{{1, 0, 2}}));
     EXPECT_EQ(list(file.m.node_numbers), (ids{4, 2, 9}));
     EXPECT_EQ(file.m.pos(0, 2), 5.0);
-    EXPECT_EQ(file.remarks(),
+    EXPECT_EQ(file.sentences(),
               (sentences{"node: 2 given again, first in line 5: the same as before"}));
     EXPECT_EQ(
         read(block(403, node(4, "1.,2.,3.") + node(2, "0.,0.,0.") + node(4, "1.,2.,4."))).error(),
@@ -348,7 +285,7 @@ TEST(femap_mesh, faults_say_where_they_are) {
 }
 
 TEST(femap_mesh, a_block_without_a_number_is_told) {
-    EXPECT_EQ(read(nodes(3) + "   -1\n").remarks(),
+    EXPECT_EQ(read(nodes(3) + "   -1\n").sentences(),
               (sentences{"block: 1 left out, in line 7: the file ends ahead of its number"}));
     // A line of -1 within a block that is not read ends it, and what follows finds its way back.
     const read_file file = read(block(506, "1,2\n-1\n3,4\n") + nodes(3));
@@ -359,11 +296,11 @@ TEST(femap_mesh, numbers_outside_of_all_blocks_are_told) {
     const read_file file = read("*** 1 ***\n" + nodes(3) + "   404\n" +
                                 element(1, 1, 2, {1, 2, 3}) + "   -1\n" + block(506, ""));
     EXPECT_EQ(file.m.pos.cols(), 3U);
-    EXPECT_EQ(file.remarks(),
+    EXPECT_EQ(file.sentences(),
               (sentences{"line: 8 not read, first in line 8: outside of all blocks",
                          "block 506: 1 not read, in line 18: neither nodes nor elements"}));
     EXPECT_TRUE(file.report.has_lost());
-    EXPECT_EQ(read("   -1\n1,2,3\n" + nodes(3)).remarks(),
+    EXPECT_EQ(read("   -1\n1,2,3\n" + nodes(3)).sentences(),
               (sentences{"line: 1 not read, in line 2: outside of all blocks"}));
 }
 
@@ -374,7 +311,7 @@ TEST(femap_mesh, line_ends_and_blanks_dont_matter) {
         for (const char c : text) other += c == '\n' ? end : std::string(1, c);
         const read_file file = read(other);
         EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}}));
-        EXPECT_TRUE(file.remarks().empty());
+        EXPECT_TRUE(file.sentences().empty());
     }
 }
 
@@ -395,7 +332,7 @@ TEST(femap_mesh, takes_what_FEMAP_output_writes) {
         ASSERT_EQ(FEMAP_output(stream.get(), pos, connect, type), 0);
         const read_file file = read(stream.contents());
         EXPECT_EQ(file.elements(), list(connect)) << type;
-        EXPECT_TRUE(file.remarks().empty());
+        EXPECT_TRUE(file.sentences().empty());
     }
 }
 
@@ -470,15 +407,7 @@ bool is_read_as_plain(const std::string& text) {
     for (std::size_t c = 0; c < expected.nodes.size(); ++c) {
         for (std::size_t r = 0; r < 3; ++r) EXPECT_EQ(file.m.pos(r, c), expected.nodes[c][r]);
     }
-    std::size_t nbr_counts = 0;
-    for (const keyword_count& c : file.report.counts()) {
-        ++nbr_counts;
-        const auto at = expected.counts.find(c.keyword);
-        EXPECT_NE(at, expected.counts.end()) << c.keyword;
-        if (at == expected.counts.end()) return false;
-        EXPECT_EQ(std::pair(c.seen, c.read), at->second) << c.keyword << '\n' << text;
-    }
-    EXPECT_EQ(nbr_counts, expected.counts.size());
+    EXPECT_EQ(counts_of(file.report), expected.counts) << text;
     return true;
 }
 
@@ -504,19 +433,7 @@ TEST(femap_mesh, a_file_cut_at_any_byte_is_read_as_by_a_plain_reader) {
 }
 
 TEST(femap_mesh, memory_failure_is_a_code_and_an_empty_mesh) {
-    const std::size_t nbr_failed = fail_each_allocation([](std::size_t k, bool and_later) {
-        mesh m;
-        file_report report;
-        const scratch_stream stream(all_kinds);
-        const failing_call call = call_failing(
-            k, and_later, [&] { return read_mesh(stream.get(), file_format::femap, m, report); });
-        EXPECT_FALSE(call.threw());
-        EXPECT_TRUE(call.code == 0 || (call.code == -199 && call.failed)) << call.code;
-        EXPECT_EQ(m.connect.cols(), call.code == 0 ? 2U : 0U);
-        EXPECT_EQ(m.node_numbers.size(), call.code == 0 ? 4U : 0U);
-        return call.failed;
-    });
-    EXPECT_GT(nbr_failed, 30U);
+    EXPECT_GT(read_failing(file_format::femap, all_kinds), 30U);
 }
 
 } // namespace

@@ -8,7 +8,10 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/element_table.h"
@@ -16,6 +19,7 @@
 #include "formats/scratch_files.h"
 #include "support/memory_failure.h"
 #include "support/meshes.h"
+#include "support/random.h"
 #include "tessmaker/mesh_file.h"
 
 namespace test {
@@ -41,6 +45,27 @@ struct read_file {
                 count.keyword + ' ' + std::to_string(count.seen) + '/' + std::to_string(count.read);
         }
         return text;
+    }
+    // The nodes of an element, without absent IDs behind them.
+    std::vector<unsigned int> nodes(std::size_t c) const {
+        std::vector<unsigned int> result;
+        for (std::size_t r = 0; r < m.connect.rows(); ++r) {
+            if (m.connect(r, c) != none) result.push_back(m.connect(r, c));
+        }
+        return result;
+    }
+    std::vector<std::vector<unsigned int>> elements() const {
+        std::vector<std::vector<unsigned int>> result;
+        for (std::size_t c = 0; c < m.connect.cols(); ++c) result.push_back(nodes(c));
+        return result;
+    }
+    // A type per element.
+    std::vector<kv7::element_type> types() const {
+        std::vector<kv7::element_type> result;
+        for (std::size_t k = 0; k < m.types.size(); ++k) {
+            result.resize(m.indices[k + 1], static_cast<kv7::element_type>(m.types[k]));
+        }
+        return result;
     }
 };
 
@@ -86,6 +111,14 @@ inline void check_runs(const kv7::tessmaker::mesh& m) {
     }
 }
 
+inline void check_sets(const std::vector<kv7::tessmaker::named_set>& sets, std::size_t size) {
+    for (const kv7::tessmaker::named_set& set : sets) {
+        EXPECT_FALSE(set.ids.empty());
+        EXPECT_TRUE(std::is_sorted(set.ids.begin(), set.ids.end()));
+        EXPECT_TRUE(kv7::tessmaker::check_IDs(set.ids, static_cast<unsigned int>(size)));
+    }
+}
+
 inline bool is_empty(const kv7::tessmaker::mesh& m) {
     return m.pos.empty() && m.connect.empty() && m.indices.empty() && m.types.empty() &&
            m.pids.empty() && m.node_numbers.empty() && m.element_numbers.empty() &&
@@ -104,6 +137,8 @@ inline void check_result(const read_file& file) {
     }
     EXPECT_TRUE(file.m.pos.empty() || file.m.pos.rows() == 3);
     check_runs(file.m);
+    check_sets(file.m.node_sets, file.m.pos.cols());
+    check_sets(file.m.element_sets, file.m.connect.cols());
     for (std::size_t c = 0; c < file.m.pos.cols(); ++c) {
         for (std::size_t r = 0; r < 3; ++r) EXPECT_TRUE(std::isfinite(file.m.pos(r, c)));
     }
@@ -141,9 +176,43 @@ inline std::size_t read_failing(kv7::tessmaker::file_format format, const std::s
         if (code == 0) {
             EXPECT_EQ(elements_of(m), elements_of(whole.m));
             EXPECT_EQ(m.fields.size(), whole.m.fields.size());
+            EXPECT_EQ(m.node_numbers.size(), whole.m.node_numbers.size());
+            EXPECT_EQ(m.element_sets.size(), whole.m.element_sets.size());
         }
         return happened;
     });
+}
+
+// How often each keyword is seen and read.
+using plain_counts = std::map<std::string, std::pair<std::uint64_t, std::uint64_t>>;
+
+inline plain_counts counts_of(const kv7::tessmaker::file_report& report) {
+    plain_counts result;
+    for (const kv7::tessmaker::keyword_count& c : report.counts()) {
+        EXPECT_TRUE(result.emplace(c.keyword, std::pair(c.seen, c.read)).second) << c.keyword;
+    }
+    return result;
+}
+
+// Cut off at any byte, a file is at fault or has no more than the whole one.
+inline void expect_no_more_if_cut(kv7::tessmaker::file_format format, const std::string& contents,
+                                  std::size_t nbr_nodes, std::size_t nbr_elements) {
+    for (std::size_t size = 0; size < contents.size(); ++size) {
+        const read_file file = read_as(format, contents.substr(0, size));
+        ASSERT_TRUE(file.code == 0 || file.code == -102);
+        ASSERT_LE(file.m.pos.cols(), nbr_nodes);
+        ASSERT_LE(file.m.connect.cols(), nbr_elements);
+    }
+}
+
+// With some of its bytes changed, a file is a mesh or at fault.
+inline void read_changed(kv7::tessmaker::file_format format, std::string contents,
+                         random_source& random) {
+    for (std::size_t n = 1 + random.below(4); n != 0; --n) {
+        contents[random.below(contents.size())] = static_cast<char>(random.below(256));
+    }
+    const int code = read_as(format, contents).code;
+    EXPECT_TRUE(code == 0 || code == -102) << code;
 }
 
 // Corners of an element of each shape, in the order of element_type.h, with a positive Jacobian.

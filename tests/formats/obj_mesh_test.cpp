@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "formats/mesh_files.h"
 #include "formats/plain_obj_mesh.h"
 #include "formats/scratch_files.h"
-#include "support/failing_call.h"
 #include "support/meshes.h"
 #include "support/random.h"
 #include "tessmaker/mesh_file.h"
@@ -25,76 +25,14 @@ namespace {
 using id_lists = std::vector<std::vector<unsigned int>>;
 using sentences = std::vector<std::string>;
 
-struct read_file {
-    mesh m;
-    file_report report;
-    int code = 0;
-
-    sentences remarks() const {
-        sentences result;
-        for (const remark& r : report.remarks()) result.push_back(r.sentence);
-        return result;
-    }
-    std::string error() const { return report.error() ? report.error()->sentence : "none"; }
-    // Without absent IDs.
-    id_lists elements() const {
-        id_lists result;
-        for (std::size_t c = 0; c < m.connect.cols(); ++c) {
-            result.emplace_back();
-            for (std::size_t r = 0; r < m.connect.rows(); ++r) {
-                if (m.connect(r, c) != none) result.back().push_back(m.connect(r, c));
-            }
-        }
-        return result;
-    }
-    // "keyword seen read" of each.
-    sentences counts() const {
-        sentences result;
-        for (const keyword_count& c : report.counts()) {
-            result.push_back(c.keyword + ' ' + std::to_string(c.seen) + ' ' +
-                             std::to_string(c.read));
-        }
-        return result;
-    }
-};
-
-// What holds of every mesh.
-void expect_whole(const mesh& m) {
-    const auto nbr_nodes = static_cast<unsigned int>(m.pos.cols());
-    EXPECT_EQ(m.indices.size(), m.types.size() + 1);
-    EXPECT_EQ(m.indices[m.types.size()], m.connect.cols());
-    EXPECT_EQ(m.pids, dense1D<unsigned int>(m.connect.cols(), 1U));
-    for (std::size_t k = 0; k < m.types.size(); ++k) {
-        const auto type = static_cast<element_type>(m.types[k]);
-        EXPECT_LT(m.indices[k], m.indices[k + 1]);
-        EXPECT_TRUE(k == 0 || m.types[k - 1] != type);
-        const dense2D<unsigned int> run = m.connect.sub_matrix(
-            0, m.indices[k], kv7::tessmaker::nbr_nodes(type), m.indices[k + 1] - m.indices[k]);
-        EXPECT_TRUE(check_IDs(run, type, nbr_nodes));
-    }
-    for (const named_set& set : m.element_sets) {
-        EXPECT_FALSE(set.ids.empty());
-        EXPECT_TRUE(std::is_sorted(set.ids.begin(), set.ids.end()));
-        EXPECT_TRUE(check_IDs(set.ids, static_cast<unsigned int>(m.connect.cols())));
-    }
-}
-
 read_file read(const std::string& contents) {
-    const scratch_stream stream(contents);
-    read_file result;
-    result.m.node_sets.resize(1);
-    result.code = read_mesh(stream.get(), file_format::obj, result.m, result.report);
-    const mesh& m = result.m;
-    EXPECT_EQ(result.code < 0, result.report.error() != nullptr);
-    if (result.code == 0) {
-        expect_whole(m);
-    } else {
-        EXPECT_EQ(result.code, -102);
-        EXPECT_TRUE(m.pos.empty() && m.connect.empty() && m.indices.empty() && m.types.empty() &&
-                    m.pids.empty() && m.element_sets.empty());
-    }
-    EXPECT_TRUE(m.node_sets.empty() && m.node_numbers.empty() && m.element_numbers.empty());
-    return result;
+    const read_file file = read_as(file_format::obj, contents);
+    EXPECT_TRUE(file.code == 0 || file.code == -102);
+    EXPECT_TRUE(std::all_of(file.m.pids.begin(), file.m.pids.end(),
+                            [](unsigned int pid) { return pid == 1; }));
+    EXPECT_TRUE(file.m.node_sets.empty() && file.m.node_numbers.empty() &&
+                file.m.element_numbers.empty());
+    return file;
 }
 
 // Five vertices.
@@ -108,8 +46,8 @@ TEST(obj_mesh, triangles_and_quadrangles_stay_in_their_order) {
     EXPECT_EQ(list(file.m.indices), (std::vector<unsigned int>{0, 2, 3, 4}));
     EXPECT_EQ(file.m.pos.cols(), 5U);
     EXPECT_EQ(file.m.pos(2, 4), 2.0);
-    EXPECT_TRUE(file.remarks().empty());
-    EXPECT_EQ(file.counts(), (sentences{"v 5 5", "f 4 4"}));
+    EXPECT_TRUE(file.sentences().empty());
+    EXPECT_EQ(file.counts(), "v 5/5, f 4/4");
     EXPECT_TRUE(file.m.element_sets.empty());
 }
 
@@ -117,9 +55,9 @@ TEST(obj_mesh, corners_may_have_textures_and_normals) {
     const read_file file = read(square + "vt 0 0\nvn 0 0 1\nvn 0 0 1\nf 1/1 2/1/1 3//1\n"
                                          "f 1/ 2// 3/1/ 4\nfo 1 2 3\n");
     EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}, {0, 1, 2, 3}, {0, 1, 2}}));
-    EXPECT_EQ(file.remarks(), (sentences{"vt: 1 not read, in line 6: texture coordinates",
-                                         "vn: 2 not read, first in line 7: normals"}));
-    EXPECT_EQ(file.counts(), (sentences{"v 5 5", "vt 1 0", "vn 2 0", "f 2 2", "fo 1 1"}));
+    EXPECT_EQ(file.sentences(), (sentences{"vt: 1 not read, in line 6: texture coordinates",
+                                           "vn: 2 not read, first in line 7: normals"}));
+    EXPECT_EQ(file.counts(), "v 5/5, vt 1/0, vn 2/0, f 2/2, fo 1/1");
     EXPECT_TRUE(file.report.has_lost());
 }
 
@@ -140,14 +78,14 @@ TEST(obj_mesh, lines_may_go_on_and_end_in_any_way) {
                                 "# a comment \\\nv 0 1 0\n\n  \t f 1 2\\\r\n 3\\ \t\n\\\n4");
     EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2, 3}}));
     EXPECT_EQ(file.m.pos(0, 1), 1.0);
-    EXPECT_TRUE(file.remarks().empty());
+    EXPECT_TRUE(file.sentences().empty());
     EXPECT_EQ(read(square + "f 1 2 3\\").elements(), (id_lists{{0, 1, 2}}));
 }
 
 TEST(obj_mesh, polygons_are_cut_into_triangles) {
     const read_file file =
         read("v 0 0 0\nv 4 0 0\nv 4 4 0\nv 2 1 0\nv 0 4 0\nf 1 2 3\nf 1 2 3 4 5\nf 5 4 3 2 1\n");
-    EXPECT_EQ(file.remarks(),
+    EXPECT_EQ(file.sentences(),
               (sentences{"f: 2 cut into triangles, first in line 7: more than 4 corners"}));
     EXPECT_FALSE(file.report.has_lost());
     ASSERT_EQ(file.m.connect.cols(), 7U);
@@ -165,7 +103,7 @@ TEST(obj_mesh, polygons_are_cut_into_triangles) {
 
 TEST(obj_mesh, an_outline_that_crosses_itself_is_told) {
     const read_file file = read(square + "f 1 2 3 4 5\nf 1 3 2 4 1 3 2 4\n");
-    EXPECT_EQ(file.remarks(),
+    EXPECT_EQ(file.sentences(),
               (sentences{"f: 2 cut into triangles, first in line 6: more than 4 corners",
                          "f: 1 cut into triangles without area or lying over each other, in line "
                          "7: seen along its normal the outline touches or crosses itself"}));
@@ -186,7 +124,7 @@ TEST(obj_mesh, an_outline_that_takes_too_long_is_told) {
     }
     text += 'f';
     for (int k = 1; k <= 4 * nbr_teeth + 6; ++k) text += ' ' + std::to_string(k);
-    EXPECT_EQ(read(text).remarks(),
+    EXPECT_EQ(read(text).sentences(),
               (sentences{"f: 1 cut into triangles, in line 24007: more than 4 corners",
                          "f: 1 cut into triangles that may lie over each other, in line 24007: too "
                          "many corners"}));
@@ -196,20 +134,20 @@ TEST(obj_mesh, repeated_corners_are_one) {
     const read_file file = read(square + "f 1 2 2 3\nf 1 1 2 3 4 1\nf 1 2 1\nf 1 2\nf\n");
     EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}, {0, 1, 2, 3}}));
     EXPECT_EQ(
-        file.remarks(),
+        file.sentences(),
         (sentences{"f: 3 corners left out, first in line 6: the same node as the corner before",
                    "f: 3 left out, first in line 8: fewer than 3 different corners"}));
-    EXPECT_EQ(file.counts(), (sentences{"v 5 5", "f 5 2"}));
+    EXPECT_EQ(file.counts(), "v 5/5, f 5/2");
 }
 
 TEST(obj_mesh, lines_are_bars_and_points_are_nodes) {
     const read_file file = read(square + "l 1 2/1 3\np 4 5\nl 1 1 2 2\nl 3\nl 4 4\n");
     EXPECT_EQ(file.elements(), (id_lists{{0, 1}, {1, 2}, {3}, {4}, {0, 1}}));
     EXPECT_EQ(list(file.m.types), (std::vector<int>{ET_BAR2, ET_NODE, ET_BAR2}));
-    EXPECT_EQ(file.remarks(),
+    EXPECT_EQ(file.sentences(),
               (sentences{"l: 2 bars left out, first in line 8: both ends are one node",
                          "l: 2 left out, first in line 9: fewer than 2 different nodes"}));
-    EXPECT_EQ(file.counts(), (sentences{"v 5 5", "l 4 2", "p 1 1"}));
+    EXPECT_EQ(file.counts(), "v 5/5, l 4/2, p 1/1");
 }
 
 TEST(obj_mesh, groups_and_objects_are_sets) {
@@ -221,7 +159,7 @@ TEST(obj_mesh, groups_and_objects_are_sets) {
     EXPECT_EQ(sets,
               (std::vector<set>{
                   {"the box", {1, 2, 3, 4, 5}}, {"left", {1, 2, 3, 4}}, {"right", {1, 2, 3}}}));
-    EXPECT_EQ(file.counts(), (sentences{"v 5 5", "f 4 4", "o 2 2", "g 4 4", "l 1 1"}));
+    EXPECT_EQ(file.counts(), "v 5/5, f 4/4, o 2/2, g 4/4, l 1/1");
 }
 
 TEST(obj_mesh, an_object_and_a_group_of_one_name_are_one_set_if_they_hold_the_same) {
@@ -234,7 +172,7 @@ TEST(obj_mesh, an_element_is_in_64_groups_at_most) {
     for (int k = 0; k < 66; ++k) names += " g" + std::to_string(k);
     const read_file file = read(square + "g" + names + " g0\nf 1 2 3\n");
     EXPECT_EQ(file.m.element_sets.size(), 64U);
-    EXPECT_EQ(file.remarks(),
+    EXPECT_EQ(file.sentences(),
               (sentences{"g: 2 names left out, first in line 6: an element is in 64 "
                          "groups at most"}));
 }
@@ -242,7 +180,7 @@ TEST(obj_mesh, an_element_is_in_64_groups_at_most) {
 TEST(obj_mesh, what_stands_behind_coordinates_is_told) {
     const read_file file = read("v 0 0 0 1 0.5 0\nv 0 0 0 1\nv 1 0 0 2\nv 1 0 0 0.5\nv 1 0 0 1 2\n"
                                 "v 0 0 0 a 0 0 0\n");
-    EXPECT_EQ(file.remarks(),
+    EXPECT_EQ(file.sentences(),
               (sentences{"v: 1 color left out, in line 1", "v: 2 weights left out, first in line 3",
                          "v: 2 with more values, which are left out, first in line 5"}));
     EXPECT_EQ(file.m.pos.cols(), 6U);
@@ -253,7 +191,7 @@ TEST(obj_mesh, all_else_is_counted_by_keyword) {
                                 "usemtl x\ns 1\ns off\nvp 1\ncurv 0 1 1 2\ncall a.obj\n"
                                 "bevel on\nV 1 2 3\n\x01z\n");
     EXPECT_EQ(
-        file.remarks(),
+        file.sentences(),
         (sentences{"mtllib: 1 not read, in line 1: materials",
                    "usemtl: 1 not read, in line 7: materials",
                    "s: 2 not read, first in line 8: smoothing",
@@ -362,15 +300,7 @@ bool is_read_as_plain(const std::string& text) {
     std::vector<std::pair<std::string, std::vector<unsigned int>>> sets;
     for (const named_set& s : file.m.element_sets) sets.emplace_back(s.name, list(s.ids));
     EXPECT_EQ(sets, expected.sets) << text;
-    std::size_t nbr_counts = 0;
-    for (const keyword_count& c : file.report.counts()) {
-        ++nbr_counts;
-        const auto at = expected.counts.find(c.keyword);
-        EXPECT_NE(at, expected.counts.end());
-        if (at == expected.counts.end()) return false;
-        EXPECT_EQ(std::pair(c.seen, c.read), at->second) << c.keyword << '\n' << text;
-    }
-    EXPECT_EQ(nbr_counts, expected.counts.size());
+    EXPECT_EQ(counts_of(file.report), expected.counts) << text;
     return true;
 }
 
@@ -401,19 +331,7 @@ TEST(obj_mesh, a_file_cut_at_any_byte_is_read_as_by_a_plain_reader) {
 }
 
 TEST(obj_mesh, memory_failure_is_a_code_and_an_empty_mesh) {
-    const std::size_t nbr_failed = fail_each_allocation([](std::size_t k, bool and_later) {
-        mesh m;
-        file_report report;
-        const scratch_stream stream(all_kinds);
-        const failing_call call = call_failing(
-            k, and_later, [&] { return read_mesh(stream.get(), file_format::obj, m, report); });
-        EXPECT_FALSE(call.threw());
-        EXPECT_TRUE(call.code == 0 || (call.code == -199 && call.failed)) << call.code;
-        EXPECT_EQ(m.connect.cols(), call.code == 0 ? 10U : 0U);
-        EXPECT_EQ(m.element_sets.size(), call.code == 0 ? 3U : 0U);
-        return call.failed;
-    });
-    EXPECT_GT(nbr_failed, 30U);
+    EXPECT_GT(read_failing(file_format::obj, all_kinds), 30U);
 }
 
 } // namespace

@@ -27,7 +27,8 @@ public:
     std::vector<std::array<double, 3>> nodes;
     ids node_numbers;
     std::vector<ids> elements; // IDs of nodes
-    ids types, pids, element_numbers;
+    std::vector<kv7::element_type> types;
+    ids pids, element_numbers;
     std::map<std::string, std::pair<std::uint64_t, std::uint64_t>> counts; // seen, read
 
     explicit plain_femap_mesh(const std::string& text) : lines_(lines_of(text)) {
@@ -219,7 +220,7 @@ private:
         for (const std::size_t s : is_linear ? k.linear_slots : k.slots) {
             elements.back().push_back(static_cast<unsigned int>(slots[s]));
         }
-        types.push_back(static_cast<unsigned int>(is_linear ? k.linear : k.type));
+        types.push_back(static_cast<kv7::element_type>(is_linear ? k.linear : k.type));
         pids.push_back(static_cast<unsigned int>(property));
         element_numbers.push_back(static_cast<unsigned int>(number));
         element_lines_.push_back(line);

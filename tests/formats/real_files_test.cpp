@@ -90,20 +90,20 @@ const std::map<std::string, element_type> types_by_name{
     {"TRIA6", ET_TRIA6},   {"QUAD8", ET_QUAD8},     {"HEXA8", ET_HEXA8},
     {"TETRA4", ET_TETRA4}, {"TETRA10", ET_TETRA10}, {"PENTA6", ET_PENTA6}};
 
-deck_mesh read_path(const std::string& path) {
-    deck_mesh result;
+read_file read_path(const std::string& path) {
+    read_file result;
     result.code = read_mesh(path.c_str(), result.m, result.report);
     return result;
 }
 
-std::uint64_t nbr_seen(const deck_mesh& mesh, const std::string& card) {
+std::uint64_t nbr_seen(const read_file& mesh, const std::string& card) {
     for (const keyword_count& c : mesh.report.counts()) {
         if (c.keyword == card) return c.seen;
     }
     return 0;
 }
 
-void expect_elements(const deck_mesh& mesh, const real_file& file) {
+void expect_elements(const read_file& mesh, const real_file& file) {
     std::map<int, std::uint64_t> expected;
     for (const auto& [name, n] : file.elements) {
         if (types_by_name.count(name) != 0) {
@@ -121,7 +121,7 @@ void expect_elements(const deck_mesh& mesh, const real_file& file) {
 }
 
 // The table has five digits.
-void expect_box(const deck_mesh& mesh, const real_file& file) {
+void expect_box(const read_file& mesh, const real_file& file) {
     ASSERT_EQ(file.box.size(), 6U);
     for (std::size_t r = 0; r < 3; ++r) {
         double least = HUGE_VAL;
@@ -148,12 +148,12 @@ bool is_include(std::string line) {
 
 // A deck without the lines that include others; nodes that it takes from those stand in the origin.
 // `nbr_added` counts them.
-deck_mesh read_alone(const std::string& path, std::size_t& nbr_added) {
+read_file read_alone(const std::string& path, std::size_t& nbr_added) {
     std::string deck;
     for (const std::string& line : split(contents_of(path), '\n')) {
         if (!is_include(line)) deck += line + "\n";
     }
-    deck_mesh mesh = read_deck_mesh(deck);
+    read_file mesh = read_deck_mesh(deck);
     const std::string begin = "BEGIN BULK\n";
     for (nbr_added = 0; mesh.code < 0 && nbr_added < 100; ++nbr_added) {
         const std::string error = mesh.error();
@@ -177,7 +177,7 @@ TEST(real_files, decks_are_read_whole) {
     EXPECT_FALSE(files.empty());
     for (const real_file& file : files) {
         SCOPED_TRACE(file.path);
-        deck_mesh mesh = read_path(file.path);
+        read_file mesh = read_path(file.path);
         std::size_t nbr_added = 0;
         if (file.includes_others) {
             EXPECT_EQ(mesh.code, -1);
@@ -189,7 +189,7 @@ TEST(real_files, decks_are_read_whole) {
         }
         EXPECT_EQ(mesh.code, 0) << mesh.error();
         EXPECT_EQ(mesh.m.pos.cols(), file.nbr_nodes + nbr_added);
-        expect_whole(mesh);
+        check_deck(mesh);
         expect_elements(mesh, file);
         expect_box(mesh, file);
         for (const remark& r : mesh.report.remarks()) {
@@ -204,7 +204,7 @@ TEST(real_files, stl_files_are_read_whole) {
     EXPECT_FALSE(files.empty());
     for (const real_file& file : files) {
         SCOPED_TRACE(file.path);
-        const deck_mesh mesh = read_path(file.path);
+        const read_file mesh = read_path(file.path);
         EXPECT_EQ(mesh.code, 0) << mesh.error();
         EXPECT_EQ(mesh.m.pos.cols(), file.nbr_nodes);
         expect_elements(mesh, file);
@@ -239,7 +239,7 @@ TEST(real_files, obj_files_are_read_whole) {
     EXPECT_FALSE(files.empty());
     for (real_file file : files) {
         SCOPED_TRACE(file.path);
-        const deck_mesh mesh = read_path(file.path);
+        const read_file mesh = read_path(file.path);
         EXPECT_EQ(mesh.code, 0) << mesh.error();
         EXPECT_EQ(mesh.m.pos.cols(), file.nbr_nodes);
         const std::uint64_t nbr_polygons = std::exchange(file.elements["polygon"], 0);
@@ -268,10 +268,10 @@ TEST(real_files, neutral_files_are_read_whole) {
     EXPECT_FALSE(files.empty());
     for (const real_file& file : files) {
         SCOPED_TRACE(file.path);
-        const deck_mesh mesh = read_path(file.path);
+        const read_file mesh = read_path(file.path);
         EXPECT_EQ(mesh.code, 0) << mesh.error();
         EXPECT_EQ(mesh.m.pos.cols(), file.nbr_nodes);
-        expect_whole(mesh);
+        check_deck(mesh);
         expect_elements(mesh, file);
         expect_box(mesh, file);
         const std::set<unsigned int> properties(mesh.m.pids.begin(), mesh.m.pids.end());

@@ -487,27 +487,14 @@ TEST(vtk_mesh, cut_off_at_every_byte_is_a_fault_or_a_shorter_file) {
     for (int k = 0; k < 20; ++k) {
         const std::string text = random_file(random);
         const plain_mesh whole = plain_read(text);
-        for (std::size_t size = 0; size < text.size(); ++size) {
-            const read_file file = read(text.substr(0, size));
-            if (file.code != 0) {
-                ASSERT_EQ(file.code, -102);
-                continue;
-            }
-            ASSERT_LE(file.m.pos.cols(), whole.pos.size());
-            ASSERT_LE(elements_of(file.m).size(), whole.elements.size());
-        }
+        expect_no_more_if_cut(file_format::vtk, text, whole.pos.size(), whole.elements.size());
     }
 }
 
 TEST(vtk_mesh, changed_bytes_give_a_mesh_or_a_fault) {
     random_source random(61);
     for (std::uint64_t k = 0; k < nbr_runs(2000); ++k) {
-        std::string text = random_file(random);
-        for (std::size_t n = 1 + random.below(4); n != 0; --n) {
-            text[random.below(text.size())] = static_cast<char>(random.below(256));
-        }
-        const read_file file = read(text);
-        EXPECT_TRUE(file.code == 0 || file.code == -102);
+        read_changed(file_format::vtk, random_file(random), random);
     }
 }
 
