@@ -42,6 +42,8 @@ constexpr remark_form made_linear{remark_kind::changed, "read as a linear one",
 constexpr remark_form more_data{remark_kind::lost,
                                 "with an orientation, offsets or releases, which are left out",
                                 "with orientations, offsets or releases, which are left out", ""};
+constexpr remark_form lists_dropped{remark_kind::lost, "with a list of nodes, which is left out",
+                                    "with lists of nodes, which are left out", ""};
 constexpr remark_form upper_edges_first{
     remark_kind::note, "with the nodes on the upper edges ahead of those between",
     "with the nodes on the upper edges ahead of those between", "told by where they lie"};
@@ -228,7 +230,7 @@ private:
             code = read_first_line(element);
             if (code == 0) code = read_numbers(element);
             if (code == 0) code = read_more_data(element);
-            if (code == 0) code = store(element);
+            if (code == 0) code = take(element);
             if (code < 0) break;
         }
         return code;
@@ -274,17 +276,25 @@ private:
         }
         return 0;
     }
-    // Orientation, offsets and releases are not zero if any of their digits is not.
+    // Orientation, offsets and releases are not zero if any of their digits is not. Behind the
+    // releases a flag for each list says whether it follows the element.
     int read_more_data(element_record& element) {
         constexpr int nbr_lines = 4;
-        for (int k = 0; k < nbr_lines; ++k) {
-            if (const int code = next_of_element(); code < 0) return code;
-            element.has_more_data = element.has_more_data ||
-                                    lines_.line().find_first_of("123456789") != std::string::npos;
-        }
         constexpr std::size_t first_list = 12;
+        const auto is_zero = [](std::string_view text) {
+            return text.find_first_of("123456789") == std::string_view::npos;
+        };
+        for (int k = 0; k + 1 < nbr_lines; ++k) {
+            if (const int code = next_of_element(); code < 0) return code;
+            element.has_more_data = element.has_more_data || !is_zero(lines_.line());
+        }
+        if (const int code = next_of_element(); code < 0) return code;
         const comma_fields<first_list + 4> fields(lines_.line());
-        for (std::size_t k = first_list; k < fields.size; ++k) {
+        for (std::size_t k = 0; k < fields.size; ++k) {
+            if (k < first_list) {
+                element.has_more_data = element.has_more_data || !is_zero(fields.field[k]);
+                continue;
+            }
             std::int64_t flag = 0;
             read_integer(fields.field[k], flag);
             element.nbr_lists += flag != 0 ? 1 : 0;
@@ -292,6 +302,10 @@ private:
         return 0;
     }
 
+    int take(const element_record& element) {
+        const int code = store(element);
+        return code < 0 ? code : skip_lists(element.nbr_lists);
+    }
     int store(const element_record& element) {
         const unsigned int keyword =
             report_.keyword("topology " + std::to_string(element.topology));
@@ -300,7 +314,7 @@ private:
         element_type type = femap_type(element.topology);
         if (type == ET_UNKNOWN) {
             report_.add(no_element, keyword, at);
-            return skip_lists(element.nbr_lists);
+            return 0;
         }
         if (!has_nodes(linear_type(type), element.numbers)) {
             report_.add(no_corner, keyword, at);
@@ -311,6 +325,7 @@ private:
             type = linear_type(type);
         }
         if (element.has_more_data) report_.add(more_data, keyword, at);
+        if (element.nbr_lists != 0) report_.add(lists_dropped, keyword, at);
         report_.count_read(keyword);
         return append(type, element) ? 0 : out_of_memory;
     }

@@ -222,6 +222,30 @@ TEST(femap_mesh, what_has_no_type_is_counted) {
                              "2/0, topology 2 2/1, topology -1 1/0, topology 9 1/0, block 506 1/0");
 }
 
+TEST(femap_mesh, lists_behind_elements_are_passed_over_and_told) {
+    const std::string releases =
+        "0.,0.,0.,\n0.,0.,0.,\n0.,0.,0.,\n0,0,0,1,0,0,0,0,0,0,0,0,0,0,0,1,\n"
+        "3,0,1.,1,1,1,0,0,0,\n-1,\n";
+    const std::string lists = "0.,0.,0.,\n0.,0.,0.,\n0.,0.,0.,\n0,0,0,0,0,0,0,0,0,0,0,0,1,1,0,0,\n"
+                              "4,0,1.,1,1,1,0,0,0,\n-1,0,0.,0,0,0,0,0,0,\n2,\n 3,\n   -1,\n";
+    const read_file file = read(nodes(4) + block(404, element(1, 5, 2, {1, 2, 3}, lists) +
+                                                          element(2, 6, 2, {1, 0, 3}, lists) +
+                                                          element(3, 7, 4, {1, 2, 3, 4}, releases) +
+                                                          element(4, 8, 2, {2, 3, 4}, lists)));
+    EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}, {0, 1, 2, 3}, {1, 2, 3}}));
+    EXPECT_EQ(list(file.m.element_numbers), (ids{1, 3, 4}));
+    EXPECT_EQ(
+        file.remarks(),
+        (sentences{"topology 2: 2 with lists of nodes, which are left out, first in line 10",
+                   "topology 2: 1 left out, in line 22: a corner has no node",
+                   "topology 4: 1 with an orientation, offsets or releases, which are left out, "
+                   "in line 34",
+                   "topology 4: 1 with a list of nodes, which is left out, in line 34"}));
+    const std::string cut = nodes(3) + "   -1\n   404\n" + element(1, 5, 2, {1, 2, 3}, lists);
+    EXPECT_EQ(read(cut.substr(0, cut.size() - 7)).error(),
+              "line 19: the end of the block is expected, and the file ends");
+}
+
 TEST(femap_mesh, orientations_offsets_releases_and_systems_are_told) {
     const std::string offset =
         "0.,0.,0.,\n0.,0.,2.5,\n0.,0.,0.,\n0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,\n";
@@ -262,6 +286,10 @@ TEST(femap_mesh, faults_say_where_they_are) {
               "line 3, column 1: a number from 1 to 4294967294 was expected");
     EXPECT_EQ(read(block(403, node(1, "1,x,1"))).error(),
               "line 3, column 26: a real number was expected");
+    EXPECT_EQ(read(block(403, node(1, "1,1.D999,1"))).error(),
+              "line 3, column 26: a number beyond the range of its type");
+    EXPECT_EQ(read(block(403, node(1, "1," + std::string(101, '1') + ",1"))).error(),
+              "line 3, column 26: a field of more than 100 characters is no number");
     EXPECT_EQ(read(block(404, "1,2,3,4\n")).error(), "line 3: 5 fields are expected");
     EXPECT_EQ(read(block(404, "x,2,3,4,5\n")).error(), "line 3, column 1: an integer was expected");
     EXPECT_EQ(read(block(404, "1,2,-3,4,5\n")).error(),
@@ -371,10 +399,11 @@ std::string random_file(random_source& random) {
                 if (random.one_in(1000)) s = 77777;
             }
             if (topology == 3 && random.one_in(2)) slots[3] = 0;
-            const char* const flags = topology > 12 && random.one_in(2) ? "0,1,0,0" : "0,0,0,0";
+            const bool has_list = random.one_in(topology > 12 ? 2 : 20);
+            const char* const flags = has_list ? "0,1,0,0" : "0,0,0,0";
             std::string rest = "0.,0.,0.,\n0.,0.,0.,\n 0.D0 ,0.,0.,\n0,0,0,0,0,0,0,0,0,0,0,0," +
                                std::string(flags) + ",\n";
-            if (flags[2] == '1') rest += "3,4,\n-1,0,\n";
+            if (has_list) rest += "3,4,\n-1,0,\n";
             if (random.one_in(8)) rest[0] = '1';
             lines += element(random.id_below(1000) + 1, random.id_below(9), topology, slots, rest);
         }
@@ -421,9 +450,11 @@ TEST(femap_mesh, random_files_are_read_as_by_a_plain_reader) {
     EXPECT_GT(nbr_good, nbr_runs(2000) / 4);
 }
 
+const std::string with_list = "0.,0.,0.,\n0.,0.,0.,\n0.,0.,0.,\n0,0,0,0,0,0,0,0,0,0,0,0,1,0,0,0,\n"
+                              "4,0,1.,1,1,1,0,0,0,\n-1,0,0.,0,0,0,0,0,0,\n";
 const std::string all_kinds = block(100, "<NULL>\n8.1\n") + block(601, "1\n") + nodes(3) +
                               block(404, element(1, 4, 2, {1, 2, 3}) + element(2, 5, 13, {1}) +
-                                             element(3, 6, 4, {4, 2, 3, 1})) +
+                                             element(3, 6, 4, {4, 2, 3, 1}, with_list)) +
                               block(403, node(4, "1.5D1,2,3") + node(2, "2.,4.,0."));
 
 TEST(femap_mesh, a_file_cut_at_any_byte_is_read_as_by_a_plain_reader) {

@@ -213,7 +213,9 @@ private:
         kind k = found->second;
         if (k.type == kv7::ET_TRIA6 && slots[3] == 0 && slots[6] != 0) k.slots = {0, 1, 2, 5, 6, 4};
         const auto is_free = [&](std::size_t s) { return slots[s] == 0; };
-        if (std::any_of(k.linear_slots.begin(), k.linear_slots.end(), is_free)) return;
+        if (std::any_of(k.linear_slots.begin(), k.linear_slots.end(), is_free)) {
+            return skip_lists(last);
+        }
         ++read;
         const bool is_linear = std::any_of(k.slots.begin(), k.slots.end(), is_free);
         elements.emplace_back();
@@ -224,6 +226,7 @@ private:
         pids.push_back(static_cast<unsigned int>(property));
         element_numbers.push_back(static_cast<unsigned int>(number));
         element_lines_.push_back(line);
+        skip_lists(last);
     }
     void skip_lists(const std::vector<std::string>& flags) {
         for (std::size_t k = 12; k < std::min<std::size_t>(flags.size(), 16); ++k) {
