@@ -24,7 +24,7 @@ constexpr remark_form reference_dropped{remark_kind::lost, "reference left out",
                                         "references left out", "a node has no property"};
 constexpr remark_form reference_replaced{remark_kind::changed, "reference read as 0",
                                          "references read as 0",
-                                         "a property is a number from 0 to 4294967294"};
+                                         "a property is a number from 0 to 4294967295"};
 constexpr remark_form read_as_linear{remark_kind::changed, "read as linear", "read as linear",
                                      "the order of further nodes is not known"};
 constexpr remark_form read_as_pyramid{remark_kind::changed, "read as pyramid", "read as pyramids",
@@ -167,7 +167,7 @@ private:
         }
         std::int64_t reference = 0;
         if (!words_.next_integer(reference)) return false;
-        if (reference < 0 || reference >= std::int64_t{no_id}) {
+        if (reference < 0 || reference > std::int64_t{no_id}) {
             report_.add(reference_replaced, keyword, words_.place());
             reference = 0;
         }

@@ -86,12 +86,13 @@ TEST(medit_mesh, other_sections_are_passed_over_and_told) {
 
 TEST(medit_mesh, references_that_are_no_properties_are_told) {
     const read_file file = read(start + "Vertices 3\n0 0 0 1\n1 0 0 0\n0 1 0 -1\n"
-                                        "Triangles 3 1 2 3 -4\n1 3 2 4294967295\n1 2 3 1\nEnd");
-    EXPECT_EQ(list(file.m.pids), (std::vector<unsigned int>{0, 0, 1}));
+                                        "Triangles 4 1 2 3 -4\n1 3 2 4294967296\n1 2 3 1\n"
+                                        "2 3 1 4294967295\nEnd");
+    EXPECT_EQ(list(file.m.pids), (std::vector<unsigned int>{0, 0, 1, 4294967295}));
     EXPECT_EQ(file.sentences(),
               (strings{"Vertices: 2 references left out, first in line 4: a node has no property",
                        "Triangles: 2 references read as 0, first in line 7: a property is a number "
-                       "from 0 to 4294967294"}));
+                       "from 0 to 4294967295"}));
 }
 
 TEST(medit_mesh, hexahedra_that_stand_for_pyramids_and_wedges_are_told) {
