@@ -196,12 +196,21 @@ bool deck_property_defaults::is_default(std::uint64_t name) {
 }
 
 deck_element_fault deck_property_defaults::read(const deck_card& card) {
-    return read_property(card, card.name() == deck_name("BAROR") ? of_bars_ : of_beams_);
+    given_property& given = card.name() == deck_name("BAROR") ? of_bars_ : of_beams_;
+    unsigned int property = no_id;
+    deck_element_fault fault = read_property(card, property);
+    if (fault) return fault;
+    fault.field = 1;
+    fault.is_given_twice = given.has_card && property != given.number;
+    given = {property, true};
+    return fault;
 }
 
 unsigned int deck_property_defaults::of(deck_property rule, unsigned int element_id) const {
     if (rule == none) return no_id;
-    const unsigned int given = rule == of_bars ? of_bars_ : rule == of_beams ? of_beams_ : no_id;
+    const unsigned int given = rule == of_bars    ? of_bars_.number
+                               : rule == of_beams ? of_beams_.number
+                                                  : no_id;
     return given == no_id ? element_id : given;
 }
 

@@ -41,7 +41,8 @@ struct deck_element {
 struct deck_element_fault {
     deck_value value = deck_value::number;
     std::size_t field = 0;
-    explicit operator bool() const { return value != deck_value::number; }
+    bool is_given_twice = false; // and was another one before
+    explicit operator bool() const { return value != deck_value::number || is_given_twice; }
 };
 
 // Null if the card is none of an element.
@@ -58,7 +59,7 @@ deck_element_fault read_element(const deck_card& card, const deck_element_card& 
                                 deck_element& element);
 
 // Properties that BAROR and BEAMOR give to elements with a blank one. These cards may stand behind
-// the elements.
+// the elements, and each may be given again with the same property.
 class deck_property_defaults {
 public:
     static bool is_default(std::uint64_t name);
@@ -66,8 +67,13 @@ public:
     unsigned int of(deck_property rule, unsigned int element_id) const;
 
 private:
-    unsigned int of_bars_ = no_id;
-    unsigned int of_beams_ = no_id;
+    struct given_property {
+        unsigned int number = no_id; // the absent ID if its field is blank
+        bool has_card = false;
+    };
+
+    given_property of_bars_;
+    given_property of_beams_;
 };
 
 } // namespace kv7::tessmaker

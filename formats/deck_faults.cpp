@@ -1,8 +1,10 @@
 #include "formats/deck_faults.h"
 
 #include <cstddef>
+#include <string_view>
 
 #include "formats/characters.h"
+#include "formats/deck_numbers.h"
 #include "formats/words.h"
 
 namespace kv7::tessmaker {
@@ -16,6 +18,22 @@ std::string without_controls(std::string text) {
         if (byte < ' ' || byte == 0x7F) c = '?';
     }
     return text;
+}
+
+constexpr std::string_view other_values = "other values were given before";
+
+// "an integer is expected".
+std::string_view expected_text(deck_value value) {
+    switch (value) {
+    case deck_value::number:
+    case deck_value::blank: return "a number is expected in a blank field";
+    case deck_value::not_an_integer: return "an integer is expected";
+    case deck_value::not_a_real: return "a real number is expected";
+    case deck_value::not_an_id: return "a number from 1 to 4294967294 is expected";
+    case deck_value::too_large: return "a number within the range of its type is expected";
+    case deck_value::too_long: return "a number of at most 100 characters is expected";
+    }
+    return "";
 }
 
 std::string system_text_of(unsigned int system) {
@@ -41,19 +59,6 @@ std::string card_name_text(std::uint64_t name) {
     return std::string(trim_right({text, word_size}));
 }
 
-std::string_view expected_text(deck_value value) {
-    switch (value) {
-    case deck_value::number:
-    case deck_value::blank: return "a number is expected in a blank field";
-    case deck_value::not_an_integer: return "an integer is expected";
-    case deck_value::not_a_real: return "a real number is expected";
-    case deck_value::not_an_id: return "a number from 1 to 4294967294 is expected";
-    case deck_value::too_large: return "a number within the range of its type is expected";
-    case deck_value::too_long: return "a number of at most 100 characters is expected";
-    }
-    return "";
-}
-
 std::string in_words(const deck_fault& fault) {
     const std::string path = without_controls(fault.path);
     switch (fault.kind) {
@@ -75,7 +80,7 @@ std::string in_words(const deck_system_fault& fault) {
     case deck_system_fault::none: break;
     case deck_system_fault::bad_field: return std::string(expected_text(fault.value));
     case deck_system_fault::given_twice:
-        return fault.system == 0 ? "other values were given before"
+        return fault.system == 0 ? std::string(other_values)
                                  : system + " was given before with other values";
     case deck_system_fault::unknown_system:
         return system_text_of(fault.other) +
@@ -87,6 +92,10 @@ std::string in_words(const deck_system_fault& fault) {
     case deck_system_fault::no_axes: return "the points of " + system + " lie on one line";
     }
     return "";
+}
+
+std::string in_words(const deck_element_fault& fault) {
+    return std::string(fault.is_given_twice ? other_values : expected_text(fault.value));
 }
 
 } // namespace kv7::tessmaker

@@ -4,22 +4,19 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "formats/deck_coordinates.h"
+#include "formats/deck_elements.h"
 #include "formats/deck_lexer.h"
-#include "formats/deck_numbers.h"
 
 namespace kv7::tessmaker {
 
 // The name of a card as text.
 std::string card_name_text(std::uint64_t name);
 
-// "an integer is expected". Static text.
-std::string_view expected_text(deck_value value);
-
 std::string in_words(const deck_fault& fault);
 std::string in_words(const deck_system_fault& fault);
+std::string in_words(const deck_element_fault& fault);
 
 } // namespace kv7::tessmaker
 

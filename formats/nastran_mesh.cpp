@@ -176,7 +176,7 @@ private:
         return fault ? refuse(card, fault.position, in_words(fault)) : 0;
     }
     int checked(const deck_card& card, const deck_element_fault& fault) {
-        return fault ? refuse(card, card.position(fault.field), expected_text(fault.value)) : 0;
+        return fault ? refuse(card, card.position(fault.field), in_words(fault)) : 0;
     }
 
     int take_node(const deck_card& card, const card_kind& kind) {

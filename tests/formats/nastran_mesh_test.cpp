@@ -196,6 +196,10 @@ TEST(nastran_mesh, what_breaks_the_rules_is_told_with_its_line_and_column) {
     EXPECT_EQ(error(two + "CHEXA,1,1,1,2,1,2,1,2\n+,1,x\n"),
               "line 4, column 5: CHEXA: an integer is expected");
     EXPECT_EQ(error("BAROR,,x\n"), "line 1, column 8: BAROR: an integer is expected");
+    EXPECT_EQ(error("BAROR,,7\nBAROR,,7\nBEAMOR,,8\nBEAMOR\n"),
+              "line 4, column 17: BEAMOR: other values were given before");
+    EXPECT_EQ(error("BAROR\nBEAMOR,,8\nBAROR,,7\n"),
+              "line 3, column 8: BAROR: other values were given before");
     EXPECT_EQ(error("GRDSET,,x\n"), "line 1, column 9: GRDSET: an integer is expected");
     EXPECT_EQ(error("GRDSET,,1\nGRDSET,,2\n"),
               "line 2, column 1: GRDSET: other values were given before");
