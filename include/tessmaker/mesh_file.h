@@ -173,7 +173,8 @@ struct file_report {
         const bool has_failed = !remarks_.empty() && remarks_.back().kind == remark_kind::error;
         return has_failed ? &remarks_.back() : nullptr;
     }
-    // Whether anything was left out.
+    // Whether anything was left out, of whatever kind: true for nearly every deck of an analysis,
+    // as materials and parameters are no part of a mesh. `counts` tells whether elements were.
     bool has_lost() const noexcept {
         for (const remark& r : remarks_) {
             if (r.kind == remark_kind::lost) return true;
@@ -200,8 +201,8 @@ private:
 //     entry more than `types`, also without elements, and `pids` has an entry per element: 1 where
 //     the format has no properties.
 //   - Numbers are there if the format has them.
-//   - What is in the file and not in the mesh, or in another form, is told by remarks. `counts` of
-//     the report has every keyword of the file.
+//   - What is in the file and not in the mesh, or in another form, is told by remarks, but for
+//     what is said below not to be looked at. `counts` of the report has every keyword of the file.
 //
 // STL: all solids are one mesh, welded as by STL_input: corners closer than a twentieth of the
 // smallest height of a facet are one node. Solids with a name, and all of several, are sets of
@@ -225,7 +226,10 @@ private:
 //   - What is given again alike, a node or an element, is left out. To give it again with other
 //     values breaks the rules, and so does an element with a node that is not there. Elements on
 //     cards of different names may share a number.
-//   - All other cards are counted as lost. A deck of cards without a node breaks the rules.
+//   - BAROR and BEAMOR, GRDSET and systems may be given again alike.
+//   - All other cards are counted as lost, those of materials, loads and parameters too. What else
+//     stands on the cards of nodes and elements, as constraints, orientations, offsets and
+//     thicknesses, is not looked at. A deck of cards without a node breaks the rules.
 //
 // OBJ: vertices are nodes, used or not, and faces are triangles and quadrangles. A face of more
 // corners is cut into triangles, by ear clipping as seen along its normal, also where it is concave
@@ -238,9 +242,9 @@ private:
 // FEMAP: blocks 403 and 404 are read, wherever and however often they stand. The property is the
 // third value of an element; nodes on edges are where the format puts them, and those of bricks
 // where they lie, since FEMAP_output writes them in another order. If one is missing the element is
-// linear. Elements of other topologies or without a corner, and what else stands on elements, are
-// left out. A node may be given again alike. Coordinates are global ones. Numbers of elements may
-// repeat.
+// linear. Elements of other topologies or without a corner, and what else stands on elements, as
+// orientations and lists of nodes, are left out. A node may be given again alike. Coordinates are
+// global ones. Numbers of elements may repeat.
 //
 // MEDIT: versions 1 to 4 in one, two or three dimensions. Elements of all linear sections, and
 // EdgesP2, TrianglesP2, QuadrilateralsQ2, TetrahedraP2. Of PyramidsP2, PrismsP2 and HexahedraQ2,
