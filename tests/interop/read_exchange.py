@@ -6,6 +6,7 @@ Works in the current folder. READ_FILE is our program that tells what it finds i
 """
 
 import itertools
+import re
 import subprocess
 import sys
 from pathlib import Path
@@ -48,10 +49,13 @@ def expect(what, found, wanted):
         sys.exit(f"{what}: {found} in place of {wanted}")
 
 
-def expect_mesh(file, nbr_nodes, box, types, fields):
+UNIT_BOX = [0, 1, 0, 1, 0, 1]
+
+
+def expect_mesh(file, nbr_nodes, types, fields):
     found = ours(file)
     expect(f"{file}: nodes", found["nodes"], [nbr_nodes])
-    expect(f"{file}: box", found["box"], box)
+    expect(f"{file}: box", found["box"], UNIT_BOX)
     expect(f"{file}: types", found["types"], types)
     expect(f"{file}: inverted", found["inverted"], [0])
     if found["off"][0] > 1e-6:
@@ -59,9 +63,6 @@ def expect_mesh(file, nbr_nodes, box, types, fields):
     expect(f"{file}: fields", found["fields"], fields)
     print(f"{file}: {nbr_nodes} nodes, {types}, {sorted(fields)}")
     return found["remarks"]
-
-
-UNIT_BOX = [0, 1, 0, 1, 0, 1]
 
 
 def counts_in_medit(file):
@@ -92,6 +93,26 @@ VTK_TYPES = {1: NODE, 3: BAR2, 5: TRIA3, 9: QUAD4, 10: TETRA4, 12: HEXA8, 13: PE
              28: QUAD9, 29: HEXA27, 32: PENTA18}
 
 
+def counts_in_deck(file):
+    """Nodes and elements by their cards. All solids are quadratic if a face is."""
+    names = [re.split("[ ,*]", line)[0] for line in Path(file).read_text().splitlines()]
+    is_quadratic = "CTRIA6" in names or "CQUAD8" in names
+    keywords = {"CBAR": BAR2, "CTRIA3": TRIA3, "CTRIA6": TRIA6, "CQUAD4": QUAD4, "CQUAD8": QUAD8,
+                "CPYRA": PYRA5, "CPYRAM": PYRA5,
+                "CTETRA": TETRA10 if is_quadratic else TETRA4,
+                "CPENTA": PENTA15 if is_quadratic else PENTA6,
+                "CHEXA": HEXA20 if is_quadratic else HEXA8}
+    types = [keywords[name] for name in names if name in keywords]
+    return names.count("GRID"), {type: types.count(type) for type in types}
+
+
+def counts_in_stl(file):
+    """Different corners and facets of a text file."""
+    lines = [line.split() for line in Path(file).read_text().splitlines()]
+    corners = {tuple(map(float, line[1:])) for line in lines if line[0] == "vertex"}
+    return len(corners), {TRIA3: sum(line[0] == "facet" for line in lines)}
+
+
 def from_gmsh():
     square = """Point(1)={0,0,0,0.6};Point(2)={1,0,0,0.6};Point(3)={1,1,0,0.6};Point(4)={0,1,0,0.6};
 Line(1)={1,2};Line(2)={2,3};Line(3)={3,4};Line(4)={4,1};Line Loop(1)={1:4};Plane Surface(1)={1};
@@ -110,10 +131,20 @@ Line(1)={1,2};Line(2)={2,3};Line(3)={3,4};Line(4)={4,1};Line Loop(1)={1:4};Plane
         file = f"{name}{order}.{ending}"
         run("gmsh", "-3", "-order", order, "-o", file, "-v", 1, "model.geo")
         nbr_nodes, types = counts_in_medit(file) if ending == "mesh" else counts_in_vtk(file)
-        remarks = expect_mesh(file, nbr_nodes, UNIT_BOX, types, {})
+        remarks = expect_mesh(file, nbr_nodes, types, {})
         for remark in remarks:
             if "a node has no property" not in remark and "faces in" not in remark:
                 sys.exit(f"{file}: {remark}")
+    # In large fields cards of three lines lack the marks of their continuations.
+    for (name, model), order, layout in itertools.product(models.items(), (1, 2), (0, 1, 2)):
+        Path("model.geo").write_text(model)
+        file = f"{name}{order}_layout{layout}.bdf"
+        run("gmsh", "-3", "-order", order, "-setnumber", "Mesh.SecondOrderIncomplete", 1,
+            "-setnumber", "Mesh.BdfFieldFormat", layout, "-o", file, "-v", 1, "model.geo")
+        expect("remarks", expect_mesh(file, *counts_in_deck(file), {}), [])
+    for file, binary in (("text.stl", 0), ("binary.stl", 1)):
+        run("gmsh", "-2", "-setnumber", "Mesh.Binary", binary, "-o", file, "-v", 1, "model.geo")
+        expect_mesh(file, *counts_in_stl("text.stl"), {})
 
 
 CUBE = [(0, 0, 0), (1, 0, 0), (1, 1, 0), (0, 1, 0), (0, 0, 1), (1, 0, 1), (1, 1, 1), (0, 1, 1)]
@@ -135,13 +166,31 @@ def from_meshio():
     fields["c"] = (1, 1, float(sum(k[0] for k in cell_data["c"])))
     mesh = meshio.Mesh(numpy.array(CUBE, float), cells, point_data, cell_data)
     meshio.Mesh(mesh.points, cells).write("mesh.mesh")
-    expect_mesh("mesh.mesh", n, UNIT_BOX, types, {})
+    expect_mesh("mesh.mesh", n, types, {})
     meshio.vtk.write("mesh.vtk", mesh, binary=False)
-    expect_mesh("mesh.vtk", n, UNIT_BOX, types, fields)
+    expect_mesh("mesh.vtk", n, types, fields)
     for binary in (False, True):
         file = f"mesh{int(binary)}.vtu"
         meshio.vtu.write(file, mesh, binary=binary, compression=None)
-        expect_mesh(file, n, UNIT_BOX, types, fields)
+        expect_mesh(file, n, types, fields)
+    plain = meshio.Mesh(mesh.points, cells)
+    # Cards of bars in large fields have a star that announces a second line, and none follows.
+    for points, elements in itertools.product(("free", "fixed-small", "fixed-large"),
+                                              ("fixed-small", "fixed-large")):
+        file = f"points_{points}_cells_{elements}.bdf"
+        plain.write(file, file_format="nastran", point_format=points, cell_format=elements)
+        expect("remarks", expect_mesh(file, n, types, {}), [])
+    quads = [[0, 3, 2, 1], [4, 5, 6, 7]]
+    sides = [[0, 1, 5], [0, 5, 4], [1, 2, 6], [1, 6, 5], [2, 3, 7], [2, 7, 6], [3, 0, 4], [3, 4, 7]]
+    mixed = [("quad", numpy.array(quads)), ("triangle", numpy.array(sides))]
+    meshio.Mesh(mesh.points, mixed).write("mesh.obj")
+    expect("remarks", expect_mesh("mesh.obj", n, {QUAD4: 2, TRIA3: 8}, {}), [])
+    halves = [[quad[0], quad[k], quad[k + 1]] for quad in quads for k in (1, 2)]
+    surface = meshio.Mesh(mesh.points, [("triangle", numpy.array(sides + halves))])
+    for binary in (False, True):
+        file = f"mesh{int(binary)}.stl"
+        meshio.stl.write(file, surface, binary=binary)
+        expect_mesh(file, n, {TRIA3: 12}, {})
 
 
 def vtk_grid():
@@ -182,6 +231,29 @@ def vtk_grid():
     return grid, fields
 
 
+def surfaces_from_vtk():
+    from vtkmodules.vtkFiltersCore import vtkTriangleFilter
+    from vtkmodules.vtkFiltersSources import vtkCubeSource
+    from vtkmodules.vtkIOGeometry import vtkOBJWriter, vtkSTLWriter
+
+    cube, triangles = vtkCubeSource(), vtkTriangleFilter()
+    cube.SetBounds(*UNIT_BOX)
+    triangles.SetInputConnection(cube.GetOutputPort())
+    for file, mode in (("text.stl", 1), ("binary.stl", 2)):
+        writer = vtkSTLWriter()
+        writer.SetFileType(mode)
+        writer.SetFileName(file)
+        writer.SetInputConnection(triangles.GetOutputPort())
+        writer.Write()
+        expect_mesh(file, 8, {TRIA3: 12}, {})
+    # Each face of the cube has points of its own.
+    writer = vtkOBJWriter()
+    writer.SetFileName("cube.obj")
+    writer.SetInputConnection(cube.GetOutputPort())
+    writer.Write()
+    expect_mesh("cube.obj", 24, {QUAD4: 6}, {})
+
+
 def from_vtk():
     from vtkmodules.vtkIOLegacy import vtkUnstructuredGridWriter
     from vtkmodules.vtkIOXML import vtkXMLUnstructuredGridWriter
@@ -196,7 +268,7 @@ def from_vtk():
         writer.SetFileName(f"version{version}.vtk")
         writer.SetInputData(grid)
         writer.Write()
-        expect_mesh(f"version{version}.vtk", n, UNIT_BOX, types, fields)
+        expect_mesh(f"version{version}.vtk", n, types, fields)
     for mode, header, order, encoded in itertools.product((0, 1, 2), (32, 64), (0, 1), (0, 1)):
         writer = vtkXMLUnstructuredGridWriter()
         writer.SetDataMode(mode)
@@ -208,7 +280,8 @@ def from_vtk():
         writer.SetFileName(file)
         writer.SetInputData(grid)
         writer.Write()
-        expect_mesh(file, n, UNIT_BOX, types, fields)
+        expect_mesh(file, n, types, fields)
+    surfaces_from_vtk()
 
 
 {"gmsh": from_gmsh, "meshio": from_meshio, "vtk": from_vtk}[sys.argv[1]]()
