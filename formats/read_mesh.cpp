@@ -39,7 +39,9 @@ mesh_reader reader_of(file_format format) {
 
 std::string not_read(file_format format) {
     if (format == file_format::unknown) return "neither its name nor its contents tell a format";
-    return std::string(format_name(format)) + " files are not read";
+    std::string text = std::string(format_name(format)) + " files are not read";
+    if (format == file_format::ensight) text += ", nor scripts of gmsh, which have the same ending";
+    return text;
 }
 
 int read_by(mesh_reader reader, std::FILE* file, mesh& result, report_builder& report) {

@@ -86,7 +86,10 @@ TEST(read_mesh, says_why_a_file_cant_be_read) {
     const named_file text("hello\n", ".txt");
     EXPECT_EQ(error_of(-1, text.name()), ": neither its name nor its contents tell a format");
     const named_file geometry("", ".geo");
-    EXPECT_EQ(error_of(-1, geometry.name()), ": EnSight files are not read");
+    EXPECT_EQ(error_of(-1, geometry.name()),
+              ": EnSight files are not read, nor scripts of gmsh, which have the same ending");
+    const named_file cases("", ".case");
+    EXPECT_EQ(error_of(-1, cases.name()), ": EnSight case files are not read");
 }
 
 TEST(read_mesh, the_path_may_stand_in_the_report) {
