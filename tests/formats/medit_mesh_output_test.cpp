@@ -9,6 +9,7 @@
 
 #include "core/element_table.h"
 #include "core/type_table.h"
+#include "formats/mesh_files.h"
 #include "formats/meshes_for_files.h"
 #include "formats/scratch_files.h"
 #include "support/meshes.h"
@@ -33,6 +34,32 @@ TEST(medit_mesh, of_a_square_is_this_text) {
     m.pids = vector_of<unsigned int>({0, 7, 4000000000});
     EXPECT_EQ(written(m, file_format::medit).text,
               start + "\nTriangles\n2\n1 2 3 0\n1 3 4 7\n\nEdges\n1\n4 1 4000000000\n\nEnd\n");
+}
+
+TEST(medit_mesh, a_property_that_is_no_reference_is_a_loss) {
+    file_mesh m = mesh_of(points({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}),
+                          {{ET_BAR2, {0, 1}}, {ET_BAR2, {1, 2}}, {ET_BAR2, {2, 0}}});
+    m.pids = vector_of<unsigned int>({4294967295, 4294967294, 2147483647});
+    const written_mesh refused = written(m, file_format::medit);
+    EXPECT_EQ(refused.code, -4);
+    const written_mesh file = written_lossy(m, file_format::medit);
+    EXPECT_EQ(file.sentences(),
+              (std::vector<std::string>{
+                  "property of an element: 1 written as 0: a property is a number from 0 to "
+                  "4294967294",
+                  "property of an element: 1 above 2147483647: not all programs read such "
+                  "numbers"}));
+    EXPECT_TRUE(file.report.has_lost());
+    EXPECT_NE(file.text.find("\nEdges\n3\n1 2 0\n2 3 4294967294\n3 1 2147483647\n"),
+              std::string::npos);
+    const read_file back = read_as(file_format::medit, file.text);
+    EXPECT_EQ(list(back.m.pids), (std::vector<unsigned int>{0, 4294967294, 2147483647}));
+    EXPECT_TRUE(back.report.remarks().empty());
+
+    // Of an element that is not written nothing is said.
+    file_mesh lone = mesh_of(points({{0, 0, 0}, {1, 0, 0}}), {{ET_BAR2, {0, 1}}, {ET_NODE, {0}}});
+    lone.pids = vector_of<unsigned int>({1, 4294967295});
+    EXPECT_EQ(written_lossy(lone, file_format::medit).sentences().size(), 1U);
 }
 
 TEST(medit_mesh, in_2d_has_two_coordinates) {
