@@ -1,11 +1,14 @@
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "formats/characters.h"
 #include "formats/mesh_writers.h"
 #include "formats/output_buffer.h"
 #include "formats/vtk_cell_orders.h"
@@ -21,13 +24,24 @@ constexpr remark_form no_number{remark_kind::changed, "written as a word", "writ
 
 constexpr std::size_t id_size = 11; // with a blank or the end of a line
 
+// Whether a program takes an array of this name for further data on the one before, which it skips,
+// or for one that is not there.
+bool is_taken_for_keyword(std::string_view name) {
+    constexpr std::string_view keywords[] = {"metadata", "null_array"};
+    return std::any_of(std::begin(keywords), std::end(keywords), [name](std::string_view keyword) {
+        return is_word(name.substr(0, keyword.size()), keyword);
+    });
+}
+
 // A name as VTK spells it: other characters than those from ! to ~, and two of these, by their
-// codes.
+// codes; so is the first one of a name that would be a keyword.
 std::string in_one_word(std::string_view name) {
     constexpr char digits[] = "0123456789ABCDEF";
     std::string result;
-    for (const char c : name) {
-        const bool is_kept = c > ' ' && c <= '~' && c != '"' && c != '%';
+    const bool hides_first = is_taken_for_keyword(name);
+    for (const char& c : name) {
+        const bool is_hidden = hides_first && &c == name.data();
+        const bool is_kept = c > ' ' && c <= '~' && c != '"' && c != '%' && !is_hidden;
         if (is_kept) {
             result += c;
             continue;

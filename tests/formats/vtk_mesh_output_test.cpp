@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/type_table.h"
+#include "formats/mesh_files.h"
 #include "formats/meshes_for_files.h"
 #include "formats/plain_vtu.h"
 #include "formats/scratch_files.h"
@@ -81,6 +82,26 @@ TEST(vtk_mesh, names_are_words_with_the_codes_of_other_characters) {
         EXPECT_NE(file.text.find(line), std::string::npos) << line;
     }
     EXPECT_EQ(file.sentences(), (std::vector<std::string>{"field: 2 renamed: names differ"}));
+}
+
+TEST(vtk_mesh, names_that_are_keywords_begin_with_a_code) {
+    for (const std::string name : {"METADATA", "metadata", "MetaData_2", "NULL_ARRAY"}) {
+        file_mesh m = triangle();
+        m.fields = {{"first", field_place::nodes, dense2D<double>(1, 3, 0.25)},
+                    {name, field_place::nodes, dense2D<double>(1, 3, 0.5)},
+                    {"last", field_place::nodes, dense2D<double>(1, 3, 0.75)}};
+        const written_mesh file = written(m, file_format::vtk);
+        EXPECT_EQ(file.code, 0);
+        EXPECT_TRUE(file.report.remarks().empty());
+        const std::string code = name[0] == 'm' ? "%6D" : name[0] == 'M' ? "%4D" : "%4E";
+        EXPECT_NE(file.text.find('\n' + code + name.substr(1) + " 1 3 double\n0.5\n"),
+                  std::string::npos);
+        const read_file back = read_as(file_format::vtk, file.text);
+        ASSERT_EQ(back.m.fields.size(), 3U) << back.error();
+        EXPECT_EQ(back.m.fields[1].name, name);
+        EXPECT_EQ(back.m.fields[1].values(0, 2), 0.5);
+        EXPECT_EQ(back.m.fields[2].name, "last");
+    }
 }
 
 TEST(vtk_mesh, values_that_are_no_numbers_are_told) {
