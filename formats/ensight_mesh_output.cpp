@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -88,10 +89,33 @@ element_order order_of(const mesh_for_file& what) {
     return order;
 }
 
+// A coordinate as it is written.
+struct rounded_coordinate {
+    double value;
+    int precision; // digits behind the point
+};
+rounded_coordinate rounded(double value, int digits) {
+    // What would be rounded beyond the range of double is cut off. By digits behind the point.
+    constexpr double largest[most_digits] = {1e308,     1.7e308,    1.79e308,
+                                             1.797e308, 1.7976e308, 1.79769e308};
+    // Between these an exponent has two digits, also of a number that is rounded up.
+    constexpr double least_in_width = 1e-99;
+    constexpr double most_in_width = 9.9999e99;
+    const double magnitude = std::abs(value);
+    const bool has_long_exponent =
+        magnitude > most_in_width || (magnitude < least_in_width && magnitude != 0.0);
+    // With a sign and an exponent of three digits there is room for five ones.
+    const int most = has_long_exponent && value < 0.0 ? most_digits - 1 : most_digits;
+    const int precision = std::min(digits, most) - 1;
+    const double bound = largest[precision];
+    return {std::clamp(value, -bound, bound), precision};
+}
+
 bool is_rounded(double value) {
+    const rounded_coordinate x = rounded(value, most_digits);
     char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::scientific,
-                                   most_digits - 1);
+    const auto end = std::to_chars(text, text + sizeof text, x.value, std::chars_format::scientific,
+                                   x.precision);
     double written = 0.0;
     std::from_chars(text, end.ptr, written);
     return written != value;
@@ -162,12 +186,13 @@ private:
             if (!put_count(what_.node_number(id))) return false;
         }
         const dense2D<double>& pos = what_.m.pos;
-        const int precision = std::min(what_.digits, most_digits) - 1;
         for (std::size_t r = 0; r < 3; ++r) {
             for (const unsigned int id : nodes_) {
                 if (!output_.make_room(2 * real_width + 1)) return false;
                 const double value = r < pos.rows() ? pos(r, id) : 0.0;
-                output_.put_right(real_width, [&] { output_.put_scientific(value, precision); });
+                const rounded_coordinate x = rounded(value, what_.digits);
+                output_.put_right(real_width,
+                                  [&] { output_.put_scientific(x.value, x.precision); });
                 output_.put('\n');
             }
         }

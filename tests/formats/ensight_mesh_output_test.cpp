@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <sstream>
 #include <string>
@@ -91,6 +93,40 @@ TEST(ensight_mesh_output, coordinates_have_six_digits) {
     const written_mesh few = written(m, file_format::ensight, options);
     EXPECT_TRUE(few.report.remarks().empty());
     EXPECT_NE(few.text.find("\n     3.3e-01\n"), std::string::npos);
+}
+
+TEST(ensight_mesh_output, coordinates_have_twelve_characters_whatever_they_are) {
+    file_mesh m = triangle();
+    m.pos(0, 0) = -1.23456e-300;
+    m.pos(0, 1) = -9.999999e99; // rounded up
+    m.pos(0, 2) = -2e100;
+    const written_mesh file = written(m, file_format::ensight);
+    EXPECT_NE(file.text.find("\n-1.2346e-300\n-1.0000e+100\n-2.0000e+100\n"), std::string::npos)
+        << file.text;
+    EXPECT_EQ(file.sentences(), (strings{"coordinate: 2 rounded: the format has 6 digits"}));
+
+    const double largest = std::numeric_limits<double>::max();
+    random_source random(21);
+    for (std::uint64_t run = 0; run < nbr_runs(5000); ++run) {
+        double value = std::bit_cast<double>(random.draw());
+        if (random.one_in(3)) value = -largest * random.uniform(0.9, 1.0);
+        if (random.one_in(3)) value = -std::pow(10.0, random.one_in(2) ? 100 : -99);
+        if (random.one_in(3)) value *= random.uniform(0.99999, 1.00001);
+        if (!std::isfinite(value)) continue;
+        m.pos(0, 0) = value;
+        write_options options;
+        options.digits = static_cast<int>(random.between(1, 7));
+        const std::string text = written(m, file_format::ensight, options).text;
+        const std::size_t begin = text.find("         3\n", text.find("         2\n")) + 11;
+        const std::string line = text.substr(begin, text.find('\n', begin) - begin);
+        EXPECT_EQ(line.size(), 12U) << line;
+        const double found = std::strtod(line.c_str(), nullptr);
+        EXPECT_TRUE(std::isfinite(found)) << line;
+        // Half of the last digit, or all of it where it is cut off.
+        const int nbr_digits = std::min(options.digits, 5);
+        EXPECT_LE(std::abs(found - value), std::abs(value) * std::pow(10.0, 1 - nbr_digits))
+            << line;
+    }
 }
 
 // The nodes of each type: corners, with the first triangle or quadrangle of a solid looking into
