@@ -178,9 +178,14 @@ bool atomic_file::end_stream() {
     return error_ == 0;
 }
 
+bool atomic_file::end() {
+    if (file_) is_whole_ = end_stream();
+    return is_whole_;
+}
+
 bool atomic_file::commit() {
-    if (!file_) return false;
-    const bool is_whole = end_stream();
+    const bool is_whole = end();
+    is_whole_ = false;
     if (is_whole && !other_.empty()) {
         if (std::rename(other_.c_str(), target_.c_str()) == 0) {
             other_.clear();
@@ -189,7 +194,7 @@ bool atomic_file::commit() {
         }
     }
     remove_other();
-    return error_ == 0;
+    return is_whole && error_ == 0;
 }
 
 } // namespace kv7::tessmaker

@@ -36,8 +36,11 @@ public:
     explicit operator bool() const { return file_ != nullptr; }
     std::FILE* get() const { return file_; }
 
-    // Ends the writing, after which there is no stream. False, and no file of the name or the
-    // former one, if anything that was written did not reach the file.
+    // Ends the writing, after which there is no stream. False if anything that was written did not
+    // reach the file. `commit` does so where it is still to be done.
+    bool end();
+    // Gives the file its name. False, and no file of the name or the former one, if anything that
+    // was written did not reach the file.
     bool commit();
 
     // The `errno` of the first failure; 0 if there is none.
@@ -50,8 +53,9 @@ private:
     void remove_other();
 
     std::FILE* file_ = nullptr;
-    std::string target_; // resolved; empty if written straight
-    std::string other_;  // what is written until the commit; empty if there is none
+    std::string target_;    // resolved; empty if written straight
+    std::string other_;     // what is written until the commit; empty if there is none
+    bool is_whole_ = false; // between the end and the commit
     int error_ = 0;
 };
 

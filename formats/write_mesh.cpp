@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -8,6 +9,7 @@
 #include "formats/file_report.h"
 #include "formats/mesh_check.h"
 #include "formats/mesh_writers.h"
+#include "formats/paths.h"
 #include "formats/streams.h"
 #include "tessmaker/mesh_file.h"
 
@@ -61,26 +63,36 @@ int write_checked(const mesh_writer& writer, file_format format, const mesh& m, 
     return code < 0 ? code : write(what);
 }
 
-// Calls `write(file)`, which is false when the stream fails. `subject` is for sentences, empty for
-// the file of the report.
+// `subject` is for sentences, empty for the file of the report.
+int fail(const atomic_file& file, const std::string& subject, const char* text,
+         report_builder& report) {
+    return report.fail(file_failed, subject + text + system_text(file.error()));
+}
+
+// Calls `write(file)`, which is false when the stream fails. The file is whole then, and has its
+// name from the commit.
 template <class Write>
-int write_whole_file(const char* path, const std::string& subject, report_builder& report,
-                     const Write& write) {
-    atomic_file file(path);
-    const auto fail = [&](const char* text) {
-        return report.fail(file_failed, subject + text + system_text(file.error()));
-    };
-    if (!file) return fail("can't be opened: ");
+int write_contents(atomic_file& file, const std::string& subject, report_builder& report,
+                   const Write& write) {
+    if (!file) return fail(file, subject, "can't be opened: ", report);
     const bool is_written = write(file.get());
+    return file.end() && is_written ? 0 : fail(file, subject, "can't be written: ", report);
+}
+
+int commit(atomic_file& file, const std::string& subject, report_builder& report) {
+    return file.commit() ? 0 : fail(file, subject, "can't be written: ", report);
+}
+
+template <class Write>
+int write_whole_file(const char* path, report_builder& report, const Write& write) {
+    atomic_file file(path);
+    if (const int code = write_contents(file, "", report, write); code < 0) return code;
     report.finish(); // what asks for memory comes ahead of the commit
-    return file.commit() && is_written ? 0 : fail("can't be written: ");
+    return commit(file, "", report);
 }
 
 constexpr remark_form blanks_in_name{remark_kind::note, "with blanks", "with blanks",
                                      "in quotes, which not all programs read"};
-
-// The last name of a path.
-std::string_view name_of(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
 // Where the geometry of a case file stands.
 std::string geometry_path(std::string_view path) {
@@ -91,6 +103,32 @@ std::string geometry_path(std::string_view path) {
     return std::string(path) + ".geo";
 }
 
+// Whether a case file can name a file: in a line, and in quotes where it has blanks.
+bool can_be_named(std::string_view name) {
+    return std::none_of(name.begin(), name.end(), [](char c) {
+        return static_cast<unsigned char>(c) < ' ' || c == '\x7F' || c == '"';
+    });
+}
+
+// Neither of the files has its name before both are whole.
+int write_case_and_geometry(const char* path, const std::string& geometry, const std::string& text,
+                            const mesh_for_file& what, report_builder& report) {
+    const std::string subject = std::string(name_of(geometry)) + ": ";
+    atomic_file geometry_file(geometry.c_str());
+    int code = write_contents(geometry_file, subject, report, [&what](std::FILE* file) {
+        return ensight_writer.write(file, what);
+    });
+    if (code < 0) return code;
+    atomic_file case_file(path);
+    code = write_contents(case_file, "", report, [&text](std::FILE* file) {
+        return std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    });
+    if (code < 0) return code;
+    report.finish();
+    code = commit(geometry_file, subject, report);
+    return code < 0 ? code : commit(case_file, "", report);
+}
+
 int write_case(const char* path, const mesh& m, const write_options& options,
                report_builder& report) {
     if (std::strcmp(path, "-") == 0) {
@@ -98,19 +136,17 @@ int write_case(const char* path, const mesh& m, const write_options& options,
     }
     const std::string geometry = geometry_path(path);
     const std::string name(name_of(geometry));
-    const bool is_word = name.find_first_of(" \t") == std::string::npos;
+    if (!can_be_named(name)) {
+        return report.fail(file_failed, "a case file can't name its geometry file: quotes and "
+                                        "control characters can't be in that name");
+    }
+    const bool is_word = name.find(' ') == std::string::npos;
     const std::string text =
         "FORMAT\ntype: ensight gold\nGEOMETRY\nmodel: " + (is_word ? name : '"' + name + '"') +
         '\n';
     const auto write = [&](const mesh_for_file& what) {
         if (!is_word) report.add(blanks_in_name, "name of the geometry file", {});
-        const int code =
-            write_whole_file(geometry.c_str(), name + ": ", report,
-                             [&](std::FILE* file) { return ensight_writer.write(file, what); });
-        if (code < 0) return code;
-        return write_whole_file(path, "", report, [&](std::FILE* file) {
-            return std::fwrite(text.data(), 1, text.size(), file) == text.size();
-        });
+        return write_case_and_geometry(path, geometry, text, what, report);
     };
     return write_checked(ensight_writer, file_format::ensight_case, m, 2, options, report, write);
 }
@@ -127,7 +163,7 @@ int write_path(const char* path, file_format format, const mesh& m, const write_
     const mesh_writer* const writer = writer_of(format);
     if (!writer) return report.fail(file_failed, not_written(format));
     const auto write = [&](const mesh_for_file& what) {
-        return write_whole_file(path, "", report,
+        return write_whole_file(path, report,
                                 [&](std::FILE* file) { return writer->write(file, what); });
     };
     return write_checked(*writer, format, m, 2, options, report, write);
@@ -158,7 +194,7 @@ int write_fields_of(const char* path, const mesh& m, const write_options& option
     const char* const sentence = "a MEDIT field file can't hold all of the fields";
     const int code = check_losses(losses, options, mesh_place, report, sentence);
     if (code < 0) return code;
-    return write_whole_file(path, "", report,
+    return write_whole_file(path, report,
                             [&](std::FILE* file) { return write_medit_fields(file, what); });
 }
 

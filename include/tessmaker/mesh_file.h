@@ -352,7 +352,9 @@ struct write_options {
 //   EnSight
 //          geometry of EnSight Gold in text, with numbers; each property is a part, in ascending
 //          order. Coordinates have 6 digits at most. A case file names the geometry file, which has
-//          its name with the ending .geo and is written first; it can't be the standard output
+//          its name with the ending .geo; both are replaced after both have been written, geometry
+//          first. It can't be the standard output, and its name has neither quotes nor control
+//          characters
 //
 // Where a format lacks a quadratic type, elements are written by the first of their nodes: those of
 // the next smaller type that it has. Mixed types are written by the type of each column. Nodes
@@ -372,7 +374,8 @@ struct write_options {
 //   report   out: what is to be said. If memory fails it may be empty
 //
 // Returns 0, or
-//   -1    no path; or a format that is not written, or that nothing tells
+//   -1    no path, or one that a case file can't have; or a format that is not written, or that
+//         nothing tells
 //   -2    `pos` has neither 2 nor 3 rows, or a coordinate is no finite number
 //   -2    `indices` doesn't begin with 0, go up, and end with the number of columns of `connect`;
 //         or it has not one entry more than `types`

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <sstream>
@@ -336,6 +337,38 @@ TEST_F(ensight_case_output, a_fault_leaves_the_old_files) {
     fs::create_directory(path("a.geo"));
     EXPECT_EQ(write(path("a.case"), triangle()), -1);
     EXPECT_EQ(contents("a.case"), "old case");
+}
+
+TEST_F(ensight_case_output, that_cant_be_written_leaves_the_old_geometry) {
+    std::ofstream(path("a.geo")) << "old geometry";
+    fs::create_directory(path("a.case"));
+    EXPECT_EQ(write(path("a.case"), triangle()), -1);
+    EXPECT_EQ(report_.error()->sentence, path("a.case") + ": can't be opened: Is a directory");
+    EXPECT_EQ(contents("a.geo"), "old geometry");
+    EXPECT_EQ(std::distance(fs::directory_iterator(path("")), fs::directory_iterator()), 2);
+
+    // Room for the geometry of a mesh of nothing, but not for the long name in the case.
+    const std::string name(150, 'n');
+    std::ofstream(path(name + ".geo")) << "old geometry";
+    const size_limit full(120);
+    EXPECT_EQ(write(path(name + ".case"), file_mesh()), -1);
+    EXPECT_EQ(report_.error()->sentence,
+              path(name + ".case") + ": can't be written: File too large");
+    EXPECT_EQ(contents(name + ".geo"), "old geometry");
+}
+
+TEST_F(ensight_case_output, needs_a_name_that_a_line_can_hold) {
+    for (const char* const name : {"a\nb.case", "a\"b.case", "a\tb.case", "\x7F.case"}) {
+        file_mesh m = triangle();
+        m.pids.push_back(1);
+        m.pids.push_back(1);
+        EXPECT_EQ(write(path(name), m), -1) << name;
+        EXPECT_EQ(report_.error()->sentence,
+                  path(name) + ": a case file can't name its geometry file: quotes and control "
+                               "characters can't be in that name");
+    }
+    EXPECT_TRUE(fs::is_empty(path("")));
+    EXPECT_EQ(write(path("a\nb.geo"), triangle()), 0); // no file names it
 }
 
 TEST_F(ensight_case_output, memory_failure_leaves_the_old_case) {
