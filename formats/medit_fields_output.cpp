@@ -24,6 +24,7 @@ constexpr remark_form no_number{remark_kind::changed, "written as a word", "writ
 int kind_of(const mesh& m, const field& f) {
     const std::size_t dim = m.pos.rows();
     const std::size_t rows = f.values.rows();
+    if (rows == 0) return 0; // of a mesh without nodes
     if (rows == 1) return 1;
     if (rows == dim) return 2;
     if (rows == dim * (dim + 1) / 2) return 3;

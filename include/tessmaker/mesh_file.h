@@ -384,7 +384,7 @@ struct write_options {
 //   -2    `pids`, `node_numbers` or `element_numbers` is not empty and has not an entry per element
 //         or node
 //   -2    the IDs of a set are not ascending, or one of them is not there
-//   -2    a field has not a column per node or element, or has no row
+//   -2    a field has not a column per node or element, or has columns without rows
 //   -3    `options.digits` is not from 1 to 17
 //   -3    something would be lost, and `options.lossy` is not set
 //   -1    the file can't be opened, or the system failed to write it

@@ -154,6 +154,14 @@ TEST_F(medit_fields_output, codes_come_in_their_order) {
     EXPECT_TRUE(fs::is_empty(folder_));
 }
 
+TEST_F(medit_fields_output, a_mesh_without_nodes_has_none_to_write) {
+    file_mesh m;
+    m.fields = {at_nodes(dense2D<double>())};
+    EXPECT_EQ(write_lossy(m), -2);
+    EXPECT_EQ(error(), ": there is no field to write");
+    EXPECT_TRUE(fs::is_empty(folder_));
+}
+
 TEST_F(medit_fields_output, a_full_disk_leaves_the_old_file) {
     random_source random(1);
     file_mesh m = random_mesh(random, {ET_TRIA3}, 5000, 20000);
