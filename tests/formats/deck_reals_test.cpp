@@ -12,6 +12,7 @@
 #include <string>
 
 #include "formats/deck_reals.h"
+#include "formats/plain_deck_reals.h"
 #include "support/random.h"
 
 using namespace kv7::tessmaker;
@@ -152,6 +153,55 @@ TEST(deck_real, of_any_value_is_that_which_trying_finds) {
         if (digits == 17) {
             EXPECT_EQ(is_deck_real_rounded(value, 17), off != 0.0) << text;
         }
+    }
+}
+
+// Values where the number of digits, or the exponent, is decided by the last bit.
+double critical_value(random_source& random) {
+    const auto power = [&random] { return std::pow(10.0, random.uniform(-22, 20)); };
+    double value = 0.0;
+    switch (random.below(7)) {
+    case 0: value = random.uniform(-1, 1) * power(); break;
+    case 1: value = std::bit_cast<double>(random.draw()); break;
+    case 2: { // a power of ten as text has it
+        const std::string text = "1e" + std::to_string(static_cast<int>(random.below(40)) - 20);
+        value = std::strtod(text.c_str(), nullptr);
+        break;
+    }
+    case 3: value = std::ldexp(1.0, static_cast<int>(random.below(140)) - 70); break;
+    case 4: { // of some digits, the last of which is often a 5
+        const int precision = static_cast<int>(random.between(1, 17));
+        char text[64];
+        std::snprintf(text, sizeof text, "%.*e", precision, random.uniform(1, 10) * power());
+        if (random.one_in(2)) text[precision + 1] = '5';
+        value = std::strtod(text, nullptr);
+        break;
+    }
+    case 5: // with few bits: a half of the last digit is exact
+        value = std::ldexp(static_cast<double>(random.below(1U << 20)),
+                           static_cast<int>(random.below(90)) - 60);
+        break;
+    default: value = std::round(random.uniform(-1e6, 1e6)) / 1e3;
+    }
+    const double toward = random.one_in(2) ? 0.0 : std::numeric_limits<double>::max();
+    for (std::size_t k = random.one_in(2) ? random.below(4) : 0; k > 0; --k) {
+        value = std::nextafter(value, toward);
+    }
+    return random.one_in(2) ? value : -value;
+}
+
+TEST(deck_real, is_what_the_library_makes_of_the_value) {
+    random_source random(2);
+    for (std::uint64_t run = 0; run < nbr_runs(100000); ++run) {
+        const double value = critical_value(random);
+        if (!std::isfinite(value)) continue;
+        const int digits = random.one_in(2) ? 17 : static_cast<int>(random.between(1, 17));
+        char field[deck_real_size];
+        put_deck_real(value, digits, field);
+        const std::string text(field, deck_real_size);
+        ASSERT_EQ(text, plain::deck_real(value, digits)) << std::hexfloat << value << ' ' << digits;
+        ASSERT_EQ(is_deck_real_rounded(value, digits), plain::is_deck_real_rounded(value, digits))
+            << std::hexfloat << value << ' ' << digits;
     }
 }
 
