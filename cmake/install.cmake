@@ -7,6 +7,15 @@ install(DIRECTORY include/tessmaker
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h")
 
+# A shared library brings zlib along; with a static one it is the program that is linked with it.
+get_target_property(tessmaker_type tessmaker TYPE)
+set(tessmaker_needs_zlib OFF)
+set(pc_requires)
+if(TESSMAKER_HAS_ZLIB AND tessmaker_type STREQUAL "STATIC_LIBRARY")
+  set(tessmaker_needs_zlib ON)
+  set(pc_requires zlib)
+endif()
+
 set(tessmaker_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tessmaker)
 install(EXPORT tessmakerTargets NAMESPACE tessmaker:: DESTINATION ${tessmaker_package_dir})
 configure_package_config_file(cmake/tessmakerConfig.cmake.in

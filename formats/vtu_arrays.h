@@ -2,12 +2,12 @@
 #ifndef TESSMAKER_FORMATS_VTU_ARRAYS_H
 #define TESSMAKER_FORMATS_VTU_ARRAYS_H
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "formats/vtu_bytes.h"
 #include "tessmaker/containers.h"
 
 namespace kv7::tessmaker {
@@ -28,15 +28,6 @@ enum class vtu_type {
 
 // The type of a name such as `Float64`.
 vtu_type vtu_type_of(std::string_view name);
-
-// How the binary data of a file are written.
-struct vtu_encoding {
-    std::endian order = std::endian::little;
-    std::size_t header_size = 4; // of the number of bytes ahead of an array
-    bool is_appended_base64 = false;
-    std::string_view appended;  // arrays one behind the other
-    std::size_t nbr_unread = 0; // bytes of it that no array has had; at first all
-};
 
 struct vtu_array {
     enum class form { ascii, binary, appended };

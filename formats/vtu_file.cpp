@@ -8,6 +8,7 @@
 #include "formats/mesh_readers.h"
 #include "formats/vtk_names.h"
 #include "formats/word_values.h"
+#include "formats/zlib_stream.h"
 
 namespace kv7::tessmaker {
 
@@ -105,10 +106,7 @@ bool vtu_file::read_root() {
     }
     const std::string_view prolog = std::string_view(text_).substr(0, xml_.place());
     has_wedge_comment_ = prolog.find(vtu_wedge_comment) != std::string_view::npos;
-    if (!xml_.attribute("compressor").empty()) {
-        return fail_here("compressed data are not read: " +
-                         std::string(xml_.attribute("compressor")));
-    }
+    if (!read_compressor()) return false;
     const std::string_view order = xml_.attribute("byte_order");
     if (order == "BigEndian") {
         encoding_.order = std::endian::big;
@@ -125,6 +123,16 @@ bool vtu_file::read_root() {
         if (xml_.name() == "UnstructuredGrid") return read_grid();
         return xml_.name() == "AppendedData" ? find_appended() : skip_element();
     });
+}
+
+bool vtu_file::read_compressor() {
+    const std::string_view name = xml_.attribute("compressor");
+    if (name.empty()) return true;
+    const bool is_zlib = name == "vtkZLibDataCompressor";
+    if (is_zlib && has_zlib()) return encoding_.is_compressed = true;
+    constexpr std::size_t longest = 32;
+    return fail_here("compressed data are not read: " + in_ascii(name.substr(0, longest)) +
+                     (is_zlib ? ", since the library was built without zlib" : ""));
 }
 
 // Nothing is read behind it: bytes as they are need not be XML.

@@ -52,6 +52,7 @@ private:
     template <class Visit> bool for_each_child(const Visit& visit);
     bool skip_element();
     bool read_root();
+    bool read_compressor();
     bool read_grid();
     bool read_piece();
     bool read_count(std::string_view name, std::uint64_t& count);

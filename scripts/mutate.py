@@ -274,7 +274,7 @@ class Build:
 
     def link(self, objects, program, *options):
         command = ["c++", "-Wl,--strip-debug", *options, "-o", program, *objects, *self.support,
-                   self.archive, "-lgtest_main", "-lgtest", "-llapack", "-lmpfr", "-lgmp"]
+                   self.archive, "-lgtest_main", "-lgtest", "-llapack", "-lmpfr", "-lgmp", "-lz"]
         subprocess.run([str(word) for word in command], cwd=BUILD, capture_output=True, check=True)
 
     def run(self, program, cpu_seconds):

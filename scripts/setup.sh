@@ -7,7 +7,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 # "package=tool" and "package=name.pc" let a tool or library count that came by another way.
 declare -A packages=(
-    [build]="g++ cmake ninja-build=ninja pkg-config"
+    [build]="g++ cmake ninja-build=ninja pkg-config zlib1g-dev=zlib.pc"
     [tests]="libgtest-dev=gtest.pc liblapack-dev=lapack.pc liblapacke-dev=lapacke.pc libmpfr-dev=mpfr.pc"
     [format]="clang-format"
     [tidy]="clang=clang++ clang-tidy"

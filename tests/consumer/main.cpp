@@ -63,5 +63,16 @@ int main() {
 
     expect(tessmaker::STL_output(static_cast<std::FILE*>(nullptr), pos, connect, true) == -1,
            "STL_output");
+
+    tessmaker::mesh mesh;
+    tessmaker::file_report report;
+    std::FILE* const file = std::tmpfile();
+    expect(file && std::fputs("<VTKFile type='UnstructuredGrid'/>", file) >= 0, "tmpfile");
+    if (!file) return 1;
+    std::rewind(file);
+    expect(tessmaker::read_mesh(file, tessmaker::file_format::vtu, mesh, report) == -102 &&
+               report.error(),
+           "read_mesh");
+    std::fclose(file);
     return nbr_failed == 0 ? 0 : 1;
 }
