@@ -264,9 +264,10 @@ private:
 // fields, if all their values are whole numbers from 0 to 4294967295.
 //
 // VTU: all pieces, one behind the other, with the data that are in each that has points or cells.
-// Arrays as text, inline or appended, the latter raw or in base64, in both byte orders; compressed
-// ones are refused. Cells and data as of VTK, and linear wedges are turned always; files of
-// `write_mesh` with quadratic ones are known by a comment.
+// Arrays as text, inline or appended, the latter raw or in base64, in both byte orders. They may be
+// compressed by zlib, if the library was built with it; other compressors are refused. Cells and
+// data as of VTK, and linear wedges are turned always; files of `write_mesh` with quadratic ones
+// are known by a comment.
 // The file is held in memory while it is read.
 //
 //   path    of a file of any kind; its format is told by format_of
