@@ -106,7 +106,7 @@ bool vtu_file::read_root() {
     }
     const std::string_view prolog = std::string_view(text_).substr(0, xml_.place());
     has_wedge_comment_ = prolog.find(vtu_wedge_comment) != std::string_view::npos;
-    if (!read_compressor()) return false;
+    read_compressor();
     const std::string_view order = xml_.attribute("byte_order");
     if (order == "BigEndian") {
         encoding_.order = std::endian::big;
@@ -125,14 +125,15 @@ bool vtu_file::read_root() {
     });
 }
 
-bool vtu_file::read_compressor() {
+// Arrays of text are read whatever it is.
+void vtu_file::read_compressor() {
     const std::string_view name = xml_.attribute("compressor");
-    if (name.empty()) return true;
     const bool is_zlib = name == "vtkZLibDataCompressor";
-    if (is_zlib && has_zlib()) return encoding_.is_compressed = true;
+    encoding_.is_compressed = is_zlib && has_zlib();
+    if (name.empty() || encoding_.is_compressed) return;
     constexpr std::size_t longest = 32;
-    return fail_here("compressed data are not read: " + in_ascii(name.substr(0, longest)) +
-                     (is_zlib ? ", since the library was built without zlib" : ""));
+    unread_compressor_ = in_ascii(name.substr(0, longest));
+    if (is_zlib) unread_compressor_ += ", since the library was built without zlib";
 }
 
 // Nothing is read behind it: bytes as they are need not be XML.
@@ -226,6 +227,9 @@ bool vtu_file::read_form(vtu_array& array) {
         }
     } else if (!form.empty() && form != "ascii") {
         return fail_here("a format of ascii, binary or appended is expected");
+    }
+    if (array.written != vtu_array::form::ascii && !unread_compressor_.empty()) {
+        return fail_here("compressed data are not read: " + unread_compressor_);
     }
     return true;
 }

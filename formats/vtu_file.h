@@ -52,7 +52,7 @@ private:
     template <class Visit> bool for_each_child(const Visit& visit);
     bool skip_element();
     bool read_root();
-    bool read_compressor();
+    void read_compressor();
     bool read_grid();
     bool read_piece();
     bool read_count(std::string_view name, std::uint64_t& count);
@@ -73,6 +73,7 @@ private:
     bool has_wedge_comment_ = false;
     bool has_appended_ = false;
     vtu_encoding encoding_;
+    std::string unread_compressor_; // with the reason, for a sentence
     std::vector<vtu_piece> pieces_;
 };
 

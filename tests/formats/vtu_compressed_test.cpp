@@ -407,21 +407,40 @@ TEST_F(vtu_compressed, arrays_of_vtk_are_read) {
               (table{{0}, {0.25}, {0.5}, {0.75}, {1}, {1.25}, {1.5}, {1.75}, {2}}));
 }
 
-// --- in any build ---
+// --- with zlib and without ---
 
-TEST(vtu_compressors, are_refused_by_name_if_they_are_not_known) {
-    const auto with = [](const std::string& name) {
-        return error_of("<VTKFile type='UnstructuredGrid' compressor='" + name + "'/>");
-    };
-    EXPECT_EQ(with("vtkLZ4DataCompressor"), "compressed data are not read: vtkLZ4DataCompressor");
-    EXPECT_EQ(with("vtkLZMADataCompressor"), "compressed data are not read: vtkLZMADataCompressor");
-    EXPECT_EQ(with(std::string(1000, 'a')),
-              "compressed data are not read: " + std::string(32, 'a'));
-    EXPECT_EQ(with("a\x01&#xE9;\nb"), "compressed data are not read: a????b");
-    EXPECT_EQ(with("vtkZLibDataCompressor"),
-              has_zlib() ? "a Piece is expected"
-                         : "compressed data are not read: vtkZLibDataCompressor, since the library "
-                           "was built without zlib");
+// A file that names a compressor.
+std::string with_compressor(const std::string& name, const std::string& array) {
+    return "<VTKFile type='UnstructuredGrid' compressor='" + name +
+           "'><UnstructuredGrid><Piece NumberOfPoints='3' NumberOfCells='0'>" + three_points +
+           "<PointData>\n" + array + "</PointData></Piece></UnstructuredGrid></VTKFile>\n";
+}
+
+TEST(vtu_compressors, that_are_not_known_are_told_by_name) {
+    for (const char* const array : {"<DataArray type='UInt8' Name='a' format='binary'/>",
+                                    "<DataArray type='Int8' format='appended' offset='0'/>"}) {
+        const auto with = [&](const std::string& name) {
+            return error_of(with_compressor(name, array));
+        };
+        const std::string start = "line 2, column 1: compressed data are not read: ";
+        EXPECT_EQ(with("vtkLZ4DataCompressor"), start + "vtkLZ4DataCompressor");
+        EXPECT_EQ(with("vtkLZMADataCompressor"), start + "vtkLZMADataCompressor");
+        EXPECT_EQ(with(std::string(1000, 'a')), start + std::string(32, 'a'));
+        EXPECT_EQ(with("a\x01&#xE9;b"), start + "a???b");
+        if (has_zlib()) continue;
+        EXPECT_EQ(with("vtkZLibDataCompressor"),
+                  start + "vtkZLibDataCompressor, since the library was built without zlib");
+    }
+}
+
+TEST(vtu_compressors, do_not_matter_to_text_and_to_arrays_that_are_left_out) {
+    for (const char* const name : {"vtkLZ4DataCompressor", "vtkZLibDataCompressor", "any"}) {
+        const read_file file =
+            read(with_compressor(name, "<DataArray type='UInt8' Name='a'>1 2 3</DataArray>"
+                                       "<Array type='String' Name='b' format='binary'>x</Array>"));
+        EXPECT_EQ(file.code, 0) << file.error();
+        EXPECT_EQ(file.counts(), "Points 3/3, PointData 2/1");
+    }
 }
 
 } // namespace
