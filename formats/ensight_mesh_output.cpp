@@ -14,6 +14,7 @@
 #include "core/type_table.h"
 #include "formats/mesh_writers.h"
 #include "formats/output_buffer.h"
+#include "formats/scientific.h"
 #include "formats/vtk_cell_orders.h"
 
 namespace kv7::tessmaker {
@@ -113,6 +114,11 @@ rounded_coordinate rounded(double value, int digits) {
 
 bool is_rounded(double value) {
     const rounded_coordinate x = rounded(value, most_digits);
+    scientific number;
+    bool is_other = false;
+    const bool is_found =
+        x.value == value && round_to_digits(value, x.precision, number, &is_other);
+    if (is_found) return is_other;
     char text[32];
     const auto end = std::to_chars(text, text + sizeof text, x.value, std::chars_format::scientific,
                                    x.precision);

@@ -17,8 +17,6 @@ namespace {
 
 constexpr remark_form order_changed{remark_kind::changed, "written in another order",
                                     "written in another order", "each type has one section"};
-constexpr remark_form property_replaced{remark_kind::lost, "written as 0", "written as 0",
-                                        "a property is a number from 0 to 4294967294"};
 constexpr remark_form property_long{remark_kind::note, "above 2147483647", "above 2147483647",
                                     "not all programs read such numbers"};
 
@@ -84,21 +82,12 @@ section_list sections_of(const mesh_for_file& what) {
     return list;
 }
 
-// What stands behind the nodes of an element.
-unsigned int reference_of(const mesh_for_file& what, std::size_t c) {
-    const unsigned int property = what.property(c);
-    return property == no_id ? 0 : property;
-}
-
 void tell_properties(const mesh_for_file& what, write_losses& losses) {
     constexpr unsigned int most_of_int = 2'147'483'647;
-    std::size_t nbr_replaced = 0;
     std::size_t nbr_long = 0;
     visit_written(what, [&](element_type, std::size_t c, const unsigned int*) {
-        nbr_replaced += what.property(c) == no_id ? 1U : 0U;
-        nbr_long += reference_of(what, c) > most_of_int ? 1U : 0U;
+        nbr_long += what.property(c) > most_of_int ? 1U : 0U;
     });
-    losses.add(property_replaced, "property of an element", nbr_replaced);
     losses.add(property_long, "property of an element", nbr_long);
 }
 
@@ -142,7 +131,7 @@ bool put_section(const section& s, const mesh_for_file& what, output_buffer& out
             output.put_unsigned(std::uint64_t{what.place(nodes[row])} + 1);
             output.put(' ');
         }
-        output.put_unsigned(reference_of(what, c));
+        output.put_unsigned(what.property(c));
         output.put('\n');
     });
     return is_good;

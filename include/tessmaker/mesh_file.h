@@ -363,8 +363,7 @@ struct write_options {
 // The third coordinate of nodes in 2D is 0, but MEDIT has 2D. Properties that are all 1, and
 // numbers that say no more than the order, are never lost. Numbers that NASTRAN, FEMAP and EnSight
 // don't allow, a 0 or one that stands twice, are a loss: all nodes, or all elements, have those of
-// their order then. So is a property of 0 or 4294967295 in NASTRAN, which becomes 1, and one of
-// 4294967295 in MEDIT, which becomes 0.
+// their order then. So is a property of 0 or 4294967295 in NASTRAN, which becomes 1.
 //
 // A file is replaced as a whole, after all of it has been written beside it; links are followed,
 // and the mode is kept. Devices, pipes and the standard output are written straight.

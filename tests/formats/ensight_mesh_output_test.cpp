@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -262,6 +263,42 @@ TEST(ensight_mesh_output, a_plain_reader_gets_the_mesh) {
             for (std::size_t r = 0; r < 3; ++r) {
                 EXPECT_NEAR(found.nodes.at(number)[r], p[r], 5.1e-6 * std::abs(p[r]));
             }
+        }
+    }
+}
+
+// Mostly one that 6 digits are enough for, or its neighbour.
+double coordinate_of_few_digits(random_source& random) {
+    double x = random.uniform(-10, 10) * std::pow(10.0, random.uniform(-30, 30));
+    if (random.one_in(8)) x = std::bit_cast<double>(random.draw());
+    if (random.one_in(8)) x = std::ldexp(1.0, static_cast<int>(random.below(60)) - 30);
+    if (!random.one_in(4)) {
+        char text[64];
+        std::snprintf(text, sizeof text, "%.*e", static_cast<int>(random.between(1, 6)), x);
+        x = std::strtod(text, nullptr);
+    }
+    if (random.one_in(8)) x = std::nextafter(x, 0.0);
+    return std::isfinite(x) ? x : 0.0;
+}
+
+TEST(ensight_mesh_output, coordinates_that_are_read_as_others_are_counted) {
+    random_source random(22);
+    for (std::uint64_t run = 0; run < nbr_runs(300); ++run) {
+        file_mesh m = mesh_of(random_points(random, 3, 2, -10, 10), ET_BAR2, {{0, 1}});
+        for (std::size_t c = 0; c < 2; ++c) {
+            for (std::size_t r = 0; r < 3; ++r) m.pos(r, c) = coordinate_of_few_digits(random);
+        }
+        const written_mesh file = written(m, file_format::ensight);
+        const plain_geometry found(file.text);
+        std::size_t nbr_others = 0;
+        for (const auto& [number, p] : found.nodes) {
+            for (std::size_t r = 0; r < 3; ++r) {
+                nbr_others += p[r] != m.pos(r, number - 1) ? 1U : 0U;
+            }
+        }
+        ASSERT_EQ(file.report.remarks().size(), nbr_others == 0 ? 0U : 1U);
+        if (nbr_others != 0) {
+            EXPECT_EQ(file.report.remarks()[0].count, nbr_others);
         }
     }
 }

@@ -235,7 +235,7 @@ TEST(femap_mesh, lists_behind_elements_are_passed_over_and_told) {
     EXPECT_EQ(file.elements(), (id_lists{{0, 1, 2}, {0, 1, 2, 3}, {1, 2, 3}}));
     EXPECT_EQ(list(file.m.element_numbers), (ids{1, 3, 4}));
     EXPECT_EQ(
-        file.remarks(),
+        file.sentences(),
         (sentences{"topology 2: 2 with lists of nodes, which are left out, first in line 10",
                    "topology 2: 1 left out, in line 22: a corner has no node",
                    "topology 4: 1 with an orientation, offsets or releases, which are left out, "
