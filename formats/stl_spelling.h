@@ -30,7 +30,8 @@ template <std::size_t Size> const char* skip_spelled(const char* text, const cha
         for (std::size_t i = 0; i < n; ++i) {
             expected |= std::uint64_t{static_cast<unsigned char>(word[k + i])} << 8 * i;
         }
-        const std::uint64_t mask = ~std::uint64_t{0} >> 8 * (word_size - n);
+        const std::uint64_t mask =
+            n < word_size ? (std::uint64_t{1} << 8 * n) - 1 : ~std::uint64_t{0};
         if (((load_word(text + k) ^ expected) & mask) != 0) return nullptr;
     }
     return text + length;
