@@ -14,13 +14,13 @@
 #include "core/ids.h"
 #include "formats/characters.h"
 #include "formats/mesh_readers.h"
-#include "formats/numbers.h"
 #include "formats/reported_words.h"
 #include "formats/stl_content.h"
 #include "formats/stl_spelling.h"
 #include "formats/stl_weld.h"
 #include "formats/streams.h"
 #include "formats/triangle_soup.h"
+#include "formats/word_values.h"
 #include "tessmaker/element_type.h"
 
 namespace kv7::tessmaker {
@@ -226,10 +226,7 @@ private:
     bool next_is(std::string_view expected) { return words_.next_is(expected, expected); }
     bool next_number(double& value) {
         const std::string_view word = words_.next();
-        if (!word.empty() &&
-            scan_number_in_words(word.data(), value) == word.data() + word.size()) {
-            return true;
-        }
+        if (word_to_number(word, value)) return true;
         if (!means_no_number(word)) return words_.expect("a number");
         value = std::numeric_limits<double>::quiet_NaN();
         return true;

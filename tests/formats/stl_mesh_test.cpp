@@ -190,6 +190,16 @@ TEST(stl_mesh, facets_without_finite_coordinates_are_left_out_and_told) {
                                         "no facet of three different corners is there"}));
 }
 
+TEST(stl_mesh, numbers_of_a_text_may_have_exponents_behind_a_d) {
+    const std::string text = "solid\nfacet normal 0.D0 0.d+00 1D0\nouter loop\nvertex 1.5D+01 0 0\n"
+                             "vertex 1.25d-1 2D0 0\nvertex 0 -.5D+1 1.E0\nendloop\nendfacet\n";
+    const read_file file = read(text + "endsolid\n");
+    ASSERT_EQ(file.nbr_facets(), 1U);
+    EXPECT_EQ(list(file.m.pos),
+              (std::vector<std::vector<double>>{{15, 0, 0}, {0.125, 2, 0}, {0, -5, 1}}));
+    EXPECT_TRUE(file.report.remarks().empty());
+}
+
 TEST(stl_mesh, facets_that_collapse_are_told) {
     const facet needle{0, 0, 0, 1, 0, 0, 1, 1e-12F, 0};
     const facet point{5, 5, 5, 5, 5, 5, 5, 5, 5};
