@@ -16,6 +16,9 @@ namespace {
 
 constexpr remark_form words_behind{remark_kind::note, "follows the values and is not read",
                                    "follow the values and are not read", ""};
+constexpr remark_form of_other_dimension{remark_kind::note, "with the components of the file",
+                                         "with the components of the file",
+                                         "its dimension is not that of the mesh"};
 
 class fields_reader {
 public:
@@ -61,6 +64,7 @@ private:
     bool read_at_vertices(unsigned int dim) {
         if (dim == 0) return words_.fail("Dimension is expected ahead of SolAtVertices");
         const unsigned int keyword = words_.report().keyword("SolAtVertices");
+        const file_place at = words_.place();
         std::uint64_t nbr_nodes = 0;
         if (!words_.next_count(nbr_nodes) || !check_count(nbr_nodes, field_place::nodes)) {
             return false;
@@ -70,6 +74,7 @@ private:
             return words_.expect("a number of fields");
         }
         std::vector<field_shape> shapes;
+        std::uint64_t nbr_with_components = 0;
         for (std::uint64_t k = 0; k < nbr_fields; ++k) {
             unsigned int kind = 0;
             if (!word_to_integer(words_.next(), kind) || kind < 1 || kind > 4) {
@@ -78,6 +83,10 @@ private:
             // A scalar, a vector, a symmetric tensor, any tensor.
             const unsigned int rows[] = {1, dim, dim * (dim + 1) / 2, dim * dim};
             shapes.push_back({rows[kind - 1], field_place::nodes});
+            if (kind != 1) ++nbr_with_components;
+        }
+        if (nbr_nodes != 0 && nbr_with_components != 0 && dim != target_.pos.rows()) {
+            words_.report().add(of_other_dimension, "field", at, nbr_with_components);
         }
         if (!read_values(shapes, nbr_nodes)) return false;
         words_.report().count_seen(keyword, nbr_nodes);

@@ -298,7 +298,9 @@ TESSMAKER_API int read_mesh(std::FILE* file, file_format format, mesh& result, f
 // file is text of one of two kinds, told apart by its first word:
 //
 //   with keywords   SolAtVertices of a MEDIT field file: scalars, vectors, symmetric tensors and
-//                   full ones at the nodes. Other sections are passed over and told
+//                   full ones at the nodes, with the components that the dimension of the file
+//                   asks for; if the mesh has another, as all that are read have three, this is
+//                   told. Other sections are passed over and told
 //   numbers alone   as medit_scalar, medit_vector and medit_tensor write it: the dimension, the
 //                   number of components, that of values, and 2 for values at nodes or 1 for those
 //                   at elements; then the values, which are one field

@@ -84,6 +84,26 @@ TEST(medit_fields, are_scalars_vectors_and_tensors_at_nodes) {
     EXPECT_EQ(list(flat.fields[2].values), (table{{4, 5, 6}}));
 }
 
+TEST(medit_fields, of_another_dimension_than_the_mesh_are_told) {
+    const std::string flat = "MeshVersionFormatted 2\nDimension 2\n";
+    const fields_file file = read(flat + "SolAtVertices 1 3 1 2 3\n1 2 3 4 5 6\n"
+                                         "SolAtVertices 1 1 4 1 2 3 4\nEnd\n",
+                                  mesh_of(1));
+    EXPECT_EQ(file.fields.size(), 4U);
+    ASSERT_EQ(file.report.remarks().size(), 1U);
+    const remark& r = file.report.remarks()[0];
+    EXPECT_EQ(r.sentence, "field: 3 with the components of the file, first in line 3: its "
+                          "dimension is not that of the mesh");
+    EXPECT_EQ(r.kind, remark_kind::note);
+
+    mesh of_file = mesh_of(1);
+    of_file.pos = dense2D<double>(2, 1, 0.0);
+    EXPECT_TRUE(read(flat + "SolAtVertices 1 1 2 2 3 End", of_file).report.remarks().empty());
+    EXPECT_TRUE(read(flat + "SolAtVertices 1 1 1 2 End", mesh_of(1)).report.remarks().empty());
+    EXPECT_TRUE(read(flat + "SolAtVertices 0 1 2 End", mesh_of(0)).report.remarks().empty());
+    EXPECT_EQ(read(start + "SolAtVertices 1 1 2 1 2 3 End", of_file).report.remarks().size(), 1U);
+}
+
 TEST(medit_fields, have_the_name_of_their_file) {
     const scratch_file file(start + "SolAtVertices 1 1 1 5 End");
     const std::string path = std::string(file.name()) + ".wing.sol";
