@@ -15,6 +15,12 @@ constexpr char to_lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
+// Some editors put it ahead of a text.
+inline constexpr std::string_view utf8_mark = "\xEF\xBB\xBF";
+constexpr std::string_view skip_utf8_mark(std::string_view text) {
+    return text.substr(text.starts_with(utf8_mark) ? utf8_mark.size() : 0);
+}
+
 // The first character that isn't white space.
 inline const char* skip_spaces(const char* text) {
     while (is_space(*text)) ++text;

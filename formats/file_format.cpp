@@ -130,7 +130,7 @@ struct file_beginning {
 
 // A format with a beginning of its own; else unknown.
 file_format format_by_beginning(const file_beginning& file) {
-    const std::string_view text = file.text();
+    const std::string_view text = skip_utf8_mark(file.text());
     if (text.substr(0, 5) == "# vtk") return file_format::vtk;
     if (is_vtu(text)) return file_format::vtu;
     if (is_medit(text)) return file_format::medit;
@@ -144,7 +144,7 @@ file_format format_by_content(const file_beginning& file) {
     const file_format format = format_by_beginning(file);
     if (format != file_format::unknown) return format;
     if (is_text_stl(file.text(), file.file_size)) return file_format::stl_text;
-    return is_wavefront(file.text()) ? file_format::obj : file_format::unknown;
+    return is_wavefront(skip_utf8_mark(file.text())) ? file_format::obj : file_format::unknown;
 }
 
 // False if there is no regular file that can be read.

@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
+#include "formats/characters.h"
 #include "formats/words.h"
 
 namespace kv7::tessmaker {
@@ -49,6 +51,13 @@ protected:
         std::fill_n(end_, word_size, '\0');
     }
     void begin_line_at(const char* start) { line_start_ = offset(start); }
+    // Reads the beginning of the stream, but for the mark that it may have.
+    void read_beginning() {
+        read_more();
+        const std::string_view text(at_, static_cast<std::size_t>(end_ - at_));
+        at_ += text.size() - skip_utf8_mark(text).size();
+        begin_line_at(at_);
+    }
     void note_place(const char* place) {
         word_line_ = line_;
         word_column_ = static_cast<std::uint64_t>(offset(place) - line_start_ + 1);

@@ -14,7 +14,8 @@
 namespace kv7::tessmaker {
 
 // Reads a stream word by word. Lines end with "\n", "\r\n" or "\r". Behind each character of a word
-// `word_size` characters can be read, the first of which is no part of a number.
+// `word_size` characters can be read, the first of which is no part of a number. A byte-order mark
+// ahead of all is skipped if nothing was read before.
 class text_words : public text_block {
 public:
     // A longer word arrives in pieces.
@@ -24,7 +25,7 @@ public:
     text_words(std::FILE* file, std::string_view already_read) : text_block(file) {
         set_end(std::copy(already_read.begin(), already_read.end(), block_));
     }
-    explicit text_words(std::FILE* file) : text_words(file, {}) {}
+    explicit text_words(std::FILE* file) : text_words(file, {}) { read_beginning(); }
 
     // The next word, which lives until the next call; empty at the end of the file.
     std::string_view next() {

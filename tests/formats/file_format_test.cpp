@@ -136,10 +136,13 @@ const format_names& beginnings() {
 }
 
 TEST(file_format, of_files_without_a_known_ending_follows_from_their_beginning) {
+    const std::string mark = "\xEF\xBB\xBF"; // the byte-order mark, which some editors write
     for (const char* const ending : {"", ".txt", ".bdf_01", ".inp"}) {
         for (const auto& [contents, format] : beginnings()) {
             EXPECT_EQ(format_of_contents(ending, contents), format) << contents;
+            EXPECT_EQ(format_of_contents(ending, mark + contents), format) << contents;
         }
+        EXPECT_EQ(format_of_contents(ending, mark + "v 0 0 0\n"), file_format::obj);
         EXPECT_EQ(format_of_contents(ending, "# x\no part\ng a\n\nv 0 0.5 -1\n"), file_format::obj);
         EXPECT_EQ(format_of_contents(ending, "mtllib x.mtl\n"), file_format::obj);
         EXPECT_EQ(format_of_contents(ending, "f -1 -2 -3\r\n"), file_format::obj);

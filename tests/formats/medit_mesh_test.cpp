@@ -54,8 +54,9 @@ TEST(medit_mesh, nodes_of_fewer_dimensions_lie_at_0) {
 }
 
 TEST(medit_mesh, comments_and_the_case_of_keywords_do_not_count) {
-    const read_file file = read("# a file\nmeshversionformatted 2 # 3\n#\nDIMENSION\n\n3\n"
-                                "vertices 1 #x\n1 2 #3 4\n3 0\nEND #\n# Triangles\n");
+    const read_file file =
+        read("\xEF\xBB\xBF# a file\nmeshversionformatted 2 # 3\n#\nDIMENSION\n\n3\n"
+             "vertices 1 #x\n1 2 #3 4\n3 0\nEND #\n# Triangles\n");
     EXPECT_EQ(file.code, 0);
     EXPECT_EQ(list(file.m.pos), (std::vector<std::vector<double>>{{1, 2, 3}}));
     EXPECT_EQ(file.sentences(), strings());

@@ -88,6 +88,22 @@ TEST(text_words, equal_those_of_a_walk_over_the_characters) {
     }
 }
 
+TEST(text_words, begin_behind_a_byte_order_mark) {
+    const std::string mark = "\xEF\xBB\xBF";
+    for (const std::string& text :
+         {mark + "one two", mark + " one\ntwo", mark + mark, mark, mark.substr(0, 2)}) {
+        const scratch_stream stream(text);
+        text_words words(stream.get());
+        const bool has_mark = text.substr(0, 3) == mark;
+        for (const placed_word& expected : plain_words(has_mark ? text.substr(3) : text)) {
+            EXPECT_EQ(words.next(), expected.text);
+            EXPECT_EQ(words.line(), expected.line);
+            EXPECT_EQ(words.column(), expected.column);
+        }
+        EXPECT_TRUE(words.next().empty());
+    }
+}
+
 TEST(text_words, around_the_ends_of_blocks_are_whole) {
     for (std::size_t size = (1U << 16) - 12; size < (1U << 16) + 4; ++size) {
         for (const char* const end : {"\n", "\r\n", "\r", " "}) {

@@ -316,6 +316,7 @@ TEST(vtk_mesh, lines_may_end_in_any_way_and_titles_be_empty_or_long) {
             std::string spelled;
             for (const char c : text) spelled += c == '\n' ? line_end : std::string(1, c);
             EXPECT_EQ(elements_of(read(spelled).m).size(), 2U);
+            EXPECT_EQ(elements_of(read("\xEF\xBB\xBF" + spelled).m).size(), 2U);
             EXPECT_EQ(read(spelled + "x").error().substr(0, 17), "line 15, column 1");
         }
     }
