@@ -52,6 +52,7 @@ public:
         if (code == 0) code = settle_nodes_of_elements();
         if (code < 0) return code;
         settle_properties();
+        columns_ = number_index(); // elements need memory for theirs
         return settle_repeated_elements();
     }
 

@@ -1,93 +1,151 @@
 #include "formats/number_index.h"
 
-#include <algorithm>
-
 namespace kv7::tessmaker {
 
 namespace {
 
+// A table of the range takes as much memory for each column, in words of 4 bytes; buckets take 2.
+constexpr std::uint64_t most_words = 3;
+
 bool run_on(const id_list& numbers) {
-    for (std::size_t c = 1; c < numbers.size(); ++c) {
-        if (numbers[c] - numbers[c - 1] != 1) return false;
-    }
-    return true;
+    const unsigned int* const n = numbers.begin();
+    const std::size_t size = numbers.size();
+    std::size_t c = 1;
+    while (c < size && n[c] - n[c - 1] == 1) ++c;
+    return c >= size;
 }
 
 } // namespace
 
 void number_index::begin(const id_list& numbers) {
+    numbers_ = numbers;
     repeated_.clear();
-    entries_.clear();
-    first_entries_.clear();
-    nbr_columns_ = numbers.size();
-    least_ = nbr_columns_ == 0 ? 0 : numbers[0];
-    runs_on_ = run_on(numbers);
+    columns_.clear();
+    first_in_bucket_.clear();
+    form_ = form::runs_on;
+    least_ = numbers.empty() ? 0 : numbers[0];
+    range_ = numbers.size();
+    if (run_on(numbers)) return;
+    const auto [least, greatest] = std::minmax_element(numbers.begin(), numbers.end());
+    least_ = *least;
+    range_ = std::uint64_t{*greatest} - least_ + 1;
+    form_ = range_ <= most_words * numbers.size() ? form::dense : form::in_buckets;
 }
 
 bool number_index::init(const id_list& numbers) {
     begin(numbers);
-    return runs_on_ || (list_sorted(numbers) && drop_repeated() && make_buckets());
+    if (form_ == form::runs_on) return true;
+    return form_ == form::dense ? make_table() : make_buckets();
 }
 
 bool number_index::init_repeated(const id_list& numbers) {
     begin(numbers);
-    return runs_on_ || (list_sorted(numbers) && drop_repeated());
+    if (form_ == form::runs_on) return true;
+    constexpr std::uint64_t bits_of_word = 32;
+    const bool fits_bits = range_ <= bits_of_word * numbers.size();
+    return fits_bits ? list_repeated() : make_buckets();
 }
 
-bool number_index::list_sorted(const id_list& numbers) {
-    if (!entries_.resize(nbr_columns_)) return false;
-    for (std::size_t c = 0; c < nbr_columns_; ++c) {
-        entries_[c] = std::uint64_t{numbers[c]} << 32 | c;
+// By one bit for each number of the range.
+bool number_index::list_repeated() {
+    dense1D<std::uint64_t, 8> met;
+    if (!met.resize(static_cast<std::size_t>(range_ / 64 + 1), 0)) return false;
+    std::uint64_t* const words = met.begin();
+    const unsigned int* const numbers = numbers_.begin();
+    const std::size_t n = numbers_.size();
+    for (std::size_t c = 0; c < n; ++c) {
+        const unsigned int offset = numbers[c] - least_;
+        const std::uint64_t bit = std::uint64_t{1} << offset % 64;
+        std::uint64_t& word = words[offset / 64];
+        if ((word & bit) != 0 && !repeated_.push_back(static_cast<unsigned int>(c))) return false;
+        word |= bit;
     }
-    if (!std::is_sorted(entries_.begin(), entries_.end())) {
-        std::sort(entries_.begin(), entries_.end());
-    }
-    least_ = number_of(entries_[0]);
-    greatest_ = number_of(entries_[nbr_columns_ - 1]);
     return true;
 }
 
-// Of columns with one number the first stays.
-bool number_index::drop_repeated() {
-    std::size_t nbr_kept = 1;
-    for (std::size_t k = 1; k < nbr_columns_; ++k) {
-        if (number_of(entries_[k]) != number_of(entries_[nbr_kept - 1])) {
-            entries_[nbr_kept++] = entries_[k];
-        } else if (!repeated_.push_back(column_of(entries_[k]))) {
+bool number_index::make_table() {
+    if (!columns_.resize(static_cast<std::size_t>(range_), no_id)) return false;
+    unsigned int* const columns = columns_.begin();
+    const unsigned int* const numbers = numbers_.begin();
+    const auto n = static_cast<unsigned int>(numbers_.size());
+    for (unsigned int c = 0; c < n; ++c) {
+        unsigned int& column = columns[numbers[c] - least_];
+        if (column == no_id) {
+            column = c;
+        } else if (!repeated_.push_back(c)) {
             return false;
         }
     }
-    std::sort(repeated_.begin(), repeated_.end());
-    return entries_.resize(nbr_kept);
+    column_of_ = columns;
+    return true;
 }
 
 bool number_index::make_buckets() {
     shift_ = 0;
-    while ((greatest_ - least_) >> shift_ >= entries_.size()) ++shift_;
-    const std::size_t nbr_buckets = std::size_t{(greatest_ - least_) >> shift_} + 1;
-    if (!first_entries_.resize(nbr_buckets + 1)) return false;
-    std::size_t bucket = 0;
-    for (std::size_t k = 0; k < entries_.size(); ++k) {
-        const std::size_t last = (number_of(entries_[k]) - least_) >> shift_;
-        for (; bucket <= last; ++bucket) first_entries_[bucket] = static_cast<unsigned int>(k);
+    while ((range_ - 1) >> shift_ >= numbers_.size()) ++shift_;
+    return list_by_bucket() && sort_buckets();
+}
+
+// Those of one bucket stay in their order.
+bool number_index::list_by_bucket() {
+    const std::size_t nbr_buckets = static_cast<std::size_t>((range_ - 1) >> shift_) + 1;
+    const std::size_t n = numbers_.size();
+    if (!columns_.resize(n) || !first_in_bucket_.resize(nbr_buckets + 1, 0)) return false;
+    const unsigned int* const numbers = numbers_.begin();
+    unsigned int* const columns = columns_.begin();
+    // Counts of the buckets, then their ends, which become their beginnings.
+    unsigned int* const first = first_in_bucket_.begin();
+    for (std::size_t c = 0; c < n; ++c) ++first[bucket_of(numbers[c])];
+    for (std::size_t b = 1; b <= nbr_buckets; ++b) first[b] += first[b - 1];
+    for (std::size_t c = n; c-- > 0;) {
+        columns[--first[bucket_of(numbers[c])]] = static_cast<unsigned int>(c);
     }
-    first_entries_[nbr_buckets] = static_cast<unsigned int>(entries_.size());
+    return true;
+}
+
+// Sorts the columns of each bucket by their numbers. Of columns with one number the first stays.
+bool number_index::sort_buckets() {
+    const unsigned int* const numbers = numbers_.begin();
+    unsigned int* const columns = columns_.begin();
+    unsigned int* const first = first_in_bucket_.begin();
+    const auto precedes = [numbers](unsigned int a, unsigned int b) {
+        return numbers[a] != numbers[b] ? numbers[a] < numbers[b] : a < b;
+    };
+    const std::size_t nbr_buckets = first_in_bucket_.size() - 1;
+    unsigned int nbr_kept = 0;
+    for (std::size_t b = 0; b < nbr_buckets; ++b) {
+        unsigned int* const begin = columns + first[b];
+        unsigned int* const end = columns + first[b + 1];
+        if (!std::is_sorted(begin, end, precedes)) std::sort(begin, end, precedes);
+        first[b] = nbr_kept;
+        for (const unsigned int* c = begin; c != end; ++c) {
+            const bool is_first = c == begin || numbers[*c] != numbers[columns[nbr_kept - 1]];
+            if (is_first) {
+                columns[nbr_kept++] = *c;
+            } else if (!repeated_.push_back(*c)) {
+                return false;
+            }
+        }
+    }
+    first[nbr_buckets] = nbr_kept;
+    std::sort(repeated_.begin(), repeated_.end());
     return true;
 }
 
 unsigned int number_index::find_in_bucket(unsigned int number) const {
-    if (number < least_ || number > greatest_) return no_id;
-    const std::size_t bucket = (number - least_) >> shift_;
-    const std::uint64_t* const first = entries_.data() + first_entries_[bucket];
-    const std::uint64_t* const end = entries_.data() + first_entries_[bucket + 1];
-    if (first == end || number < number_of(*first)) return no_id;
+    const unsigned int* const numbers = numbers_.begin();
+    const unsigned int* const in_bucket = first_in_bucket_.begin() + bucket_of(number);
+    const unsigned int* const first = columns_.begin() + in_bucket[0];
+    const unsigned int* const end = columns_.begin() + in_bucket[1];
+    if (first == end || number < numbers[*first]) return no_id;
     // Numbers of a bucket ascend, so that none stands further from the first than they differ.
     const auto most = static_cast<std::size_t>(end - first) - 1;
-    const std::size_t distance = number - number_of(*first);
-    const std::uint64_t* const guess = first + std::min(distance, most);
-    if (number_of(*guess) == number) return column_of(*guess);
-    const std::uint64_t* const found = std::lower_bound(first, guess, std::uint64_t{number} << 32);
-    return found != guess && number_of(*found) == number ? column_of(*found) : no_id;
+    const std::size_t distance = number - numbers[*first];
+    const unsigned int* const guess = first + std::min(distance, most);
+    if (numbers[*guess] == number) return *guess;
+    const unsigned int* const found = std::lower_bound(
+        first, guess, number, [numbers](unsigned int c, unsigned int n) { return numbers[c] < n; });
+    return found != guess && numbers[*found] == number ? *found : no_id;
 }
 
 } // namespace kv7::tessmaker
