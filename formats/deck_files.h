@@ -58,6 +58,7 @@ public:
 
     // Its number in the order of opening, from 0, and the path of a file.
     unsigned int file() const { return open_.back().number; }
+    std::FILE* stream() const { return open_.back().file; }
     const std::string& path(unsigned int number) const { return paths_[number]; }
     // The line with which a file includes another one, which is not the first.
     const deck_position& included_at(unsigned int number) const { return included_at_[number]; }

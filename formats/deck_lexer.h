@@ -68,6 +68,9 @@ public:
     }
     std::uint64_t line_ahead() const { return files_.lines().number(); }
     unsigned int file_ahead() const { return files_.file(); }
+    // The stream of that file, and how many bytes of it were read and belong to no line yet.
+    std::FILE* stream_ahead() const { return files_.stream(); }
+    std::size_t nbr_bytes_ahead() const { return files_.lines().nbr_bytes_ahead(); }
     // Leaves out the first of these lines, one at least. They must be whole cards.
     void pass_over(std::size_t nbr_bytes, std::size_t nbr_lines) {
         files_.pass_over(nbr_bytes, nbr_lines);

@@ -11,6 +11,9 @@
 
 namespace kv7::tessmaker {
 
+// Whether a line that begins so begins a card, or ends the data: it continues no card before it.
+inline bool begins_card(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+
 // Reads cards of a name, in upper case, with as many free fields as given, each of up to eight
 // digits and nothing else. Whatever differs is left to the lexer, which reads these cards as well,
 // and slower.
@@ -45,13 +48,49 @@ public:
     }
 
 private:
-    static bool begins_card(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
-
     std::size_t nbr_fields_;
     std::size_t head_size_ = 0;
     // Of no line: no character is a null under an empty mask.
     std::uint64_t mask_ = 0;
     std::uint64_t head_ = 1;
+};
+
+// The same of small fields, each of them digits and blanks around them. The last one may be short.
+class deck_like_small_lines {
+public:
+    static constexpr std::size_t most_fields = 8;
+
+    // Of `most_fields` at most: they stand on one line.
+    deck_like_small_lines(std::uint64_t name, std::size_t nbr_fields)
+        : name_(name), nbr_fields_(nbr_fields) {}
+
+    const char* read(const char* text, const char* text_end, std::uint32_t* values) const {
+        if (load_word(text) != name_) return nullptr;
+        text += word_size;
+        for (std::size_t i = 0; i < nbr_fields_; ++i) {
+            const std::uint64_t word = load_word(text);
+            const std::size_t nbr_blanks = nbr_leading_blanks(word);
+            if (nbr_blanks == word_size) return nullptr;
+            const std::uint64_t number = word >> 8 * nbr_blanks; // and nulls
+            const std::size_t nbr_digits = nbr_leading_digits(number);
+            if (nbr_digits == 0) return nullptr;
+            values[i] = value_of_digits(number, nbr_digits);
+            if (values[i] == 0) return nullptr;
+            const std::size_t size = nbr_blanks + nbr_digits;
+            const bool is_short = size < word_size && i + 1 == nbr_fields_ && text[size] == '\n';
+            const bool is_whole =
+                size == word_size || number >> 8 * nbr_digits == blank_word >> 8 * size;
+            if (!is_short && !is_whole) return nullptr;
+            text += is_short ? size : word_size;
+        }
+        if (*text != '\n') return nullptr;
+        ++text;
+        return text < text_end && begins_card(*text) ? text : nullptr;
+    }
+
+private:
+    std::uint64_t name_;
+    std::size_t nbr_fields_;
 };
 
 } // namespace kv7::tessmaker

@@ -43,6 +43,8 @@ public:
         if (is_cut_ || end + 1 != rest_ || *end != '\n') return {};
         return {line_.data(), static_cast<std::size_t>(next_return_ - line_.data())};
     }
+    // How many bytes stand behind the current line in memory.
+    std::size_t nbr_bytes_ahead() const { return static_cast<std::size_t>(data_end_ - rest_); }
     // Passes over lines of those, the current one among them; there is no current line then.
     void pass_over(std::size_t nbr_bytes, std::size_t nbr_lines) {
         rest_ = line_.data() + nbr_bytes;

@@ -28,6 +28,14 @@ unsigned int* element_columns::append_and_grow(std::size_t n) {
     return column;
 }
 
+void element_columns::reserve(std::size_t nbr_elements) {
+    if (nbr_elements <= held_ || cols_ == 0) return;
+    give_back();
+    connect_.reserve(rows_, nbr_elements, 1);
+    held_ = std::max(cols_, connect_.capacity() / connect_.ld());
+    connect_.resize(rows_, held_);
+}
+
 bool place_by_id(dense2D<double>& pos, unsigned int id) {
     const std::uint64_t k = std::uint64_t{id} - 1;
     const std::size_t ld = pos.empty() ? 3 : pos.ld();

@@ -49,6 +49,13 @@ public:
         return true;
     }
 
+    // Gives back the memory for columns to come. Failure does no harm.
+    void give_up_room() {
+        give_back();
+        dense2D<T> fitting;
+        if (fitting.copy(array_)) array_ = fitting;
+    }
+
 private:
     [[gnu::noinline]] bool append_and_grow(const T* column, std::size_t rows) {
         give_back();
@@ -88,8 +95,12 @@ public:
     element_columns(const element_columns&) = delete;
     element_columns& operator=(const element_columns&) = delete;
 
-    // The number of elements.
+    // The number of elements, and of those that there is room for.
     std::size_t size() const { return cols_; }
+    std::size_t nbr_held() const { return held_; }
+
+    // Makes room for so many elements in all, the first of which is there. Failure does no harm.
+    void reserve(std::size_t nbr_elements);
 
     // Appends an element of `n` nodes, at least 1, and returns its column, whose first `n` entries
     // are to be set. The array gets more rows if the element needs them; entries beyond the nodes

@@ -16,9 +16,10 @@
 #include "formats/deck_coordinates.h"
 #include "formats/deck_elements.h"
 #include "formats/deck_faults.h"
-#include "formats/deck_large_nodes.h"
 #include "formats/deck_lexer.h"
 #include "formats/deck_like_lines.h"
+#include "formats/deck_like_nodes.h"
+#include "formats/element_forecast.h"
 #include "formats/growing_arrays.h"
 #include "formats/mesh_readers.h"
 #include "formats/words.h"
@@ -99,26 +100,32 @@ bool names_mid_nodes(std::uint64_t name) {
            name == deck_name("TRIA6") || name == deck_name("QUAD8");
 }
 
-// Where a stream stands in a regular file, and the size of that; zeros for all others.
-struct file_progress {
-    std::uint64_t at = 0;
-    std::uint64_t size = 0;
-};
-file_progress progress_of(std::FILE* file) {
+// How a card with a number in its first field is probably written. Digits are known of free fields
+// alone.
+deck_like_nodes::layout layout_of(const deck_card& card) {
+    if (card.digits(0) != 0) return deck_like_nodes::free;
+    const bool is_large = card[0].size() == 2 * word_size;
+    return is_large ? deck_like_nodes::large : deck_like_nodes::small;
+}
+
+// Where the reading stands behind the card at hand.
+deck_progress progress_of(const deck_lexer& lexer) {
     struct stat status {};
+    std::FILE* const file = lexer.stream_ahead();
     if (fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return {};
     const off_t at = ftello(file);
     if (at < 0 || status.st_size < at) return {};
-    return {static_cast<std::uint64_t>(at), static_cast<std::uint64_t>(status.st_size)};
+    const auto read = static_cast<std::uint64_t>(at);
+    const std::uint64_t ahead = std::min<std::uint64_t>(read, lexer.nbr_bytes_ahead());
+    return {lexer.file_ahead(), read - ahead, static_cast<std::uint64_t>(status.st_size)};
 }
 
 // Fills the arrays of a mesh while the cards come.
 class card_reader {
 public:
-    card_reader(std::FILE* file, deck_lexer& lexer, mesh& result, deck_contents& deck,
-                report_builder& report)
-        : file_(file), lexer_(lexer), mesh_(result), deck_(deck), report_(report),
-          kinds_(deck.kinds, report), pos_(result.pos), connect_(result.connect) {}
+    card_reader(deck_lexer& lexer, mesh& result, deck_contents& deck, report_builder& report)
+        : lexer_(lexer), mesh_(result), deck_(deck), report_(report), kinds_(deck.kinds, report),
+          pos_(result.pos), connect_(result.connect) {}
 
     int read() {
         if (!mesh_.indices.push_back(0)) return out_of_memory;
@@ -184,30 +191,28 @@ private:
         const deck_system_fault fault = deck_coordinates::read_node(card, node);
         if (fault) return checked(card, fault);
         if (!keep_node(node, card.position())) return out_of_memory;
-        const bool is_large = card[0].size() == 2 * word_size && card.digits(0) == 0;
-        return is_large ? take_like_nodes(kind) : 0;
+        return take_like_nodes(kind, like_nodes_[layout_of(card)]);
     }
     bool keep_node(const deck_node& node, const deck_position& at) {
         deck_.coordinates.add_node(node.system, at);
         deck_.nodes.add(at, 0);
         return pos_.append(node.xyz, 3) && mesh_.node_numbers.push_back(node.id);
     }
-    int take_like_nodes(const card_kind& kind) {
+    int take_like_nodes(const card_kind& kind, deck_like_nodes& nodes) {
         const std::string_view ahead = lexer_.lines_ahead();
         if (ahead.empty() || !lexer_.are_plain_ahead()) return 0;
-        constexpr std::size_t nbr_lines = 2; // of a node
         const char* const end = ahead.data() + ahead.size();
         const char* text = ahead.data();
         deck_position at{lexer_.file_ahead(), lexer_.line_ahead(), 1};
         std::size_t nbr_read = 0;
         deck_node node;
-        while (const char* const next = large_nodes_.read(text, end, node)) {
+        while (const char* const next = nodes.read(text, end, node)) {
             if (!keep_node(node, at)) return out_of_memory;
-            at.line += nbr_lines;
+            at.line += nodes.nbr_lines();
             ++nbr_read;
             text = next;
         }
-        pass_over(kind, static_cast<std::size_t>(text - ahead.data()), nbr_read, nbr_lines);
+        pass_over(kind, static_cast<std::size_t>(text - ahead.data()), nbr_read, nodes.nbr_lines());
         return 0;
     }
     // Leaves out cards that were read past the lexer, of `nbr_lines` each.
@@ -236,18 +241,25 @@ private:
                              mesh_.element_numbers.push_back(element_.id) &&
                              (element_.type == last_type_ || begin_run());
         if (!is_kept) return out_of_memory;
-        if (connect_.size() == 1) first_element_at_ = progress_of(file_).at;
-        if (connect_.size() >= nbr_foreseen_from && !has_foreseen_) foresee_elements();
-        // Digits are known of free fields alone.
-        const bool may_be_repeated = card.digits(0) != 0 && element_card.first_node == 2 &&
-                                     !(is_linear && names_mid_nodes(kind.name));
-        return may_be_repeated ? take_like_elements(kind, n) : 0;
+        if (connect_.size() == 1) fit_nodes();
+        if (forecast_.is_due(connect_.size())) foresee_elements();
+        const bool may_be_repeated =
+            element_card.first_node == 2 && !(is_linear && names_mid_nodes(kind.name));
+        if (!may_be_repeated) return 0;
+        switch (layout_of(card)) {
+        case deck_like_nodes::free:
+            return take_like_elements(kind, n, deck_like_lines(kind.name, 2 + n));
+        case deck_like_nodes::small:
+            if (2 + n > deck_like_small_lines::most_fields) return 0;
+            return take_like_elements(kind, n, deck_like_small_lines(kind.name, 2 + n));
+        default: return 0;
+        }
     }
     // Elements on lines like that of the last one, whose nodes are `n`.
-    int take_like_elements(const card_kind& kind, std::size_t n) {
+    template <class Lines>
+    int take_like_elements(const card_kind& kind, std::size_t n, const Lines& lines) {
         const std::string_view ahead = lexer_.lines_ahead();
         if (ahead.empty()) return 0;
-        const deck_like_lines lines(kind.name, 2 + n);
         const nastran_order& order = deck_order(element_.type);
         const char* const end = ahead.data() + ahead.size();
         const char* text = ahead.data();
@@ -268,21 +280,19 @@ private:
         pass_over(kind, static_cast<std::size_t>(text - ahead.data()), nbr_read, 1);
         return 0;
     }
-    // Makes room for all elements to come, if the rest of the file has as many as what was read of
-    // it: doubled arrays would be copied when they are large, and hold memory twice. Failure does
-    // no harm.
+    // Gives back the room for further nodes: few decks have more of them behind the first element.
+    void fit_nodes() {
+        pos_.give_up_room();
+        id_list fitting;
+        if (fitting.copy(mesh_.node_numbers)) mesh_.node_numbers = fitting;
+    }
+    // Failure does no harm.
     void foresee_elements() {
-        has_foreseen_ = true;
-        const file_progress now = progress_of(file_);
-        if (lexer_.file_ahead() != 0 || now.at <= first_element_at_) return;
-        constexpr double margin = 1.02; // numbers get longer or shorter
-        const auto nbr_read = static_cast<double>(connect_.size());
-        const double per_byte = nbr_read / static_cast<double>(now.at - first_element_at_);
-        const double nbr_left = per_byte * margin * static_cast<double>(now.size - now.at);
-        const auto nbr_all = static_cast<std::size_t>(nbr_read + nbr_left);
-        mesh_.connect.reserve(mesh_.connect.rows(), nbr_all, 1);
-        mesh_.pids.reserve(nbr_all, 1);
-        mesh_.element_numbers.reserve(nbr_all, 1);
+        const std::size_t n =
+            forecast_.look(progress_of(lexer_), connect_.size(), element_.id, connect_.nbr_held());
+        connect_.reserve(n);
+        mesh_.pids.reserve(n, 1);
+        mesh_.element_numbers.reserve(n, 1);
     }
     bool begin_run() {
         last_type_ = element_.type;
@@ -291,7 +301,6 @@ private:
                (first == 0 || mesh_.indices.push_back(static_cast<unsigned int>(first)));
     }
 
-    std::FILE* file_; // the first one
     deck_lexer& lexer_;
     mesh& mesh_;
     deck_contents& deck_;
@@ -302,17 +311,17 @@ private:
     appended_columns<double> pos_;
     element_columns connect_;
     deck_element element_;
-    deck_large_nodes large_nodes_;
+    deck_like_nodes like_nodes_[3]{deck_like_nodes(deck_like_nodes::free),
+                                   deck_like_nodes(deck_like_nodes::small),
+                                   deck_like_nodes(deck_like_nodes::large)};
     element_type last_type_ = ET_UNKNOWN;
-    static constexpr std::size_t nbr_foreseen_from = 50000; // elements, to know their size
-    std::uint64_t first_element_at_ = 0;                    // in the first file
-    bool has_foreseen_ = false;
+    element_forecast forecast_;
 };
 
 int read_cards(std::FILE* file, mesh& result, deck_contents& deck, report_builder& report,
                deck_opener open) {
     deck_lexer lexer(file, report.path(0), open);
-    card_reader reader(file, lexer, result, deck, report);
+    card_reader reader(lexer, result, deck, report);
     const int code = reader.read();
     if (code < 0) return code;
     const bool is_empty = deck.nodes.size() == 0 && deck.elements.size() == 0;
