@@ -7,6 +7,7 @@
 #include <numbers>
 #include <string>
 
+#include "mesh_write.h"
 #include "tessmaker/formats.h"
 #include "tessmaker/mesh_file.h"
 #include "work_folder.h"
@@ -113,6 +114,13 @@ void write_ours(benchmark::State& state, bool text) {
             break;
         }
     }
+}
+
+void write_mesh_ours(benchmark::State& state, kv7::tessmaker::file_format format,
+                     const char* name) {
+    const mesh& m = files().surface;
+    bench::time_write_mesh(state, bench::mesh_of(m.pos, m.connect, kv7::ET_TRIA3), format,
+                           files().path(name));
 }
 
 #ifdef TESSMAKER_HAVE_VTK
@@ -250,6 +258,22 @@ BENCHMARK_CAPTURE(read_mesh_ours, ours, "surface.obj")
     ->Name("formats/obj_mesh_read/ours")
     ->Apply(tune);
 BENCHMARK(read_obj_ours)->Name("formats/obj_mesh_read/wavefrontobj_input")->Apply(tune);
+BENCHMARK_CAPTURE(write_mesh_ours, ours, kv7::tessmaker::file_format::stl_text, "mesh_text.stl")
+    ->Name("formats/stl_text_mesh_write/ours")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_ours, for_mesh, true)
+    ->Name("formats/stl_text_mesh_write/stl_output")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_mesh_ours, ours, kv7::tessmaker::file_format::stl_binary, "mesh_binary.stl")
+    ->Name("formats/stl_binary_mesh_write/ours")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_ours, for_mesh, false)
+    ->Name("formats/stl_binary_mesh_write/stl_output")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_mesh_ours, ours, kv7::tessmaker::file_format::obj, "mesh.obj")
+    ->Name("formats/obj_mesh_write/ours")
+    ->Apply(tune);
+BENCHMARK(write_obj_ours)->Name("formats/obj_mesh_write/wavefrontobj_output")->Apply(tune);
 #ifdef TESSMAKER_HAVE_TINYOBJLOADER
 BENCHMARK(read_obj_tinyobjloader)->Name("formats/obj_read/tinyobjloader")->Apply(tune);
 #endif

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <string>
 
+#include "mesh_write.h"
 #include "tessmaker/formats.h"
 #include "tessmaker/mesh_file.h"
 #include "volume_files.h"
@@ -95,6 +96,12 @@ void read_with_all(benchmark::State& state, const file_format& f) {
     count_bytes(state, path);
 }
 
+void write_with_all(benchmark::State& state, kv7::tessmaker::file_format format, const char* name) {
+    const mesh& m = files().volume;
+    bench::time_write_mesh(state, bench::mesh_of(m.pos, m.connect, ET_TETRA4), format,
+                           files().path(name));
+}
+
 // Measures the work on a NASTRAN file, scaled to the length of the FEMAP file.
 template <class Work> void run_per_byte(benchmark::State& state, const Work& work) {
     write(femap);
@@ -138,6 +145,18 @@ BENCHMARK_CAPTURE(read_our_own, for_mesh, nastran)
 BENCHMARK_CAPTURE(read_with_all, ours, femap)->Name("formats/femap_mesh_read/ours")->Apply(tune);
 BENCHMARK_CAPTURE(read_our_own, for_mesh, femap)
     ->Name("formats/femap_mesh_read/femap_input")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_with_all, ours, kv7::tessmaker::file_format::nastran, "mesh.bdf")
+    ->Name("formats/nastran_mesh_write/ours")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_ours, for_mesh, nastran)
+    ->Name("formats/nastran_mesh_write/nastran_output")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_with_all, ours, kv7::tessmaker::file_format::femap, "mesh.neu")
+    ->Name("formats/femap_mesh_write/ours")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_ours, for_mesh, femap)
+    ->Name("formats/femap_mesh_write/femap_output")
     ->Apply(tune);
 BENCHMARK(read_nastran_per_byte)
     ->Name("formats/femap_read/nastran_per_byte")

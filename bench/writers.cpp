@@ -1,4 +1,4 @@
-// Writes MEDIT, EnSight and VTK files of a block of a million tetrahedra, beside gmsh and VTK.
+// Writes MEDIT, EnSight, VTK and VTU files of a block of a million tetrahedra, beside gmsh and VTK.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 
+#include "mesh_write.h"
 #include "tessmaker/formats.h"
 #include "volume_files.h"
 
@@ -43,6 +44,12 @@ void write_ours(benchmark::State& state, our_writer write, const char* name) {
                             static_cast<std::int64_t>(std::filesystem::file_size(path)));
 }
 
+void write_with_all(benchmark::State& state, file_format format, const char* name) {
+    const mesh& m = files().volume;
+    bench::time_write_mesh(state, bench::mesh_of(m.pos, m.connect, ET_TETRA4), format,
+                           files().path(name));
+}
+
 // Measures the writing of a MEDIT file, scaled to the length of the EnSight file.
 void write_medit_per_byte(benchmark::State& state) {
     const mesh& m = files().volume;
@@ -73,6 +80,30 @@ BENCHMARK_CAPTURE(write_ours, ours, ensight_output, "ours.geo")
 BENCHMARK(write_medit_per_byte)
     ->Name("formats/ensight_write/medit_per_byte")
     ->UseManualTime()
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_with_all, ours, file_format::medit, "mesh.mesh")
+    ->Name("formats/medit_mesh_write/ours")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_ours, for_mesh, medit_output, "ours.mesh")
+    ->Name("formats/medit_mesh_write/medit_output")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_with_all, ours, file_format::vtk, "mesh.vtk")
+    ->Name("formats/vtk_mesh_write/ours")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_ours, for_mesh, vtk_output, "ours.vtk")
+    ->Name("formats/vtk_mesh_write/vtk_output")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_with_all, ours, file_format::vtu, "mesh.vtu")
+    ->Name("formats/vtu_mesh_write/ours")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_ours, for_vtu, vtk_output, "ours.vtk")
+    ->Name("formats/vtu_mesh_write/vtk_output")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_with_all, ours, file_format::ensight, "mesh.geo")
+    ->Name("formats/ensight_mesh_write/ours")
+    ->Apply(tune);
+BENCHMARK_CAPTURE(write_ours, for_mesh, ensight_output, "ours.geo")
+    ->Name("formats/ensight_mesh_write/ensight_output")
     ->Apply(tune);
 
 #ifdef TESSMAKER_HAVE_GMSH
