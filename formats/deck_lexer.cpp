@@ -199,11 +199,22 @@ deck_failure deck_lexer::read_path(std::string& path) {
     for (;;) {
         const std::size_t size = rest.find(quote);
         path += rest.substr(0, size);
-        if (size != std::string_view::npos) return deck_failure::none;
+        if (size != std::string_view::npos) {
+            look_behind_path(rest.substr(size + 1));
+            return deck_failure::none;
+        }
         const bool is_endless = path.size() > deck_files::longest_path || files_.lines().is_cut();
         if (is_endless || !files_.next_in_file()) return deck_failure::no_file_name;
         rest = trim(files_.lines().line());
     }
+}
+
+// Of a line that was cut, nobody knows what follows blanks.
+void deck_lexer::look_behind_path(std::string_view rest) {
+    const std::string_view text = without_comment(rest);
+    const bool may_go_on = files_.lines().is_cut() && text.size() == rest.size();
+    if (trim(text).empty() && !may_go_on) return;
+    texts_behind_paths_.push_back({files_.file(), files_.lines().number(), 1});
 }
 
 // Ends the reading if it has failed, and tells whether it has.

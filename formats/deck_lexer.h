@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "formats/deck_card.h"
 #include "formats/deck_files.h"
@@ -35,7 +36,8 @@ struct deck_fault {
 //             behind the first field (deck_layout.h). A card may mix them
 //   names     Letters of any case
 //   INCLUDE   The path, perhaps in quotes, and then perhaps over several lines, whose blanks at
-//             both ends are no part of it. See deck_files.h
+//             both ends are no part of it. See deck_files.h. Text behind the second quote is not
+//             read
 //
 // A line continues the card before it if its first field is blank or begins with `+` or `*`, or is
 // the mark with which the line before ended. If that line announced one name (behind a plus, a star
@@ -82,6 +84,8 @@ public:
     const std::string& path(unsigned int file) const { return files_.path(file); }
     // The INCLUDE that brought a file, which is not the first. Files are numbered as they come.
     const deck_position& included_at(unsigned int file) const { return files_.included_at(file); }
+    // The lines, so far, on which text that is no comment stands behind the path of an INCLUDE.
+    const std::vector<deck_position>& texts_behind_paths() const { return texts_behind_paths_; }
 
 private:
     void skip_to_bulk();
@@ -93,6 +97,7 @@ private:
     bool continues_card() const;
     deck_failure include();
     deck_failure read_path(std::string& path);
+    void look_behind_path(std::string_view rest);
     bool end(deck_failure kind);
 
     deck_files files_;
@@ -104,6 +109,7 @@ private:
     deck_heads heads_;
     const deck_head* head_ = nullptr; // of the line
     deck_card_builder builder_;
+    std::vector<deck_position> texts_behind_paths_;
     char expanded_[deck_lines::most_length + deck_lines::nbr_behind];
 };
 

@@ -33,6 +33,8 @@ constexpr remark_form continues_none{remark_kind::lost, "not read", "not read",
                                      "it continues no card"};
 constexpr remark_form line_cut{remark_kind::lost, "cut", "cut",
                                "a line of more than 1024 characters"};
+constexpr remark_form behind_path{remark_kind::lost, "with text behind the quotes",
+                                  "with text behind the quotes", "it is not read"};
 constexpr remark_form made_linear{remark_kind::changed, "made linear", "made linear",
                                   "blank mid-side nodes"};
 
@@ -143,6 +145,12 @@ public:
                                   fault.kind == deck_failure::not_a_file;
         return report_.fail(is_of_system ? file_failed : file_malformed, place_of(fault.position),
                             0, in_words(fault));
+    }
+    void tell_texts_behind_paths() {
+        for (const deck_position& at : lexer_.texts_behind_paths()) {
+            add_files(at.file);
+            report_.add(behind_path, "INCLUDE", place_of(at));
+        }
     }
     bool has_met_cards() const { return has_met_cards_; }
 
@@ -323,6 +331,7 @@ int read_cards(std::FILE* file, mesh& result, deck_contents& deck, report_builde
     deck_lexer lexer(file, report.path(0), open);
     card_reader reader(lexer, result, deck, report);
     const int code = reader.read();
+    reader.tell_texts_behind_paths();
     if (code < 0) return code;
     const bool is_empty = deck.nodes.size() == 0 && deck.elements.size() == 0;
     if (is_empty && reader.has_met_cards()) {

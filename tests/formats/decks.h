@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "formats/deck_lexer.h"
@@ -69,6 +70,7 @@ struct read_cards {
     unsigned int fault_file = 0;
     std::size_t fault_line = 0;
     std::string fault_path;
+    std::vector<std::pair<unsigned int, std::size_t>> behind_quotes;
 };
 
 inline plain_card copy_of(const kv7::tessmaker::deck_card& card) {
@@ -106,6 +108,9 @@ inline read_cards read_all_cards(kv7::tessmaker::deck_lexer& lexer) {
     result.fault_file = lexer.fault().position.file;
     result.fault_line = lexer.fault().position.line;
     result.fault_path = lexer.fault().path;
+    for (const kv7::tessmaker::deck_position& at : lexer.texts_behind_paths()) {
+        result.behind_quotes.emplace_back(at.file, at.line);
+    }
     return result;
 }
 
@@ -166,6 +171,12 @@ inline testing::AssertionResult same_as_plain_deck(const std::string& bytes,
         return testing::AssertionFailure()
                << "fault '" << read.fault << "' in line " << read.fault_line << ", not '"
                << plain.fault << "' in line " << plain.fault_line << " in\n"
+               << bytes;
+    }
+    if (read.behind_quotes != plain.behind_quotes) {
+        return testing::AssertionFailure()
+               << read.behind_quotes.size() << " texts behind quotes, not "
+               << plain.behind_quotes.size() << ", or other lines, in\n"
                << bytes;
     }
     return testing::AssertionSuccess();

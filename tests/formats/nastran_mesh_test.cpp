@@ -437,6 +437,34 @@ TEST(nastran_mesh, an_include_that_cant_be_followed_is_told_with_its_line) {
     EXPECT_EQ(error("e.bdf", -1), "e.bdf, line 2: INCLUDE: the file can't be opened: x?[1m");
 }
 
+TEST(nastran_mesh, text_behind_the_quotes_of_an_include_is_told_with_its_line) {
+    const std::string behind = "with text behind the quotes, ";
+    const deck_folder folder(
+        {{"a.bdf", "INCLUDE 'parts/b.inc' $ all of it\nINCLUDE \"c.inc\"\t \nGRID,1\n"},
+         {"one.bdf", "GRID,1\nINCLUDE 'parts/\n b.inc', GRID,7\n"},
+         {"case.bdf", "INCLUDE 'c.inc' 'parts/b.inc'\nBEGIN BULK\nGRID,1\n"},
+         {"long.bdf", "GRID,1\nINCLUDE 'c.inc'" + std::string(1010, ' ') + "x\n"},
+         {"most.bdf", "GRID,1\nINCLUDE 'c.inc'" + std::string(1009, ' ') + "\n"},
+         {"many.bdf", "GRID,1\nINCLUDE 'parts/d.inc';\nINCLUDE 'c.inc' x$y\n"},
+         {"fault.bdf", "GRID,1\nINCLUDE 'c.inc'x\nGRID,x\n"},
+         {"parts/b.inc", "GRID,2\n"},
+         {"parts/d.inc", "\nINCLUDE 'b.inc' \x01\n"},
+         {"c.inc", "GRID,3\n"}});
+    const auto sentence = [&](const char* name, std::size_t nbr_nodes) {
+        const read_file deck = folder.read(name);
+        EXPECT_EQ(deck.m.pos.cols(), nbr_nodes) << name;
+        return deck.sentences().empty() ? "" : folder.without_folder(deck.sentences()[0]);
+    };
+    EXPECT_EQ(sentence("a.bdf", 3), "");
+    EXPECT_EQ(sentence("one.bdf", 2), "INCLUDE: 1 " + behind + "in line 3: it is not read");
+    EXPECT_EQ(sentence("case.bdf", 1), "INCLUDE: 1 " + behind + "in line 1: it is not read");
+    EXPECT_EQ(sentence("long.bdf", 2), "INCLUDE: 1 " + behind + "in line 2: it is not read");
+    EXPECT_EQ(sentence("most.bdf", 2), "");
+    EXPECT_EQ(sentence("many.bdf", 3), "INCLUDE: 3 " + behind + "first in line 2: it is not read");
+    EXPECT_EQ(sentence("fault.bdf", 0), "INCLUDE: 1 " + behind + "in line 2: it is not read");
+    EXPECT_TRUE(folder.read("one.bdf").report.has_lost());
+}
+
 TEST(nastran_mesh, files_that_include_each_other_are_bounded) {
     std::vector<std::pair<std::string, std::string>> files;
     for (int k = 0; k < 18; ++k) {
@@ -550,13 +578,21 @@ TEST(nastran_mesh, many_elements_are_read_from_a_deck_that_is_not_what_its_start
 }
 
 TEST(nastran_mesh, absurd_counts_and_nesting_come_to_an_end) {
+    constexpr int million = 1000000;
     const std::string start = "GRID,1\nMAT1,1\n";
-    std::string continued = start;
-    for (int k = 0; k < 200000; ++k) continued += "+,1\n";
-    EXPECT_EQ(read_deck_mesh(continued).code, 0);
-    std::string quotes = start + "INCLUDE '";
-    for (int k = 0; k < 200000; ++k) quotes += "\n";
-    EXPECT_EQ(read_deck_mesh(quotes).error(), "line 3: INCLUDE: the name of a file is expected");
+    for (const char* const line : {"+,1\n", "*\n", "\t1\n", "+A      1\n"}) {
+        std::string continued = start;
+        for (int k = 0; k < million; ++k) continued += line;
+        EXPECT_EQ(read_deck_mesh(continued).code, 0);
+    }
+    const std::string include = start + "INCLUDE '";
+    for (const char* const line : {"\"\n", "\"'"}) {
+        std::string quotes = include;
+        for (int k = 0; k < million; ++k) quotes += line;
+        EXPECT_LT(read_deck_mesh(quotes).code, 0);
+    }
+    EXPECT_EQ(read_deck_mesh(include + std::string(million, '\n')).error(),
+              "line 3: INCLUDE: the name of a file is expected");
     std::string names = start;
     for (int k = 0; k < 20000; ++k) {
         names += 'N';

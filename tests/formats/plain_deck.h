@@ -61,6 +61,8 @@ public:
     }
 
     std::vector<plain_card> cards;
+    // File and line of each text behind the quotes of an INCLUDE.
+    std::vector<std::pair<unsigned int, std::size_t>> behind_quotes;
     std::string fault; // empty, or: name, missing, depth, count
     unsigned int fault_file = 0;
     std::size_t fault_line = 0;
@@ -179,7 +181,7 @@ private:
             } else if (is_keyword(line, "INCLUDE")) {
                 finish();
                 std::string name;
-                if (!read_name(lines, i, name)) return fail("name", file, number);
+                if (!read_name(lines, i, name, file)) return fail("name", file, number);
                 if (depth + 1 > 16) return fail("depth", file, number);
                 if (nbr_files_ > 10000) return fail("count", file, number);
                 const auto found = files_.find(name);
@@ -200,8 +202,8 @@ private:
         return plain_strip(line, white).empty() && plain_strip(line.substr(0, 8), " ").empty();
     }
 
-    static bool read_name(const std::vector<std::string>& lines, std::size_t& i,
-                          std::string& name) {
+    bool read_name(const std::vector<std::string>& lines, std::size_t& i, std::string& name,
+                   unsigned int file) {
         std::string rest = lines[i].substr(0, longest_line);
         rest = plain_strip(rest, white).substr(7);
         rest = plain_strip(rest, white);
@@ -214,7 +216,14 @@ private:
         for (;;) {
             const std::size_t end = rest.find(quote);
             name += rest.substr(0, end);
-            if (end != std::string::npos) return is_good_name(name);
+            if (end != std::string::npos) {
+                const std::string behind = rest.substr(end + 1);
+                const bool has_comment = behind.find('$') != std::string::npos;
+                const bool may_go_on = lines[i].size() > longest_line && !has_comment;
+                if (!plain_strip(behind.substr(0, behind.find('$')), white).empty() || may_go_on)
+                    behind_quotes.emplace_back(file, i + 1);
+                return is_good_name(name);
+            }
             if (name.size() > 4096 || lines[i].size() > longest_line || ++i == lines.size())
                 return false;
             rest = plain_strip(lines[i].substr(0, longest_line), white);
