@@ -30,6 +30,7 @@ constexpr remark_form other_block{remark_kind::lost, "not read", "not read",
 constexpr remark_form outside{remark_kind::lost, "not read", "not read", "outside of all blocks"};
 constexpr remark_form open_block{remark_kind::lost, "left out", "left out",
                                  "the file ends ahead of its number"};
+constexpr remark_form empty_block{remark_kind::note, "empty", "empty", "no mesh is in the file"};
 constexpr remark_form own_system{remark_kind::note, "with a system of its own",
                                  "with systems of their own",
                                  "coordinates are taken for global ones"};
@@ -111,28 +112,51 @@ public:
         : lines_(file), mesh_(result), places_(places), report_(report), filler_(result) {}
 
     int read() {
-        bool has_mesh = false;
         for (std::int64_t number = 0; find_block(number);) {
-            const bool is_mesh = number == 403 || number == 404;
-            has_mesh = has_mesh || is_mesh;
-            const unsigned int keyword = report_.keyword("block " + std::to_string(number));
-            report_.count_seen(keyword);
-            // Block 100 tells the version.
-            if (is_mesh || number == 100) {
-                report_.count_read(keyword);
-            } else {
-                report_.add(other_block, keyword, place());
-            }
-            const int code = number == 403   ? read_nodes()
-                             : number == 404 ? read_elements()
-                                             : skip_block();
-            if (code < 0) return code;
+            if (const int code = read_block(number); code < 0) return code;
         }
-        if (!has_mesh) return report_.fail(file_malformed, "no block 403 or 404 is there");
+        if (of_nodes_.count == 0 && of_elements_.count == 0) {
+            return report_.fail(file_malformed, "no block 403 or 404 is there");
+        }
+        if (filler_.nbr_nodes() == 0 && filler_.nbr_elements() == 0) {
+            if (has_left_out_) return report_.fail(file_malformed, "no node is there");
+            tell_empty("block 403", of_nodes_);
+            tell_empty("block 404", of_elements_);
+        }
         return filler_.finish() ? 0 : out_of_memory;
     }
 
 private:
+    // The blocks of one number.
+    struct blocks {
+        std::uint64_t count = 0;
+        file_place first;
+
+        void add(file_place at) {
+            if (count++ == 0) first = at;
+        }
+    };
+    int read_block(std::int64_t number) {
+        const unsigned int keyword = report_.keyword("block " + std::to_string(number));
+        report_.count_seen(keyword);
+        if (number == 403) of_nodes_.add(place());
+        if (number == 404) of_elements_.add(place());
+        // Block 100 tells the version.
+        if (number == 403 || number == 404 || number == 100) {
+            report_.count_read(keyword);
+        } else {
+            leave_out(other_block, keyword, place());
+        }
+        return number == 403 ? read_nodes() : number == 404 ? read_elements() : skip_block();
+    }
+    void tell_empty(std::string_view keyword, const blocks& all) {
+        if (all.count != 0) report_.add(empty_block, keyword, all.first, all.count);
+    }
+    void leave_out(const remark_form& form, unsigned int keyword, file_place at) {
+        report_.add(form, keyword, at);
+        has_left_out_ = true;
+    }
+
     file_place place() const { return {lines_.number()}; }
     int fail(std::string_view field, std::string_view text) {
         const auto column = static_cast<std::uint64_t>(field.data() - lines_.line().data()) + 1;
@@ -156,10 +180,10 @@ private:
                 continue;
             }
             if (is_open && read_integer(line, number) == deck_value::number) return true;
-            if (begins_as_number(line)) report_.add(outside, "line", place());
+            if (begins_as_number(line)) leave_out(outside, report_.keyword("line"), place());
             is_open = false;
         }
-        if (is_open) report_.add(open_block, "block", place());
+        if (is_open) leave_out(open_block, report_.keyword("block"), place());
         return false;
     }
     // Goes to the next line of the block that isn't blank. False at the end of the block and at
@@ -313,11 +337,11 @@ private:
         const file_place at{element.line};
         element_type type = femap_type(element.topology);
         if (type == ET_UNKNOWN) {
-            report_.add(no_element, keyword, at);
+            leave_out(no_element, keyword, at);
             return 0;
         }
         if (!has_nodes(linear_type(type), element.numbers)) {
-            report_.add(no_corner, keyword, at);
+            leave_out(no_corner, keyword, at);
             return 0;
         }
         if (!has_nodes(type, element.numbers)) {
@@ -365,6 +389,9 @@ private:
     femap_lines& places_;
     report_builder& report_;
     mesh_filler filler_;
+    blocks of_nodes_;
+    blocks of_elements_;
+    bool has_left_out_ = false; // something that may be a part of a mesh
 };
 
 // Drops nodes that are given again. Fails if they are given differently.

@@ -244,7 +244,8 @@ private:
 // where they lie, since FEMAP_output writes them in another order. If one is missing the element is
 // linear. Elements of other topologies or without a corner, and what else stands on elements, as
 // orientations and lists of nodes, are left out. A node may be given again alike. Coordinates are
-// global ones. Numbers of elements may repeat.
+// global ones. Numbers of elements may repeat. Empty blocks are an empty mesh, which is a remark; a
+// file without a node of which something is left out breaks the rules.
 //
 // MEDIT: versions 1 to 4 in one, two or three dimensions. Elements of all linear sections, and
 // EdgesP2, TrianglesP2, QuadrilateralsQ2, TetrahedraP2. Of PyramidsP2, PrismsP2 and HexahedraQ2,

@@ -199,6 +199,12 @@ TEST(femap_mesh, a_missing_node_on_an_edge_makes_a_linear_element) {
                          "missing",
                          "topology 10: 1 read as a linear one, in line 33: a node on an edge is "
                          "missing"}));
+    EXPECT_EQ(
+        read(nodes(4) +
+             block(404, element(1, 1, 5, {1, 2, 3, 4}) + element(2, 1, 5, {4, 3, 2, 1, 1, 2})))
+            .sentences(),
+        (sentences{"topology 5: 2 read as linear ones, first in line 10: a node on an edge is "
+                   "missing"}));
 }
 
 TEST(femap_mesh, what_has_no_type_is_counted) {
@@ -253,6 +259,9 @@ TEST(femap_mesh, orientations_offsets_releases_and_systems_are_told) {
         read(block(403, node(1, "0.,0.,0.", 3) + node(2, "1.,0.,0.", 3) + node(3, "0.,1.,0.")) +
              block(404, element(1, 1, 0, {1, 2}, offset) + element(2, 1, 0, {2, 3}) +
                             element(3, 1, 0, {1, 3}, offset)));
+    EXPECT_EQ(read(block(403, node(1, "0.,0.,0.", 3))).sentences(),
+              (sentences{"node: 1 with a system of its own, in line 3: coordinates are taken for "
+                         "global ones"}));
     EXPECT_EQ(
         file.sentences(),
         (sentences{"node: 2 with systems of their own, first in line 3: coordinates are taken "
@@ -310,6 +319,36 @@ TEST(femap_mesh, faults_say_where_they_are) {
                    block(404, element(1, 1, 2, {1, 2, 3}) + "\n" + element(5, 1, 2, {1, 2, 4})))
                   .error(),
               "line 17: node 4 of element 5 is not there");
+}
+
+TEST(femap_mesh, a_file_of_empty_blocks_is_an_empty_mesh_and_told) {
+    const std::string why = ": no mesh is in the file";
+    const read_file both = read(block(100, "<NULL>\n8.1\n") + block(404, "") + block(403, "\n"));
+    EXPECT_EQ(both.code, 0);
+    EXPECT_EQ(list(both.m.indices), (ids{0}));
+    EXPECT_EQ(both.sentences(), (sentences{"block 404: 1 empty, in line 7" + why,
+                                           "block 403: 1 empty, in line 10" + why}));
+    EXPECT_FALSE(both.report.has_lost());
+    EXPECT_EQ(read("text\n" + block(403, "") + block(403, "")).sentences(),
+              (sentences{"block 403: 2 empty, first in line 3" + why}));
+    EXPECT_EQ(read(block(404, "")).sentences(), (sentences{"block 404: 1 empty, in line 2" + why}));
+    // Beside nodes a block may be empty.
+    EXPECT_EQ(read(nodes(3) + block(404, "")).sentences(), sentences());
+}
+
+TEST(femap_mesh, a_file_with_all_but_nodes_is_no_mesh) {
+    const std::string empty = block(403, "") + block(404, "");
+    for (const std::string& text :
+         {empty + block(601, "1,2\n"), block(402, "") + empty, "1,2,3\n" + empty, empty + "   -1\n",
+          block(404, element(1, 1, 13, {1})),
+          block(404, element(1, 1, 2, {0, 1, 2})) + block(403, "")}) {
+        const read_file file = read(text);
+        EXPECT_EQ(file.code, -102) << text;
+        EXPECT_EQ(file.error(), "no node is there");
+        EXPECT_EQ(file.sentences().size(), 2U); // what is lost, and the error
+    }
+    EXPECT_EQ(read(block(404, element(1, 1, 2, {1, 2, 3}))).error(),
+              "line 3: node 1 of element 1 is not there");
 }
 
 TEST(femap_mesh, a_block_without_a_number_is_told) {
@@ -458,8 +497,12 @@ const std::string all_kinds = block(100, "<NULL>\n8.1\n") + block(601, "1\n") + 
                               block(403, node(4, "1.5D1,2,3") + node(2, "2.,4.,0."));
 
 TEST(femap_mesh, a_file_cut_at_any_byte_is_read_as_by_a_plain_reader) {
-    for (std::size_t size = 0; size <= all_kinds.size(); ++size) {
-        is_read_as_plain(all_kinds.substr(0, size));
+    const std::string no_mesh = block(100, "") + block(403, "") + block(404, "") + "1\n" +
+                                block(404, element(1, 1, 13, {1})) + "   -1\n";
+    for (const std::string& text : {all_kinds, no_mesh}) {
+        for (std::size_t size = 0; size <= text.size(); ++size) {
+            is_read_as_plain(text.substr(0, size));
+        }
     }
 }
 

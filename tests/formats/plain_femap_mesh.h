@@ -103,6 +103,7 @@ private:
     void read_blocks() {
         bool is_open = false;
         bool has_mesh = false;
+        bool has_more = false;
         while (is_good && at_ < lines_.size()) {
             const std::string line = trimmed(lines_[at_++]);
             if (line.empty()) continue;
@@ -115,12 +116,22 @@ private:
                 auto& [seen, read] = counts["block " + std::to_string(number)];
                 ++seen;
                 if (number == 403 || number == 404) has_mesh = true;
-                if (number == 403 || number == 404 || number == 100) ++read;
+                if (number == 403 || number == 404 || number == 100) {
+                    ++read;
+                } else {
+                    has_more = true;
+                }
                 read_block(number);
+            } else if (line.find_first_of("0123456789-+.") == 0) {
+                has_more = true;
             }
             is_open = false;
         }
+        const bool has_dropped = counts.size() > counts.count("node") + counts.count("block 403") +
+                                                     counts.count("block 404") +
+                                                     counts.count("block 100");
         if (!has_mesh) fail(0);
+        if (nodes.empty() && elements.empty() && (has_more || is_open || has_dropped)) fail(0);
     }
     void read_block(long number) {
         std::string line;
