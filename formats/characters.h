@@ -4,6 +4,7 @@
 #define TESSMAKER_FORMATS_CHARACTERS_H
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -65,6 +66,12 @@ inline std::string in_ascii(std::string_view text) {
         if (c < ' ' || c > '~') c = '?';
     }
     return result;
+}
+
+// The start of a word of a file, for a sentence: it may be most of the file.
+inline std::string shown_word(std::string_view word) {
+    constexpr std::size_t longest = 32;
+    return in_ascii(word.substr(0, longest));
 }
 
 } // namespace kv7::tessmaker

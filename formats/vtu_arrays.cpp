@@ -1,6 +1,5 @@
 #include "formats/vtu_arrays.h"
 
-#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -52,8 +51,7 @@ std::string read_words(std::string_view text, dense1D<double>& values) {
         while (at < text.size() && !is_space(text[at])) ++at;
         double value = 0.0;
         if (!word_to_value(text.substr(begin, at - begin), value)) {
-            constexpr std::size_t longest = 32;
-            return in_ascii(text.substr(begin, std::min(at - begin, longest))) + " is no number";
+            return shown_word(text.substr(begin, at - begin)) + " is no number";
         }
         if (!values.push_back(value)) throw std::bad_alloc();
     }

@@ -131,8 +131,7 @@ void vtu_file::read_compressor() {
     const bool is_zlib = name == "vtkZLibDataCompressor";
     encoding_.is_compressed = is_zlib && has_zlib();
     if (name.empty() || encoding_.is_compressed) return;
-    constexpr std::size_t longest = 32;
-    unread_compressor_ = in_ascii(name.substr(0, longest));
+    unread_compressor_ = shown_word(name);
     if (is_zlib) unread_compressor_ += ", since the library was built without zlib";
 }
 

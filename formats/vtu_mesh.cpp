@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/ids.h"
+#include "formats/characters.h"
 #include "formats/mesh_filler.h"
 #include "formats/mesh_readers.h"
 #include "formats/vtk_cells.h"
@@ -50,7 +51,8 @@ private:
     static constexpr double number_limit = 4294967296.0;
 
     bool fail(const vtu_array& array, const std::string& text) {
-        code_ = file_.fail(array.place, array.name.empty() ? text : array.name + ": " + text);
+        const std::string name = shown_word(array.name);
+        code_ = file_.fail(array.place, name.empty() ? text : name + ": " + text);
         return false;
     }
     bool fail_for_memory() {

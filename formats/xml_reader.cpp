@@ -21,12 +21,6 @@ bool ends_name(char c) {
     return is_space(c) || c == '/' || c == '>' || c == '=' || c == '<' || c == '"' || c == '\'';
 }
 
-// The start of a name, for the sentence of a fault: what is a name may be most of the file.
-std::string shown(std::string_view name) {
-    constexpr std::size_t longest = 32;
-    return in_ascii(name.substr(0, longest));
-}
-
 void append_utf8(unsigned int code, std::string& text) {
     const auto append = [&](unsigned int byte) { text += static_cast<char>(byte); };
     if (code < 0x80) {
@@ -86,7 +80,7 @@ xml_reader::event xml_reader::next() {
         place_ = at_;
         if (at_ == text_.size()) {
             if (!open_.empty()) {
-                return fail(at_, "the end of " + shown(open_.back()) +
+                return fail(at_, "the end of " + shown_word(open_.back()) +
                                      " is expected, and the file ends");
             }
             return has_root_ ? event::finish : fail(at_, "an element is expected");
@@ -192,7 +186,7 @@ bool xml_reader::read_attribute() {
     skip_spaces();
     const bool has_value = !name.empty() && begins_with("=");
     if (!has_value) {
-        fail(begin, "an attribute or the end of " + shown(name_) + " is expected");
+        fail(begin, "an attribute or the end of " + shown_word(name_) + " is expected");
         return false;
     }
     ++at_;
@@ -201,7 +195,7 @@ bool xml_reader::read_attribute() {
     const std::size_t end =
         quote == '"' || quote == '\'' ? text_.find(quote, at_ + 1) : std::string_view::npos;
     if (end == std::string_view::npos) {
-        fail(at_, "the value of " + shown(name) + " is expected, between quotes");
+        fail(at_, "the value of " + shown_word(name) + " is expected, between quotes");
         return false;
     }
     attributes_.push_back({name, {}});
@@ -216,8 +210,9 @@ xml_reader::event xml_reader::read_end() {
     const std::string_view name = read_name();
     skip_spaces();
     if (open_.empty() || name != open_.back() || !begins_with(">")) {
-        return fail(place_, open_.empty() ? "an element is expected"
-                                          : "the end of " + shown(open_.back()) + " is expected");
+        return fail(place_, open_.empty()
+                                ? "an element is expected"
+                                : "the end of " + shown_word(open_.back()) + " is expected");
     }
     ++at_;
     open_.pop_back();

@@ -183,6 +183,12 @@ TEST(vtu_mesh, faults_say_what_was_expected) {
               "line 4, column 1: p: the data end too early");
     EXPECT_EQ(with_points(array_of("p", "AwAAAA==AAAA", "Int16", binary)),
               "line 4, column 1: p: the data end within a number");
+    EXPECT_EQ(with_points(array_of("a\x01\nb\xC3\xA4&#27;", "1 2 3")),
+              "line 4, column 1: a??b???: three coordinates are expected");
+    EXPECT_EQ(with_points(array_of(std::string(100000, 'p'), "1 2 3")),
+              "line 4, column 1: " + std::string(32, 'p') + ": three coordinates are expected");
+    EXPECT_EQ(with_points(array_of("p", std::string(100000, 'x'), "Float32", three)),
+              "line 4, column 1: p: " + std::string(32, 'x') + " is no number");
     const auto with_cells = [&](const std::string& text) {
         return error(root + piece(4, 2) + points + text + end);
     };
