@@ -34,22 +34,6 @@ std::string group_name(const std::string& name) {
     return result;
 }
 
-// The names of all sets in the file, none of them twice.
-std::vector<std::string> group_names(const std::vector<named_set>& sets) {
-    std::set<std::string> used;
-    std::vector<std::string> names;
-    names.reserve(sets.size());
-    for (const named_set& set : sets) {
-        const std::string wanted = group_name(set.name);
-        std::string name = wanted;
-        for (unsigned int k = 2; !used.insert(name).second; ++k) {
-            name = wanted + '_' + std::to_string(k);
-        }
-        names.push_back(name);
-    }
-    return names;
-}
-
 // The sets of each element that is written, in their order.
 class groups_of_elements {
 public:
@@ -61,13 +45,18 @@ public:
         visit_written(what,
                       [&](element_type, std::size_t c, const unsigned int*) { is_written[c] = 1; });
         std::size_t size = 0;
-        for (const named_set& set : what.m.element_sets) size += count(set, is_written);
+        for (const named_set& set : what.m.element_sets) {
+            const std::size_t n = count(set, is_written);
+            is_lost_.push_back(n == 0);
+            size += n;
+        }
         if (size >= no_id || !list_.resize(size)) throw std::bad_alloc();
         for (std::size_t c = 0; c < cols; ++c) first_[c + 1] += first_[c];
         fill(what.m.element_sets, is_written);
     }
 
-    std::size_t nbr_lost_sets() const { return nbr_lost_; }
+    // Whether no element of a set is written.
+    bool is_lost(std::size_t s) const { return is_lost_[s]; }
     const unsigned int* begin(std::size_t c) const { return list_.data() + first_[c]; }
     const unsigned int* end(std::size_t c) const { return list_.data() + first_[c + 1]; }
     bool empty() const { return first_.empty(); } // no sets
@@ -84,7 +73,6 @@ private:
             n += is_written[c];
             first_[c + 1] += is_written[c];
         }
-        if (n == 0) ++nbr_lost_;
         return n;
     }
     void fill(const std::vector<named_set>& sets, const id_list& is_written) {
@@ -101,21 +89,42 @@ private:
 
     id_list first_;
     id_list list_;
-    std::size_t nbr_lost_ = 0;
+    std::vector<bool> is_lost_; // by set
 };
+
+// The names of the sets in the file, none of them twice; empty for those that are lost.
+std::vector<std::string> group_names(const std::vector<named_set>& sets,
+                                     const groups_of_elements& groups) {
+    std::set<std::string> used;
+    std::vector<std::string> names(sets.size());
+    for (std::size_t s = 0; s < sets.size(); ++s) {
+        if (groups.is_lost(s)) continue;
+        const std::string wanted = group_name(sets[s].name);
+        names[s] = wanted;
+        for (unsigned int k = 2; !used.insert(names[s]).second; ++k) {
+            names[s] = wanted + '_' + std::to_string(k);
+        }
+    }
+    return names;
+}
 
 void tell(const mesh_for_file& what, write_losses& losses) {
     const groups_of_elements groups(what);
     const std::vector<named_set>& sets = what.m.element_sets;
-    const std::vector<std::string> names = group_names(sets);
+    const std::vector<std::string> names = group_names(sets, groups);
+    std::size_t nbr_lost = 0;
     std::size_t nbr_renamed = 0;
     std::size_t nbr_numbered = 0;
     for (std::size_t s = 0; s < sets.size(); ++s) {
+        if (groups.is_lost(s)) {
+            ++nbr_lost;
+            continue;
+        }
         const std::string word = group_name(sets[s].name);
         nbr_renamed += word != sets[s].name ? 1U : 0U;
         nbr_numbered += names[s] != word ? 1U : 0U;
     }
-    losses.add(set_lost, "set of elements", groups.nbr_lost_sets());
+    losses.add(set_lost, "set of elements", nbr_lost);
     losses.add(set_renamed, "set of elements", nbr_renamed);
     losses.add(set_numbered, "set of elements", nbr_numbered);
 }
@@ -163,7 +172,7 @@ bool write_element(element_type type, const unsigned int* nodes, const mesh_for_
 
 bool write(std::FILE* file, const mesh_for_file& what) {
     const groups_of_elements groups(what);
-    const std::vector<std::string> names = group_names(what.m.element_sets);
+    const std::vector<std::string> names = group_names(what.m.element_sets, groups);
     output_buffer output(file);
     bool is_good = write_nodes(what, output);
     std::size_t last = no_id; // whose groups were written; none at first, and no group is open

@@ -71,6 +71,23 @@ TEST(obj_mesh, names_become_words_and_sets_without_elements_are_lost) {
     EXPECT_EQ(file.sentences()[2], "set of elements: 2 renamed: names are words without # and \\");
 }
 
+TEST(obj_mesh, a_set_that_is_lost_leaves_its_name_to_others) {
+    file_mesh m =
+        mesh_of(square, {{ET_TRIA3, {0, 1, 2}}, {ET_TETRA4, {0, 1, 2, 3}}, {ET_TRIA3, {0, 2, 3}}});
+    m.element_sets = {set_of("a", {1}), set_of("a b", {}), set_of("a_b", {0}), set_of("a", {2})};
+    const written_mesh file = written_lossy(m, file_format::obj);
+    EXPECT_EQ(file.text, vertices + "g a_b\nf 1 2 3\ng a\nf 1 3 4\n");
+    EXPECT_EQ(
+        file.sentences(),
+        (std::vector<std::string>{"TETRA4: 1 not written: the format has no such element",
+                                  "node: 4 written with a third coordinate of 0",
+                                  "set of elements: 2 not written: no element of it is written"}));
+    m.element_sets.push_back(set_of("a", {0}));
+    m.element_sets.push_back(set_of("a", {}));
+    EXPECT_EQ(written_lossy(m, file_format::obj).text,
+              vertices + "g a_b a_2\nf 1 2 3\ng a\nf 1 3 4\n");
+}
+
 TEST(obj_mesh, long_names_and_many_groups_are_written_whole) {
     file_mesh m = mesh_of(square, ET_TRIA3, {{0, 1, 2}, {0, 2, 3}});
     const std::string name(100000, 'x');
