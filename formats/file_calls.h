@@ -13,6 +13,9 @@
 
 namespace kv7::tessmaker {
 
+// Where the system says no more.
+inline constexpr std::string_view system_failed = "the system failed to read or write it";
+
 // What the system says of an `errno`.
 inline std::string system_text(int error) { return std::generic_category().message(error); }
 
@@ -25,8 +28,8 @@ int with_report(file_report& report, std::string_view path, file_format format, 
         report_builder builder(report, path, format);
         const int code = work(builder);
         if (code < 0 && !builder.has_failed()) {
-            builder.fail(code, code == out_of_memory ? "there is not enough memory"
-                                                     : "the system failed to read or write it");
+            builder.fail(code,
+                         code == out_of_memory ? "there is not enough memory" : system_failed);
         }
         builder.finish();
         return code;

@@ -44,9 +44,15 @@ std::string not_read(file_format format) {
     return text;
 }
 
+// What a reader returns, but where the system failed: it may have taken that for the end of the
+// file.
+int code_of_reading(int code, std::FILE* file, report_builder& report) {
+    if (!std::ferror(file) || code == file_failed || code == out_of_memory) return code;
+    return report.fail(file_failed, system_failed);
+}
+
 int read_by(mesh_reader reader, std::FILE* file, mesh& result, report_builder& report) {
-    const int code = reader(file, result, report);
-    return code >= 0 && std::ferror(file) ? file_failed : code;
+    return code_of_reading(reader(file, result, report), file, report);
 }
 
 bool is_folder(std::FILE* file) {
@@ -74,7 +80,7 @@ int read_fields_by_path(const char* path, const mesh& target, std::vector<field>
     if (!file) return report.fail(file_failed, "can't be opened: " + system_text(errno));
     if (is_folder(file.get())) return report.fail(file_failed, "is a folder");
     const int code = read_medit_fields(file.get(), stem_of(path), target, fields, report);
-    return code >= 0 && std::ferror(file.get()) ? file_failed : code;
+    return code_of_reading(code, file.get(), report);
 }
 
 } // namespace

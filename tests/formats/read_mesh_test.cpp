@@ -140,6 +140,22 @@ TEST(read_mesh, of_a_stream_that_the_system_cant_read_fails) {
     std::fclose(folder);
 }
 
+TEST(read_mesh, a_failure_of_the_system_is_not_taken_for_the_end_of_the_file) {
+    mesh m;
+    file_report report;
+    for (const file_format format : {file_format::stl_text, file_format::obj, file_format::femap,
+                                     file_format::medit, file_format::vtk, file_format::vtu}) {
+        std::FILE* const folder = std::fopen("/proc", "rb");
+        ASSERT_TRUE(folder);
+        EXPECT_EQ(read_mesh(folder, format, m, report), -1);
+        EXPECT_EQ(report.error()->sentence, "the system failed to read or write it");
+        std::fclose(folder);
+    }
+    // No process has memory at its start.
+    EXPECT_EQ(read_fields("/proc/self/mem", m, report), -1);
+    EXPECT_EQ(report.error()->sentence, "/proc/self/mem: the system failed to read or write it");
+}
+
 TEST(read_mesh, memory_failure_is_a_code_with_or_without_words) {
     const named_file file(triangle);
     unsigned int nbr_told = 0;

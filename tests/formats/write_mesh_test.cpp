@@ -162,7 +162,7 @@ TEST_F(write_mesh_to, a_full_device_is_an_error) {
         std::FILE* const full = std::fopen("/dev/full", "wb");
         ASSERT_TRUE(full);
         EXPECT_EQ(write_mesh(full, format, triangle(), options, report_), -1);
-        EXPECT_TRUE(report_.error());
+        EXPECT_EQ(error(), "the system failed to read or write it");
         std::fclose(full);
     }
 }
