@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "formats/deck_contents.h"
 #include "formats/deck_meshes.h"
 #include "support/memory_failure.h"
 
@@ -243,6 +244,23 @@ TEST(nastran_mesh, what_does_not_fit_together_is_told_with_its_line) {
               "in the deck");
     EXPECT_EQ(error("GRID,1,5\nCORD2R,5\n"), "line 2: the points of coordinate system 5 lie on one "
                                              "line");
+}
+
+// No memory holds so many: the columns are not looked at.
+TEST(nastran_mesh, more_nodes_or_elements_than_ids_are_refused) {
+    double x = 0.0;
+    unsigned int id = 0;
+    for (const bool are_nodes : {true, false}) {
+        mesh m;
+        if (are_nodes) m.pos = dense2D<double>::wrap(&x, 1, none);
+        if (!are_nodes) m.connect = dense2D<unsigned int>::wrap(&id, 1, none);
+        file_report report;
+        report_builder builder(report, "", file_format::nastran);
+        deck_contents deck;
+        EXPECT_EQ(finish_deck_mesh(m, deck, builder), -102);
+        builder.finish();
+        EXPECT_EQ(report.error()->sentence, "less than 4294967295 nodes and elements are expected");
+    }
 }
 
 TEST(nastran_mesh, a_deck_without_cards_is_empty_and_cards_without_a_node_are_no_mesh) {
