@@ -72,7 +72,8 @@ inline std::string deck_real(double value, int digits) {
         text = "." + std::string(static_cast<std::size_t>(-exponent - 1), '0') + number.digits;
     } else {
         const auto whole = static_cast<std::size_t>(exponent) + 1;
-        text = number.digits + std::string(std::max(exponent + 1 - number.size(), 0), '0');
+        text = number.digits;
+        if (text.size() < whole) text.resize(whole, '0');
         text.insert(whole, ".");
     }
     if (static_cast<int>(text.size()) > room) {

@@ -97,7 +97,7 @@ std::vector<plain_piece> random_pieces(random_source& random) {
     for (plain_piece& piece : pieces) {
         const std::size_t nbr_points = random.below(60);
         for (std::size_t k = 0; k < nbr_points; ++k) {
-            for (const std::size_t most : {100, 1, 1}) {
+            for (const std::size_t most : {100U, 1U, 1U}) {
                 piece.points.push_back(static_cast<double>(random.below(most)));
             }
             for (std::size_t r = 0; r < 2; ++r) {
